@@ -1,0 +1,19 @@
+set(NORNHESPER_SYSROOT "" CACHE STRING
+  "Prefix in front of every fixed path (configuration, metadata, pid file, early log); empty on a real host")
+option(NORNHESPER_STAND_IN "Link the stand-in for the hypervisor kernel's vsock in front of libc" ON)
+option(NORNHESPER_BUILD_TESTS "Build the tests" ON)
+option(NORNHESPER_BUILD_BENCH "Build the benchmarks" ON)
+option(NORNHESPER_BUILD_FUZZ "Build the fuzzers (clang only)" OFF)
+set(NORNHESPER_SANITIZE "" CACHE STRING "Sanitizers for the whole build, e.g. address,undefined or thread")
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+  set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-qual -Werror)
+if(NORNHESPER_SANITIZE)
+  add_compile_options(-fsanitize=${NORNHESPER_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${NORNHESPER_SANITIZE})
+endif()
