@@ -1,0 +1,67 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "framework/core/dataValue.h"
+#include "framework/core/executionContext.h"
+#include "framework/core/l10n.h"
+
+namespace Mirel::Core {
+
+/// All that belongs to one call beside its arguments. Made by the transport, filled in by the links of the
+/// provider chain, shared by whoever works on the call; used by one party at a time.
+class AsyncActivation {
+ public:
+  explicit AsyncActivation(std::shared_ptr<const ExecutionContext> context) : context_(std::move(context)) {}
+
+  static std::shared_ptr<AsyncActivation> GetInstance(std::shared_ptr<const ExecutionContext> context) {
+    return std::make_shared<AsyncActivation>(std::move(context));
+  }
+
+  const std::shared_ptr<const ExecutionContext>& executionContext() const { return context_; }
+
+  /// Who the caller is, as an authentication handler found out; null for an anonymous call.
+  const std::shared_ptr<const Data::DataValue>& authData() const { return authData_; }
+  void authData(const std::shared_ptr<const Data::DataValue>& value) { authData_ = value; }
+
+  const std::shared_ptr<const L10n::Localizer>& localizer() const { return localizer_; }
+  void localizer(std::shared_ptr<const L10n::Localizer> value) { localizer_ = std::move(value); }
+
+  const L10n::LocaleSpec& localeSpec() const { return localeSpec_; }
+  void localeSpec(L10n::LocaleSpec value) { localeSpec_ = std::move(value); }
+
+  /// Small notes of the links about the call, such as the request's identifier.
+  std::map<std::string, std::string>& values() { return values_; }
+
+  /// Observers learn that the call has reached the service.
+  void AddInvokeObserver(std::function<void()> observer) { observers_.push_back(std::move(observer)); }
+  void NotifyOnInvoke() const {
+    for (const auto& observer : observers_) observer();
+  }
+
+ private:
+  std::shared_ptr<const ExecutionContext> context_;
+  std::shared_ptr<const Data::DataValue> authData_;
+  std::shared_ptr<const L10n::Localizer> localizer_;
+  L10n::LocaleSpec localeSpec_;
+  std::map<std::string, std::string> values_;
+  std::vector<std::function<void()>> observers_;
+};
+
+}  // namespace Mirel::Core
+
+namespace Mirel {
+
+/// Where the identifier of the JSON-RPC request stands in an activation's values.
+struct RequestIdHelper {
+  static void Set(std::map<std::string, std::string>& values, const std::string& id) {
+    values.insert_or_assign("requestId", id);
+  }
+};
+
+}  // namespace Mirel

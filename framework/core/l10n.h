@@ -1,0 +1,105 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "framework/core/dateTime.h"
+#include "framework/core/message.h"
+
+namespace Mirel {
+
+/// The value of a named argument; its index is its tag: 0 integer, 1 real, 2 string, 3 date-time.
+using MsgArgument = std::variant<std::int64_t, double, std::string, DateTime>;
+
+/// An error's message on its way to the localizer. An empty default message leaves the text to the template
+/// that the localizer finds for the id.
+struct NamedMessageBuilder {
+  std::string id;
+  std::string defaultMessage;
+  std::map<std::string, MsgArgument> arguments;
+};
+
+}  // namespace Mirel
+
+namespace Mirel::L10n {
+
+/// Locale names, the most wanted first.
+struct LanguagePreference {
+  std::vector<std::string> locales;
+};
+
+struct TimezoneSpec {
+  TimezoneSpec() = default;
+  explicit TimezoneSpec(std::string text) : name(std::move(text)) {}
+  std::string name;
+};
+
+/// The language of messages, the locale of numbers and times, and the time zone. The error codes tell what
+/// was wrong with the client's own wishes; the preferences are then the defaults.
+struct LocaleSpec {
+  LanguagePreference messages;
+  LanguagePreference formats;
+  TimezoneSpec timezone;
+  std::error_code messagesError;
+  std::error_code formatsError;
+};
+
+enum class DateTimeFormat { ShortDateTime, ShortDate, ShortTime, LongDateTime, LongDate, LongTime };
+
+/// How arguments become text.
+struct ArgumentFormatter {
+  std::function<std::string(long long value, const LanguagePreference&, std::error_code&)> integer;
+  std::function<std::string(double value, long long precision, const LanguagePreference&, std::error_code&)>
+      real;
+  std::function<std::string(const DateTime&, DateTimeFormat, const TimezoneSpec&, const LanguagePreference&,
+                            std::error_code&)>
+      dateTime;
+};
+
+/// Gives the template of a message id in a locale.
+using MessageTemplateCb =
+    std::function<std::string(const std::string& id, std::string_view locale, std::error_code& ec)>;
+
+struct LocalizerSpec {};
+
+/// Renders messages. Immutable, shared by all calls, usable from any thread. A default-constructed one knows
+/// no templates: a message then keeps its default text, or shows its id.
+class Localizer {
+ public:
+  Localizer() = default;
+  Localizer(std::list<std::string> locales, MessageTemplateCb templates, ArgumentFormatter formatter,
+            LocalizerSpec spec);
+
+  /// Fills the template's named fields ("{name}", with "{{" and "}}" for braces) with the arguments. A field
+  /// without an argument stays as it is, and sets ec; so does a lone closing brace, which is no error.
+  BaseMessage Localize(const NamedMessageBuilder& message, const LocaleSpec& locale,
+                       std::error_code& ec) const;
+
+ private:
+  std::list<std::string> locales_;
+  MessageTemplateCb templates_;
+  ArgumentFormatter formatter_;
+};
+
+/// A localizer together with one request's wishes.
+struct RequestLocalizer {
+  std::shared_ptr<const Localizer> localizer;
+  LocaleSpec locale;
+};
+
+struct LocaleHelpers {
+  /// Reads a list of locale names in the form of an Accept-Language header (RFC 9110, 12.5.4), or one name.
+  /// An unreadable text sets ec and gives an empty preference.
+  static LanguagePreference MakeLanguagePreference(std::string_view text, std::error_code& ec);
+};
+
+}  // namespace Mirel::L10n

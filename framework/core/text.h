@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include <boost/system/error_code.hpp>
+
+namespace Mirel {
+
+/// ASCII only: header names and values are not localized.
+void InplaceLower(char* begin, char* end);
+
+/// True when equal without regard to the case of ASCII letters.
+bool StrICmp(std::string_view a, std::string_view b);
+
+/// True when the text holds the part.
+inline bool Contains(std::string_view text, std::string_view part) {
+  return text.find(part) != std::string_view::npos;
+}
+
+/// For logs: "category:code message".
+std::string StringOfError(const std::error_code& error);
+std::string StringOfError(const boost::system::error_code& error);
+
+}  // namespace Mirel
