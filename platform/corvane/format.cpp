@@ -1,0 +1,1 @@
+#include "platform/corvane/format.h"

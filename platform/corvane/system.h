@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Corvane::System {
+
+// Ends the process at once: no destructor and no exit handler runs.
+[[noreturn]] void QuickExit(int status) noexcept;
+
+// Microseconds of a clock that never goes back; it counts from an arbitrary point.
+int64_t GetMonotonicTime() noexcept;
+
+}  // namespace Corvane::System

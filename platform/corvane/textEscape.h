@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace Corvane::Detail {
+
+// Whether the text can be shown on one line of a terminal as it is: well-formed UTF-8 with no control
+// characters, line or paragraph separators, or marks that change the direction of writing.
+bool IsPlainLine(std::string_view text);
+
+// The text on one line: what IsPlainLine objects to is written as an escape in the manner of C, such as \n,
+// \x1b and \u202e. Backslashes of the text itself stay single.
+std::string EscapeLine(std::string_view text);
+
+}  // namespace Corvane::Detail
