@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+
+#include "apps/nornhesperd/result.h"
+#include "platform/corvane/object.h"
+
+namespace NornHesper {
+
+// The seven settings. Built-in defaults, overridden once at start by the configuration file; no value is
+// checked for its range. The accessors may be called from any thread.
+class ConfigInfo : public Corvane::System::LockableObjectImpl {
+ public:
+  // Reads the settings from the application's configuration tree and logs each with its origin.
+  Result Load();
+
+  int32_t GetMirelPort() { return Read(mirelPort_); }
+  int32_t GetVmListenPort() { return Read(vmListenPort_); }
+  int32_t GetMirelQueueLimit() { return Read(mirelQueueLimit_); }
+  int32_t GetCidCacheMaxEntries() { return Read(cidCacheMaxEntries_); }
+  int32_t GetCidCacheExpirationInSeconds() { return Read(cidCacheExpirationInSeconds_); }
+  bool GetRequestHistoryAll() { return Read(requestHistoryAll_); }
+  int32_t GetHistoryPort() { return Read(historyPort_); }
+
+ private:
+  template <typename T>
+  T Read(const T& setting) {
+    Corvane::System::Synchronized lock(this);
+    return setting;
+  }
+
+  int32_t mirelPort_ = 9999;                   // of the API endpoint, on the loopback addresses
+  int32_t vmListenPort_ = 7777;                // vsock port for the guests' publications
+  int32_t mirelQueueLimit_ = 16;               // publications that a stream holds for a slow client
+  int32_t cidCacheMaxEntries_ = 3000;          // VMs
+  int32_t cidCacheExpirationInSeconds_ = 600;  // life of an unused VM in the cache
+  bool requestHistoryAll_ = false;             // ask every running VM for history, or only cached ones
+  int32_t historyPort_ = 766;                  // guests' vsock port for history requests
+};
+
+}  // namespace NornHesper

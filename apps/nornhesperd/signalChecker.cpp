@@ -1,0 +1,1 @@
+#include "apps/nornhesperd/signalChecker.h"
