@@ -36,7 +36,7 @@ std::shared_ptr<const BlobValue> BlobValue::Create(std::vector<unsigned char> by
   };
   auto owned = std::make_shared<Owned>();
   owned->bytes = std::move(bytes);
-  Corvane::Base64_Encode(owned->bytes, owned->base64);
+  Base64_Encode(owned->bytes.data(), owned->bytes.size(), owned->base64);
   return std::make_shared<BlobValue>(owned, owned->bytes, owned->base64);
 }
 

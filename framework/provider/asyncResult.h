@@ -54,11 +54,11 @@ class AsyncResult {
 
   explicit AsyncResult(ResultCb callbacks) : callbacks_(std::move(callbacks)) {}
 
-  void result(const T& value) { Fire(value, nullptr); }
-  void error(const ErrorPtr& error) { Fire(boost::none, error); }
+  void result(const T& value) const { Fire(value, nullptr); }
+  void error(const ErrorPtr& error) const { Fire(boost::none, error); }
 
  private:
-  void Fire(const boost::optional<T>& value, const ErrorPtr& error) {
+  void Fire(const boost::optional<T>& value, const ErrorPtr& error) const {
     if (callbacks_.first) {
       callbacks_.first(value, error, Progress{});
     } else {
@@ -67,7 +67,8 @@ class AsyncResult {
     Policy()(callbacks_);
   }
 
-  ResultCb callbacks_;
+  // Services get their answer object as const, and yet spend it.
+  mutable ResultCb callbacks_;
 };
 
 /// Answers with one element of a stream, exactly once. The receiver calls the continuation when the element
@@ -87,12 +88,12 @@ class AsyncStreamResult {
 
   explicit AsyncStreamResult(ResultCb callbacks) : callbacks_(std::move(callbacks)) {}
 
-  void result(const T& value, Continuation continuation) { Fire(value, nullptr, std::move(continuation)); }
+  void result(const T& value, Continuation continuation) const { Fire(value, nullptr, std::move(continuation)); }
   /// Ends the stream.
-  void error(const ErrorPtr& error) { Fire(boost::none, error, nullptr); }
+  void error(const ErrorPtr& error) const { Fire(boost::none, error, nullptr); }
 
  private:
-  void Fire(const boost::optional<T>& value, const ErrorPtr& error, Continuation continuation) {
+  void Fire(const boost::optional<T>& value, const ErrorPtr& error, Continuation continuation) const {
     if (callbacks_.first) {
       callbacks_.first(value, error, Progress{}, std::move(continuation));
     } else {
@@ -101,7 +102,8 @@ class AsyncStreamResult {
     Policy()(callbacks_);
   }
 
-  ResultCb callbacks_;
+  // Services get their answer object as const, and yet spend it.
+  mutable ResultCb callbacks_;
 };
 
 }  // namespace Mirel

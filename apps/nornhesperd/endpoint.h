@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "apps/nornhesperd/result.h"
+
+namespace Mirel::Asio {
+class Enqueuer;
+}
+namespace Mirel::Core {
+class AsyncApiProvider;
+}
+namespace Mirel::Provider::Metadata {
+namespace Cli {
+class MetadataContainer;
+}
+namespace Metamodel {
+class MetadataContainer;
+}
+namespace Authentication {
+class MetadataContainer;
+}
+}  // namespace Mirel::Provider::Metadata
+namespace Mirel::Transport::PicoHttp {
+class AsioTcpApiServer;
+}
+
+namespace NornHesper {
+
+/// The daemon's API side: the service's metadata, the chain of providers that every call passes, and the HTTP
+/// server on the two loopback addresses. Started once, on the main thread, before the I/O context runs; there is
+/// no stop.
+class NornHesperApi {
+ public:
+  explicit NornHesperApi(std::uint16_t port);
+
+  /// A daemon that can listen on neither address, or whose service descriptions can't be read, runs on and takes
+  /// guest data; without its authorization table it ends.
+  void Start();
+
+ private:
+  std::uint16_t port_;
+  std::shared_ptr<Mirel::Transport::PicoHttp::AsioTcpApiServer> server_;
+};
+
+/// Each one fills its container from the file, and logs what is wrong with it.
+Result LoadCliFile(const std::string& component, const std::string& fileName,
+                   const std::shared_ptr<Mirel::Provider::Metadata::Cli::MetadataContainer>& container);
+Result LoadMetamodelFile(const std::string& component, const std::string& fileName,
+                         const std::shared_ptr<Mirel::Provider::Metadata::Metamodel::MetadataContainer>& container);
+Result LoadAuthnFile(const std::string& component, const std::string& fileName,
+                     const std::shared_ptr<Mirel::Provider::Metadata::Authentication::MetadataContainer>& container);
+
+/// Builds the provider chain and gives its head.
+template <typename Enqueuer>
+std::shared_ptr<Mirel::Core::AsyncApiProvider> CreateLocalProvider(
+    const Enqueuer& enqueuer, std::shared_ptr<Mirel::Provider::Metadata::Cli::MetadataContainer> cli,
+    std::shared_ptr<Mirel::Provider::Metadata::Metamodel::MetadataContainer> metamodel,
+    std::shared_ptr<Mirel::Provider::Metadata::Authentication::MetadataContainer> authn);
+
+}  // namespace NornHesper

@@ -1,0 +1,165 @@
+#include "apps/nornhesperd/messageStream.h"
+
+#include <utility>
+
+#include "apps/nornhesperd/globalContext.h"
+#include "apps/nornhesperd/logMessage.h"
+#include "apps/nornhesperd/topicFilter.h"
+#include "bindings/guestDataAdapter.h"
+#include "framework/core/nativeToValueAdapter.h"
+#include "framework/core/validator.h"
+#include "framework/provider/localization.h"
+#include "platform/corvane/panic.h"
+
+namespace Com::Tessaly::Norn::Hesper::GuestDataSvc {
+namespace {
+
+using Corvane::System::Synchronized;
+using NornHesper::CidInfo;
+using NornHesper::GlobalContext;
+using NornHesper::PublicationPtr;
+
+/// The VM's identifier of the kind that a subscription speaks in. The service refuses unknown kinds.
+const std::string& VmIdentifier(const CidInfo& vm, const VmIdentifierType& type) {
+  switch (type.value) {
+    case VmIdentifierType::kMgrVmId:
+      return vm.mgrVmId;
+    case VmIdentifierType::kBiosUuid:
+      return vm.biosUuid;
+    case VmIdentifierType::kVmUuid:
+      return vm.vmUuid;
+    default:
+      NOT_REACHED();
+  }
+}
+
+ApplicationPublishResult MakeResult(const PublicationPtr& publication, const VmIdentifierType& vmIdType) {
+  ApplicationPublishResult result;
+  // The publication keeps payload and base64 text alive for as long as a write needs them.
+  result.payload = std::make_shared<const Mirel::Data::BlobValue>(publication, publication->payload,
+                                                                  publication->PayloadBase64());
+  result.topic = publication->Topic();
+  result.vmIdType = vmIdType;
+  const auto& vm = *publication->cidInfo;
+  switch (vmIdType.value) {
+    case VmIdentifierType::kMgrVmId:
+      result.mgrVmId = vm.mgrVmId;
+      break;
+    case VmIdentifierType::kBiosUuid:
+      result.biosUuid = vm.biosUuid;
+      break;
+    case VmIdentifierType::kVmUuid:
+      result.vmUuid = vm.vmUuid;
+      break;
+    default:
+      NOT_REACHED();
+  }
+  result.createTime = publication->createTime;
+  result.token = publication->Token();
+  result.history = !publication->subscribers.empty();
+  return result;
+}
+
+/// What the client gets: the structure as an untyped value. Neither a failed conversion nor a failed validation
+/// holds an element back.
+Mirel::Data::DynamicStructure MakeElement(const ApplicationPublishResult& result) {
+  static const auto placeholder = Mirel::Data::StructValue::GetInstance("emptyDynStr");
+  static const auto localizer = Mirel::L10n::MakeDefaultRequestLocalizer();
+  Mirel::Data::DynamicStructure element{placeholder};
+  Mirel::MessageList messages;
+  using Method = Mirel::Data::AdaptMethod<ApplicationPublishResult>;
+  Mirel::Data::NativeToValueAdapter::Adapt(element, Method::Get(), result, localizer, messages);
+  Mirel::Data::Validator::isValid(result, 0, messages);
+  return element;
+}
+
+/// One tracing line about a publication and this subscription.
+#define TRACE_PUBLICATION(before, publication, after, id)                                                   \
+  HESPER_LOG(7, before " publication {mgrVmId: %1, createTime: %2, topic: %3} " after " subscription %4",   \
+             (publication)->cidInfo->mgrVmId, (publication)->createTime.ToString(), (publication)->Topic(), id)
+
+}  // namespace
+
+MessageStream::MessageStream(const VmIdentifierType& vmIdType,
+                             const std::optional<std::set<std::string>>& vmIds,
+                             const NornHesper::OptionalStringVector& topicPrefixes, std::int64_t pastSeconds,
+                             const ResultCb& result)
+    : vmIdType_(vmIdType),
+      vmIds_(vmIds),
+      topicPrefixes_(topicPrefixes),
+      pastSeconds_(pastSeconds),
+      resultCb_(std::make_shared<ResultCb>(result)) {}
+
+void MessageStream::RegisterSubscription() {
+  subscriptionId_ = GlobalContext::Get()->GetRegistry().Register(
+      [self = Corvane::Ref<MessageStream>(this)](const PublicationPtr& publication) {
+        self->Offer(publication);
+      });
+}
+
+void MessageStream::RequestHistory() {
+  if (pastSeconds_ == 0) return;
+  if (topicPrefixes_ && topicPrefixes_->empty()) return;
+  std::vector<std::shared_ptr<CidInfo>> vms;
+  if (GlobalContext::Get()->GetCidCache().Collect(vms).HasErrors()) return;
+  std::vector<unsigned int> cids;
+  for (const auto& vm : vms) {
+    if (TakesVm(*vm)) cids.push_back(vm->cid);
+  }
+  if (cids.empty()) return;
+  NornHesper::HistoryRequestorNotifyGuests(subscriptionId_, static_cast<std::uint64_t>(pastSeconds_), cids,
+                                           topicPrefixes_);
+}
+
+bool MessageStream::TakesVm(const CidInfo& vm) const {
+  return !vmIds_ || vmIds_->contains(VmIdentifier(vm, vmIdType_));
+}
+
+bool MessageStream::TakesTopic(const std::string& topic) const {
+  return !topicPrefixes_ || NornHesper::TopicMatches(topic, *topicPrefixes_);
+}
+
+void MessageStream::Offer(const PublicationPtr& publication) {
+  if (TakesVm(*publication->cidInfo) && TakesTopic(publication->Topic())) EnquePublication(publication);
+}
+
+void MessageStream::EnquePublication(const PublicationPtr& publication) {
+  std::deque<PublicationPtr> dropped;
+  Synchronized lock(this);
+  // Compared as unsigned, so that a negative setting means a queue that is never dropped.
+  const auto limit = static_cast<std::uint32_t>(GlobalContext::Get()->GetConfigInfo().GetMirelQueueLimit());
+  if (queue_.size() > limit) {
+    dropped.swap(queue_);
+    HESPER_LOG(6, "Dropped Mirel client queue for subscription %1", subscriptionId_);
+    dropped.clear();
+  }
+  queue_.push_back(publication);
+  if (!sending_) {
+    StartSend();
+  } else {
+    TRACE_PUBLICATION("Pushed", publication, "in Mirel client queue for", subscriptionId_);
+  }
+}
+
+void MessageStream::StartSend() {
+  sending_ = std::move(queue_.front());
+  queue_.pop_front();
+  TRACE_PUBLICATION("Sending", sending_, "to", subscriptionId_);
+  const Corvane::Ref<MessageStream> self(this);
+  const auto element = MakeElement(MakeResult(sending_, vmIdType_));
+  resultCb_->result(element, [self](const ResultCbPtr& next) { self->UpdateResultCb(next); });
+}
+
+void MessageStream::UpdateResultCb(const ResultCbPtr& next) {
+  if (!next) {
+    GlobalContext::Get()->GetRegistry().Unregister(subscriptionId_);
+    return;
+  }
+  Synchronized lock(this);
+  TRACE_PUBLICATION("Sent", sending_, "to", subscriptionId_);
+  sending_ = nullptr;
+  resultCb_ = next;
+  if (!queue_.empty()) StartSend();
+}
+
+}  // namespace Com::Tessaly::Norn::Hesper::GuestDataSvc
