@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "apps/nornhesperd/cidInfo.h"
+#include "apps/nornhesperd/result.h"
+#include "platform/corvane/object.h"
+#include "platform/corvane/system.h"
+
+namespace NornHesper {
+
+// Tells which VM stands behind a vsock cid, and remembers the VMs heard from of late. As the kernel gives
+// cids of VMs that have gone to others, no remembered answer is believed before the kernel has confirmed it.
+class CidCache : public Corvane::System::LockableObjectImpl {
+ public:
+  using Clock = int64_t (*)() noexcept;  // monotonic microseconds
+
+  explicit CidCache(Clock clock = &Corvane::System::GetMonotonicTime) : clock_(clock) {}
+
+  // An entry that was not used for expirationSeconds goes. The size is looked at before an insertion, so
+  // that there can be one entry more than maxEntries.
+  void SetBounds(uint32_t maxEntries, uint32_t expirationSeconds);
+
+  // Sets info to the VM that has this cid now. Holds the lock during its kernel calls, so that two look-ups
+  // never identify the same cid at once.
+  Result Lookup(CidInfoPtr& info, unsigned int cid);
+
+  // Appends the running VMs, in the kernel's order: all of them when the settings ask for it, otherwise those
+  // that the cache knows under the same identity. VMs that can't be identified are left out; the outcome is
+  // that of the last VM of the kernel's list alone.
+  Result Collect(std::vector<std::shared_ptr<CidInfo>>& infos);
+
+ private:
+  struct CidCacheEntry {
+    CidInfoPtr info;
+    int64_t lastUse;  // monotonic microseconds
+  };
+  using Entries = std::list<CidCacheEntry>;
+  using Index = std::map<uint32_t, Entries::iterator>;
+
+  void TrimCache(int64_t now);
+  bool ValidateCid(CidInfoPtr& info, unsigned int cid, int64_t now);
+  void InsertEntry(const CidInfoPtr& info, unsigned int cid, int64_t now);
+  void RemoveEntry(Index::iterator position);
+  void RemoveLastEntry();
+
+  // The questions to the kernel, in cidLookup.cpp. They touch no member.
+  static bool HasCid(const CidInfo& info, unsigned int cid);
+  static Result RetrieveCidInfo(CidInfoPtr& info, unsigned int cid);
+  static Result RetrieveCidInfoByVmmId(CidInfoPtr& info, uint64_t vmmId);
+  static Result ListVmmIds(std::vector<unsigned long>& ids);
+
+  // The two hold the same cids; the most recently used entry is the first.
+  Index index_;
+  Entries entries_;
+  uint32_t maxEntries_ = 3000;
+  uint32_t expirationSeconds_ = 600;
+  const Clock clock_;
+};
+
+}  // namespace NornHesper
