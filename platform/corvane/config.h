@@ -2,8 +2,9 @@
 
 #include <cstdint>
 #include <functional>
-#include <initializer_list>
+#include <limits>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -34,15 +35,16 @@ class Config : public ObjectImpl {
   static Ref<Config> Load(const std::string& path);
 
   // Give true and store the value when the key is in the file; otherwise they leave the value alone and give
-  // false. A value of the wrong form, or an integer beyond 32 bits, is logged at level 3 with file and line
-  // and counts as absent. A boolean is true, false, 1 or 0.
-  bool ReadInteger(std::string_view key, int32_t* value) const;
+  // false. A value of the wrong form, or an integer beyond 32 bits or the given bounds, is logged at level 3
+  // with file and line and counts as absent. A boolean is true, false, 1 or 0.
+  bool ReadInteger(std::string_view key, int32_t* value, int32_t least = std::numeric_limits<int32_t>::min(),
+                   int32_t most = std::numeric_limits<int32_t>::max()) const;
   bool ReadBoolean(std::string_view key, bool* value) const;
   bool ReadString(std::string_view key, std::string* value) const;
 
   // Logs at level 6 each key of the file that is neither in the list nor one of this library's own: most
   // likely it is misspelt.
-  void WarnAboutUnknownKeys(std::initializer_list<std::string_view> known) const;
+  void WarnAboutUnknownKeys(std::span<const std::string_view> known) const;
 
  private:
   struct Value {

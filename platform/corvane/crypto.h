@@ -3,11 +3,11 @@
 #include <cstddef>
 #include <string>
 
-// Base64 with the alphabet of RFC 4648 section 4, padded, strict: a text whose length is not a multiple of 4,
-// or with any byte outside of the alphabet (blanks and line ends included), or with padding anywhere but at
-// its end, or with bits set that the padding says are unused, is not valid. The empty text is valid.
+// Base64 with the alphabet of RFC 4648 section 4, padded and strict: a text whose length is not a multiple of
+// 4, or with any byte outside of the alphabet (blanks and line ends included), or with padding anywhere but
+// at its end, is not valid. The empty text is valid. Bits that the padding leaves unused are not looked at.
 
-// The largest number of bytes that a text of this length can decode to.
+// The largest number of bytes that a text of this length can decode to; 0 for the empty text only.
 size_t Base64_DecodedLength(const char* text, size_t length);
 
 // Give false, with *written untouched, when the text is not valid or the bytes do not fit in the capacity.

@@ -1,1 +1,72 @@
 #include "platform/corvane/files.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "platform/corvane/exception.h"
+
+namespace Corvane::System {
+
+Ref<Path> Path::GetParent() const {
+  return MakeRef<Path>(std::filesystem::path(text_).parent_path().string());
+}
+
+FileWriter::FileWriter(const Path& path) : path_(path.GetText()), file_(std::fopen(path_.c_str(), "we")) {
+  if (file_ == nullptr) {
+    Fail("open");
+  }
+}
+
+FileWriter::~FileWriter() {
+  if (file_ != nullptr) {
+    std::fclose(file_);
+  }
+}
+
+void FileWriter::Write(std::string_view bytes) {
+  if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) {
+    Fail("write");
+  }
+}
+
+void FileWriter::Flush() {
+  if (std::fflush(file_) != 0) {
+    Fail("write");
+  }
+}
+
+void FileWriter::Close() {
+  if (std::fclose(std::exchange(file_, nullptr)) != 0) {
+    Fail("close");
+  }
+}
+
+void FileWriter::Fail(const char* action) const {
+  const int error = errno;
+  throw Exception(std::string("cannot ") + action + " " + path_ + ": " + std::strerror(error));
+}
+
+SystemFactory* const SystemFactory::sInstance = new SystemFactory;
+
+Ref<Path> SystemFactory::MakePath(const std::string& text) const {
+  return MakeRef<Path>(text);
+}
+
+bool SystemFactory::DirectoryExists(const Path& path) const {
+  std::error_code ignored;
+  return std::filesystem::is_directory(path.GetText(), ignored);
+}
+
+bool SystemFactory::CreateDirectory(const Path& path) const {
+  std::error_code error;
+  std::filesystem::create_directories(path.GetText(), error);
+  errno = error.value();
+  return !error;
+}
+
+Ref<FileWriter> SystemFactory::OpenFileForWriting(const Path& path) const {
+  return MakeRef<FileWriter>(path);
+}
+
+}  // namespace Corvane::System

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/corvane/object.h"
 
@@ -32,9 +34,10 @@ class FileWriter : public ObjectImpl {
   void Close();
 
  private:
+  [[noreturn]] void Fail(const char* action) const;
+
   std::string path_;
-  std::string pending_;
-  int descriptor_;
+  std::FILE* file_;
 };
 
 // Makes the file-system objects; reached through sInstance.
