@@ -15,6 +15,15 @@
 #include "framework/core/dateTime.h"
 #include "framework/core/message.h"
 
+namespace Mirel::Core {
+class AsyncActivation;
+struct ExecutionContext;
+}  // namespace Mirel::Core
+
+namespace Mirel::Data {
+class ListValue;
+}  // namespace Mirel::Data
+
 namespace Mirel {
 
 /// The value of a named argument; its index is its tag: 0 integer, 1 real, 2 string, 3 date-time.
@@ -53,7 +62,21 @@ struct LocaleSpec {
   std::error_code formatsError;
 };
 
-enum class DateTimeFormat { ShortDateTime, ShortDate, ShortTime, LongDateTime, LongDate, LongTime };
+/// Which parts of a point in time are shown, and how long.
+enum class DateTimeFormat {
+  ShortDate = 0,
+  MediumDate = 1,
+  LongDate = 2,
+  FullDate = 3,
+  ShortTime = 4,
+  MediumTime = 5,
+  LongTime = 6,
+  FullTime = 7,
+  ShortDateTime = 8,
+  MediumDateTime = 9,
+  LongDateTime = 10,
+  FullDateTime = 11,
+};
 
 /// How arguments become text.
 struct ArgumentFormatter {
@@ -80,7 +103,8 @@ class Localizer {
             LocalizerSpec spec);
 
   /// Fills the template's named fields ("{name}", with "{{" and "}}" for braces) with the arguments. A field
-  /// without an argument stays as it is, and sets ec; so does a lone closing brace, which is no error.
+  /// without an argument stays as it is, and sets ec; a lone brace stays as it is too, and is no error. The
+  /// first fault is kept in ec, which is never cleared; the text is as good as it can be in any case.
   BaseMessage Localize(const NamedMessageBuilder& message, const LocaleSpec& locale,
                        std::error_code& ec) const;
 
@@ -100,6 +124,24 @@ struct LocaleHelpers {
   /// Reads a list of locale names in the form of an Accept-Language header (RFC 9110, 12.5.4), or one name.
   /// An unreadable text sets ec and gives an empty preference.
   static LanguagePreference MakeLanguagePreference(std::string_view text, std::error_code& ec);
+
+  /// Gives the name that suits the preference best (RFC 4647, 3.4, with "-" and "_" taken for the same), or
+  /// an empty text. "en" finds "en_US" when there is no plain "en".
+  static std::string Lookup(const std::list<std::string>& names, const LanguagePreference& preference);
+};
+
+struct LocaleSpecHelpers {
+  /// Reads a client's wishes from its application context. What is missing or unreadable has its default:
+  /// "en_US", "C", "Etc/UTC". The first fault is also in ec.
+  static LocaleSpec ExtractLocaleSpec(const Core::ExecutionContext& context, std::error_code& ec);
+};
+
+struct LocalizableMessageHelpers {
+  /// Renders the messages with the call's own localizer and wishes. Gives a list of message structures, ready
+  /// to be the field "messages" of an error.
+  static std::shared_ptr<const Data::ListValue> ConvertMessages(
+      const std::vector<NamedMessageBuilder>& messages,
+      const std::shared_ptr<Core::AsyncActivation>& activation);
 };
 
 }  // namespace Mirel::L10n

@@ -11,8 +11,21 @@
 namespace Com::Tessaly::Mirel::Std::Errors {
 
 /// The standard error-type enumeration: the number for programs, the raw text as it came over the wire, if it
-/// did.
+/// did. The numbers belong to the wire and never change.
 struct ErrorType {
+  static constexpr std::uint32_t kError = 0;
+  static constexpr std::uint32_t kInternalServerError = 6;
+  static constexpr std::uint32_t kInvalidArgument = 7;
+  static constexpr std::uint32_t kNotFound = 12;
+  static constexpr std::uint32_t kOperationNotFound = 13;
+  static constexpr std::uint32_t kUnauthenticated = 20;
+  static constexpr std::uint32_t kUnauthorized = 21;
+  static constexpr std::uint32_t kUnexpectedInput = 22;
+  static constexpr std::uint32_t kUnsupported = 23;
+
+  /// The printable name, such as "INVALID_ARGUMENT": the raw text if there is one.
+  std::string ToString() const;
+
   std::uint32_t value = 0;
   std::string raw;
 };
