@@ -18,10 +18,10 @@ class AsyncApiInterface;
 
 namespace Com::Tessaly::Norn::Hesper::GuestDataSvc {
 
-using AsyncActivationPtr = std::shared_ptr<Mirel::Core::AsyncActivation>;
+using AsyncActivationPtr = std::shared_ptr<::Mirel::Core::AsyncActivation>;
 using ResultCb =
-    Mirel::AsyncStreamResult<Mirel::Data::DynamicStructure, Mirel::AsyncStreamResultTerminateCbPolicy>;
-using ResultCbPtr = Mirel::OptionalPtr<ResultCb>;
+    ::Mirel::AsyncStreamResult<::Mirel::Data::DynamicStructure, ::Mirel::AsyncStreamResultTerminateCbPolicy>;
+using ResultCbPtr = ::Mirel::OptionalPtr<ResultCb>;
 
 /// The service "com.tessaly.norn.hesper.guest_data", to be implemented by whoever offers it.
 class AsyncServiceInterface {
@@ -36,9 +36,9 @@ struct AsyncServiceBinder {
   /// Makes the implementation callable by operation name: arguments are converted to the structures above (a
   /// value that does not fit is answered with an error that names its place), and messages are rendered with
   /// the service's own localizer.
-  static std::shared_ptr<const Mirel::Provider::AsyncApiInterface> BindImplementation(
+  static std::shared_ptr<const ::Mirel::Provider::AsyncApiInterface> BindImplementation(
       std::shared_ptr<AsyncServiceInterface> implementation,
-      std::shared_ptr<const Mirel::L10n::Localizer> localizer);
+      std::shared_ptr<const ::Mirel::L10n::Localizer> localizer);
 };
 
 }  // namespace Com::Tessaly::Norn::Hesper::GuestDataSvc

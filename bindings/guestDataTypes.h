@@ -12,8 +12,8 @@
 /// The structures of the guest data service, as its metadata describes them.
 namespace Com::Tessaly::Norn::Hesper {
 
-/// Which of a VM's identifiers a subscription speaks in. A newer client may send a kind that is not known here:
-/// it has the value 3, and its text stays in raw.
+/// Which of a VM's identifiers a subscription speaks in. A newer client may send a kind that is not known
+/// here: it has the value 3, and its text stays in raw.
 struct VmIdentifierType {
   struct Strings {
     static constexpr const char* values[] = {"MGR_VM_ID", "BIOS_UUID", "VM_UUID"};
@@ -55,14 +55,14 @@ struct ApplicationPublishResult {
   static constexpr const char* kStructureName = "com.tessaly.norn.hesper.ApplicationPublishResult";
 
   /// The payload's bytes and their base64 text, shared with the publication and not copied.
-  std::shared_ptr<const Mirel::Data::BlobValue> payload;
+  std::shared_ptr<const ::Mirel::Data::BlobValue> payload;
   std::string topic;
   VmIdentifierType vmIdType;
   /// Exactly one of the three is present: the kind that vmIdType names.
   std::optional<std::string> mgrVmId;
   std::optional<std::string> biosUuid;
   std::optional<std::string> vmUuid;
-  Mirel::DateTime createTime;
+  ::Mirel::DateTime createTime;
   std::string token;
   /// True when this element answers the subscription's request for history.
   bool history = false;

@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <string>
 #include <string_view>
+
+#include "framework/provider/simpleInterface.h"
 
 namespace Com::Tessaly::Norn::Hesper {
 namespace {
 
-using namespace Mirel::Data;
+using namespace ::Mirel::Data;
+using ::Mirel::Provider::ArgumentError;
 
 /// A value together with its place in the arguments, for error texts.
 struct Argument {
@@ -16,7 +20,7 @@ struct Argument {
 };
 
 [[noreturn]] void Refuse(const Argument& argument, const std::string& expected) {
-  throw UnexpectedArgument(argument.place + ": expected " + expected);
+  throw ArgumentError(argument.place + ": expected " + expected);
 }
 
 template <typename Value>
@@ -30,7 +34,7 @@ const CompoundValue& AsStructure(const Argument& argument, std::initializer_list
   const auto& structure = As<StructValue>(argument, "a structure");
   for (const auto& [name, value] : structure.fields()) {
     if (std::find(known.begin(), known.end(), name) == known.end()) {
-      throw UnexpectedArgument(argument.place + "." + name + ": unknown field");
+      throw ArgumentError(argument.place + "." + name + ": unknown field");
     }
   }
   return structure;
@@ -49,11 +53,13 @@ Argument Field(const CompoundValue& structure, const Argument& parent, const cha
 
 Argument RequiredField(const CompoundValue& structure, const Argument& parent, const char* name) {
   auto field = Field(structure, parent, name);
-  if (!field.value) throw UnexpectedArgument(field.place + ": missing");
+  if (!field.value) throw ArgumentError(field.place + ": missing");
   return field;
 }
 
-std::string ReadString(const Argument& argument) { return As<StringValue>(argument, "a string").value(); }
+std::string ReadString(const Argument& argument) {
+  return As<StringValue>(argument, "a string").value();
+}
 
 std::optional<std::string> ReadOptionalString(const Argument& argument) {
   if (!argument.value) return std::nullopt;
@@ -88,7 +94,8 @@ SubscriptionSpec ReadSpec(const Argument& argument) {
   spec.vmIdType = VmIdentifierType::FromText(ReadString(RequiredField(structure, argument, "vm_id_type")));
   spec.vmFilter =
       ReadOptionalList<VmFilterSpecConstPtr>(Field(structure, argument, "vm_filter"), ReadVmFilterSpec);
-  spec.topicPrefixes = ReadOptionalList<std::string>(Field(structure, argument, "topic_prefixes"), ReadString);
+  spec.topicPrefixes =
+      ReadOptionalList<std::string>(Field(structure, argument, "topic_prefixes"), ReadString);
   if (const auto past = Field(structure, argument, "past_seconds"); past.value) {
     spec.pastSeconds = As<IntegerValue>(past, "an integer").value();
   }
@@ -97,8 +104,8 @@ SubscriptionSpec ReadSpec(const Argument& argument) {
 
 }  // namespace
 
-SubscriptionSpec ReadSubscribeArguments(const DataValue& input) {
-  const Argument root{DataValuePtr(DataValuePtr(), &input), "input"};
+SubscriptionSpec ReadSubscribeArguments(const DataValuePtr& input) {
+  const Argument root{input, "input"};
   const auto& arguments = AsStructure(root, {"spec"});
   return ReadSpec(RequiredField(arguments, root, "spec"));
 }

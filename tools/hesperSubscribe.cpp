@@ -128,8 +128,8 @@ class FrameReader {
   std::string buffer_;
 };
 
-/// Takes the answer as it comes and prints its elements. A fault is kept until the transfer has ended, since an
-/// exception must not pass through the C library in between.
+/// Takes the answer as it comes and prints its elements. A fault is kept until the transfer has ended, since
+/// an exception must not pass through the C library in between.
 class Printer {
  public:
   explicit Printer(std::uint64_t count) : count_(count) {}
@@ -155,7 +155,8 @@ class Printer {
   void Print(const std::string& frame) {
     rapidjson::Document answer;
     answer.Parse<rapidjson::kParseIterativeFlag>(frame.data(), frame.size());
-    if (answer.HasParseError() || !answer.IsObject()) throw std::runtime_error("an element is no JSON object");
+    if (answer.HasParseError() || !answer.IsObject())
+      throw std::runtime_error("an element is no JSON object");
     const char* member = answer.HasMember("error") ? "error" : "result";
     if (!answer.HasMember(member)) throw std::runtime_error("an element has neither a result nor an error");
     rapidjson::StringBuffer line;
@@ -192,8 +193,8 @@ using Headers = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
 
 Headers MakeHeaders(const Options& options) {
   curl_slist* list = nullptr;
-  for (const char* header :
-       {"Content-Type: application/json", "Accept: application/vnd.tessaly.mirel.clean.stream.json", "Expect:"}) {
+  for (const char* header : {"Content-Type: application/json",
+                             "Accept: application/vnd.tessaly.mirel.clean.stream.json", "Expect:"}) {
     list = curl_slist_append(list, header);
   }
   if (!options.tokenFile.empty()) {

@@ -18,10 +18,10 @@ class GuestDataImpl : public AsyncServiceInterface {
                  const ResultCb& result) override;
 };
 
-/// The checks of the arguments. Each one that fails has already told the client through `result`, and the caller
-/// only has to stop.
-NornHesper::Result ValidateVmIdentifierType(const VmIdentifierType& type, const AsyncActivationPtr& activation,
-                                            const ResultCb& result);
+/// The checks of the arguments. Each one that fails has already told the client through `result`, and the
+/// caller only has to stop.
+NornHesper::Result ValidateVmIdentifierType(const VmIdentifierType& type,
+                                            const AsyncActivationPtr& activation, const ResultCb& result);
 NornHesper::Result VmFilterSpecGetVmId(const VmIdentifierType& type, const VmFilterSpecConstPtr& filter,
                                        const AsyncActivationPtr& activation, const ResultCb& result,
                                        std::string& vmId);

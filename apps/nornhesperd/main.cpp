@@ -5,8 +5,8 @@
 #include "apps/nornhesperd/logMessage.h"
 #include "apps/nornhesperd/signalChecker.h"
 
-// nornhesperd [CONFIG_FILE]: brings up the guest side, then the API side, and runs the I/O context for the rest
-// of the process's life.
+// nornhesperd [CONFIG_FILE]: brings up the guest side, then the API side, and runs the I/O context for the
+// rest of the process's life.
 int main(int argc, char** argv) {
   auto* context = NornHesper::GlobalContext::Get();
   const auto result = context->InitializeApplication(argc > 1 ? argv[1] : nullptr);
@@ -17,7 +17,8 @@ int main(int argc, char** argv) {
 
   const auto mirelPort = context->GetConfigInfo().GetMirelPort();
   const auto vmListenPort = context->GetConfigInfo().GetVmListenPort();
-  HESPER_LOG(6, "Starting NORN guest data publisher, MIREL port: %1, VM listen port: %2", mirelPort, vmListenPort);
+  HESPER_LOG(6, "Starting NORN guest data publisher, MIREL port: %1, VM listen port: %2", mirelPort,
+             vmListenPort);
 
   const auto backend = Corvane::MakeRef<NornHesper::Backend>(static_cast<unsigned>(vmListenPort));
   backend->Start();

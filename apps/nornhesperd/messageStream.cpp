@@ -36,8 +36,8 @@ const std::string& VmIdentifier(const CidInfo& vm, const VmIdentifierType& type)
 ApplicationPublishResult MakeResult(const PublicationPtr& publication, const VmIdentifierType& vmIdType) {
   ApplicationPublishResult result;
   // The publication keeps payload and base64 text alive for as long as a write needs them.
-  result.payload = std::make_shared<const Mirel::Data::BlobValue>(publication, publication->payload,
-                                                                  publication->PayloadBase64());
+  result.payload = std::make_shared<const ::Mirel::Data::BlobValue>(publication, publication->payload,
+                                                                    publication->PayloadBase64());
   result.topic = publication->Topic();
   result.vmIdType = vmIdType;
   const auto& vm = *publication->cidInfo;
@@ -60,23 +60,24 @@ ApplicationPublishResult MakeResult(const PublicationPtr& publication, const VmI
   return result;
 }
 
-/// What the client gets: the structure as an untyped value. Neither a failed conversion nor a failed validation
-/// holds an element back.
-Mirel::Data::DynamicStructure MakeElement(const ApplicationPublishResult& result) {
-  static const auto placeholder = Mirel::Data::StructValue::GetInstance("emptyDynStr");
-  static const auto localizer = Mirel::L10n::MakeDefaultRequestLocalizer();
-  Mirel::Data::DynamicStructure element{placeholder};
-  Mirel::MessageList messages;
-  using Method = Mirel::Data::AdaptMethod<ApplicationPublishResult>;
-  Mirel::Data::NativeToValueAdapter::Adapt(element, Method::Get(), result, localizer, messages);
-  Mirel::Data::Validator::isValid(result, 0, messages);
+/// What the client gets: the structure as an untyped value. Neither a failed conversion nor a failed
+/// validation holds an element back.
+::Mirel::Data::DynamicStructure MakeElement(const ApplicationPublishResult& result) {
+  static const auto placeholder = ::Mirel::Data::StructValue::GetInstance("emptyDynStr");
+  static const auto localizer = ::Mirel::L10n::MakeDefaultRequestLocalizer();
+  ::Mirel::Data::DynamicStructure element{placeholder};
+  ::Mirel::MessageList messages;
+  using Method = ::Mirel::Data::AdaptMethod<ApplicationPublishResult>;
+  ::Mirel::Data::NativeToValueAdapter::Adapt(element, Method::Get(), result, localizer, messages);
+  ::Mirel::Data::Validator::isValid(result, 0, messages);
   return element;
 }
 
 /// One tracing line about a publication and this subscription.
 #define TRACE_PUBLICATION(before, publication, after, id)                                                   \
   HESPER_LOG(7, before " publication {mgrVmId: %1, createTime: %2, topic: %3} " after " subscription %4",   \
-             (publication)->cidInfo->mgrVmId, (publication)->createTime.ToString(), (publication)->Topic(), id)
+             (publication)->cidInfo->mgrVmId, (publication)->createTime.ToString(), (publication)->Topic(), \
+             id)
 
 }  // namespace
 
@@ -115,7 +116,7 @@ bool MessageStream::TakesVm(const CidInfo& vm) const {
   return !vmIds_ || vmIds_->contains(VmIdentifier(vm, vmIdType_));
 }
 
-bool MessageStream::TakesTopic(const std::string& topic) const {
+bool MessageStream::TakesTopic(std::string_view topic) const {
   return !topicPrefixes_ || NornHesper::TopicMatches(topic, *topicPrefixes_);
 }
 
@@ -124,14 +125,13 @@ void MessageStream::Offer(const PublicationPtr& publication) {
 }
 
 void MessageStream::EnquePublication(const PublicationPtr& publication) {
-  std::deque<PublicationPtr> dropped;
   Synchronized lock(this);
   // Compared as unsigned, so that a negative setting means a queue that is never dropped.
   const auto limit = static_cast<std::uint32_t>(GlobalContext::Get()->GetConfigInfo().GetMirelQueueLimit());
   if (queue_.size() > limit) {
+    std::deque<PublicationPtr> dropped;
     dropped.swap(queue_);
     HESPER_LOG(6, "Dropped Mirel client queue for subscription %1", subscriptionId_);
-    dropped.clear();
   }
   queue_.push_back(publication);
   if (!sending_) {

@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "apps/nornhesperd/cidInfo.h"
@@ -13,14 +14,14 @@
 #include "bindings/guestDataService.h"
 #include "platform/corvane/object.h"
 
-
 namespace Com::Tessaly::Norn::Hesper::GuestDataSvc {
 
-/// One open subscription: its filter, a bounded queue for a client that is slower than the guests, and the flow
-/// control that keeps one publication at a time on its way to the client. All of it runs on the I/O thread.
+/// One open subscription: its filter, a bounded queue for a client that is slower than the guests, and the
+/// flow control that keeps one publication at a time on its way to the client. All of it runs on the I/O
+/// thread.
 ///
-/// The Registry's entry and the continuation that the transport holds keep it alive. It ends when a write to the
-/// client has failed; an idle stream doesn't learn that its client has gone until its next element.
+/// The Registry's entry and the continuation that the transport holds keep it alive. It ends when a write to
+/// the client has failed; an idle stream doesn't learn that its client has gone until its next element.
 class MessageStream : public Corvane::System::LockableObjectImpl {
  public:
   MessageStream(const VmIdentifierType& vmIdType, const std::optional<std::set<std::string>>& vmIds,
@@ -29,8 +30,8 @@ class MessageStream : public Corvane::System::LockableObjectImpl {
 
   void RegisterSubscription();
 
-  /// Asks the guests that this subscription takes publications from for their past; their answers come back as
-  /// publications addressed to this subscription.
+  /// Asks the guests that this subscription takes publications from for their past; their answers come back
+  /// as publications addressed to this subscription.
   void RequestHistory();
 
   /// Takes a publication that has passed the filter.
@@ -39,7 +40,7 @@ class MessageStream : public Corvane::System::LockableObjectImpl {
  private:
   void Offer(const NornHesper::PublicationPtr& publication);
   bool TakesVm(const NornHesper::CidInfo& vm) const;
-  bool TakesTopic(const std::string& topic) const;
+  bool TakesTopic(std::string_view topic) const;
 
   void StartSend();
   void UpdateResultCb(const ResultCbPtr& next);

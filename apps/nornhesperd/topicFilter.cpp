@@ -4,7 +4,7 @@
 
 namespace NornHesper {
 
-bool TopicMatches(const std::string& topic, const std::vector<std::string>& prefixes) {
+bool TopicMatches(std::string_view topic, const std::vector<std::string>& prefixes) {
   const auto above = std::upper_bound(prefixes.begin(), prefixes.end(), topic);
   for (auto candidate = above; candidate != prefixes.begin();) {
     --candidate;
