@@ -1,1 +1,124 @@
 #include "apps/nornhesperd/globalContext.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+
+#include "apps/nornhesperd/logMessage.h"
+#include "platform/corvane/exception.h"
+#include "platform/corvane/files.h"
+#include "platform/corvane/paths.h"
+#include "platform/corvane/system.h"
+#include "platform/corvane/textEscape.h"
+
+namespace NornHesper {
+namespace {
+
+constexpr rlimit kOpenFiles = {.rlim_cur = 1024, .rlim_max = 2048};
+
+std::string LocalTime() {
+  const std::time_t now = std::time(nullptr);
+  std::tm parts{};
+  if (::localtime_r(&now, &parts) == nullptr) {
+    throw std::runtime_error("could not convert calendar time to local time");
+  }
+  std::array<char, 32> text{};
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts)};
+}
+
+Result LimitOpenFiles() {
+  Result result;
+  if (::setrlimit(RLIMIT_NOFILE, &kOpenFiles) != 0) {
+    HESPER_FAIL(result, kErrorStartup, "failed to set max number of files, %1", std::strerror(errno));
+  }
+  return result;
+}
+
+}  // namespace
+
+GlobalContext* GlobalContext::Get() {
+  static GlobalContext* instance = nullptr;
+  if (instance == nullptr) {
+    instance = new GlobalContext;
+  }
+  return instance;
+}
+
+Result GlobalContext::InitializeApplication(const char* configPath) {
+  Result result;
+  configPath_ = configPath != nullptr ? configPath : Corvane::Paths::kDefaultConfigFile;
+  try {
+    Corvane::Service::InitApp(configPath_);
+  } catch (const Corvane::Exception& error) {
+    HESPER_FAIL(result, kErrorStartup, "failed to initialize corvane app with config %1, %2", configPath_,
+                error.GetText());
+    return result;
+  }
+  app_ = Corvane::Service::GetApp();
+  logger_ = app_->GetLogger();
+  loggerReady_ = true;
+
+  if (result = publicationSchema_.Init(); result.HasErrors()) {
+    return result;
+  }
+  if (result = CreatePidFile(); result.HasErrors()) {
+    return result;
+  }
+  if (result = configInfo_.Load(); result.HasErrors()) {
+    return result;
+  }
+  cidCache_.SetBounds(static_cast<unsigned>(configInfo_.GetCidCacheMaxEntries()),
+                      static_cast<unsigned>(configInfo_.GetCidCacheExpirationInSeconds()));
+  return LimitOpenFiles();
+}
+
+Result GlobalContext::CreatePidFile() {
+  Result result;
+  auto* files = Corvane::System::SystemFactory::sInstance;
+  const auto path = files->MakePath(Corvane::Paths::kPidFile);
+  const auto directory = path->GetParent();
+  if (!files->DirectoryExists(*directory) && !files->CreateDirectory(*directory)) {
+    HESPER_FAIL(result, kErrorStartup, "failed to create pid file directories %1, %2", directory->GetText(),
+                std::strerror(errno));
+    return result;
+  }
+  try {
+    const auto file = files->OpenFileForWriting(*path);
+    file->Write(std::to_string(::getpid()));
+    file->Flush();
+    file->Close();
+  } catch (const Corvane::Exception& error) {
+    HESPER_FAIL(result, kErrorStartup, "failed to create pid file %1, %2", path->GetText(), error.GetText());
+  }
+  return result;
+}
+
+void GlobalContext::RunIoService() {
+  HESPER_LOG(6, "Running IO service...");
+  ioService_.run();
+}
+
+void GlobalContext::TerminateApplication() {
+  HESPER_LOG(6, "Terminating...");
+  Corvane::System::QuickExit(0);
+}
+
+void GlobalContext::EarlyLog(const std::string& message) {
+  // A record stays one line here too; ordinary text is not changed.
+  const std::string line =
+      LocalTime() + "Z(NonCorvane Early): " + Corvane::Detail::EscapeLine(message) + '\n';
+  std::cerr << line << std::flush;
+  try {
+    std::ofstream(Corvane::Paths::kEarlyLogFile, std::ios::app) << line << std::flush;
+  } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): early logging never stops the daemon
+  }
+}
+
+}  // namespace NornHesper

@@ -25,14 +25,7 @@ std::string ExtractFunctionName(const char* prettySignature);
 
 // The daemon's log statement: HESPER_LOG(level, format, arguments...). Nothing behind the level is evaluated
 // when the line is not to be written.
-#define HESPER_LOG(level, ...)                                                             \
-  do {                                                                                     \
-    if (::NornHesper::GlobalContext* hesperLogContext = ::NornHesper::LogContext(level)) { \
-      ::NornHesper::LogMessage(hesperLogContext, level, __FILE_NAME__, __LINE__,           \
-                               ::NornHesper::ExtractFunctionName(__PRETTY_FUNCTION__),     \
-                               ::Corvane::Detail::ASPrintInternal(__VA_ARGS__));           \
-    }                                                                                      \
-  } while (false)
+#define HESPER_LOG(level, ...) HESPER_LOG_TEXT(level, ::Corvane::Detail::ASPrintInternal(__VA_ARGS__))
 
 // A fault of an operation that reports by Result: HESPER_FAIL(result, code, format, arguments...) adds the
 // record and logs the same text at level 3.
@@ -40,5 +33,14 @@ std::string ExtractFunctionName(const char* prettySignature);
   do {                                                                                  \
     const std::string hesperFailText = ::Corvane::Detail::ASPrintInternal(__VA_ARGS__); \
     (result).AddError(code, hesperFailText);                                            \
-    HESPER_LOG(3, "%1", hesperFailText);                                                \
+    HESPER_LOG_TEXT(3, hesperFailText);                                                 \
+  } while (false)
+
+// A finished text; used by the two above.
+#define HESPER_LOG_TEXT(level, text)                                                          \
+  do {                                                                                        \
+    if (::NornHesper::GlobalContext* hesperLogContext = ::NornHesper::LogContext(level)) {    \
+      ::NornHesper::LogMessage(hesperLogContext, level, __FILE_NAME__, __LINE__,              \
+                               ::NornHesper::ExtractFunctionName(__PRETTY_FUNCTION__), text); \
+    }                                                                                         \
   } while (false)
