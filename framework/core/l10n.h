@@ -109,6 +109,9 @@ class Localizer {
                        std::error_code& ec) const;
 
  private:
+  std::string Template(const NamedMessageBuilder& message, const LanguagePreference& wanted,
+                       std::error_code& ec) const;
+
   std::list<std::string> locales_;
   MessageTemplateCb templates_;
   ArgumentFormatter formatter_;
