@@ -4,6 +4,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "apps/nornhesperd/cidInfo.h"
@@ -29,9 +30,9 @@ class CidCache : public Corvane::System::LockableObjectImpl {
   // never identify the same cid at once.
   Result Lookup(CidInfoPtr& info, unsigned int cid);
 
-  // Appends the running VMs, in the kernel's order: all of them when the settings ask for it, otherwise those
-  // that the cache knows under the same identity. VMs that can't be identified are left out; the outcome is
-  // that of the last VM of the kernel's list alone.
+  // Sets infos to the running VMs, in the kernel's order: all of them when the settings ask for it, otherwise
+  // those that the cache knows under the same identity. VMs that can't be identified are left out; the
+  // outcome is that of the last VM of the kernel's list alone.
   Result Collect(std::vector<std::shared_ptr<CidInfo>>& infos);
 
  private:
@@ -46,13 +47,15 @@ class CidCache : public Corvane::System::LockableObjectImpl {
   bool ValidateCid(CidInfoPtr& info, unsigned int cid, int64_t now);
   void InsertEntry(const CidInfoPtr& info, unsigned int cid, int64_t now);
   void RemoveEntry(Index::iterator position);
-  void RemoveLastEntry();
+  std::vector<CidInfoPtr> SelectKnown(const std::vector<CidInfoPtr>& vms);
 
   // The questions to the kernel, in cidLookup.cpp. They touch no member.
-  static bool HasCid(const CidInfo& info, unsigned int cid);
+  static uint32_t MapBiosUuidToCid(const std::string& biosUuid);  // kNoCid when there is no telling
   static Result RetrieveCidInfo(CidInfoPtr& info, unsigned int cid);
   static Result RetrieveCidInfoByVmmId(CidInfoPtr& info, uint64_t vmmId);
   static Result ListVmmIds(std::vector<unsigned long>& ids);
+
+  static constexpr uint32_t kNoCid = 0xFFFFFFFF;
 
   // The two hold the same cids; the most recently used entry is the first.
   Index index_;

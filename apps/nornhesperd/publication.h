@@ -33,7 +33,7 @@ class Publication {
   // Views into the parsed text, which live as long as the publication. Empty before Parse.
   std::string_view Topic() const { return topic_; }
   std::string_view Token() const { return token_; }
-  // The payload in base64 as the guest sent it; there is only one such text for given bytes.
+  // The payload in base64: the one text that RFC 4648 section 4 has for its bytes.
   std::string_view PayloadBase64() const { return payloadBase64_; }
 
   const std::string text;  // the datagram's bytes
@@ -56,11 +56,15 @@ class Publication {
   std::vector<unsigned char> payload;  // decoded
 
  private:
-  void ParseText(Result& result);
-  void ReadHeader(Result& result);
-  void ReadSubscribers(const rapidjson::Value& header, Result& result);
-  void CheckSchema(Result& result);
-  void ReadFields(Result& result);
+  // Each gives the text of the fault that it found, or nothing.
+  std::string ReadText();
+  std::string ReadHeader();
+  std::string ReadSubscribers(const rapidjson::Value& header);
+  std::string CheckSchema() const;
+  std::string ReadFields();
+
+  bool DecodePayload(std::string_view base64);
+  void NormalizeLastGroup(std::string_view base64, const std::vector<unsigned char>& bytes);
 
   std::string_view topic_;
   std::string_view token_;

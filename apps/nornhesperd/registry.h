@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "apps/nornhesperd/cidInfo.h"
 #include "apps/nornhesperd/result.h"
@@ -40,6 +41,9 @@ class Registry : public Corvane::System::LockableObjectImpl {
 
  private:
   void Dispatch(const PublicationPtr& publication);
+  // In ascending order of id for a live publication, otherwise in the order of its list, repetitions
+  // included.
+  std::vector<PublicationCb> SelectSubscriptions(const Publication& publication);
 
   std::map<uint64_t, PublicationCb> subscriptions_;
   uint64_t nextSubscriptionId_ = 0;

@@ -1,0 +1,168 @@
+#include "apps/nornhesperd/backend.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "apps/nornhesperd/acknowledgement.h"
+#include "apps/nornhesperd/globalContext.h"
+#include "apps/nornhesperd/logMessage.h"
+
+namespace NornHesper {
+namespace {
+
+constexpr int kReceiveBufferBytes = 2228224;
+constexpr int kOptionPeerRateLimit = 9;
+constexpr int kOptionPeerPrivilege = 10;
+constexpr int kPrivilegedPeersOnly = 1;
+// The receive buffer lies on the thread's stack.
+constexpr size_t kThreadStackBytes = 1024 * 1024;
+
+bool SetVsockOption(int socket, int option, int value) {
+  return setsockopt(socket, GetVsockAddressFamily(), option, &value, sizeof(value)) == 0;
+}
+
+bool GetVsockOption(int socket, int option, int& value) {
+  socklen_t size = sizeof(value);
+  return getsockopt(socket, GetVsockAddressFamily(), option, &value, &size) == 0;
+}
+
+msghdr MakeHeader(vsock::endpoint& peer, iovec& text) {
+  msghdr header{};
+  header.msg_name = peer.data();
+  header.msg_namelen = peer.size();
+  header.msg_iov = &text;
+  header.msg_iovlen = 1;
+  return header;
+}
+
+// Makes the call until it gives something else than EAGAIN; between the calls it waits until the socket is
+// ready for it.
+template <typename Call>
+ssize_t CallWhenReady(int socket, short events, const Call& call) {
+  for (;;) {
+    const ssize_t length = call();
+    if (length >= 0 || errno != EAGAIN) {
+      return length;
+    }
+    pollfd readiness{socket, events, 0};
+    poll(&readiness, 1, -1);
+  }
+}
+
+// Gives -1 with errno on a failure.
+ssize_t Receive(int socket, iovec text, vsock::endpoint& sender) {
+  msghdr header = MakeHeader(sender, text);
+  const ssize_t length = CallWhenReady(socket, POLLIN, [&] { return recvmsg(socket, &header, 0); });
+  if (length >= 0) {
+    sender.resize(header.msg_namelen);
+  }
+  return length;
+}
+
+ssize_t Send(int socket, std::string& text, vsock::endpoint& receiver) {
+  iovec bytes{text.data(), text.size()};
+  const msghdr header = MakeHeader(receiver, bytes);
+  return CallWhenReady(socket, POLLOUT, [&] { return sendmsg(socket, &header, MSG_NOSIGNAL); });
+}
+
+}  // namespace
+
+void Backend::Start() {
+  CreateSocket();
+  thread_ = GlobalContext::Get()->GetApp()->StartThread(
+      "nornhesperd-backend", [self = Corvane::Ref<Backend>(this)] { self->ThreadFunc(); }, kThreadStackBytes);
+  HESPER_LOG(6, "Started the backend thread");
+}
+
+void Backend::CreateSocket() {
+  GlobalContext* context = GlobalContext::Get();
+  try {
+    socket_ = std::make_unique<Socket>(context->GetIoService(), vsock::endpoint(vsock::kAny, port_));
+  } catch (const std::exception& exception) {
+    HESPER_LOG(3, "Failed to create backend socket, %1", exception.what());
+    context->TerminateApplication();
+  }
+  SizeReceiveBuffer();
+  LimitPeerRate();
+  RequirePrivilegedPeers();
+}
+
+void Backend::SizeReceiveBuffer() {
+  boost::asio::socket_base::receive_buffer_size size(kReceiveBufferBytes);
+  socket_->set_option(size);
+  socket_->get_option(size);
+  HESPER_LOG(6, "HESPER socket receive buffer size set to %1", size.value() & ~1);
+}
+
+void Backend::LimitPeerRate() {
+  GlobalContext* context = GlobalContext::Get();
+  const int socket = socket_->native_handle();
+  if (!SetVsockOption(socket, kOptionPeerRateLimit, kPeerRateLimit)) {
+    HESPER_LOG(3, "Failed to set peer rate limit to %1, %2", kPeerRateLimit, std::strerror(errno));
+    context->TerminateApplication();
+  }
+  int actual = 0;
+  if (!GetVsockOption(socket, kOptionPeerRateLimit, actual)) {
+    HESPER_LOG(3, "Failed to get peer rate limit, %1", std::strerror(errno));
+    context->TerminateApplication();
+  }
+  if (actual != kPeerRateLimit) {
+    HESPER_LOG(3, "Failed to limit packet rate, expected: %1, actual: %2", kPeerRateLimit, actual);
+    context->TerminateApplication();
+  }
+  HESPER_LOG(6, "Limited peer packet rate to %1 pps", kPeerRateLimit);
+}
+
+void Backend::RequirePrivilegedPeers() {
+  GlobalContext* context = GlobalContext::Get();
+  const int socket = socket_->native_handle();
+  if (!SetVsockOption(socket, kOptionPeerPrivilege, kPrivilegedPeersOnly)) {
+    HESPER_LOG(3, "Failed to limit peers to priv, %1", std::strerror(errno));
+    context->TerminateApplication();
+  }
+  int actual = 0;
+  if (!GetVsockOption(socket, kOptionPeerPrivilege, actual)) {
+    HESPER_LOG(3, "Failed to query peer priv mode, %1", std::strerror(errno));
+    context->TerminateApplication();
+  }
+  if (actual == 0) {
+    HESPER_LOG(3, "Failed to limit peers to priv, verification failed");
+    context->TerminateApplication();
+  }
+  HESPER_LOG(6, "Required peers to be priv");
+}
+
+void Backend::ThreadFunc() {
+  GlobalContext* context = GlobalContext::Get();
+  const int socket = socket_->native_handle();
+  std::array<char, kLargestDatagram> buffer;
+  for (;;) {
+    vsock::endpoint sender;
+    ssize_t length = Receive(socket, {buffer.data(), buffer.size()}, sender);
+    if (length < 0 && errno == EINTR) {
+      HESPER_LOG(6, "Packet receiving interrupted by a signal");
+      continue;
+    }
+    // Another failure goes on as an empty text of an unknown sender, and normally ends at the look-up.
+    length = std::max<ssize_t>(length, 0);
+    CidInfoPtr vm;
+    if (context->GetCidCache().Lookup(vm, sender.cid()).HasErrors()) {
+      HESPER_LOG(6, "Cannot retrieve cid info for endpoint %1", sender.cid());
+      continue;
+    }
+    std::string answer =
+        MakeAcknowledgement(context->GetRegistry().Publish(buffer.data(), static_cast<size_t>(length), vm));
+    if (Send(socket, answer, sender) < 0) {
+      HESPER_LOG(6, "Cannot send response: %1", std::strerror(errno));
+    }
+  }
+}
+
+}  // namespace NornHesper

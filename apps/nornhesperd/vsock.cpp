@@ -1,0 +1,73 @@
+#include "apps/nornhesperd/vsock.h"
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <boost/system/errc.hpp>
+#include <boost/system/system_error.hpp>
+
+namespace {
+
+constexpr int kStandardFamily = 40;
+constexpr unsigned long kIoctlFamily = 1976;
+constexpr int kUnknownFamily = -1;
+
+int cachedFamily = kUnknownFamily;
+// Open for as long as the process uses a family that came from the device.
+int familyDevice = -1;
+
+bool HasStandardFamily() {
+  const int probe = socket(kStandardFamily, SOCK_DGRAM, 0);
+  if (probe < 0) {
+    return false;
+  }
+  close(probe);
+  return true;
+}
+
+[[noreturn]] void ThrowUnsupported() {
+  namespace errc = boost::system::errc;
+  throw boost::system::system_error(errc::make_error_code(errc::address_family_not_supported));
+}
+
+int ReadFamilyFromDevice() {
+  const int device = OpenVsockDevice();
+  if (device < 0) {
+    return kUnknownFamily;
+  }
+  int family = kUnknownFamily;
+  if (ioctl(device, kIoctlFamily, &family) < 0) {
+    family = kUnknownFamily;
+  }
+  if (family < 0) {
+    close(device);
+  } else {
+    familyDevice = device;
+  }
+  return family;
+}
+
+}  // namespace
+
+int GetVsockAddressFamily() {
+  if (cachedFamily == kUnknownFamily) {
+    cachedFamily = HasStandardFamily() ? kStandardFamily : ReadFamilyFromDevice();
+  }
+  if (cachedFamily == kUnknownFamily) {
+    ThrowUnsupported();
+  }
+  return cachedFamily;
+}
+
+int OpenVsockDevice() {
+  const int device = open("/dev/vsock", O_RDONLY | O_CLOEXEC);
+  return device >= 0 ? device : open("/calyx/devices/char/vsock/vsock", O_RDONLY | O_CLOEXEC);
+}
+
+void vsock::endpoint::resize(size_t size) {
+  if (size > capacity()) {
+    namespace errc = boost::system::errc;
+    throw boost::system::system_error(errc::make_error_code(errc::invalid_argument));
+  }
+}
