@@ -17,7 +17,7 @@ namespace Corvane::Service {
 // Where and how much to log. Without a file, lines go to standard error alone.
 struct LogSettings {
   int level = 6;
-  std::string file;
+  std::string file = {};
   int maxBytes = 10'000'000;  // of one file; it is rotated when it would grow past this
   int maxFiles = 5;           // that are kept in all, the current one included
 };

@@ -1,0 +1,95 @@
+#include "platform/corvane/crypto.h"
+
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+// Decodes into a buffer of exactly the announced size, with a guard behind it.
+std::optional<Bytes> Decode(const std::string& text) {
+  const size_t capacity = Base64_DecodedLength(text.data(), text.size());
+  Bytes out(capacity + 8, 0xa5);
+  size_t written = 12345;
+  if (!Base64_Decode(text.data(), text.size(), out.data(), capacity, &written)) {
+    EXPECT_EQ(written, 12345U);
+    written = 0;
+    out.resize(0);
+    return std::nullopt;
+  }
+  EXPECT_LE(written, capacity);
+  EXPECT_TRUE(std::all_of(out.begin() + static_cast<ptrdiff_t>(written), out.end(),
+                          [](unsigned char c) { return c == 0xa5; }))
+      << "written past the end of " << text;
+  out.resize(written);
+  return out;
+}
+
+bool InAlphabet(unsigned char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
+}
+
+TEST(Base64, AgreesWithOpenSslBothWays) {
+  for (size_t length = 0; length <= 300; ++length) {
+    Bytes bytes(length);
+    ASSERT_EQ(CryptoRandom_GetBytes(bytes.data(), length), 0);
+    std::string expected((length + 2) / 3 * 4 + 1, '\0');
+    expected.resize(static_cast<size_t>(EVP_EncodeBlock(reinterpret_cast<unsigned char*>(expected.data()),
+                                                        bytes.data(), static_cast<int>(length))));
+    std::string text = "old content";
+    Base64_Encode(bytes.data(), length, text);
+    ASSERT_EQ(text, expected);
+    ASSERT_EQ(Decode(text), bytes);
+  }
+}
+
+// Every byte value in every place of texts with no, one and two padding characters.
+TEST(Base64, AnyByteAnywhere) {
+  for (const std::string valid : {"QUJDREVG", "QUJDREU=", "QUJDRA=="}) {
+    for (size_t place = 0; place < valid.size(); ++place) {
+      for (int value = 0; value < 256; ++value) {
+        std::string text = valid;
+        text[place] = static_cast<char>(value);
+        const size_t digits =
+            static_cast<size_t>(std::find_if_not(text.begin(), text.end(), InAlphabet) - text.begin());
+        const bool isValid = digits >= 6 && text.substr(digits) == std::string(8 - digits, '=');
+        ASSERT_EQ(Decode(text).has_value(), isValid) << place << " " << value;
+      }
+    }
+  }
+}
+
+TEST(Base64, LengthsAndBlanks) {
+  for (const char* text : {"A", "AB", "ABC", "QUJDR", "=", "==", "===", "====", "A===", "QUI", " QUJD",
+                           "QUJD ", "QUJD\n", "QU JD", "QUI=QUI=", "QQ==QQ=="}) {
+    EXPECT_FALSE(Decode(text).has_value()) << text;
+    EXPECT_NE(Base64_DecodedLength(text, std::string(text).size()), 0U) << text;
+  }
+  EXPECT_EQ(Decode(""), Bytes());
+  EXPECT_EQ(Base64_DecodedLength("", 0), 0U);
+}
+
+TEST(Base64, CapacityIsKept) {
+  unsigned char out[3] = {};
+  size_t written = 0;
+  EXPECT_FALSE(Base64_Decode("QUJD", out, 2, &written));
+  EXPECT_TRUE(Base64_Decode("QUI=", out, 2, &written));
+  EXPECT_EQ(written, 2U);
+  EXPECT_FALSE(Base64_Decode("QUJDRA==", out, 3, &written));
+}
+
+TEST(Random, FillsWithDifferentBytes) {
+  Bytes first(32);
+  Bytes second(32);
+  ASSERT_EQ(CryptoRandom_GetBytes(first.data(), first.size()), 0);
+  ASSERT_EQ(CryptoRandom_GetBytes(second.data(), second.size()), 0);
+  EXPECT_NE(first, second);
+}
+
+}  // namespace
