@@ -47,7 +47,14 @@ void FileWriter::Fail(const char* action) const {
   throw Exception(std::string("cannot ") + action + " " + path_ + ": " + std::strerror(error));
 }
 
-SystemFactory* const SystemFactory::sInstance = new SystemFactory;
+namespace {
+
+SystemFactory theFactory;
+
+}  // namespace
+
+// Set at compile time, so that it is there for the constructors of other globals too.
+constinit SystemFactory* const SystemFactory::sInstance = &theFactory;
 
 Ref<Path> SystemFactory::MakePath(const std::string& text) const {
   return MakeRef<Path>(text);
