@@ -1,0 +1,193 @@
+#include "framework/provider/asyncLocalProvider.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <boost/asio/io_context.hpp>
+#include <thread>
+
+#include "framework/core/asyncActivation.h"
+#include "framework/provider/enqueuer.h"
+#include "framework/provider/simpleInterface.h"
+
+namespace Mirel::Provider {
+namespace {
+
+using Container = AsyncApiInterfaceConcurrentContainer<std::mutex>;
+using LocalProvider = AsyncLocalProvider<std::mutex>;
+using ResultPtr = std::shared_ptr<const Core::MethodResult>;
+
+std::shared_ptr<const AsyncApiInterface> EchoService(const std::string& name) {
+  return std::make_shared<const SimpleInterface>(
+      name,
+      std::map<std::string, SimpleInterface::Function>{
+          {"echo", [](const auto& input) {
+             return Core::MethodResult::GetInstance(Data::DataValue::Create(StringArgument(input, "text")));
+           }}});
+}
+
+Data::DataValuePtr Arguments(std::initializer_list<std::pair<const char*, Data::DataValuePtr>> fields) {
+  auto arguments = Data::StructValue::GetInstance("arguments");
+  for (const auto& [name, value] : fields) arguments->AppendField(name, value);
+  return arguments;
+}
+
+Data::DataValuePtr Text(const char* text) {
+  return Data::DataValue::Create(text);
+}
+
+/// Flat text of a value, to compare with.
+std::string Show(const Data::DataValuePtr& value) {
+  if (const auto* text = dynamic_cast<const Data::StringValue*>(value.get())) return text->value();
+  if (const auto* flag = dynamic_cast<const Data::BooleanValue*>(value.get()))
+    return flag->value() ? "true" : "false";
+  if (const auto* number = dynamic_cast<const Data::IntegerValue*>(value.get()))
+    return std::to_string(number->value());
+  std::string all;
+  if (const auto* list = dynamic_cast<const Data::ListValue*>(value.get())) {
+    for (const auto& element : list->elements()) all += Show(element) + ";";
+  } else if (const auto* compound = dynamic_cast<const Data::CompoundValue*>(value.get())) {
+    for (const auto& [name, field] : compound->fields()) all += name + "=" + Show(field) + ",";
+  }
+  return all;
+}
+
+class LocalProviderTest : public testing::Test {
+ protected:
+  void Invoke(const std::string& service, const std::string& operation, const Data::DataValuePtr& input) {
+    provider->Invoke(
+        std::make_shared<const Core::MethodIdentifier>(Core::MethodIdentifier{service, operation}), input,
+        activation,
+        Core::AsyncApiResultCb([this](const ResultPtr& result, const Progress& progress, auto&& next) {
+          EXPECT_EQ(progress.current, 1);
+          EXPECT_FALSE(next);
+          results.push_back(result);
+        }));
+  }
+
+  ResultPtr Call(const std::string& service, const std::string& operation,
+                 const Data::DataValuePtr& input = Arguments({})) {
+    results.clear();
+    Invoke(service, operation, input);
+    EXPECT_TRUE(results.empty()) << "no operation may run in its caller's stack";
+    context.restart();
+    context.run();
+    EXPECT_EQ(results.size(), 1U);
+    return results.empty() ? nullptr : results.front();
+  }
+
+  std::string Value(const std::string& operation, const Data::DataValuePtr& input = Arguments({})) {
+    const auto result =
+        Call("com.tessaly.mirel.std.introspection." + operation.substr(0, operation.find('.')),
+             operation.substr(operation.find('.') + 1), input);
+    return result->error ? result->error->ToString() : Show(result->output);
+  }
+
+  boost::asio::io_context context;
+  std::shared_ptr<Container> container = Container::GetInstance({EchoService("a.b")});
+  std::shared_ptr<LocalProvider> provider =
+      std::make_shared<LocalProvider>(Asio::Enqueuer(context), container);
+  std::shared_ptr<Core::AsyncActivation> activation = Core::AsyncActivation::GetInstance(nullptr);
+  std::vector<ResultPtr> results;
+};
+
+TEST_F(LocalProviderTest, RunsTheOperationAsAJobAndTellsObserversBefore) {
+  bool seen = false;
+  activation->AddInvokeObserver([&] { seen = results.empty(); });
+  const auto result = Call("a.b", "echo", Arguments({{"text", Text("hello")}}));
+  EXPECT_EQ(Show(result->output), "hello");
+  EXPECT_FALSE(result->terminal);
+  EXPECT_TRUE(seen);
+}
+
+TEST_F(LocalProviderTest, AnswersWhatIsNotThere) {
+  bool seen = false;
+  activation->AddInvokeObserver([&] { seen = true; });
+  const auto missing = [&](const std::string& service, const std::string& operation) {
+    const auto result = Call(service, operation);
+    EXPECT_TRUE(result->terminal);
+    EXPECT_EQ(result->output, nullptr);
+    return result->error->ToString();
+  };
+  const std::string name = "com.tessaly.mirel.std.errors.operation_not_found: ";
+  EXPECT_EQ(missing("a", "echo"), name + "The service a does not exist.");
+  EXPECT_EQ(missing("a.b", "{1}"), name + "The operation a.b.{1} does not exist.");
+  EXPECT_FALSE(seen);
+}
+
+TEST_F(LocalProviderTest, ArgumentsThatDoNotConvertAreRefused) {
+  const std::string refused =
+      "com.tessaly.mirel.std.errors.unexpected_input: The arguments do not fit the operation: ";
+  EXPECT_EQ(Call("a.b", "echo")->error->ToString(), refused + "text is missing");
+  EXPECT_EQ(Call("a.b", "echo", nullptr)->error->ToString(), refused + "text is missing");
+  EXPECT_EQ(Call("a.b", "echo", Arguments({{"text", Data::DataValue::Create(true)}}))->error->ToString(),
+            refused + "text is not a string");
+}
+
+TEST_F(LocalProviderTest, ServicesAreAddedOnceAndLater) {
+  MessageList messages;
+  EXPECT_TRUE(container->Add(EchoService("late"), messages));
+  EXPECT_EQ(Show(Call("late", "echo", Arguments({{"text", Text("x")}}))->output), "x");
+  EXPECT_FALSE(container->Add(EchoService("late"), messages));
+  EXPECT_EQ(messages.size(), 1U);
+}
+
+TEST_F(LocalProviderTest, MisuseThrows) {
+  const auto invoke = [&](LocalProvider& target) {
+    target.Invoke(std::make_shared<const Core::MethodIdentifier>(), nullptr, activation,
+                  Core::AsyncApiResultCb([](auto&&...) {}));
+  };
+  LocalProvider unowned(Asio::Enqueuer(context), container);
+  EXPECT_THROW(invoke(unowned), std::bad_weak_ptr);
+  const auto idle = std::make_shared<LocalProvider>(nullptr, container);
+  EXPECT_THROW(invoke(*idle), std::bad_function_call);
+}
+
+TEST_F(LocalProviderTest, Introspection) {
+  provider->AddIntrospectionServices();
+  const std::string base = "com.tessaly.mirel.std.introspection.";
+  EXPECT_EQ(Value("service.list"), "a.b;" + base + "operation;" + base + "provider;" + base + "service;");
+  EXPECT_EQ(Value("service.get", Arguments({{"id", Text("a.b")}})), "id=a.b,operations=echo;,");
+  EXPECT_EQ(Value("provider.get"), "id=AsyncLocalProvider,service_count=4,");
+  const std::string own = base + "operation";
+  EXPECT_EQ(Value("operation.list", Arguments({{"service_id", Text(own.c_str())}})), "get;list;");
+  EXPECT_EQ(Value("operation.get", Arguments({{"service_id", Text("a.b")}, {"operation_id", Text("echo")}})),
+            "service_id=a.b,name=echo,stream=false,");
+
+  const std::string notFound = "com.tessaly.mirel.std.errors.not_found: Nothing has the identifier ";
+  EXPECT_EQ(Value("service.get", Arguments({{"id", Text("x")}})), notFound + "x.");
+  EXPECT_EQ(Value("operation.list", Arguments({{"service_id", Text("x")}})), notFound + "x.");
+  EXPECT_EQ(Value("operation.get", Arguments({{"service_id", Text("a.b")}, {"operation_id", Text("y")}})),
+            notFound + "a.b.y.");
+  EXPECT_EQ(Call(own, "get")->error->name(), "com.tessaly.mirel.std.errors.unexpected_input");
+}
+
+TEST_F(LocalProviderTest, ThePendingCallKeepsTheProvider) {
+  Invoke("a.b", "echo", Arguments({{"text", Text("x")}}));
+  provider.reset();
+  container.reset();
+  context.run();
+  ASSERT_EQ(results.size(), 1U);
+  EXPECT_EQ(Show(results.front()->output), "x");
+}
+
+TEST_F(LocalProviderTest, LookUpsAndAdditionsFromSeveralThreads) {
+  std::atomic<int> found = 0;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 3; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < 200; ++i) {
+        MessageList messages;
+        container->Add(EchoService(std::to_string(t) + "." + std::to_string(i)), messages);
+        std::shared_ptr<const AsyncApiInterface> interface;
+        found += container->Lookup({"a.b", "echo"}, interface, messages) ? 1 : 0;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(found, 600);
+  EXPECT_EQ(container->Interfaces().size(), 601U);
+}
+
+}  // namespace
+}  // namespace Mirel::Provider

@@ -1,0 +1,193 @@
+#include "framework/provider/localization.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "apps/nornhesperd/messageCatalogue.h"
+#include "framework/core/asyncActivation.h"
+#include "framework/core/errorCategories.h"
+#include "framework/core/namedFormat.h"
+
+namespace Mirel::L10n {
+namespace {
+
+const std::string kMissingId = "com.tessaly.norn.hesper.guest_data.vm_id_missing_in_filter_spec";
+
+std::shared_ptr<const Localizer> CatalogueLocalizer() {
+  return std::make_shared<const Localizer>(std::list<std::string>{"en_US"},
+                                           &NornHesper::MessageCatalogueLookup,
+                                           LocalizerHelpers::GetDefaultFormatter(), LocalizerSpec{});
+}
+
+TEST(NamedFormat, Grammar) {
+  struct Case {
+    std::string_view text;
+    std::string_view expected;
+    std::error_code ec;
+  };
+  const std::error_code ok;
+  const Case cases[] = {
+      {"", "", ok},
+      {"{a}-{b}-{a}", "1-{a}-1", ok},
+      {"{{a}} {{{a}}}", "{a} {1}", ok},
+      {"lone } and {", "lone } and {", ok},
+      {"{a", "{a", ok},
+      {"{x} {a}", "{x} 1", FormatError::NamedArgumentNotFound},
+      {"{} {x} {a}", "{} {x} 1", FormatError::EmptyNamedSpecifier},
+      {"{ a}", "{ a}", FormatError::NamedArgumentNotFound},
+  };
+  for (const auto& test : cases) {
+    std::error_code ec;
+    EXPECT_EQ(FormatNamed(test.text, {{"a", "1"}, {"b", "{a}"}}, ec), test.expected) << test.text;
+    EXPECT_EQ(ec, test.ec) << test.text;
+  }
+}
+
+TEST(Localizer, DaemonCatalogue) {
+  std::error_code ec;
+  const auto locale = MakeDefaultRequestLocalizer().locale;
+  const auto message = CatalogueLocalizer()->Localize(
+      {kMissingId, "", {{"vmIdType", MsgArgument(std::string("BIOS_UUID"))}}}, locale, ec);
+  EXPECT_EQ(message.id, kMissingId);
+  EXPECT_EQ(message.defaultMessage,
+            "Required virtual machine identifier of BIOS_UUID is not foundin a filter specification}");
+  EXPECT_EQ(message.args, std::vector<std::string>{"BIOS_UUID"});
+  EXPECT_EQ(CatalogueLocalizer()->Localize({"no.such.id", "", {}}, locale, ec).defaultMessage,
+            "Unknown message.");
+  EXPECT_FALSE(ec);
+}
+
+TEST(Localizer, WithoutCatalogue) {
+  const auto locale = MakeDefaultRequestLocalizer().locale;
+  std::error_code ec;
+  const auto shown = LocalizerHelpers::GetDefaultLocalizer()->Localize({"some.id", "", {}}, locale, ec);
+  EXPECT_EQ(shown.defaultMessage, "some.id");
+  EXPECT_EQ(ec, L10nError::NoTemplate);
+
+  std::error_code none;
+  EXPECT_EQ(Localizer().Localize({"some.id", "", {}}, locale, none).defaultMessage, "some.id");
+  EXPECT_EQ(Localizer().Localize({"some.id", "text", {}}, locale, none).defaultMessage, "text");
+  EXPECT_FALSE(none);
+}
+
+TEST(Localizer, RendersArgumentsInTheOrderOfTheirNames) {
+  DateTime time;
+  ASSERT_TRUE(DateTime::Create("2026-11-24T21:15:00.250Z", time));
+  const NamedMessageBuilder message{"id",
+                                    "{d} {c} {b} {a}",
+                                    {{"b", MsgArgument(2.5)},
+                                     {"a", MsgArgument(std::int64_t(-7))},
+                                     {"d", MsgArgument(time)},
+                                     {"c", MsgArgument(std::string("{a}"))}}};
+  std::error_code ec;
+  for (const auto& localizer : {Localizer(), *LocalizerHelpers::GetDefaultLocalizer()}) {
+    const auto result = localizer.Localize(message, {}, ec);
+    EXPECT_EQ(result.defaultMessage, "2026-11-24T21:15:00.250Z {a} 2.500000 -7");
+    EXPECT_EQ(result.args, (std::vector<std::string>{"-7", "2.500000", "{a}", "2026-11-24T21:15:00.250Z"}));
+  }
+}
+
+TEST(Localizer, AsksForTheBestLocale) {
+  std::string asked;
+  const Localizer localizer({"en_US", "de"},
+                            [&](const std::string&, std::string_view locale, std::error_code&) {
+                              asked = locale;
+                              return std::string("text");
+                            },
+                            {}, {});
+  std::error_code ec;
+  localizer.Localize({"id", "", {}}, {{{"fr", "de_AT"}}, {}, {}, {}, {}}, ec);
+  EXPECT_EQ(asked, "de");
+  EXPECT_FALSE(ec);
+  localizer.Localize({"id", "", {}}, {{{"fr"}}, {}, {}, {}, {}}, ec);
+  EXPECT_EQ(asked, "en_US");
+  EXPECT_EQ(ec, L10nError::LocaleNotSupported);
+}
+
+TEST(Locale, ReadsPreferences) {
+  const auto read = [](std::string_view text) {
+    std::error_code ec;
+    auto locales = LocaleHelpers::MakeLanguagePreference(text, ec).locales;
+    EXPECT_EQ(ec, locales.empty() ? make_error_code(L10nError::BadLocaleHeader) : std::error_code()) << text;
+    return locales;
+  };
+  using Names = std::vector<std::string>;
+  EXPECT_EQ(read("en_US"), Names{"en_US"});
+  EXPECT_EQ(read("C"), Names{"C"});
+  EXPECT_EQ(read("fr;q=0.5, de-AT , *;q=0.001,it; Q=1.000,, es;q=0"), (Names{"de-AT", "it", "fr", "*"}));
+  for (const auto* bad :
+       {"", ",", "e n", "en-", "-en", "en_", "123456789", "en;q=2", "en;q=1.5", "en;q=0.1234",
+        "en;q=", "en;p=1", "en;q=-1", "en;q=0x1", "en\r\nX: y", "\xc3\xa9"}) {
+    EXPECT_EQ(read(bad), Names{}) << bad;
+  }
+  EXPECT_EQ(read(std::string(100000, ',') + "en"), Names{});
+}
+
+TEST(Locale, LooksNamesUp) {
+  const std::list<std::string> names = {"de", "en_US", "en_GB"};
+  const auto lookup = [&](std::vector<std::string> wanted) {
+    return LocaleHelpers::Lookup(names, {std::move(wanted)});
+  };
+  EXPECT_EQ(lookup({"EN-gb"}), "en_GB");
+  EXPECT_EQ(lookup({"en"}), "en_US");
+  EXPECT_EQ(lookup({"fr", "de_CH_1996"}), "de");
+  EXPECT_EQ(lookup({"d", "english"}), "");
+  EXPECT_EQ(lookup({"fr", "*"}), "de");
+  EXPECT_EQ(lookup({}), "");
+}
+
+TEST(Locale, ClientsWishesFallBackToDefaults) {
+  const auto extract = [](std::map<std::string, std::string> entries, std::error_code& ec) {
+    const auto spec = LocaleSpecHelpers::ExtractLocaleSpec({std::move(entries), {}}, ec);
+    return spec.messages.locales.at(0) + " " + spec.formats.locales.at(0) + " " + spec.timezone.name;
+  };
+  std::error_code ec;
+  EXPECT_EQ(extract({}, ec), "en_US C Etc/UTC");
+  EXPECT_EQ(extract({{"acceptLanguage", "de"}, {"formatLocale", "fr_FR"}, {"timezone", "Europe/Berlin"}}, ec),
+            "de fr_FR Europe/Berlin");
+  EXPECT_EQ(extract({{"acceptLanguage", "de;q=0"}, {"timezone", "../../x y"}}, ec), "en_US C Etc/UTC");
+  EXPECT_FALSE(ec);
+  EXPECT_EQ(extract({{"acceptLanguage", "de"}, {"formatLocale", "?"}}, ec), "de C Etc/UTC");
+  EXPECT_EQ(ec, L10nError::BadLocaleHeader);
+}
+
+TEST(ConvertMessages, UsesTheCallsLocalizer) {
+  const auto activation = Core::AsyncActivation::GetInstance(nullptr);
+  const std::vector<NamedMessageBuilder> builders = {
+      {kMissingId, "", {{"vmIdType", MsgArgument(std::string("VM_UUID"))}}}, {"other", "", {}}};
+  const auto text = [&](std::size_t index) {
+    const auto list = LocalizableMessageHelpers::ConvertMessages(builders, activation);
+    const auto& message = dynamic_cast<const Data::StructValue&>(*list->elements().at(index));
+    return dynamic_cast<const Data::StringValue&>(*message.GetField("default_message")).value();
+  };
+  EXPECT_EQ(text(0), kMissingId);
+  activation->localizer(CatalogueLocalizer());
+  EXPECT_EQ(text(0), "Required virtual machine identifier of VM_UUID is not foundin a filter specification}");
+  EXPECT_EQ(text(1), "Unknown message.");
+}
+
+TEST(Categories, Texts) {
+  const auto texts = [](const std::error_category& category, int last) {
+    std::vector<std::string> all = {category.name()};
+    for (int code = 0; code <= last; ++code) all.push_back(category.message(code));
+    return all;
+  };
+  using Texts = std::vector<std::string>;
+  EXPECT_EQ(texts(GetFormatCategory(), 4),
+            (Texts{"Mirel Format Error", "format error", "Named argument not found.",
+                   "Empty Named specifier found.", "More specifiers than expected.", "format error"}));
+  EXPECT_EQ(texts(GetDateTimeCategory(), 2),
+            (Texts{"Mirel DateTime Error", "format error", "Failed to create DateTime.", "format error"}));
+  EXPECT_EQ(
+      texts(GetL10nCategory(), 8),
+      (Texts{"Mirel Localization Error", "localization error", "Requested locale not supported",
+             "Requested format locale not supported",
+             "Incorrect value of accept-language or mirel-ctx-format-locale header",
+             "Default message formatter - no formatString", "Unknown message ID",
+             "Failed to load localization bundle", "Failed to localize ErrorValue", "localization error"}));
+}
+
+}  // namespace
+}  // namespace Mirel::L10n
