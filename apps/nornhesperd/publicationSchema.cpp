@@ -70,6 +70,10 @@ bool Feed(const rapidjson::Value& value, const rapidjson::Value& schema,
 
 }  // namespace
 
+std::string_view PublicationSchema::Text() {
+  return kSchemaText;
+}
+
 PublicationSchema::PublicationSchema() = default;
 PublicationSchema::~PublicationSchema() = default;
 

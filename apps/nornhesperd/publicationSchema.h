@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "apps/nornhesperd/result.h"
 
@@ -20,6 +21,9 @@ class PublicationSchema {
     std::string keyword;  // of the schema, such as "type"
     std::string documentPlace;
   };
+
+  // The schema's JSON text, NUL-terminated.
+  static std::string_view Text();
 
   PublicationSchema();
   ~PublicationSchema();

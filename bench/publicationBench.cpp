@@ -1,0 +1,73 @@
+// The cost of one publication on the backend thread: the check of its text at three sizes, and the look-up of
+// a sender that the cache knows.
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <string>
+
+#include "apps/nornhesperd/globalContext.h"
+#include "apps/nornhesperd/publication.h"
+
+namespace {
+
+using NornHesper::CidInfo;
+using NornHesper::GlobalContext;
+using NornHesper::Publication;
+
+std::string MakeText(size_t size) {
+  const std::string head =
+      R"({"header":{"sequence":42,"createTime":"2026-11-24T21:15:00.250Z","topic":"com.tessaly.tools.heartbeat",)"
+      R"("token":"0123456789abcdef"},"payload":{"category":"app","base64":")";
+  const std::string tail = R"("}})";
+  return head + std::string((size - head.size() - tail.size()) / 4 * 4, 'Q') + tail;
+}
+
+// The texts that cost the most for their size.
+std::string MakeNestedText(size_t size) {
+  std::string text = MakeText(256);
+  const size_t depth = (size - text.size() - sizeof(R"("deep":,)")) / 2;
+  return text.insert(1, R"("deep":)" + std::string(depth, '[') + std::string(depth, ']') + ",");
+}
+
+std::string MakeFlatText(size_t size) {
+  std::string text = MakeText(256);
+  std::string list = R"("flat":[0)";
+  while (list.size() + text.size() + 4 < size) {
+    list += ",0";
+  }
+  return text.insert(1, list + "],");
+}
+
+void Check(benchmark::State& state, const std::string& text) {
+  if (GlobalContext::Get()->GetPublicationSchema().Init().HasErrors()) {
+    state.SkipWithError("no schema");
+    return;
+  }
+  const auto sender = std::make_shared<CidInfo>();
+  for (auto _ : state) {
+    const auto publication = std::make_shared<Publication>(text.data(), text.size(), sender);
+    if (publication->Parse().HasErrors()) {
+      state.SkipWithError("refused");
+      break;
+    }
+    benchmark::DoNotOptimize(publication->payload.data());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+}
+
+void CheckPublication(benchmark::State& state) {
+  Check(state, MakeText(static_cast<size_t>(state.range(0))));
+}
+void CheckNested(benchmark::State& state) {
+  Check(state, MakeNestedText(69608));
+}
+void CheckFlat(benchmark::State& state) {
+  Check(state, MakeFlatText(69608));
+}
+
+BENCHMARK(CheckPublication)->Arg(256)->Arg(4096)->Arg(65536)->Arg(69608);
+BENCHMARK(CheckNested);
+BENCHMARK(CheckFlat);
+
+}  // namespace

@@ -1,0 +1,190 @@
+#include "apps/nornhesperd/cidCache.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "apps/nornhesperd/vsock.h"
+#include "tests/intake/intakeEnvironment.h"
+
+namespace {
+
+using Intake::TestHost;
+using NornHesper::CidCache;
+using NornHesper::CidInfoPtr;
+using NornHesper::Result;
+using testing::ElementsAre;
+using testing::ExitedWithCode;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+constexpr int64_t kSecond = 1'000'000;
+int64_t now = 0;
+int64_t Now() noexcept {
+  return now;
+}
+
+class CidCacheTest : public testing::Test {
+ protected:
+  CidInfoPtr Find(unsigned cid) {
+    CidInfoPtr info;
+    const Result result = cache_.Lookup(info, cid);
+    EXPECT_FALSE(result.HasErrors()) << result.ToString();
+    return info;
+  }
+
+  std::vector<std::string> Collect() {
+    std::vector<CidInfoPtr> infos;
+    const Result result = cache_.Collect(infos);
+    EXPECT_FALSE(result.HasErrors()) << result.ToString();
+    return Uuids(infos);
+  }
+
+  static std::vector<std::string> Uuids(const std::vector<CidInfoPtr>& infos) {
+    std::vector<std::string> uuids;
+    for (const CidInfoPtr& info : infos) {
+      uuids.push_back(info->biosUuid);
+    }
+    return uuids;
+  }
+
+  TestHost host_;
+  CidCache cache_{&Now};
+};
+
+// An answer from the cache is the very object that an earlier look-up gave.
+
+TEST_F(CidCacheTest, IdentifiesOnceAndThenRemembers) {
+  host_.AddVm(5, "bios five");
+  const CidInfoPtr info = Find(5);
+  ASSERT_NE(info, nullptr);
+  EXPECT_EQ(info->cid, 5U);
+  EXPECT_EQ(info->biosUuid, "bios five");
+  EXPECT_EQ(info->vmUuid, "vm of bios five");
+  EXPECT_EQ(info->mgrVmId, "mgr of bios five");
+  EXPECT_EQ(Find(5), info);
+}
+
+TEST_F(CidCacheTest, ForgetsFailures) {
+  CidInfoPtr info;
+  const Result result = cache_.Lookup(info, 6);
+  EXPECT_EQ(info, nullptr);
+  EXPECT_THAT(result.ToString(), MatchesRegex(R"(error\(s\): \{6554[23], failed to [^}]* cid 6, [^}]+\}, )"
+                                              R"(\{65540, failed to retrieve info for cid 6\})"));
+  host_.AddVm(6, "bios");
+  EXPECT_NE(Find(6), nullptr);
+}
+
+TEST_F(CidCacheTest, BelievesTheKernelAboutAReusedCid) {
+  host_.AddVm(5, "old");
+  const CidInfoPtr old = Find(5);
+  host_.RemoveVm(5);
+  host_.AddVm(5, "new");
+  EXPECT_EQ(Find(5)->biosUuid, "new");
+  EXPECT_EQ(old->biosUuid, "old");  // holders of the old identity keep it
+  // The VM moves to another cid, and its former cid goes to nobody.
+  host_.RemoveVm(5);
+  host_.AddVm(8, "new");
+  CidInfoPtr info;
+  EXPECT_TRUE(cache_.Lookup(info, 5).HasErrors());
+  EXPECT_EQ(Find(8)->biosUuid, "new");
+}
+
+TEST_F(CidCacheTest, UnusedEntriesExpireBehindTheirLastInstant) {
+  host_.AddVm(5, "five");
+  host_.AddVm(6, "six");
+  const CidInfoPtr five = Find(5);
+  const CidInfoPtr six = Find(6);
+  now += 600 * kSecond;
+  EXPECT_EQ(Find(5), five);
+  now += 1;
+  EXPECT_NE(Find(6), six);
+  now += 600 * kSecond - 1;
+  EXPECT_EQ(Find(5), five);  // counted from the last use
+}
+
+TEST_F(CidCacheTest, TrimsTheLeastRecentlyUsedBeforeItInserts) {
+  cache_.SetBounds(2, 600);
+  host_.AddVm(1003, "3");
+  host_.AddVm(1004, "4");
+  host_.AddVm(1005, "5");
+  const CidInfoPtr three = Find(1003);
+  const CidInfoPtr four = Find(1004);
+  EXPECT_EQ(Find(1003), three);
+  const CidInfoPtr five = Find(1005);  // one more than the bound
+  const CidInfoPtr newFour = Find(1004);
+  EXPECT_NE(newFour, four);  // it was the oldest, and gone before it was looked up
+  EXPECT_NE(Find(1003), three);
+  EXPECT_EQ(Find(1004), newFour);
+}
+
+TEST_F(CidCacheTest, BoundOfZeroRetrievesEachTime) {
+  cache_.SetBounds(0, 600);
+  host_.AddVm(5, "five");
+  const CidInfoPtr first = Find(5);
+  const CidInfoPtr second = Find(5);
+  EXPECT_NE(first, second);
+  EXPECT_EQ(second->biosUuid, "five");
+}
+
+TEST_F(CidCacheTest, CollectsKnownVmsInTheKernelsOrder) {
+  host_.AddVm(9, "nine");
+  host_.AddVm(5, "five");
+  host_.AddVm(7, "seven");
+  EXPECT_THAT(Collect(), IsEmpty());
+  Find(7);
+  Find(9);
+  EXPECT_THAT(Collect(), ElementsAre("nine", "seven"));
+  host_.RemoveVm(9);
+  host_.AddVm(9, "other");
+  EXPECT_THAT(Collect(), ElementsAre("seven"));
+  Find(9);
+  EXPECT_THAT(Collect(), ElementsAre("seven", "other"));
+}
+
+TEST_F(CidCacheTest, CollectTellsOfTheLastVmOnly) {
+  std::vector<CidInfoPtr> infos;
+  host_.AddVm(5, "five");
+  Find(5);
+  // The later VM of the same BIOS uuid takes the uuid away with it.
+  host_.AddVm(6, "same");
+  host_.AddVm(7, "same");
+  host_.RemoveVm(7);
+  const Result result = cache_.Collect(infos);
+  EXPECT_EQ(result.ToString(), "error(s): {65544, failed to map uuid same to cid}");
+  EXPECT_THAT(Uuids(infos), ElementsAre("five"));
+  host_.AddVm(8, "eight");
+  Find(8);
+  EXPECT_THAT(Collect(), ElementsAre("five", "eight"));
+}
+
+TEST(CidCacheDeathTest, CollectsAllVmsWhenToldTo) {
+  EXPECT_EXIT(
+      {
+        Intake::InitializeContext("<requestHistoryAll>true</requestHistoryAll>");
+        TestHost host;
+        host.AddVm(5, "five");
+        host.AddVm(6, "six");
+        std::vector<CidInfoPtr> infos;
+        const bool good = !CidCache().Collect(infos).HasErrors() && infos.size() == 2;
+        std::_Exit(good && infos[0]->cid == 5 && infos[1]->mgrVmId == "mgr of six" ? 0 : 1);
+      },
+      ExitedWithCode(0), "");
+}
+
+TEST(CidCacheDeathTest, NamesTheStepThatFailed) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"socket EMFILE", "{65541, failed to create datagram vsocket, Too many open files}"},
+      {"connect ENODEV", "{65542, failed to connect datagram vsocket to cid 5, No such device}"},
+      {"getsockopt 3 ENOTCONN",
+       "{65543, failed to get cartel id from cid 5, Transport endpoint is not connected}"}};
+  GetVsockAddressFamily();
+  for (const auto& [fault, record] : cases) {
+    TestHost host(std::string(fault) + "\n");
+    host.AddVm(5, "five");
+    CidInfoPtr info;
+    EXPECT_EQ(CidCache().Lookup(info, 5).ToString(),
+              std::string("error(s): ") + record + ", {65540, failed to retrieve info for cid 5}");
+  }
+}
+
+}  // namespace
