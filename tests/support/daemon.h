@@ -37,11 +37,11 @@ class Daemon {
  public:
   struct Options {
     /// More settings, as elements of the configuration file.
-    std::string settings;
+    std::string settings = {};
     /// Another host directory than the test host's.
-    std::string hostDirectory;
+    std::string hostDirectory = {};
     /// More variables, as "NAME=value".
-    std::vector<std::string> environment;
+    std::vector<std::string> environment = {};
     /// Limits of the process that it starts with; 0 leaves them alone.
     unsigned maxFiles = 0;
     bool waitUntilRunning = true;

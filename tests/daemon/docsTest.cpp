@@ -1,0 +1,64 @@
+// Runs every command of the API's documentation, so that it can't go stale.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/daemon.h"
+
+namespace {
+
+using namespace Support;
+
+/// The blocks between "```sh" and "```".
+std::vector<std::string> ShellBlocks(const std::string& fileName) {
+  std::vector<std::string> blocks;
+  std::ifstream file(fileName);
+  bool inside = false;
+  for (std::string line; std::getline(file, line);) {
+    if (!inside && line == "```sh") {
+      blocks.emplace_back();
+      inside = true;
+    } else if (line == "```") {
+      inside = false;
+    } else if (inside) {
+      blocks.back() += line + "\n";
+    }
+  }
+  return blocks;
+}
+
+TEST(ApiDocument, EveryCommandRuns) {
+  Daemon daemon;
+  Vm vm(5);
+  // What the documented subscribers wait for.
+  std::atomic<bool> stop{false};
+  std::thread publisher([&] {
+    Krell::GuestSocket guest(vm.cid());
+    for (std::uint64_t sequence = 1; !stop; ++sequence) {
+      Publish(guest, daemon, PublicationText(sequence, "app.web.load", "MC40Mg=="),
+              std::chrono::milliseconds(500));
+    }
+  });
+  const auto blocks = ShellBlocks(API_DOCUMENT);
+  EXPECT_GE(blocks.size(), 4U);
+  for (const auto& block : blocks) {
+    const auto script = TestHost().Directory() + ".sh";
+    std::ofstream(script) << "set -eu -o pipefail\nexport PATH=" PROGRAMS_FOLDER
+                             ":$PATH\nAPI=http://127.0.0.1:"
+                          << daemon.port() << "/api\nPORT=" << daemon.port() << "\n"
+                          << block;
+    EXPECT_EQ(std::system(("timeout 30 bash " + script + " > " + script + ".out 2>&1").c_str()), 0) << block;
+    std::ifstream output(script + ".out");
+    EXPECT_NE(output.peek(), std::ifstream::traits_type::eof()) << "no output from:\n" << block;
+  }
+  stop = true;
+  publisher.join();
+}
+
+}  // namespace

@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support/daemon.h"
+#include "tests/support/subscriber.h"
+
+namespace {
+
+using Support::Daemon;
+using Support::TestHost;
+
+TEST(Start, SignalsAreLoggedAndTermEndsIt) {
+  Daemon daemon;
+  daemon.Signal(SIGHUP);
+  EXPECT_TRUE(daemon.WaitForLog("received signal 1"));
+  EXPECT_TRUE(daemon.IsRunning());
+  daemon.Signal(SIGTERM);
+  EXPECT_EQ(daemon.Wait(), 0);
+  const auto log = daemon.Log();
+  EXPECT_LT(log.find("received signal 15"), log.find("Terminating..."));
+}
+
+TEST(Start, UnusableConfigurationIsToldOnStandardError) {
+  Daemon::Options options;
+  options.settings = "<unclosed>";
+  options.waitUntilRunning = false;
+  Daemon daemon(options);
+  EXPECT_EQ(daemon.Wait(), 1);
+  const auto log = daemon.Log();
+  EXPECT_NE(log.find("Z(NonCorvane Early): ["), std::string::npos) << log;
+  EXPECT_NE(log.find("failed to initialize corvane app with config "), std::string::npos) << log;
+  EXPECT_NE(log.find("Nornhesperd failed to initialize, error(s): {65536, "), std::string::npos) << log;
+}
+
+TEST(Start, SettingsAreLoggedWithTheirOrigin) {
+  Daemon::Options options;
+  options.settings = "<mirelQueueLimit>4</mirelQueueLimit><historyPort>x</historyPort>";
+  Daemon daemon(options);
+  const auto log = daemon.Log();
+  EXPECT_NE(log.find("Configuration mirelQueueLimit=4(updated)"), std::string::npos);
+  EXPECT_NE(log.find("Configuration historyPort=766(default)"), std::string::npos);
+  EXPECT_NE(log.find("Configuration requestHistoryAll=false(default)"), std::string::npos);
+}
+
+/// A second host directory whose kernel fails as told.
+class FaultyKernel : public ::testing::TestWithParam<std::pair<const char*, const char*>> {};
+
+TEST_P(FaultyKernel, EndsTheDaemonWithStatusZeroAndAReason) {
+  const auto directory = TestHost().Directory() + "-faulty";
+  std::filesystem::remove_all(directory);
+  const Krell::Host host(directory);
+  std::ofstream(directory + "/faults") << GetParam().first << '\n';
+  Daemon::Options options;
+  options.hostDirectory = directory;
+  options.waitUntilRunning = false;
+  Daemon daemon(options);
+  EXPECT_EQ(daemon.Wait(), 0);
+  EXPECT_NE(daemon.Log().find(GetParam().second), std::string::npos) << daemon.Log();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , FaultyKernel,
+    ::testing::Values(
+        std::pair("socket EAFNOSUPPORT", "Failed to create backend socket, "),
+        std::pair("bind EADDRINUSE", "Failed to create backend socket, bind"),
+        std::pair("setsockopt 9 EPERM", "Failed to set peer rate limit to 2, Operation not permitted"),
+        std::pair("option 9 sticks-at 0", "Failed to limit packet rate, expected: 2, actual: 0"),
+        std::pair("setsockopt 10 EPERM", "Failed to limit peers to priv, Operation not permitted"),
+        std::pair("option 10 sticks-at 0", "Failed to limit peers to priv, verification failed")));
+
+TEST(Start, ApiOnOneFamilyAloneWillDo) {
+  Daemon first;
+  const auto log = first.Log();
+  EXPECT_NE(log.find("Listening on: "), std::string::npos);
+  // The same API port again: neither family can be had, and guests are served all the same.
+  Daemon::Options options;
+  options.waitUntilRunning = false;
+  Daemon second(options);
+  ASSERT_TRUE(second.WaitForLog("Running IO service..."));
+  Support::Vm vm(41);
+  Krell::GuestSocket guest(vm.cid());
+  EXPECT_EQ(Support::Publish(guest, second, Support::PublicationText(7, "a", "")),
+            Support::GoodAcknowledgement(7));
+}
+
+}  // namespace
