@@ -73,18 +73,17 @@ void AsyncLocalProvider<Mutex>::Invoke(const std::shared_ptr<const Core::MethodI
 
 template <typename Mutex>
 void AsyncLocalProvider<Mutex>::AddIntrospectionServices() {
-  namespace Impl = Introspection::Impl;
-  namespace Bindings = Introspection::Bindings;
-  MessageList ignored;
-  interfaces_->Add(Bindings::OperationSvc::AsyncServiceBinder::BindImplementation(
-                       std::make_shared<Impl::OperationSvc::AsyncServiceImpl>(interfaces_)),
-                   ignored);
-  interfaces_->Add(Bindings::ProviderSvc::AsyncServiceBinder::BindImplementation(
-                       std::make_shared<Impl::ProviderSvc::AsyncServiceImpl>(ToString(), interfaces_)),
-                   ignored);
-  interfaces_->Add(Bindings::ServiceSvc::AsyncServiceBinder::BindImplementation(
-                       std::make_shared<Impl::ServiceSvc::AsyncServiceImpl>(interfaces_)),
-                   ignored);
+  using namespace Introspection;
+  const auto add = [this](const std::shared_ptr<const AsyncApiInterface>& service) {
+    MessageList ignored;
+    interfaces_->Add(service, ignored);
+  };
+  add(Bindings::OperationSvc::AsyncServiceBinder::BindImplementation(
+      std::make_shared<Impl::OperationSvc::AsyncServiceImpl>(interfaces_)));
+  add(Bindings::ProviderSvc::AsyncServiceBinder::BindImplementation(
+      std::make_shared<Impl::ProviderSvc::AsyncServiceImpl>(ToString(), interfaces_)));
+  add(Bindings::ServiceSvc::AsyncServiceBinder::BindImplementation(
+      std::make_shared<Impl::ServiceSvc::AsyncServiceImpl>(interfaces_)));
 }
 
 template class AsyncLocalProvider<std::mutex>;

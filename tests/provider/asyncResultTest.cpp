@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace Mirel {
 namespace {
@@ -82,14 +84,12 @@ TEST(AsyncStreamResult, ContinuationBringsTheNextTurnOrTheEnd) {
   };
 
   bool ended = false;
-  fresh()->result("one", [&](OptionalPtr<Stream> next) {
+  fresh()->result("one", [&](const OptionalPtr<Stream>& next) {
     ASSERT_TRUE(next);
-    next->result("two", [&](OptionalPtr<Stream> last) { ended = !last; });
+    next->result("two", [&](const OptionalPtr<Stream>& last) { ended = !last; });
   });
-  auto turn = std::move(continuation);
-  turn(OptionalPtr<Stream>(fresh()));
-  turn = std::move(continuation);
-  turn({});
+  std::exchange(continuation, nullptr)(OptionalPtr<Stream>(fresh()));
+  std::exchange(continuation, nullptr)({});
   EXPECT_TRUE(ended);
   EXPECT_EQ(sent, (std::vector<std::string>{"one", "two"}));
 

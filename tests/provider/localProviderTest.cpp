@@ -174,6 +174,7 @@ TEST_F(LocalProviderTest, ThePendingCallKeepsTheProvider) {
 TEST_F(LocalProviderTest, LookUpsAndAdditionsFromSeveralThreads) {
   std::atomic<int> found = 0;
   std::vector<std::thread> threads;
+  threads.reserve(3);
   for (int t = 0; t < 3; ++t) {
     threads.emplace_back([&, t] {
       for (int i = 0; i < 200; ++i) {

@@ -18,6 +18,7 @@ struct Formatted {
 
 Formatted Format(std::string_view text, const std::vector<std::string>& values) {
   std::vector<Detail::format_arg> args;
+  args.reserve(values.size());
   for (const auto& value : values) args.push_back({&value, &Detail::formatter<std::string, false>::call});
   std::ostringstream out;
   Formatted result;
