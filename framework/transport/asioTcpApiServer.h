@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "framework/core/asyncApiProvider.h"
 #include "framework/core/l10n.h"
@@ -57,14 +58,17 @@ class AsioTcpApiServer {
     boost::system::error_code error;
   };
 
-  AsioTcpApiServer(boost::asio::io_context& io, bool portMode, std::uint16_t port, const Endpoint& endpoint4,
+  AsioTcpApiServer(boost::asio::io_context& io, std::optional<std::uint16_t> port, const Endpoint& endpoint4,
                    const Endpoint& endpoint6, std::shared_ptr<Core::AsyncApiProvider> provider,
                    Enqueuer enqueuer, std::shared_ptr<Log::Logger> logger,
                    std::shared_ptr<const L10n::Localizer> localizer, ServerConfig config);
-  void Open(Family& family, const char* name);
 
-  bool portMode_;
-  std::uint16_t port_;
+  void Open(Family& family, const char* name);
+  static boost::system::error_code Listen(Family& family);
+  void LogConfig(const ServerConfig& config, bool ownLocalizer) const;
+
+  /// Set when the server listens on every address of the host.
+  std::optional<std::uint16_t> port_;
   std::shared_ptr<Log::Logger> logger_;
   Family family4_;
   Family family6_;

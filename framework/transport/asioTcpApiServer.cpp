@@ -1,0 +1,141 @@
+#include "framework/transport/asioTcpApiServer.h"
+
+#include <boost/asio/ip/v6_only.hpp>
+#include <optional>
+#include <sstream>
+#include <utility>
+
+#include "framework/transport/acceptOutcome.h"
+#include "framework/transport/bodyHttpHandler.h"
+#include "framework/transport/ioStream.h"
+#include "framework/transport/picoHttpApiRequestHandler.h"
+#include "framework/transport/picoHttpStreamHandler.h"
+#include "framework/transport/streamServer.h"
+#include "framework/transport/transportErrors.h"
+
+namespace Mirel::Transport::PicoHttp {
+namespace {
+
+using boost::asio::ip::tcp;
+using Handler = PicoHttpStreamHandler<BodyHttpHandler<PicoHttpApiRequestHandler>>;
+using TcpAcceptor = Asio::Acceptor<Asio::TcpListener, Asio::IoStream, Asio::IOTimeouts>;
+using ServerSpec = Asio::StreamServerSpec<Asio::IoStream>;
+using TcpStreamServer = Asio::StreamServer<TcpAcceptor, Handler, Asio::AcceptAllCond, ServerSpec>;
+
+constexpr int kBacklog = 128;
+
+/// A result must not wait for the acknowledgement of the one before.
+struct StreamTuner {
+  void operator()(Asio::IoStream& stream) const {
+    if (!stream.LowestSocket().is_open()) return;
+    boost::system::error_code ignored;
+    stream.LowestSocket().set_option(tcp::no_delay(true), ignored);
+  }
+};
+
+std::shared_ptr<Asio::PolymorphicStreamServer> MakeServer(boost::asio::io_context& io,
+                                                          std::shared_ptr<Asio::TcpListener> listener,
+                                                          const ServerConfig& config) {
+  const auto& logger = config.spec.logger;
+  auto handler = std::make_shared<const Handler>(
+      BodyHttpHandler<PicoHttpApiRequestHandler>(PicoHttpApiRequestHandler(config.spec), logger), logger);
+  return std::make_shared<TcpStreamServer>(
+      io, TcpAcceptor(std::move(listener), {config.readTimeout, config.writeTimeout}), std::move(handler),
+      ServerSpec{StreamTuner(), logger});
+}
+
+}  // namespace
+
+AsioTcpApiServer::AsioTcpApiServer(boost::asio::io_context& io, const Endpoint& endpoint4,
+                                   const Endpoint& endpoint6,
+                                   std::shared_ptr<Core::AsyncApiProvider> provider, Enqueuer enqueuer,
+                                   std::shared_ptr<Log::Logger> logger,
+                                   std::shared_ptr<const L10n::Localizer> localizer, ServerConfig config)
+    : AsioTcpApiServer(io, std::nullopt, endpoint4, endpoint6, std::move(provider), std::move(enqueuer),
+                       std::move(logger), std::move(localizer), std::move(config)) {}
+
+AsioTcpApiServer::AsioTcpApiServer(boost::asio::io_context& io, std::uint16_t port,
+                                   std::shared_ptr<Core::AsyncApiProvider> provider, Enqueuer enqueuer,
+                                   std::shared_ptr<Log::Logger> logger,
+                                   std::shared_ptr<const L10n::Localizer> localizer, ServerConfig config)
+    : AsioTcpApiServer(io, port, Endpoint(), Endpoint(), std::move(provider), std::move(enqueuer),
+                       std::move(logger), std::move(localizer), std::move(config)) {}
+
+AsioTcpApiServer::AsioTcpApiServer(boost::asio::io_context& io, std::optional<std::uint16_t> port,
+                                   const Endpoint& endpoint4, const Endpoint& endpoint6,
+                                   std::shared_ptr<Core::AsyncApiProvider> provider, Enqueuer enqueuer,
+                                   std::shared_ptr<Log::Logger> logger,
+                                   std::shared_ptr<const L10n::Localizer> localizer, ServerConfig config)
+    : port_(port), logger_(std::move(logger)) {
+  config.spec.provider = std::move(provider);
+  config.spec.enqueuer = std::move(enqueuer);
+  config.spec.logger = logger_;
+  config.spec.httpBodySizeLimitInBytes = config.httpBodySizeLimitInBytes;
+  const bool ownLocalizer = localizer != nullptr;
+  if (ownLocalizer) config.spec.localizer = std::move(localizer);
+
+  family4_.endpoint = endpoint4;
+  family6_.endpoint = endpoint6;
+  for (Family* family : {&family4_, &family6_}) {
+    family->listener = std::make_shared<Asio::TcpListener>(io.get_executor());
+    family->server = MakeServer(io, family->listener, config);
+  }
+  LogConfig(config, ownLocalizer);
+}
+
+AsioTcpApiServer::~AsioTcpApiServer() {
+  family4_.server->Stop();
+  family6_.server->Stop();
+}
+
+boost::system::error_code AsioTcpApiServer::Start() {
+  if (port_) {
+    family4_.endpoint = Endpoint(tcp::v4(), *port_);
+    family6_.endpoint = Endpoint(tcp::v6(), *port_);
+  }
+  Open(family4_, "IPv4");
+  Open(family6_, "IPv6");
+  if (family4_.error && family6_.error) return Error::Code::FailedToListen;
+  return {};
+}
+
+void AsioTcpApiServer::Open(Family& family, const char* name) {
+  family.error = Listen(family);
+  if (!family.error) {
+    Log::Write(logger_, kServer, "Listening on: ", EndpointToString(family.endpoint));
+    family.error = family.server->Start();
+  }
+  if (!family.error) return;
+  Log::Write(logger_, kServer, name, " Failed to listen on: ", EndpointToString(family.endpoint),
+             " ec: ", family.error.category().name(), ":", family.error.value());
+  boost::system::error_code ignored;
+  family.listener->close(ignored);
+}
+
+boost::system::error_code AsioTcpApiServer::Listen(Family& family) {
+  boost::system::error_code error;
+  auto& listener = *family.listener;
+  if (listener.open(family.endpoint.protocol(), error)) return error;
+  if (listener.set_option(tcp::acceptor::reuse_address(true), error)) return error;
+  // An IPv6 listener that also took IPv4 would be open to addresses that nobody has chosen: worth a throw.
+  if (family.endpoint.address().is_v6()) listener.set_option(boost::asio::ip::v6_only(true));
+  if (listener.bind(family.endpoint, error)) return error;
+  if (listener.listen(kBacklog, error)) return error;
+  const auto bound = listener.local_endpoint(error);
+  if (!error) family.endpoint = bound;
+  return error;
+}
+
+void AsioTcpApiServer::LogConfig(const ServerConfig& config, bool ownLocalizer) const {
+  std::ostringstream text;
+  if (port_) {
+    text << "port:" << *port_;
+  } else {
+    text << "endpoint4:" << EndpointToString(family4_.endpoint)
+         << ";endpoint6:" << EndpointToString(family6_.endpoint);
+  }
+  if (!ownLocalizer) text << ";Localizer not set";
+  Log::Write(logger_, kServer, "ServerConfig{", text.str(), ";", config, "}");
+}
+
+}  // namespace Mirel::Transport::PicoHttp

@@ -1,0 +1,171 @@
+#pragma once
+
+#include <boost/asio/completion_condition.hpp>
+#include <boost/asio/error.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/streambuf.hpp>
+#include <boost/system/error_code.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "framework/core/apiSerializer.h"
+#include "framework/core/asyncActivation.h"
+#include "framework/core/asyncApiProvider.h"
+#include "framework/core/executionContext.h"
+#include "framework/core/l10n.h"
+#include "framework/core/text.h"
+#include "framework/json/jsonApiRequestDeserializer.h"
+#include "framework/transport/asyncProtocolHandler.h"
+#include "framework/transport/protocolHandlerSpec.h"
+#include "framework/transport/requestLog.h"
+#include "framework/transport/requestSpecExtractor.h"
+#include "framework/transport/response.h"
+#include "framework/transport/transportErrors.h"
+#include "framework/transport/updateExecutionCtxHelper.h"
+
+namespace Mirel::Transport::Http {
+
+/// The bridge from one HTTP request to the provider chain: reads the body, has it understood, and calls the
+/// provider, whose results go to the Response. Lives on the references of its pending steps.
+template <typename Transaction, typename Extractor>
+class AsyncTransactionProtocolHandler final
+    : public Provider::AsyncProtocolHandler,
+      public std::enable_shared_from_this<AsyncTransactionProtocolHandler<Transaction, Extractor>> {
+ public:
+  /// The range must stand for the request's headers, in lower case.
+  AsyncTransactionProtocolHandler(std::shared_ptr<Transaction> transaction,
+                                  std::shared_ptr<HeaderRange> headers, const ProtocolHandlerSpec& spec)
+      : transaction_(std::move(transaction)),
+        body_(std::make_shared<boost::asio::streambuf>()),
+        headers_(std::move(headers)),
+        provider_(spec.provider),
+        localizer_(spec.localizer),
+        extractors_(spec.extractors),
+        limit_(spec.httpBodySizeLimitInBytes),
+        logger_(spec.logger),
+        errToHeaders_(spec.errToHeaders) {}
+
+  std::error_code Handle(const OnRequestRead& onRequestRead, const OnEnd& onEnd) override {
+    boost::asio::post(
+        transaction_->BodyStream().get_executor(),
+        [self = this->shared_from_this(), onRequestRead, onEnd] { self->Start(onRequestRead, onEnd); });
+    return {};
+  }
+
+ private:
+  class AsyncRequestVisitor;
+
+  RequestId Id() const { return {transaction_.get()}; }
+
+  void Start(const OnRequestRead& onRequestRead, const OnEnd& onEnd) {
+    Log::Write(logger_, kNormal, "Request head: ", Id());
+    headers_->Reset();
+    const std::shared_ptr<RequestSpec> spec = Extractor::Extract(*headers_);
+    auto response = std::make_shared<Response>(transaction_->Connection(), Id(), transaction_->Method(),
+                                               logger_, errToHeaders_, spec, onEnd);
+    if (!spec->deserializer || !spec->serializer) {
+      Log::Write(logger_, kFailure, "Request is considered as bad");
+      response->Refuse();
+    } else if (spec->framed) {
+      Log::Write(logger_, kFailure, "Request is framed. Not supported");
+      response->Refuse();
+    } else {
+      ReadBody(onRequestRead, onEnd, spec, response);
+    }
+  }
+
+  void ReadBody(const OnRequestRead& onRequestRead, const OnEnd& onEnd,
+                const std::shared_ptr<RequestSpec>& spec, const std::shared_ptr<Response>& response) {
+    // One byte above the limit tells a body that is too long from one that just fits.
+    const std::uint64_t target = limit_ == std::numeric_limits<std::uint64_t>::max() ? limit_ : limit_ + 1;
+    boost::asio::async_read(
+        transaction_->BodyStream(), *body_, boost::asio::transfer_exactly(target),
+        [self = this->shared_from_this(), onRequestRead, onEnd, spec, response, target](
+            boost::system::error_code error, std::size_t bytes) {
+          if (bytes == target) {
+            error = Error::Code::MessageTooLong;
+          } else if (error == Error::Code::EndOfBody || error == boost::asio::error::eof) {
+            error = {};
+          }
+          self->OnBodyRead(error, error ? 0 : bytes, onRequestRead, onEnd, spec, response);
+        });
+  }
+
+  void OnBodyRead(const boost::system::error_code& error, std::size_t bytes,
+                  const OnRequestRead& onRequestRead, const OnEnd& onEnd,
+                  const std::shared_ptr<RequestSpec>& spec, const std::shared_ptr<Response>& response) {
+    if (error) {
+      Log::Write(logger_, kFailure, "RequestReadCb: ", Id(), " Error: ", StringOfError(error));
+      response->Refuse();
+      return;
+    }
+    Log::Write(logger_, kNormal, "RequestReadCb", Id());
+    onRequestRead();
+    if (bytes == 0) {
+      onEnd(nullptr);
+      return;
+    }
+    AsyncRequestVisitor visitor(this->shared_from_this(), response);
+    std::shared_ptr<const Data::ErrorValue> deserializerError;
+    const bool understood = spec->deserializer->Deserialize(*body_, visitor, deserializerError);
+    // An answer can stay open for days; it needs neither the request's text nor its headers any more.
+    body_.reset();
+    headers_.reset();
+    if (!understood) response->SendDeserializerError(deserializerError);
+  }
+
+  std::error_code Visit(const std::string& requestIdentifier,
+                        const std::shared_ptr<const Core::MethodIdentifier>& method,
+                        const std::shared_ptr<const Data::DataValue>& input,
+                        const std::shared_ptr<Core::ExecutionContext>& context, Response& response) {
+    headers_->Reset();
+    if (!Provider::JsonRpc1_1::UpdateExecutionCtxHelper::Update(headers_, *method, context, extractors_))
+      return Provider::ProtocolError::OperationMismatch;
+    const auto activation = Core::AsyncActivation::GetInstance(context);
+    RequestIdHelper::Set(activation->values(), requestIdentifier);
+    std::error_code localeError;
+    activation->localeSpec(L10n::LocaleSpecHelpers::ExtractLocaleSpec(*context, localeError));
+    activation->localizer(localizer_);
+    provider_->Invoke(method, input, activation, response.Begin(requestIdentifier));
+    return {};
+  }
+
+  std::shared_ptr<Transaction> transaction_;
+  std::shared_ptr<boost::asio::streambuf> body_;
+  std::shared_ptr<HeaderRange> headers_;
+  std::shared_ptr<Core::AsyncApiProvider> provider_;
+  std::shared_ptr<const L10n::Localizer> localizer_;
+  std::vector<ProtocolHandlerSpec::Extractor> extractors_;
+  std::uint64_t limit_;
+  std::shared_ptr<Log::Logger> logger_;
+  ProtocolHandlerSpec::ErrToHeaders errToHeaders_;
+};
+
+/// What the deserializer calls once it knows the request.
+template <typename Transaction, typename Extractor>
+class AsyncTransactionProtocolHandler<Transaction, Extractor>::AsyncRequestVisitor final
+    : public Core::ApiRequestVisitor {
+ public:
+  AsyncRequestVisitor(std::shared_ptr<AsyncTransactionProtocolHandler> handler,
+                      std::shared_ptr<Response> response)
+      : handler_(std::move(handler)), response_(std::move(response)) {}
+
+  std::error_code Visit(const std::string& requestId,
+                        const std::shared_ptr<const Core::MethodIdentifier>& method,
+                        const std::shared_ptr<const Data::DataValue>& input,
+                        const std::shared_ptr<Core::ExecutionContext>& context) override {
+    return handler_->Visit(requestId, method, input, context, *response_);
+  }
+
+ private:
+  std::shared_ptr<AsyncTransactionProtocolHandler> handler_;
+  std::shared_ptr<Response> response_;
+};
+
+}  // namespace Mirel::Transport::Http
