@@ -29,20 +29,12 @@ TEST(Log, LevelsDecideAndAreShown) {
   EXPECT_EQ(Capture([&] { LogInternal(logger.get(), 6, "%1", "hidden"); }), "");
   const char* const names[] = {"crit", "crit", "crit", "error", "warning", "notice", "info", "debug"};
   logger->SetLevel(7);
+  const auto child = logger->CreateLogger("AuthzHandler");
   for (int level = 0; level <= 7; ++level) {
-    EXPECT_THAT(
-        Capture([&] { LogInternal(logger.get(), level, "port %1", 7777); }),
-        MatchesRegex("[-0-9]+T[0-9:.]+[-+][0-9:]+ [0-9]+ " + std::string(names[level]) + " port 7777\n"));
+    EXPECT_THAT(Capture([&] { LogInternal(child.get(), level, "port %1", 7777); }),
+                MatchesRegex("[-0-9]+T[0-9:.]+[-+][0-9:]+ [0-9]+ " + std::string(names[level]) +
+                             " AuthzHandler: port 7777\n"));
   }
-}
-
-TEST(Log, ChildHasItsNameAndItsOwnLevel) {
-  const auto parent = Logger::Create({.level = 3});
-  const auto child = parent->CreateLogger("AuthzHandler");
-  EXPECT_EQ(child->GetLevel(), 3);
-  child->SetLevel(7);
-  EXPECT_EQ(parent->GetLevel(), 3);
-  EXPECT_THAT(Capture([&] { LogInternal(child.get(), 7, "text"); }), HasSubstr("debug AuthzHandler: text\n"));
 }
 
 TEST(Log, HostileTextStaysOneLine) {

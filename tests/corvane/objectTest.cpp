@@ -1,9 +1,11 @@
 #include "platform/corvane/object.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 
-#include <thread>
-#include <vector>
+#include <array>
+
+#include "platform/corvane/thread.h"
 
 namespace {
 
@@ -11,9 +13,9 @@ using Corvane::MakeRef;
 using Corvane::Ref;
 
 struct Base : Corvane::ObjectImpl {
-  explicit Base(int& deleted) : deleted_(deleted) {}
-  ~Base() override { ++deleted_; }
-  int& deleted_;
+  explicit Base(int& deletions) : deleted(deletions) {}
+  ~Base() override { ++deleted; }
+  int& deleted;
 };
 
 struct Derived : Base {
@@ -38,39 +40,11 @@ TEST(Ref, LastReferenceDeletes) {
   EXPECT_EQ(deleted, 2);
 }
 
-TEST(Ref, CountsAcrossThreads) {
-  int deleted = 0;
-  {
-    const Ref<Base> shared = MakeRef<Base>(deleted);
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-      threads.emplace_back([shared] {
-        for (int round = 0; round < 10000; ++round) {
-          const Ref<Base> copy = shared;
-        }
-      });
-    }
-  }
-  EXPECT_EQ(deleted, 1);
-}
-
-TEST(Lockable, ScopeLockExcludesAndShows) {
-  Corvane::System::LockableObjectImpl object;
-  int sum = 0;
-  {
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i) {
-      threads.emplace_back([&] {
-        for (int round = 0; round < 1000; ++round) {
-          const Corvane::System::Synchronized lock(object);
-          EXPECT_TRUE(object.IsLocked());
-          ++sum;
-        }
-      });
-    }
-  }
-  EXPECT_EQ(sum, 4000);
-  EXPECT_FALSE(object.IsLocked());
+TEST(Thread, NameIsCutToTheKernelsLimit) {
+  std::array<char, 16> name{};
+  const auto body = [&] { ::pthread_getname_np(::pthread_self(), name.data(), name.size()); };
+  MakeRef<Corvane::System::Thread>("nornhesperd-backend", body, 100'000)->Join();
+  EXPECT_STREQ(name.data(), "nornhesperd-bac");
 }
 
 }  // namespace
