@@ -1,0 +1,135 @@
+#include "framework/json/jsonApiRequestDeserializer.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+#include "framework/core/executionContext.h"
+#include "framework/json/jsonText.h"
+#include "framework/json/requestParser.h"
+#include "framework/json/valueReader.h"
+
+namespace Mirel::Protocol::Json {
+namespace {
+
+using rapidjson::Value;
+
+std::shared_ptr<const Data::ErrorValue> MakeError(const char* name, const std::string& reason) {
+  return Data::ErrorValue::Create(std::string("com.tessaly.mirel.std.errors.") + name,
+                                  {{std::string("mirel.jsonrpc.") + name, reason, {reason}}});
+}
+
+std::string Text(const Value& json) {
+  return {json.GetString(), json.GetStringLength()};
+}
+
+/// Null when the object has no such member.
+const Value* Find(const Value& object, const char* name) {
+  const auto member = object.FindMember(name);
+  return member == object.MemberEnd() ? nullptr : &member->value;
+}
+
+/// A member that is an object with no other members than the known ones; null when it is missing.
+const Value* FindObject(const Value& object, const char* name, const std::string& place,
+                        std::initializer_list<std::string_view> known) {
+  const auto* found = Find(object, name);
+  if (!found) return nullptr;
+  if (!found->IsObject()) throw RequestFault(place + " is not an object");
+  for (const auto& member : found->GetObject()) {
+    const auto memberName = Text(member.name);
+    if (std::find(known.begin(), known.end(), memberName) == known.end()) {
+      throw RequestFault(place + " has an unknown member: " + memberName);
+    }
+  }
+  return found;
+}
+
+/// Calls take(name, text) for each member of the object, all of which have to be strings.
+template <typename Take>
+void ReadTexts(const Value* object, const std::string& place, Take take) {
+  if (!object) return;
+  if (!object->IsObject()) throw RequestFault(place + " is not an object");
+  for (const auto& member : object->GetObject()) {
+    if (!member.value.IsString()) throw RequestFault(place + "." + Text(member.name) + " is not a string");
+    take(Text(member.name), Text(member.value));
+  }
+}
+
+std::string ReadId(const Value& request) {
+  const auto* id = Find(request, "id");
+  if (!id) throw RequestFault("id is missing: a call has an answer");
+  if (id->IsNull()) return "null";
+  if (id->IsUint64()) return std::to_string(id->GetUint64());
+  if (id->IsInt64()) return std::to_string(id->GetInt64());
+  if (!id->IsString()) throw RequestFault("id is neither a string nor an integer");
+  ORange text;
+  AppendString(Text(*id), text);
+  return text.ToString();
+}
+
+std::shared_ptr<const Core::MethodIdentifier> ReadMethod(const Value& request) {
+  const auto* method = Find(request, "method");
+  if (!method || !method->IsString()) throw RequestFault("method is missing, or not a string");
+  const auto name = Text(*method);
+  const auto dot = name.rfind('.');
+  if (dot == std::string::npos || dot == 0 || dot + 1 == name.size()) {
+    throw RequestFault("method is not of the form SERVICE.OPERATION");
+  }
+  return std::make_shared<const Core::MethodIdentifier>(
+      Core::MethodIdentifier{name.substr(0, dot), name.substr(dot + 1)});
+}
+
+std::shared_ptr<Core::ExecutionContext> ReadContext(const Value* params) {
+  auto context = std::make_shared<Core::ExecutionContext>();
+  const auto* json = params ? FindObject(*params, "ctx", "params.ctx", {"appCtx", "securityCtx"}) : nullptr;
+  if (!json) return context;
+  ReadTexts(Find(*json, "appCtx"), "params.ctx.appCtx", [&](auto name, auto text) {
+    context->applicationContext.emplace(std::move(name), std::move(text));
+  });
+  ReadTexts(Find(*json, "securityCtx"), "params.ctx.securityCtx", [&](auto name, auto text) {
+    context->securityContext.emplace(std::move(name), Core::SecurityContextWrappedEntry(std::move(text)));
+  });
+  return context;
+}
+
+Data::DataValuePtr ReadInput(const Value* params) {
+  const auto* input = params ? Find(*params, "input") : nullptr;
+  if (!input) return Data::StructValue::GetInstance("");
+  return ReadValue(*input, "params.input");
+}
+
+std::error_code Read(std::string_view text, Core::ApiRequestVisitor& visitor) {
+  rapidjson::Document request;
+  ParseRequest(text, request);
+  if (request.IsArray()) throw RequestFault("batches are not supported");
+  if (!request.IsObject()) throw RequestFault("the request is not an object");
+  const auto* version = Find(request, "jsonrpc");
+  if (!version || *version != "2.0") throw RequestFault("jsonrpc is not \"2.0\"");
+  const auto id = ReadId(request);
+  const auto method = ReadMethod(request);
+  const auto* params = FindObject(request, "params", "params", {"ctx", "input"});
+  const auto context = ReadContext(params);
+  const auto input = ReadInput(params);
+  return visitor.Visit(id, method, input, context);
+}
+
+}  // namespace
+
+bool JsonApiRequestDeserializer::Deserialize(boost::asio::streambuf& body, Core::ApiRequestVisitor& visitor,
+                                             std::shared_ptr<const Data::ErrorValue>& errorOut) const {
+  // A streambuf keeps its bytes in one piece.
+  const auto bytes = body.data();
+  try {
+    const auto refusal = Read({static_cast<const char*>(bytes.data()), bytes.size()}, visitor);
+    if (refusal) errorOut = MakeError("invalid_request", refusal.message());
+    return !refusal;
+  } catch (const ParseFault& fault) {
+    errorOut = MakeError("parse_error", fault.what());
+  } catch (const RequestFault& fault) {
+    errorOut = MakeError("invalid_request", fault.what());
+  }
+  return false;
+}
+
+}  // namespace Mirel::Protocol::Json
