@@ -88,7 +88,6 @@ class Host {
     std::uint64_t nextId;
   };
 
-  void OpenState();
   std::optional<VirtualMachine> FindByLink(const std::string& link) const;
   void RemoveLinkTo(const std::string& link, std::uint32_t cid) const;
 

@@ -1,0 +1,76 @@
+#include "platform/krell/sysinfo.h"
+
+#include <array>
+#include <cstring>
+
+#include "platform/krell/host.h"
+
+namespace KrellCtl::Util {
+namespace {
+
+constexpr unsigned int nodeVmmList = 783;
+constexpr unsigned int nodeVmmInfo = 786;
+constexpr unsigned int nodeCartelLeader = 1299;
+
+struct VmmInfoRecord {
+  std::uint32_t reserved;
+  char biosUuid[128];
+  char vmUuid[128];
+  char mgrVmId[128];
+  char unused[3008];
+};
+static_assert(sizeof(VmmInfoRecord) == 3396);
+
+template <typename Record>
+Record* Target(void* buffer, unsigned int size) {
+  return size == sizeof(Record) ? static_cast<Record*>(buffer) : nullptr;
+}
+
+}  // namespace
+
+Sysinfo::Sysinfo(unsigned int node) : node_(node) {
+  if (node != nodeVmmList && node != nodeVmmInfo && node != nodeCartelLeader) Fail("no such node");
+}
+
+void Sysinfo::SetInstance(const unsigned long& instance) {
+  instance_ = instance;
+}
+
+void Sysinfo::Fail(const std::string& reason) const {
+  throw Lib::SysinfoException("sysinfo node " + std::to_string(node_) + " instance " +
+                              std::to_string(instance_) + ": " + reason);
+}
+
+void Sysinfo::Get(void* buffer, unsigned int size) try {
+  const Krell::Host host = Krell::Host::FromEnvironment();
+  if (node_ == nodeCartelLeader) {
+    const auto vm = host.FindByCartelId(instance_);
+    if (!vm) Fail("no such cartel");
+    auto* leaderId = Target<std::uint32_t>(buffer, size);
+    if (leaderId == nullptr) Fail("wrong record size");
+    std::memcpy(leaderId, &vm->leaderId, sizeof vm->leaderId);
+  } else if (node_ == nodeVmmInfo) {
+    const auto vm = host.FindByLeaderId(instance_);
+    if (!vm) Fail("no such VMM");
+    auto* record = Target<VmmInfoRecord>(buffer, size);
+    if (record == nullptr) Fail("wrong record size");
+    std::memset(record, 0, sizeof *record);
+    // The host directory takes texts of at most 127 bytes, so each keeps its NUL.
+    std::memcpy(record->biosUuid, vm->identity.biosUuid.data(), vm->identity.biosUuid.size());
+    std::memcpy(record->vmUuid, vm->identity.vmUuid.data(), vm->identity.vmUuid.size());
+    std::memcpy(record->mgrVmId, vm->identity.mgrVmId.data(), vm->identity.mgrVmId.size());
+  } else {
+    Fail("node has no record");
+  }
+} catch (const Krell::HostError& error) {
+  Fail(error.what());
+}
+
+void Sysinfo::List(std::vector<unsigned long>& ids) try {
+  if (node_ != nodeVmmList) Fail("node has no list");
+  ids = Krell::Host::FromEnvironment().LeaderIds();
+} catch (const Krell::HostError& error) {
+  Fail(error.what());
+}
+
+}  // namespace KrellCtl::Util
