@@ -24,7 +24,7 @@ namespace Mirel::Protocol::Json {
 class JsonApiRequestDeserializer {
  public:
   /// Gives true after the visitor has taken the request. Otherwise gives false and sets errorOut: the text is
-  /// no valid request, or the visitor refused it. Consumes the body; usable for any number of requests.
+  /// no valid request, or the visitor refused it. Usable for any number of requests.
   bool Deserialize(boost::asio::streambuf& body, Core::ApiRequestVisitor& visitor,
                    std::shared_ptr<const Data::ErrorValue>& errorOut) const;
 };

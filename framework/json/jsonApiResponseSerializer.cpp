@@ -64,54 +64,36 @@ void WriteInvoke(std::string_view id, const Core::MethodResult& result, WriteVal
   out.Append('}');
 }
 
-void WriteProgress(std::string_view id, const Progress& progress, ORange& out) {
-  WriteHead(id, out);
-  out.Append(R"(,"progress":{"min":)" + std::to_string(progress.min) + R"(,"max":)" +
-             std::to_string(progress.max) + R"(,"current":)" + std::to_string(progress.current) + "}}");
+void WriteProgress(const Progress& progress, ORange& out) {
+  out.Append(R"({"jsonrpc":"2.0","method":"progress","params":{"min":)" + std::to_string(progress.min) +
+             R"(,"max":)" + std::to_string(progress.max) + R"(,"current":)" +
+             std::to_string(progress.current) + "}}");
 }
+
+template <Dialect D>
+constexpr WriteValue kWrite = D == Dialect::Typed ? WriteTyped : WriteDirect;
 
 }  // namespace
 
-template <int Version>
-void JsonApiResponseSerializer<Version>::SerializeInvoke(
-    const std::string& id, const std::shared_ptr<const Core::MethodResult>& result, ORange& out, ErrorPtr&,
-    bool) const {
-  WriteInvoke(id, *result, WriteTyped, out);
+template <Dialect D>
+void BasicResponseSerializer<D>::SerializeInvoke(const std::string& id,
+                                                 const std::shared_ptr<const Core::MethodResult>& result,
+                                                 ORange& out, ErrorPtr&, bool) const {
+  WriteInvoke(id, *result, kWrite<D>, out);
 }
 
-template <int Version>
-void JsonApiResponseSerializer<Version>::SerializeInvokeProgress(const std::string& id,
-                                                                 const Progress& progress, ORange& out,
-                                                                 ErrorPtr&) const {
-  WriteProgress(id, progress, out);
+template <Dialect D>
+void BasicResponseSerializer<D>::SerializeInvokeProgress(const std::string&, const Progress& progress,
+                                                         ORange& out, ErrorPtr&) const {
+  WriteProgress(progress, out);
 }
 
-template <int Version>
-void JsonApiResponseSerializer<Version>::SerializeError(const ErrorPtr& error, ORange& out, ErrorPtr&) const {
-  WriteError("null", *error, WriteTyped, out);
+template <Dialect D>
+void BasicResponseSerializer<D>::SerializeError(const ErrorPtr& error, ORange& out, ErrorPtr&) const {
+  WriteError("null", *error, kWrite<D>, out);
 }
 
-template <int Version>
-void JsonApiDirectResponseSerializer<Version>::SerializeInvoke(
-    const std::string& id, const std::shared_ptr<const Core::MethodResult>& result, ORange& out, ErrorPtr&,
-    bool) const {
-  WriteInvoke(id, *result, WriteDirect, out);
-}
-
-template <int Version>
-void JsonApiDirectResponseSerializer<Version>::SerializeInvokeProgress(const std::string& id,
-                                                                       const Progress& progress, ORange& out,
-                                                                       ErrorPtr&) const {
-  WriteProgress(id, progress, out);
-}
-
-template <int Version>
-void JsonApiDirectResponseSerializer<Version>::SerializeError(const ErrorPtr& error, ORange& out,
-                                                              ErrorPtr&) const {
-  WriteError("null", *error, WriteDirect, out);
-}
-
-template class JsonApiResponseSerializer<0>;
-template class JsonApiDirectResponseSerializer<0>;
+template class BasicResponseSerializer<Dialect::Typed>;
+template class BasicResponseSerializer<Dialect::Direct>;
 
 }  // namespace Mirel::Protocol::Json

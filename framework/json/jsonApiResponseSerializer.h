@@ -26,10 +26,13 @@ class BasicResponseSerializer : public Core::ApiResponseSerializer {
                       std::shared_ptr<const Data::ErrorValue>& errorOut) const override;
 };
 
+extern template class BasicResponseSerializer<Dialect::Typed>;
+extern template class BasicResponseSerializer<Dialect::Direct>;
+
 /// Writes values that can be read back without metadata: {"structure":NAME,"fields":{...}},
 /// {"error":NAME,"fields":{...}}, {"blob":BASE64}, {"optional":[]} or {"optional":[VALUE]}, {"secret":TEXT};
-/// lists, strings, numbers and booleans as in JSON, a double always with a point or an exponent; void is null.
-/// The number is the version of the dialect.
+/// lists, strings, numbers and booleans as in JSON, a double always with a point or an exponent; void is
+/// null. The number is the version of the dialect.
 template <unsigned Version>
 class JsonApiResponseSerializer final : public BasicResponseSerializer<Dialect::Typed> {
   static_assert(Version == 0, "there is one version");
