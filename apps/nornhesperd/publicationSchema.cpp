@@ -80,7 +80,7 @@ PublicationSchema::~PublicationSchema() = default;
 Result PublicationSchema::Init() {
   Result result;
   auto source = std::make_unique<rapidjson::Document>();
-  source->Parse(kSchemaText);
+  source->Parse(kSchemaText, sizeof(kSchemaText) - 1);
   if (source->HasParseError()) {
     HESPER_FAIL(result, kErrorStartup, "failed to parse the publication schema");
     return result;
