@@ -3,11 +3,14 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
 
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/publication.h"
+#include "platform/krell/host.h"
 
 namespace {
 
@@ -66,6 +69,30 @@ void CheckFlat(benchmark::State& state) {
   Check(state, MakeFlatText(69608));
 }
 
+void LookUpKnownCid(benchmark::State& state) {
+  std::string directory = (std::filesystem::temp_directory_path() / "lookupXXXXXX").string();
+  if (mkdtemp(directory.data()) == nullptr) {
+    state.SkipWithError("no directory");
+    return;
+  }
+  setenv("KRELL_HOST_DIR", directory.c_str(), 1);
+  {
+    Krell::Host host(directory);
+    host.Add({5, "bios", "vm", "mgr", true});
+    NornHesper::CidCache cache;
+    NornHesper::CidInfoPtr info;
+    if (cache.Lookup(info, 5).HasErrors()) {
+      state.SkipWithError("unknown cid");
+    } else {
+      for (auto _ : state) {
+        cache.Lookup(info, 5);
+      }
+    }
+  }
+  std::filesystem::remove_all(directory);
+}
+
+BENCHMARK(LookUpKnownCid);
 BENCHMARK(CheckPublication)->Arg(256)->Arg(4096)->Arg(65536)->Arg(69608);
 BENCHMARK(CheckNested);
 BENCHMARK(CheckFlat);

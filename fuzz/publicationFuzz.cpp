@@ -3,6 +3,7 @@
 
 #include <rapidjson/document.h>
 #include <rapidjson/schema.h>
+#include <rapidjson/stringbuffer.h>
 
 #include <algorithm>
 #include <cstdlib>

@@ -195,7 +195,7 @@ TEST(PublicationTest, OffersThePayloadInItsOneTextForm) {
       {"aGk=", "hi", "aGk="},
       {"aGl=", "hi", "aGk="},               // bits that the padding leaves unused
       {"aH==", "h", "aA=="},                // the same
-      {R"(aG\u0069\/)", "hb\x3f", "aGI/"},  // escapes
+      {R"(aG\u0069\/)", "hh\xbf", "aGi/"},  // escapes
       {R"(aGk=\u0000rest)", "hi", "aGk="},  // an escaped NUL ends the text
       {R"(\u0000)", "", ""},
   };
