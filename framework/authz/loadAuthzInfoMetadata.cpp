@@ -1,0 +1,135 @@
+#include "framework/authz/loadAuthzInfoMetadata.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <istream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include <rapidjson/document.h>
+#include <rapidjson/error/en.h>
+#include <rapidjson/istreamwrapper.h>
+#include <rapidjson/pointer.h>
+
+#include "framework/authz/authzInfo.h"
+
+namespace Mirel::Authz::Metadata {
+namespace {
+
+using Names = std::set<std::string>;
+
+struct Fault : std::runtime_error {
+  Fault(const std::string& place, const std::string& reason) : std::runtime_error(place + ": " + reason) {}
+};
+
+std::string Text(const rapidjson::Value& value) {
+  return {value.GetString(), value.GetStringLength()};
+}
+
+/// An object of which each member is known and there once.
+void CheckMembers(const rapidjson::Value& object, const std::string& place,
+                  std::initializer_list<std::string_view> known) {
+  if (!object.IsObject()) throw Fault(place, "expected an object");
+  Names seen;
+  for (const auto& member : object.GetObject()) {
+    const auto name = Text(member.name);
+    if (std::find(known.begin(), known.end(), name) == known.end())
+      throw Fault(place, "unknown member \"" + name + '"');
+    if (!seen.insert(name).second) throw Fault(place, "repeated member \"" + name + '"');
+  }
+}
+
+const rapidjson::Value& Member(const rapidjson::Value& object, const std::string& place, const char* name) {
+  const auto member = object.FindMember(name);
+  if (member == object.MemberEnd()) throw Fault(place, "member \"" + std::string(name) + "\" is missing");
+  return member->value;
+}
+
+/// The members "id" of a list's objects. What has another form has no name to refer to.
+Names Identifiers(const rapidjson::Value& root, const std::string& list) {
+  Names names;
+  const auto* elements = rapidjson::Pointer(list.c_str(), list.size()).Get(root);
+  if (!elements || !elements->IsArray()) return names;
+  for (const auto& element : elements->GetArray()) {
+    const auto* id = rapidjson::Pointer("/id").Get(element);
+    if (id && id->IsString()) names.insert(Text(*id));
+  }
+  return names;
+}
+
+Names OperationNames(const rapidjson::Value& root) {
+  Names names;
+  const auto* services = rapidjson::Pointer("/metamodel/services").Get(root);
+  if (!services || !services->IsArray()) return names;
+  for (const auto& service : services->GetArray()) {
+    const auto* id = rapidjson::Pointer("/id").Get(service);
+    if (!id || !id->IsString()) continue;
+    for (const auto& operation : Identifiers(service, "/operations"))
+      names.insert(Text(*id) + '.' + operation);
+  }
+  return names;
+}
+
+Names ReadEntitlements(const rapidjson::Value& list, const std::string& place) {
+  // With none at all, nobody could tell whether everyone was meant or no one.
+  if (!list.IsArray() || list.Empty()) throw Fault(place, "expected a list of entitlements");
+  Names entitlements;
+  for (const auto& entitlement : list.GetArray()) {
+    if (!entitlement.IsString() || entitlement.GetStringLength() == 0)
+      throw Fault(place, "expected texts that are not empty");
+    if (!entitlements.insert(Text(entitlement)).second)
+      throw Fault(place, '"' + Text(entitlement) + "\" is there twice");
+  }
+  return entitlements;
+}
+
+EntitlementTable ReadTable(const rapidjson::Value& section, const char* name, const Names& known) {
+  const std::string place = std::string("/authorization/") + name;
+  const auto& object = Member(section, "/authorization", name);
+  if (!object.IsObject()) throw Fault(place, "expected an object");
+  EntitlementTable table;
+  for (const auto& member : object.GetObject()) {
+    const auto key = Text(member.name);
+    if (!known.contains(key)) throw Fault(place, "the model has no \"" + key + '"');
+    if (!table.emplace(key, ReadEntitlements(member.value, place + '/' + key)).second)
+      throw Fault(place, "repeated member \"" + key + '"');
+  }
+  return table;
+}
+
+void ReadTables(std::istream& file, AuthzInfo& info) {
+  rapidjson::IStreamWrapper stream(file);
+  rapidjson::Document root;
+  // Without recursion, so that no nesting ends the process.
+  root.ParseStream<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(stream);
+  if (root.HasParseError()) {
+    throw Fault("byte " + std::to_string(root.GetErrorOffset()),
+                rapidjson::GetParseError_En(root.GetParseError()));
+  }
+  CheckMembers(root, "the document", {"component", "metamodel", "cli", "authentication", "authorization"});
+  const auto& section = Member(root, "the document", "authorization");
+  CheckMembers(section, "/authorization", {"operations", "services", "packages"});
+  auto operations = ReadTable(section, "operations", OperationNames(root));
+  auto services = ReadTable(section, "services", Identifiers(root, "/metamodel/services"));
+  auto packages = ReadTable(section, "packages", Identifiers(root, "/metamodel/packages"));
+  info.operationEntitlements = std::move(operations);
+  info.serviceEntitlements = std::move(services);
+  info.packageEntitlements = std::move(packages);
+}
+
+}  // namespace
+
+bool LoadAuthzInfoMetadata::Load(std::istream& file, const std::shared_ptr<AuthzInfo>& info,
+                                 const std::shared_ptr<Log::Logger>& logger, MessageList& messages) {
+  try {
+    ReadTables(file, *info);
+    return true;
+  } catch (const Fault& fault) {
+    Log::Write(logger, Log::SeverityLevel::Error, "Authorization metadata: ", fault.what());
+    messages.push_back({"mirel.authz.metadata.invalid", fault.what(), {fault.what()}});
+    return false;
+  }
+}
+
+}  // namespace Mirel::Authz::Metadata
