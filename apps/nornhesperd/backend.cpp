@@ -98,7 +98,8 @@ void Backend::SizeReceiveBuffer() {
   boost::asio::socket_base::receive_buffer_size size(kReceiveBufferBytes);
   socket_->set_option(size);
   socket_->get_option(size);
-  HESPER_LOG(6, "HESPER socket receive buffer size set to %1", size.value() & ~1);
+  // asio gives half of what Linux reports; twice that is the kernel's value without its lowest bit.
+  HESPER_LOG(6, "HESPER socket receive buffer size set to %1", 2 * size.value());
 }
 
 void Backend::LimitPeerRate() {
