@@ -15,6 +15,9 @@ namespace {
 
 using rapidjson::Value;
 
+/// Each element of a stream repeats the identifier.
+constexpr rapidjson::SizeType kLongestId = 1024;
+
 std::shared_ptr<const Data::ErrorValue> MakeError(const char* name, const std::string& reason) {
   return Data::ErrorValue::Create(std::string("com.tessaly.mirel.std.errors.") + name,
                                   {{std::string("mirel.jsonrpc.") + name, reason, {reason}}});
@@ -36,10 +39,11 @@ const Value* FindObject(const Value& object, const char* name, const std::string
   const auto* found = Find(object, name);
   if (!found) return nullptr;
   if (!found->IsObject()) throw RequestFault(place + " is not an object");
+  RequireDistinctNames(*found);
   for (const auto& member : found->GetObject()) {
     const auto memberName = Text(member.name);
     if (std::find(known.begin(), known.end(), memberName) == known.end()) {
-      throw RequestFault(place + " has an unknown member: " + memberName);
+      throw RequestFault(place + " has an unknown member: " + Quoted(memberName));
     }
   }
   return found;
@@ -50,8 +54,11 @@ template <typename Take>
 void ReadTexts(const Value* object, const std::string& place, Take take) {
   if (!object) return;
   if (!object->IsObject()) throw RequestFault(place + " is not an object");
+  RequireDistinctNames(*object);
   for (const auto& member : object->GetObject()) {
-    if (!member.value.IsString()) throw RequestFault(place + "." + Text(member.name) + " is not a string");
+    if (!member.value.IsString()) {
+      throw RequestFault(place + "." + Quoted(Text(member.name)) + " is not a string");
+    }
     take(Text(member.name), Text(member.value));
   }
 }
@@ -63,6 +70,9 @@ std::string ReadId(const Value& request) {
   if (id->IsUint64()) return std::to_string(id->GetUint64());
   if (id->IsInt64()) return std::to_string(id->GetInt64());
   if (!id->IsString()) throw RequestFault("id is neither a string nor an integer");
+  if (id->GetStringLength() > kLongestId) {
+    throw RequestFault("id is longer than " + std::to_string(kLongestId) + " bytes");
+  }
   ORange text;
   AppendString(Text(*id), text);
   return text.ToString();
@@ -104,6 +114,7 @@ std::error_code Read(std::string_view text, Core::ApiRequestVisitor& visitor) {
   ParseRequest(text, request);
   if (request.IsArray()) throw RequestFault("batches are not supported");
   if (!request.IsObject()) throw RequestFault("the request is not an object");
+  RequireDistinctNames(request);
   const auto* version = Find(request, "jsonrpc");
   if (!version || *version != "2.0") throw RequestFault("jsonrpc is not \"2.0\"");
   const auto id = ReadId(request);

@@ -15,8 +15,8 @@ namespace Mirel::Protocol::Json {
 ///      "params":{"ctx":{"appCtx":{...},"securityCtx":{...}},"input":{...}}}
 ///
 /// Service and operation are split at the last dot. "params", "ctx" and "input" may be left out. Batches and
-/// notifications are refused, since the answer of a call is a stream of its own. Nesting is bounded while the
-/// text is read, so that the memory used is bounded by the size of the body.
+/// notifications are refused, since the answer of a call is a stream of its own. So are members given twice.
+/// The nesting and the number of values are bounded while the text is read, and with them the memory.
 ///
 /// The visitor gets the identifier as JSON text (`7`, `"a"`, `null`), so that the answers repeat it exactly.
 /// Plain JSON becomes untyped values: an object is a structure without a name, null an absent optional. An

@@ -2,7 +2,9 @@
 
 #include <rapidjson/document.h>
 
+#include <cstddef>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 namespace Mirel::Protocol::Json {
@@ -22,8 +24,19 @@ class ParseFault : public RequestFault {
 /// How deep arrays and objects of a request may be nested, the request itself included.
 inline constexpr unsigned kDeepestNesting = 64;
 
+/// How many values a request may hold. A value takes up to a hundred bytes in memory and may take two in the
+/// text, so that the size of the text alone bounds too little.
+inline constexpr std::size_t kMostValues = 250000;
+
 /// Parses one JSON text (RFC 8259) with nothing behind it. Neither stack nor memory grow with nesting beyond
-/// the limit: the parser stops there. Throws ParseFault, or RequestFault for the nesting.
+/// the limit: the parser stops there. Throws ParseFault, or RequestFault at one of the limits.
 void ParseRequest(std::string_view text, rapidjson::Document& document);
+
+/// A name of the sender's choice, short enough for an error text.
+std::string Quoted(std::string_view name);
+
+/// Refuses an object that names a member twice, as readers differ in which of the two counts. Not quadratic,
+/// since the sender chooses the number of members.
+void RequireDistinctNames(const rapidjson::Value& object);
 
 }  // namespace Mirel::Protocol::Json

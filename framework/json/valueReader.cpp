@@ -1,5 +1,7 @@
 #include "framework/json/valueReader.h"
 
+#include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -11,43 +13,65 @@ namespace {
 
 using namespace Data;
 
+/// Where a value stands. Its text is made for a fault only: made for each value, the names of the outer ones
+/// would be copied once per inner value.
+class Place {
+ public:
+  explicit Place(std::string_view root) : name_(root) {}
+  Place(const Place& outer, std::string_view name) : outer_(&outer), name_(name) {}
+  Place(const Place& outer, std::size_t index) : outer_(&outer), index_(index) {}
+
+  std::string ToString() const {
+    if (!outer_) return std::string(name_);
+    if (index_) return outer_->ToString() + "[" + std::to_string(*index_) + "]";
+    return outer_->ToString() + "." + Quoted(name_);
+  }
+
+ private:
+  const Place* outer_ = nullptr;
+  std::string_view name_;
+  std::optional<std::size_t> index_;
+};
+
+DataValuePtr ReadAt(const rapidjson::Value& json, const Place& place);
+
 std::string Text(const rapidjson::Value& json) {
   return {json.GetString(), json.GetStringLength()};
 }
 
-void ReadFields(const rapidjson::Value& json, const std::string& place, CompoundValue& out) {
+void ReadFields(const rapidjson::Value& json, const Place& place, CompoundValue& out) {
+  RequireDistinctNames(json);
   for (const auto& member : json.GetObject()) {
     auto name = Text(member.name);
-    auto value = ReadValue(member.value, place + "." + name);
-    out.SetField(name, std::move(value));
+    auto value = ReadAt(member.value, Place(place, name));
+    out.AppendField(std::move(name), std::move(value));
   }
 }
 
-DataValuePtr ReadBlob(const rapidjson::Value& json, const std::string& place) {
+DataValuePtr ReadBlob(const rapidjson::Value& json, const Place& place) {
   std::vector<unsigned char> bytes(Base64_DecodedLength(json.GetString(), json.GetStringLength()));
   std::size_t written = 0;
   if (!Base64_Decode(json.GetString(), json.GetStringLength(), bytes.data(), bytes.size(), &written)) {
-    throw RequestFault(place + ": invalid base64");
+    throw RequestFault(place.ToString() + ": invalid base64");
   }
   bytes.resize(written);
   return BlobValue::Create(std::move(bytes));
 }
 
-DataValuePtr ReadOptional(const rapidjson::Value& json, const std::string& place) {
-  if (json.Size() > 1) throw RequestFault(place + ": an optional holds one value at most");
-  return std::make_shared<OptionalValue>(json.Empty() ? nullptr : ReadValue(json[0], place));
+DataValuePtr ReadOptional(const rapidjson::Value& json, const Place& place) {
+  if (json.Size() > 1) throw RequestFault(place.ToString() + ": an optional holds one value at most");
+  return std::make_shared<OptionalValue>(json.Empty() ? nullptr : ReadAt(json[0], place));
 }
 
 template <typename Compound>
-DataValuePtr ReadCompound(const rapidjson::Value& name, const rapidjson::Value& fields,
-                          const std::string& place) {
+DataValuePtr ReadCompound(const rapidjson::Value& name, const rapidjson::Value& fields, const Place& place) {
   auto value = std::make_shared<Compound>(Text(name));
   ReadFields(fields, place, *value);
   return value;
 }
 
 /// Null when the object is none of the typed forms.
-DataValuePtr ReadTypedForm(const rapidjson::Value& json, const std::string& place) {
+DataValuePtr ReadTypedForm(const rapidjson::Value& json, const Place& place) {
   const auto first = json.MemberBegin();
   if (json.MemberCount() == 1) {
     if (first->name == "blob" && first->value.IsString()) return ReadBlob(first->value, place);
@@ -70,24 +94,22 @@ DataValuePtr ReadTypedForm(const rapidjson::Value& json, const std::string& plac
   return nullptr;
 }
 
-DataValuePtr ReadObject(const rapidjson::Value& json, const std::string& place) {
+DataValuePtr ReadObject(const rapidjson::Value& json, const Place& place) {
   if (auto typed = ReadTypedForm(json, place)) return typed;
   auto value = StructValue::GetInstance("");
   ReadFields(json, place, *value);
   return value;
 }
 
-DataValuePtr ReadArray(const rapidjson::Value& json, const std::string& place) {
+DataValuePtr ReadArray(const rapidjson::Value& json, const Place& place) {
   auto list = ListValue::GetInstance();
   for (const auto& element : json.GetArray()) {
-    list->Add(ReadValue(element, place + "[" + std::to_string(list->elements().size()) + "]"));
+    list->Add(ReadAt(element, Place(place, list->elements().size())));
   }
   return list;
 }
 
-}  // namespace
-
-DataValuePtr ReadValue(const rapidjson::Value& json, const std::string& place) {
+DataValuePtr ReadAt(const rapidjson::Value& json, const Place& place) {
   if (json.IsString()) return DataValue::Create(Text(json));
   if (json.IsObject()) return ReadObject(json, place);
   if (json.IsArray()) return ReadArray(json, place);
@@ -95,6 +117,12 @@ DataValuePtr ReadValue(const rapidjson::Value& json, const std::string& place) {
   if (json.IsInt64()) return DataValue::Create(json.GetInt64());
   if (json.IsNumber()) return DataValue::Create(json.GetDouble());
   return std::make_shared<OptionalValue>(nullptr);
+}
+
+}  // namespace
+
+DataValuePtr ReadValue(const rapidjson::Value& json, const std::string& place) {
+  return ReadAt(json, Place(place));
 }
 
 }  // namespace Mirel::Protocol::Json
