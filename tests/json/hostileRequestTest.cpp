@@ -1,0 +1,75 @@
+#include <gtest/gtest.h>
+
+#include "tests/json/jsonRequest.h"
+
+namespace {
+
+constexpr std::size_t kBodyLimit = 2500000;
+
+/// A list or object of as many parts as a body can hold.
+std::string Filled(std::string text, std::string_view part, char end) {
+  while (text.size() + part.size() < kBodyLimit - 100) text += part;
+  return text + end;
+}
+
+void ExpectRefused(const std::string& text, std::string_view reason) {
+  Understood request;
+  const auto error = Deserialize(text, request);
+  ASSERT_TRUE(error);
+  EXPECT_NE(error->ToString().find(reason), std::string::npos) << error->ToString().substr(0, 300);
+  EXPECT_LT(error->ToString().size(), 500U) << "the sender's own text comes back in full";
+}
+
+TEST(HostileRequest, NestingEndsAtTheLimit) {
+  const std::string opened(kBodyLimit, '[');
+  ExpectRefused(opened, "more than 64 levels");
+  std::string objects;
+  while (objects.size() < kBodyLimit) objects += R"({"a":)";
+  ExpectRefused(objects, "more than 64 levels");
+
+  const auto nested = [](std::size_t depth) {
+    return RequestWithInput(std::string(depth, '[') + std::string(depth, ']'));
+  };
+  Understood request;
+  EXPECT_FALSE(Deserialize(nested(62), request)) << "with the request and its params, 64";
+  ExpectRefused(nested(63), "more than 64 levels");
+}
+
+TEST(HostileRequest, NumberOfValuesIsBounded) {
+  ExpectRefused(RequestWithInput(Filled("[1", ",1", ']')), "more than 250000 values");
+  ExpectRefused(RequestWithInput(Filled("[{}", ",{}", ']')), "more than 250000 values");
+  ExpectRefused(RequestWithInput(Filled("[[]", ",[]", ']')), "more than 250000 values");
+  ExpectRefused(RequestWithInput(Filled(R"({"a":"")", R"(,"":"")", '}')), "more than 250000 values");
+}
+
+// These took minutes when the work for a value grew with its neighbours or with the names around it.
+TEST(HostileRequest, ManyMembersAndLongNamesAreReadInOneGo) {
+  std::string members = R"({"k":0)";
+  for (int i = 0; members.size() < kBodyLimit - 100; ++i) members += ",\"" + std::to_string(i) + "\":0";
+  Understood request;
+  EXPECT_FALSE(Deserialize(RequestWithInput(members + "}"), request));
+
+  std::string list = "{\"" + std::string(kBodyLimit * 3 / 4, 'k') + "\":[1";
+  for (int i = 0; i < 240000; ++i) list += ",1";
+  EXPECT_FALSE(Deserialize(RequestWithInput(list + "]}"), request));
+}
+
+TEST(HostileRequest, ErrorsStayShort) {
+  const std::string name(kBodyLimit / 2, 'n');
+  const std::string head = R"({"jsonrpc":"2.0","id":1,"method":"a.b","params":)";
+  ExpectRefused(head + "{\"" + name + "\":1}}", "unknown member");
+  ExpectRefused(head + R"({"ctx":{"appCtx":{")" + name + R"(":1}}}})", "not a string");
+  ExpectRefused(RequestWithInput("{\"" + name + R"(":{"blob":"?"}})"), "invalid base64");
+  ExpectRefused(RequestWithInput("{\"" + name + "\":1,\"" + name + "\":2}"), "given twice");
+}
+
+TEST(HostileRequest, EveryCutOfARequestIsRefused) {
+  const std::string whole =
+      R"({"jsonrpc":"2.0","id":"\u00e9","method":"a.b","params":{"input":{"l":[-1.5e3,true,null]}}})";
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    Understood request;
+    EXPECT_TRUE(Deserialize(whole.substr(0, length), request)) << length;
+  }
+}
+
+}  // namespace
