@@ -17,7 +17,7 @@ TEST(Guest, IsAnsweredByteForByte) {
   Krell::GuestSocket guest(vm.cid());
   EXPECT_EQ(Publish(guest, daemon, PublicationText(7, "a.b", "aGk=")),
             "{\n\"sequence\":7,\n\"status\":\"ok\",\n\"rateLimit\":2\n}");
-  EXPECT_EQ(Publish(guest, daemon, R"({"header":{"sequence":8}})").substr(0, 71),
+  EXPECT_EQ(Publish(guest, daemon, R"({"header":{"sequence":8}})").substr(0, 72),
             "{\n\"sequence\":8,\n\"status\":\"bad\",\n\"diagnosis\":\"error(s): {65538, unmatched");
 }
 

@@ -56,8 +56,8 @@ TEST(HostileClient, BadRequestsAreRefusedAndLoseNothingElse) {
   const std::string nested(2'400'000, '[');
   const std::vector<std::pair<std::string, std::string>> cases = {
       {std::string(5000, 'x'), refused},
-      {"GET /\0 HTTP/1.1\r\n\r\n", refused},
-      {Post("Content-Length: -1\r\n", ""), refused},
+      {std::string("GET /\0 HTTP/1.1\r\n\r\n", 18), refused},
+      {Post("Content-Length: ten\r\n", ""), refused},
       {Post("Content-Length: 99999999999999999999999\r\n", ""), refused},
       {Post("Transfer-Encoding: chunked\r\n", "ffffffffffffffff\r\nx"), refused},
       {Post("Transfer-Encoding: chunked\r\n", "fffffffffffffffff\r\nx"), refused},
