@@ -1,0 +1,118 @@
+// The metadata says what the code does on the wire.
+
+#include <gtest/gtest.h>
+
+#include "bindings/guestDataAdapter.h"
+#include "bindings/guestDataService.h"
+#include "bindings/subscriptionSpecReader.h"
+#include "framework/core/securitySchemes.h"
+#include "framework/core/stdErrors.h"
+#include "framework/provider/asyncApiInterface.h"
+#include "framework/provider/errorFactory.h"
+#include "framework/provider/simpleInterface.h"
+#include "tests/metadata/metadataDocument.h"
+
+namespace {
+
+using namespace MetadataTest;
+using namespace Com::Tessaly::Norn::Hesper;
+namespace Errors = Com::Tessaly::Mirel::Std::Errors;
+
+class WireAgreement : public testing::Test {
+ protected:
+  Texts Fields(const std::string& structure) const {
+    return Collect(ById(At(file, "/metamodel/structures"), structure)["fields"], "name");
+  }
+
+  static Texts Fields(const Mirel::Data::DataValuePtr& value) {
+    Texts names;
+    for (const auto& [name, field] : dynamic_cast<const Mirel::Data::CompoundValue&>(*value).fields())
+      names.insert(name);
+    return names;
+  }
+
+  template <typename Error>
+  void ExpectError() const {
+    const auto error = Mirel::Data::ErrorFactory::GetError(Error(), Mirel::Data::ListValue::GetInstance());
+    EXPECT_EQ(Fields(error), Fields(error->name()));
+    const auto& optional = dynamic_cast<const Mirel::Data::OptionalValue&>(*error->GetField("error_type"));
+    const auto& type = dynamic_cast<const Mirel::Data::StringValue&>(*optional.value()).value();
+    const auto& kinds = ById(At(file, "/metamodel/enumerations"), "com.tessaly.mirel.std.errors.ErrorType");
+    EXPECT_TRUE(Collect(kinds["values"], "value").contains(type)) << type;
+    EXPECT_TRUE(Collect(At(file, "/metamodel/services/0/operations/0/errors"), "id").contains(error->name()));
+  }
+
+  const rapidjson::Document file = ReadJson(METADATA_FILE);
+};
+
+TEST_F(WireAgreement, Service) {
+  const auto binding = GuestDataSvc::AsyncServiceBinder::BindImplementation(nullptr, nullptr);
+  const auto& services = At(file, "/metamodel/services");
+  ASSERT_EQ(Collect(services, "id"), Texts{binding->ServiceName()});
+  const auto& operations = services[0]["operations"];
+  ASSERT_EQ(operations.Size(), binding->Operations().size());
+  EXPECT_EQ(operations[0]["id"], binding->Operations()[0].name.c_str());
+  EXPECT_EQ(At(operations[0], "/result/stream").GetBool(), binding->Operations()[0].stream);
+}
+
+// An argument of every described field is read, and any other one is refused.
+TEST_F(WireAgreement, Arguments) {
+  using namespace Mirel::Data;
+  const auto text = [](const char* value) { return DataValue::Create(value); };
+  const auto structureOf = [&](const Texts& names, const auto& makeValue) {
+    auto structure = StructValue::GetInstance("");
+    for (const auto& name : names) structure->AppendField(name, makeValue(name));
+    return structure;
+  };
+  const auto vmFields = Fields("com.tessaly.norn.hesper.VmFilterSpec");
+  const std::map<std::string, DataValuePtr> values = [&] {
+    auto vms = ListValue::GetInstance();
+    vms->Add(structureOf(vmFields, [&](const auto& name) { return text(name.c_str()); }));
+    auto topics = ListValue::GetInstance();
+    topics->Add(text("a"));
+    return std::map<std::string, DataValuePtr>{{"vm_id_type", text("BIOS_UUID")},
+                                               {"vm_filter", vms},
+                                               {"topic_prefixes", topics},
+                                               {"past_seconds", DataValue::Create(std::int64_t{5})}};
+  }();
+  const auto specFields = Fields("com.tessaly.norn.hesper.SubscriptionSpec");
+  const auto parameters = Collect(At(file, "/metamodel/services/0/operations/0/parameters"), "name");
+  const auto read = ReadSubscribeArguments(structureOf(parameters, [&](auto) {
+    return structureOf(specFields, [&](const auto& n) { return values.at(n); });
+  }));
+  EXPECT_EQ(read.vmIdType.value, VmIdentifierType::kBiosUuid);
+  ASSERT_TRUE(read.vmFilter && read.topicPrefixes && read.pastSeconds);
+  EXPECT_EQ(read.vmFilter->at(0)->mgrVmId, "mgr_vm_id");
+  EXPECT_EQ(read.vmFilter->at(0)->biosUuid, "bios_uuid");
+  EXPECT_EQ(read.vmFilter->at(0)->vmUuid, "vm_uuid");
+}
+
+TEST_F(WireAgreement, Elements) {
+  Mirel::MessageList messages;
+  const Mirel::Data::DataValuePtr value = Mirel::Data::AdaptMethod<ApplicationPublishResult>::Get()(
+      ApplicationPublishResult(), Mirel::L10n::MakeDefaultRequestLocalizer(), messages);
+  EXPECT_EQ(Fields(value), Fields(ApplicationPublishResult::kStructureName));
+  const auto& kinds = ById(At(file, "/metamodel/enumerations"), "com.tessaly.norn.hesper.VmIdentifierType");
+  EXPECT_EQ(Collect(kinds["values"], "value"), Texts(std::begin(VmIdentifierType::Strings::values),
+                                                     std::end(VmIdentifierType::Strings::values)));
+}
+
+TEST_F(WireAgreement, ErrorsAndMessages) {
+  ExpectError<Errors::InvalidArgument>();
+  ExpectError<Errors::Unsupported>();
+  ExpectError<Errors::UnexpectedInput>();
+  ExpectError<Errors::Unauthenticated>();
+  ExpectError<Errors::Unauthorized>();
+  ExpectError<Errors::InternalServerError>();
+  EXPECT_EQ(Fields(Mirel::Data::MessageToValue({})), Fields("com.tessaly.mirel.std.localizable_message"));
+}
+
+TEST_F(WireAgreement, AuthenticationSchemes) {
+  using namespace Mirel::Core::Security;
+  const auto& schemes = At(file, "/authentication/component/schemes");
+  EXPECT_EQ(Collect(schemes, "id"), (Texts{kUserPassScheme, kBearerTokenScheme}));
+  EXPECT_EQ(Collect(ById(schemes, kUserPassScheme)["entries"], "name"), (Texts{kUserNameKey, kPasswordKey}));
+  EXPECT_EQ(Collect(ById(schemes, kBearerTokenScheme)["entries"], "name"), Texts{kTokenKey});
+}
+
+}  // namespace
