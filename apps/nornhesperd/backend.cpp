@@ -22,7 +22,7 @@ constexpr int kOptionPeerRateLimit = 9;
 constexpr int kOptionPeerPrivilege = 10;
 constexpr int kPrivilegedPeersOnly = 1;
 // The receive buffer lies on the thread's stack.
-constexpr size_t kThreadStackBytes = 1024 * 1024;
+constexpr size_t kThreadStackBytes = size_t{1024} * 1024;
 
 bool SetVsockOption(int socket, int option, int value) {
   return setsockopt(socket, GetVsockAddressFamily(), option, &value, sizeof(value)) == 0;

@@ -13,7 +13,7 @@ namespace {
 using Corvane::Detail::ASPrintInternal;
 
 constexpr size_t kParseStackBytes = 1024;
-constexpr size_t kPoolChunkBytes = 8 * 1024;
+constexpr size_t kPoolChunkBytes = 8192;
 
 // A copy for the parser to change. It is NUL-terminated and ends at a border of 16 bytes, as the parser reads
 // whole blocks of that size.
