@@ -54,7 +54,7 @@ class AsyncHttpBodyStream : public BodyLayer<StreamPtr> {
   template <typename Handler>
   void async_read_some(const boost::asio::mutable_buffer& buffer, Handler&& handler) {
     if (remaining_ == 0) {
-      this->PostEnd(std::forward<Handler>(handler));
+      End(std::forward<Handler>(handler));
       return;
     }
     const auto size = static_cast<std::size_t>(std::min<std::uint64_t>(buffer.size(), remaining_));
@@ -71,6 +71,21 @@ class AsyncHttpBodyStream : public BodyLayer<StreamPtr> {
   }
 
  private:
+  /// A client that waits to be told to go on is told so even if it has nothing to send.
+  template <typename Handler>
+  void End(Handler&& handler) {
+    if constexpr (requires { this->below_->Pending100(); }) {
+      if (this->below_->Pending100()) {
+        this->below_->AsyncSend100([handler = std::forward<Handler>(handler)](
+                                       const boost::system::error_code& error) mutable {
+          handler(error ? error : boost::system::error_code(Http::Error::Code::EndOfBody), std::size_t{0});
+        });
+        return;
+      }
+    }
+    this->PostEnd(std::forward<Handler>(handler));
+  }
+
   std::uint64_t remaining_;
 };
 
@@ -135,23 +150,33 @@ class AsyncExpectContinueStream : public BodyLayer<StreamPtr> {
   /// Bytes that nobody read belong to the connection's next request.
   void ReturnHeld(std::error_code& ec) { this->below_->PutBack(held_.Held(), ec); }
 
+  bool Pending100() const { return pending100_; }
+  /// The handler gets an error code.
+  template <typename Handler>
+  void AsyncSend100(Handler&& handler) {
+    static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
+    boost::asio::async_write(this->Base(), boost::asio::buffer(kContinue),
+                             [this, handler = std::forward<Handler>(handler)](
+                                 const boost::system::error_code& error, std::size_t) mutable {
+                               pending100_ = false;
+                               handler(error);
+                             });
+  }
+
   template <typename Handler>
   void async_read_some(const boost::asio::mutable_buffer& buffer, Handler&& handler) {
     if (!pending100_) {
       Read(buffer, std::forward<Handler>(handler));
       return;
     }
-    static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";
-    boost::asio::async_write(this->Base(), boost::asio::buffer(kContinue),
-                             [this, buffer, handler = std::forward<Handler>(handler)](
-                                 const boost::system::error_code& error, std::size_t) mutable {
-                               pending100_ = false;
-                               if (error) {
-                                 handler(error, std::size_t{0});
-                               } else {
-                                 Read(buffer, std::move(handler));
-                               }
-                             });
+    AsyncSend100([this, buffer,
+                  handler = std::forward<Handler>(handler)](const boost::system::error_code& error) mutable {
+      if (error) {
+        handler(error, std::size_t{0});
+      } else {
+        Read(buffer, std::move(handler));
+      }
+    });
   }
 
  private:

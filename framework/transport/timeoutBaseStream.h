@@ -5,6 +5,7 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/defer.hpp>
 #include <boost/asio/error.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/system/error_code.hpp>
 #include <cerrno>
 #include <chrono>
@@ -47,6 +48,12 @@ class TimeoutBaseStream {
   template <typename Handler>
   void async_read_some(const boost::asio::mutable_buffer& buffer, Handler&& handler) {
     const std::lock_guard lock(data_->mutex);
+    if (ended_) {
+      boost::asio::post(get_executor(), [handler = std::forward<Handler>(handler)]() mutable {
+        handler(boost::system::error_code(boost::asio::error::eof), std::size_t{0});
+      });
+      return;
+    }
     Arm(data_->readTimer, timeouts_.readTimeout);
     socket_.async_read_some(buffer, [this, data = data_, handler = std::forward<Handler>(handler)](
                                         boost::system::error_code error, std::size_t bytes) mutable {
@@ -54,6 +61,7 @@ class TimeoutBaseStream {
         error = boost::asio::error::eof;
         bytes = 0;
       }
+      if (error == boost::asio::error::eof) ended_ = true;
       handler(error, bytes);
     });
   }
@@ -134,6 +142,8 @@ class TimeoutBaseStream {
   Socket socket_;
   IOTimeouts timeouts_{};
   std::shared_ptr<Data> data_;
+  /// The peer has sent its last byte. The reactor tells that once only, and would let a further read wait.
+  bool ended_ = false;
 };
 
 }  // namespace Mirel::Asio

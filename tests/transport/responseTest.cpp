@@ -1,0 +1,224 @@
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "framework/core/dataValue.h"
+#include "framework/transport/responseHead.h"
+#include "tests/transport/testServer.h"
+
+namespace Mirel::Transport {
+namespace {
+
+using Next = Core::AsyncApiResultCb::Next;
+using NextPtr = std::shared_ptr<Core::AsyncApiResultCb>;
+
+constexpr const char* kStream = "Accept: application/vnd.tessaly.mirel.stream.json\r\n";
+
+std::shared_ptr<const Core::MethodResult> Value(const std::string& text) {
+  return Core::MethodResult::GetInstance(Data::DataValue::Create(text));
+}
+
+/// A call whose results the test gives one by one.
+struct OpenCall {
+  explicit OpenCall(TestServer& server) : server_(server) {
+    server.provider->script = [this](const Call& call) { result = call.result; };
+  }
+
+  bool Begun() {
+    return server_.RunUntil([this] { return result.has_value(); });
+  }
+  void Give(const std::shared_ptr<const Core::MethodResult>& value) {
+    const auto turn = std::exchange(result, std::nullopt);
+    (*turn)(value, {}, [this](const NextPtr& next) {
+      ++asked;
+      if (next) result = *next;
+      stopped = !next;
+    });
+  }
+  void GiveLast(const std::shared_ptr<const Core::MethodResult>& value) {
+    const auto turn = std::exchange(result, std::nullopt);
+    (*turn)(value, {}, nullptr);
+  }
+
+  TestServer& server_;
+  std::optional<Core::AsyncApiResultCb> result;
+  int asked = 0;
+  bool stopped = false;
+};
+
+TEST(Response, CarriesEachResultInAFrameOfItsOwn) {
+  TestServer server;
+  OpenCall call(server);
+  Client client(server);
+  client.Send(Request(kStream));
+  ASSERT_TRUE(call.Begun());
+  for (int i = 0; i < 5; ++i) {
+    call.Give(Value("element" + std::to_string(i)));
+    EXPECT_FALSE(call.result) << "the next result is asked for while this one is not sent";
+    ASSERT_TRUE(call.Begun());
+    if (i == 0) {
+      EXPECT_EQ(client.ReadHead(),
+                "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n"
+                "Content-Type: application/vnd.tessaly.mirel.stream.json\r\nConnection: Keep-Alive\r\n"
+                "Server: Mirel-PicoHttp\r\n\r\n");
+    }
+    const auto chunk = client.ReadChunk();
+    const auto sizeEnd = chunk.find("\r\n");
+    ASSERT_NE(sizeEnd, std::string::npos);
+    EXPECT_EQ(std::stoul(chunk.substr(0, sizeEnd), nullptr, 16), chunk.size() - sizeEnd - 4);
+    EXPECT_NE(chunk.find("element" + std::to_string(i)), std::string::npos);
+    EXPECT_TRUE(chunk.ends_with("}\r\n")) << chunk;
+  }
+  call.GiveLast(Value("end"));
+  EXPECT_NE(client.ReadChunk().find("end"), std::string::npos);
+  EXPECT_EQ(client.ReadThrough("0\r\n\r\n"), "0\r\n\r\n");
+  EXPECT_EQ(call.asked, 5);
+  client.Send(Request());
+  ASSERT_TRUE(call.Begun()) << "the connection carries the next request";
+}
+
+/// The payload of so many base64 characters is shared by reference, so that the chunk is made of many
+/// buffers.
+std::shared_ptr<const Core::MethodResult> Blob(std::size_t characters) {
+  auto text = std::make_shared<std::string>(characters, 'A');
+  return Core::MethodResult::GetInstance(
+      std::make_shared<Data::BlobValue>(text, std::span<const unsigned char>(), std::string_view(*text)));
+}
+
+TEST(Response, CutsFramesAtSixtyFourKibibytesWithoutRegardToTheirStructure) {
+  TestServer server;
+  OpenCall call(server);
+  Client client(server);
+  client.Send(Request(kStream));
+  ASSERT_TRUE(call.Begun());
+  call.Give(Blob(60000));
+  client.ReadHead();
+  // Five digits of frame size from here on would not change the length of its line: 5 + 2 for both.
+  const auto overhead = client.ReadChunk().size() - 60000;
+  for (const std::size_t total : {65535U, 65536U, 65537U, 131072U, 131073U, 300000U}) {
+    ASSERT_TRUE(call.Begun());
+    const auto sizeLineGrowth = total - overhead >= 65536 ? 1U : 0U;
+    call.Give(Blob(total - overhead - sizeLineGrowth));
+    std::size_t received = 0;
+    std::size_t chunks = 0;
+    while (received < total) {
+      const auto size = client.ReadChunk().size();
+      ASSERT_TRUE(size == 65536 || received + size == total) << size;
+      received += size;
+      ++chunks;
+    }
+    EXPECT_EQ(received, total);
+    EXPECT_EQ(chunks, (total + 65535) / 65536);
+  }
+}
+
+TEST(Response, ToAClientWithoutStreamsIsOneResult) {
+  TestServer server;
+  OpenCall call(server);
+  Client client(server);
+  const auto terminalValue =
+      std::make_shared<const Core::MethodResult>(Data::DataValue::Create("x"), nullptr, true);
+  const auto error = Core::MethodResult::GetErrorInstance(Data::ErrorValue::Create("some.error", {}));
+  struct Case {
+    std::shared_ptr<const Core::MethodResult> result;
+    std::string expected;
+  };
+  for (const auto& [result, expected] :
+       {Case{Value("first"), "first"}, Case{error, "\r\nmirel-error: some.error\r\n"},
+        Case{terminalValue, "com.tessaly.mirel.std.errors.internal_server_error"}}) {
+    for (const bool more : {true, false}) {
+      client.Send(Request());
+      ASSERT_TRUE(call.Begun());
+      call.stopped = false;
+      if (more) {
+        call.Give(result);
+      } else {
+        call.GiveLast(result);
+      }
+      const auto answer = client.ReadAnswer();
+      EXPECT_TRUE(answer.starts_with(
+          "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nContent-Type: application/json\r\n"))
+          << answer;
+      EXPECT_NE(answer.find(expected), std::string::npos) << answer;
+      EXPECT_EQ(call.stopped, more);
+    }
+  }
+}
+
+TEST(Response, OfAStreamEndsWithATerminalResult) {
+  TestServer server;
+  OpenCall call(server);
+  Client client(server);
+  client.Send(Request("Accept: application/vnd.tessaly.mirel.clean.stream.json, application/json\r\n"));
+  ASSERT_TRUE(call.Begun());
+  call.Give(Core::MethodResult::GetErrorInstance(Data::ErrorValue::Create("some.error", {})));
+  const auto answer = client.ReadAnswer();
+  EXPECT_NE(answer.find("Content-Type: application/vnd.tessaly.mirel.clean.stream.json\r\n"),
+            std::string::npos);
+  EXPECT_NE(answer.find("mirel-error: some.error\r\n"), std::string::npos);
+  EXPECT_TRUE(call.stopped);
+}
+
+TEST(Response, IgnoresANullResult) {
+  TestServer server;
+  OpenCall call(server);
+  Client client(server);
+  client.Send(Request());
+  ASSERT_TRUE(call.Begun());
+  const auto turn = *call.result;
+  turn(nullptr, {}, nullptr);
+  call.Give(Value("after"));
+  EXPECT_NE(client.ReadAnswer().find("after"), std::string::npos);
+}
+
+TEST(Response, TellsTheProviderThatTheClientHasGone) {
+  TestServer server;
+  OpenCall call(server);
+  {
+    Client client(server);
+    client.Send(Request(kStream));
+    ASSERT_TRUE(call.Begun());
+    call.Give(Value("first"));
+    client.ReadHead();
+    client.ReadChunk();
+    ASSERT_TRUE(call.Begun());
+  }
+  // The first write after the client's end may still reach the kernel; its reset fails the following one.
+  for (int i = 0; i < 10 && !call.stopped; ++i) {
+    call.Give(Value("more"));
+    ASSERT_TRUE(server.RunUntil([&] { return call.stopped || call.result; }));
+  }
+  EXPECT_TRUE(call.stopped);
+  EXPECT_EQ(server.logger->Lines("1 Failed to sent response body [").size(), 1U);
+  ASSERT_EQ(server.logger->Lines("0 Handle request error: [").size(), 1U);
+  EXPECT_NE(server.logger->Lines("0 Handle request error: [").front().find("system_error"),
+            std::string::npos);
+}
+
+TEST(Response, GivesUpOnAClientThatNeverReads) {
+  PicoHttp::ServerConfig config;
+  config.writeTimeout = std::chrono::milliseconds(50);
+  TestServer server(config);
+  OpenCall call(server);
+  Client client(server, 4096);
+  client.Send(Request(kStream));
+  ASSERT_TRUE(call.Begun());
+  const auto big = Value(std::string(1000000, 'x'));
+  ASSERT_TRUE(server.RunUntil([&] {
+    if (call.result) call.Give(big);
+    return call.stopped;
+  }));
+  EXPECT_EQ(server.logger->Lines("1 Failed to sent response body [").size(), 1U);
+}
+
+TEST(ResponseHead, AlwaysTellsALengthThatIsKnown) {
+  Http::ResponseHeaderRange noContent({{":reason", "No Content"}, {":status", "204"}, {"A", ""}});
+  EXPECT_EQ(Http::WriteHead(noContent, 0, "connnect"),
+            "HTTP/1.1 204 No Content\r\nContent-Length: 0\r\nA: \r\nServer: Mirel-PicoHttp\r\n\r\n");
+}
+
+}  // namespace
+}  // namespace Mirel::Transport
