@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <mutex>
 #include <system_error>
 #include <utility>
 
@@ -42,6 +43,39 @@ std::int64_t MonotonicNanoseconds() {
 
 [[noreturn]] void Fail(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
+}
+
+/// The socket that rings the receivers. What it has sent and nobody has read is charged to it, and guests
+/// need not read: when it can send no more, a fresh one takes its place.
+class Bell {
+ public:
+  /// False if nobody receives at this address. An endpoint that takes no more has been rung.
+  bool Ring(const EndpointAddress& address) {
+    const std::lock_guard guard(mutex_);
+    for (int tries = 0; tries < 2; ++tries) {
+      if (Libc::SendTo(fd_, "", 1, MSG_DONTWAIT | MSG_NOSIGNAL,
+                       reinterpret_cast<const sockaddr*>(address.bytes), address.length) >= 0)
+        return true;
+      if (errno == ECONNREFUSED || errno == ENOENT) return false;
+      Renew();
+    }
+    return true;
+  }
+
+ private:
+  void Renew() {
+    if (fd_ >= 0) Libc::Close(fd_);
+    fd_ = Libc::Socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  }
+
+  std::mutex mutex_;
+  int fd_ = -1;
+};
+
+/// Never destroyed, as packets are sent up to the end of the process.
+Bell& GetBell() {
+  static auto& bell = *new Bell;
+  return bell;
 }
 
 }  // namespace
@@ -179,12 +213,8 @@ void EndpointQueue::SetPrivilegeMode(std::int32_t mode) {
   shared_->privilegeMode = mode;
 }
 
-/// A full socket is a socket that has been rung.
-bool EndpointQueue::Ring(int sender) const {
-  const EndpointAddress address(folder_, name_);
-  return Libc::SendTo(sender, "", 1, MSG_DONTWAIT | MSG_NOSIGNAL,
-                      reinterpret_cast<const sockaddr*>(address.bytes), address.length) >= 0 ||
-         errno == EAGAIN || errno == ENOBUFS;
+bool EndpointQueue::Ring() const {
+  return GetBell().Ring(EndpointAddress(folder_, name_));
 }
 
 bool EndpointQueue::HasReceiver() const {
@@ -197,7 +227,7 @@ bool EndpointQueue::HasReceiver() const {
   return result == 0;
 }
 
-bool EndpointQueue::Put(const PacketSource& source, std::span<const iovec> text, int sender) {
+bool EndpointQueue::Put(const PacketSource& source, std::span<const iovec> text) {
   if (IsClosed()) return false;
   if (!source.privileged && shared_->privilegeMode.load(std::memory_order_relaxed) != 0) return true;
   const std::int32_t rate = shared_->rateLimit.load(std::memory_order_relaxed);
@@ -225,7 +255,7 @@ bool EndpointQueue::Put(const PacketSource& source, std::span<const iovec> text,
     end += part.iov_len;
   }
   shared_->tail = end;
-  if ((used == 0 || lock.Recovered()) && !Ring(sender)) {
+  if ((used == 0 || lock.Recovered()) && !Ring()) {
     shared_->head = shared_->tail = 0;
     return false;
   }

@@ -49,8 +49,8 @@ class EndpointQueue {
   ~EndpointQueue();
 
   /// False if nobody receives here any more. What the receiver's options refuse and what finds the buffer
-  /// full is dropped, and is no failure. The sender's descriptor rings the receiver's.
-  bool Put(const PacketSource& source, std::span<const iovec> text, int sender);
+  /// full is dropped, and is no failure.
+  bool Put(const PacketSource& source, std::span<const iovec> text);
   /// The first packet, or nothing; receiver is the receiving descriptor. With peek the packet stays.
   std::optional<TakenPacket> Take(std::span<const iovec> buffer, bool peek, int receiver);
 
@@ -70,7 +70,7 @@ class EndpointQueue {
   class Lock;
 
   EndpointQueue(Shared* shared, int folder, std::string name);
-  bool Ring(int sender) const;
+  bool Ring() const;
 
   Shared* shared_;
   int folder_;

@@ -274,7 +274,7 @@ ssize_t VsockSocket::Send(const msghdr& message) {
   for (int tries = 0; tries < 2; ++tries) {
     const auto endpoint = kernel_->FindEndpoint(target.cid, target.port);
     if (!endpoint || endpoint->CartelId() != targetCartelId) break;
-    if (endpoint->Put(source, text, fd_)) return static_cast<ssize_t>(length);
+    if (endpoint->Put(source, text)) return static_cast<ssize_t>(length);
     kernel_->ForgetEndpoint(target.cid, target.port);
   }
   return -ECONNRESET;
