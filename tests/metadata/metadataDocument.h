@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <fstream>
 #include <set>
 #include <string>
@@ -16,6 +18,22 @@
 namespace MetadataTest {
 
 using Texts = std::set<std::string>;
+
+/// A file that is gone at the end of its scope.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::string& text) {
+    close(mkstemp(name_));
+    std::ofstream(name_) << text;
+  }
+  ~TemporaryFile() { unlink(name_); }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  const char* name() const { return name_; }
+
+ private:
+  char name_[32] = "/tmp/metadata-XXXXXX";
+};
 
 inline rapidjson::Document ReadJson(const char* fileName) {
   std::ifstream file(fileName);

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include "framework/metadata/providerHelper.h"
 #include "tests/metadata/metadataDocument.h"
 
@@ -12,47 +10,26 @@ namespace {
 
 using namespace MetadataTest;
 
-constexpr char kComponent[] = "com.tessaly.norn.hesper";
-
-/// A file that is gone at the end of the test.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(const std::string& text) {
-    const int descriptor = mkstemp(name_);
-    EXPECT_EQ(write(descriptor, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    close(descriptor);
-  }
-  ~TemporaryFile() { unlink(name_); }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  const char* name() const { return name_; }
-
- private:
-  char name_[32] = "/tmp/metadata-XXXXXX";
-};
-
-/// What the three loaders say of a text, "" for success. Containers are filled before, so that what a failed
-/// load leaves behind shows.
+/// What the loaders say of a text, "" for success. Containers are filled before, so that what a failed load
+/// leaves behind shows.
 struct Outcome {
-  explicit Outcome(const std::string& text) {
-    const TemporaryFile file(text);
-    cli = Load(ProviderHelper::LoadCliMetadataFile, *Cli::MetadataContainer::GetInstance(), file);
-    model =
-        Load(ProviderHelper::LoadMetamodelMetadataFile, *Metamodel::MetadataContainer::GetInstance(), file);
-    authn =
-        Load(ProviderHelper::LoadAuthnMetadataFile, *Authentication::MetadataContainer::GetInstance(), file);
+  explicit Outcome(const std::string& text) : file(text) {
+    cli = Load<Cli::MetadataContainer>(ProviderHelper::LoadCliMetadataFile);
+    model = Load<Metamodel::MetadataContainer>(ProviderHelper::LoadMetamodelMetadataFile);
+    authn = Load<Authentication::MetadataContainer>(ProviderHelper::LoadAuthnMetadataFile);
   }
 
-  template <typename Loader, typename Container>
-  static std::string Load(Loader load, const Container& /*kind*/, const TemporaryFile& file) {
+  template <typename Container, typename Loader>
+  std::string Load(Loader load) const {
     const auto container = Container::GetInstance();
-    EXPECT_EQ(load(kComponent, METADATA_FILE, container), nullptr);
-    const auto error = load(kComponent, file.name(), container);
+    EXPECT_EQ(load("com.tessaly.norn.hesper", METADATA_FILE, container), nullptr);
+    const auto error = load("com.tessaly.norn.hesper", file.name(), container);
     EXPECT_EQ(container->content().kinds.empty(), error != nullptr);
     EXPECT_EQ(container->content().fingerprint.empty(), error != nullptr);
     return error ? error->ToString() : "";
   }
 
+  TemporaryFile file;
   std::string cli;
   std::string model;
   std::string authn;
@@ -64,107 +41,88 @@ struct Fault {
   const char* expected;
 };
 
-void PrintTo(const Fault& fault, std::ostream* out) {
-  *out << fault.pointer << " = " << fault.json;
-}
-
-class ModelFault : public testing::TestWithParam<Fault> {};
-
 // Every section refers to the model, so none is served without it.
-TEST_P(ModelFault, IsRefusedByAll) {
-  const Outcome outcome(ChangedMetadata(GetParam().pointer, GetParam().json));
-  EXPECT_NE(outcome.model.find(GetParam().expected), std::string::npos) << outcome.model;
-  EXPECT_EQ(outcome.cli, outcome.model);
-  EXPECT_EQ(outcome.authn, outcome.model);
+TEST(MetadataFault, InTheModelIsRefusedByAll) {
+  const std::string deep =
+      R"({"list":{"list":{"list":{"list":{"list":{"list":{"list":{"list":{"list":{}}}}}}}}}})";
+  const Fault faults[] = {
+      {"", "[]", "the document: expected an object"},
+      {"/component", "\"a.b\"", "/component: is \"a.b\""},
+      {"/a~1b~0c", "1", "/a~1b~0c: unknown member"},
+      {"/metamodel", "", "member \"metamodel\" is missing"},
+      {"/metamodel/structures", "{}", "/metamodel/structures: expected a list"},
+      {"/metamodel/structures/0/kind", "\"UNION\"",
+       "/metamodel/structures/0/kind: expected STRUCTURE or ERROR"},
+      {"/metamodel/structures/0/documentation", "\"\"", "0/documentation: expected a text"},
+      {"/metamodel/structures/0/fields/1/name", "\"vm_id_type\"", "1/name: \"vm_id_type\" is there twice"},
+      {"/metamodel/structures/0/fields/0/type", R"({"builtin":"FLOAT"})",
+       "there is no builtin type \"FLOAT\""},
+      {"/metamodel/structures/0/fields/0/type", R"({"enumeration":"a.B"})",
+       "there is no enumeration \"a.B\""},
+      {"/metamodel/structures/0/fields/0/type", R"({"list":{"optional":{"structure":"a.B"}}})",
+       "/type/list/optional/structure: there is no structure \"a.B\""},
+      {"/metamodel/structures/0/fields/0/type", "{}", "/type: expected exactly one member"},
+      {"/metamodel/structures/0/fields/0/type", deep.c_str(), "nested too deeply"},
+      {"/metamodel/structures/1/id", "\"com.tessaly.norn.hesper.SubscriptionSpec\"", "is there twice"},
+      {"/metamodel/enumerations/0/values", "[]", "values: expected at least one value"},
+      {"/metamodel/services/0/hidden", "1", "/hidden: expected true or false"},
+      {"/metamodel/services/0/operations/-", R"({"id":"subscribe"})", "1/id: \"subscribe\" is there twice"},
+      {"/metamodel/services/0/operations/0/errors/0/id", "\"com.tessaly.norn.hesper.VmFilterSpec\"",
+       "there is no error"},
+      {"/metamodel/packages/0/services/0", "\"a.b\"", "there is no service \"a.b\""},
+      {"/metamodel/component/packages/0", "\"a.b\"", "there is no package \"a.b\""},
+      {"/metamodel/resources/0/models/0", "\"a.B\"", "there is no structure \"a.B\""},
+  };
+  for (const auto& [pointer, json, expected] : faults) {
+    const Outcome outcome(ChangedMetadata(pointer, json));
+    EXPECT_NE(outcome.model.find(expected), std::string::npos) << outcome.model << "\nexpected: " << expected;
+    EXPECT_EQ(outcome.cli, outcome.model);
+    EXPECT_EQ(outcome.authn, outcome.model);
+  }
 }
-
-#define SERVICE "/metamodel/services/0"
-#define OPERATION SERVICE "/operations/0"
-#define STRUCTURE "/metamodel/structures/0"
-#define NESTED R"({"optional":{"list":{"optional":{"list":)"
-
-INSTANTIATE_TEST_SUITE_P(
-    Files, ModelFault,
-    testing::Values(
-        Fault{"", "[]", "the document: expected an object"},
-        Fault{"/component", R"("com.tessaly.other")", "/component: is \"com.tessaly.other\""},
-        Fault{"/coment", "1", "/coment: unknown member"}, Fault{"/a~1b~0c", "1", "/a~1b~0c: unknown member"},
-        Fault{"/metamodel", "", "member \"metamodel\" is missing"},
-        Fault{"/metamodel/structures", "{}", "/metamodel/structures: expected a list"},
-        Fault{STRUCTURE "/documentation", R"("")", STRUCTURE "/documentation: expected a text"},
-        Fault{STRUCTURE "/kind", R"("UNION")", STRUCTURE "/kind: expected STRUCTURE or ERROR"},
-        Fault{STRUCTURE "/fields/1/name", R"("vm_id_type")",
-              STRUCTURE "/fields/1/name: \"vm_id_type\" is there twice"},
-        Fault{STRUCTURE "/fields/0/type", R"({"builtin":"FLOAT"})",
-              "type/builtin: there is no builtin type \"FLOAT\""},
-        Fault{STRUCTURE "/fields/0/type", R"({"structure":"a.B"})", "there is no structure \"a.B\""},
-        Fault{STRUCTURE "/fields/0/type", R"({"enumeration":"a.B"})", "there is no enumeration \"a.B\""},
-        Fault{STRUCTURE "/fields/0/type", R"({"list":{"optional":{"structure":"a.B"}}})",
-              "/type/list/optional/structure: there is no structure"},
-        Fault{STRUCTURE "/fields/0/type", "{}", "/type: expected exactly one member"},
-        Fault{STRUCTURE "/fields/0/type",
-              NESTED NESTED NESTED "1"
-                                   "}}}}"
-                                   "}}}}"
-                                   "}}}}",
-              "nested too deeply"},
-        Fault{"/metamodel/structures/1/id", R"("com.tessaly.norn.hesper.SubscriptionSpec")",
-              "is there twice"},
-        Fault{"/metamodel/enumerations/0/values", "[]", "values: expected at least one value"},
-        Fault{"/metamodel/enumerations/0/values/1/value", R"("MGR_VM_ID")", "is there twice"},
-        Fault{SERVICE "/hidden", "1", SERVICE "/hidden: expected true or false"},
-        Fault{OPERATION "/result/stream", R"("yes")", OPERATION "/result/stream: expected true or false"},
-        Fault{OPERATION "/errors/0/id", R"("com.tessaly.norn.hesper.VmFilterSpec")", "there is no error"},
-        Fault{OPERATION "/parameters/0/type/structure", R"("com.tessaly.mirel.std.errors.unsupported")",
-              "there is no structure"},
-        Fault{SERVICE "/operations/-", R"({"id":"subscribe"})",
-              SERVICE "/operations/1/id: \"subscribe\" is there twice"},
-        Fault{"/metamodel/packages/0/services/0", R"("a.b")", "there is no service \"a.b\""},
-        Fault{"/metamodel/component/packages/0", R"("a.b")", "there is no package \"a.b\""},
-        Fault{"/metamodel/resources/0/models/0", R"("a.B")", "there is no structure \"a.B\""}));
 
 TEST(MetadataFault, OfOneSectionLeavesTheOthersAlone) {
   const Fault cliFaults[] = {
       {"/cli", "", "member \"cli\" is missing"},
-      {"/cli/namespaces/0/children/0", R"("a.b")", "there is no namespace \"a.b\""},
-      {"/cli/commands/0/namespace", R"("a.b")", "there is no namespace \"a.b\""},
-      {"/cli/commands/0/name", R"("listen")", "/cli/commands/0/id: expected the namespace and the name"},
-      {"/cli/commands/0/operation", R"("publish")", "the service has no operation \"publish\""},
-      {"/cli/commands/0/options/1/field", R"("spec.vm_filtre")", "there is no argument \"spec.vm_filtre\""},
+      {"/cli/namespaces/0/children/0", "\"a.b\"", "there is no namespace \"a.b\""},
+      {"/cli/commands/0/name", "\"listen\"", "/cli/commands/0/id: expected the namespace and the name"},
+      {"/cli/commands/0/operation", "\"publish\"", "the service has no operation \"publish\""},
+      {"/cli/commands/0/options/1/field", "\"spec.vm_filtre\"", "there is no argument \"spec.vm_filtre\""},
   };
-  for (const auto& fault : cliFaults) {
-    const Outcome outcome(ChangedMetadata(fault.pointer, fault.json));
-    EXPECT_NE(outcome.cli.find(fault.expected), std::string::npos) << outcome.cli;
+  for (const auto& [pointer, json, expected] : cliFaults) {
+    const Outcome outcome(ChangedMetadata(pointer, json));
+    EXPECT_NE(outcome.cli.find(expected), std::string::npos) << outcome.cli;
     EXPECT_EQ(outcome.model + outcome.authn, "");
   }
   const Fault authnFaults[] = {
-      {"/authentication", "", "member \"authentication\" is missing"},
-      {"/authentication/component/schemes/0/entries/1/name", R"("userName")", "\"userName\" is there twice"},
-      {"/authentication/packages/0/schemes/0", R"("a.b")", "there is no scheme \"a.b\""},
-      {"/authentication/packages/0/id", R"("a.b")", "there is no package \"a.b\""},
-      {"/authentication/services/0/id", R"("a.b")", "there is no service \"a.b\""},
-      {"/authentication/services/0/operations/0/id", R"("publish")", "has no operation \"publish\""},
+      {"/authentication/component/schemes/0/entries/1/name", "\"userName\"", "\"userName\" is there twice"},
+      {"/authentication/packages/0/schemes/0", "\"a.b\"", "there is no scheme \"a.b\""},
+      {"/authentication/packages/0/id", "\"a.b\"", "there is no package \"a.b\""},
+      {"/authentication/services/0/operations/0/id", "\"publish\"", "has no operation \"publish\""},
   };
-  for (const auto& fault : authnFaults) {
-    const Outcome outcome(ChangedMetadata(fault.pointer, fault.json));
-    EXPECT_NE(outcome.authn.find(fault.expected), std::string::npos) << outcome.authn;
+  for (const auto& [pointer, json, expected] : authnFaults) {
+    const Outcome outcome(ChangedMetadata(pointer, json));
+    EXPECT_NE(outcome.authn.find(expected), std::string::npos) << outcome.authn;
     EXPECT_EQ(outcome.model + outcome.cli, "");
   }
 }
 
-TEST(MetadataFault, FilesThatAreNoJson) {
-  EXPECT_NE(Outcome("").model.find("no JSON at byte 0"), std::string::npos);
-  EXPECT_NE(Outcome("{} {}").model.find("no JSON at byte 3"), std::string::npos);
-  EXPECT_NE(Outcome("{\"component\":\"\xff\"}").model.find("no JSON at byte"), std::string::npos);
-  EXPECT_NE(Outcome(R"({"component":"a","component":"b","metamodel":{}})").model.find("repeated member"),
-            std::string::npos);
-  // Deeper than any stack.
-  EXPECT_NE(Outcome(std::string(2000000, '[')).model.find("no JSON at byte 2000000"), std::string::npos);
+TEST(MetadataFault, FilesThatAreNoMetadata) {
+  const auto deep = std::string(1000000, '[') + std::string(1000000, ']');
+  const std::pair<std::string, const char*> faults[] = {
+      {"", "no JSON at byte 0"},
+      {"{} {}", "no JSON at byte 3"},
+      {"{\"component\":\"\xff\"}", "no JSON at byte"},
+      {R"({"component":"a","component":"b"})", "/component: repeated member"},
+      {R"({"component":)" + deep + R"(,"metamodel":{}})", "/component: expected a text"},
+  };
+  for (const auto& [text, expected] : faults)
+    EXPECT_NE(Outcome(text).model.find(expected), std::string::npos) << expected;
 
-  const auto container = Metamodel::MetadataContainer::GetInstance();
-  const auto error = ProviderHelper::LoadMetamodelMetadataFile(kComponent, "/nowhere/file.json", container);
-  ASSERT_NE(error, nullptr);
-  EXPECT_NE(error->ToString().find("No such file"), std::string::npos) << error->ToString();
+  const auto missing =
+      ProviderHelper::LoadCliMetadataFile("a", "/nowhere", Cli::MetadataContainer::GetInstance());
+  ASSERT_NE(missing, nullptr);
+  EXPECT_NE(missing->ToString().find("No such file"), std::string::npos) << missing->ToString();
 }
 
 }  // namespace

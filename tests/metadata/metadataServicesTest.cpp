@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
 #include "framework/authz/authzInfo.h"
 #include "framework/core/asyncActivation.h"
 #include "framework/metadata/providerHelper.h"
@@ -155,11 +153,8 @@ TEST_F(MetadataServices, FollowTheFile) {
   EXPECT_EQ(Texts({before, cliBefore, Call("authentication.component", "fingerprint")}).size(), 3U);
   EXPECT_EQ(Call("cli.namespace", "fingerprint"), cliBefore);
 
-  char name[] = "/tmp/metadata-XXXXXX";
-  close(mkstemp(name));
-  std::ofstream(name) << ChangedMetadata("/metamodel/services/0/hidden", "true");
-  Load(name);
-  unlink(name);
+  const TemporaryFile changed(ChangedMetadata("/metamodel/services/0/hidden", "true"));
+  Load(changed.name());
   EXPECT_EQ(Call("metamodel.service.hidden", "list"), "[\"com.tessaly.norn.hesper.guest_data\"]");
   EXPECT_NE(Call("metamodel.component", "fingerprint"), before);
   EXPECT_EQ(Call("cli.command", "fingerprint"), cliBefore);

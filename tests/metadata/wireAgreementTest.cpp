@@ -55,36 +55,22 @@ TEST_F(WireAgreement, Service) {
   EXPECT_EQ(At(operations[0], "/result/stream").GetBool(), binding->Operations()[0].stream);
 }
 
-// An argument of every described field is read, and any other one is refused.
+// The reader refuses what it does not know: it has to know everything described.
 TEST_F(WireAgreement, Arguments) {
   using namespace Mirel::Data;
-  const auto text = [](const char* value) { return DataValue::Create(value); };
-  const auto structureOf = [&](const Texts& names, const auto& makeValue) {
+  const auto absent = [](const Texts& names) {
     auto structure = StructValue::GetInstance("");
-    for (const auto& name : names) structure->AppendField(name, makeValue(name));
+    for (const auto& name : names) structure->AppendField(name, VoidValue::GetInstance());
     return structure;
   };
-  const auto vmFields = Fields("com.tessaly.norn.hesper.VmFilterSpec");
-  const std::map<std::string, DataValuePtr> values = [&] {
-    auto vms = ListValue::GetInstance();
-    vms->Add(structureOf(vmFields, [&](const auto& name) { return text(name.c_str()); }));
-    auto topics = ListValue::GetInstance();
-    topics->Add(text("a"));
-    return std::map<std::string, DataValuePtr>{{"vm_id_type", text("BIOS_UUID")},
-                                               {"vm_filter", vms},
-                                               {"topic_prefixes", topics},
-                                               {"past_seconds", DataValue::Create(std::int64_t{5})}};
-  }();
-  const auto specFields = Fields("com.tessaly.norn.hesper.SubscriptionSpec");
-  const auto parameters = Collect(At(file, "/metamodel/services/0/operations/0/parameters"), "name");
-  const auto read = ReadSubscribeArguments(structureOf(parameters, [&](auto) {
-    return structureOf(specFields, [&](const auto& n) { return values.at(n); });
-  }));
-  EXPECT_EQ(read.vmIdType.value, VmIdentifierType::kBiosUuid);
-  ASSERT_TRUE(read.vmFilter && read.topicPrefixes && read.pastSeconds);
-  EXPECT_EQ(read.vmFilter->at(0)->mgrVmId, "mgr_vm_id");
-  EXPECT_EQ(read.vmFilter->at(0)->biosUuid, "bios_uuid");
-  EXPECT_EQ(read.vmFilter->at(0)->vmUuid, "vm_uuid");
+  auto vms = ListValue::GetInstance();
+  vms->Add(absent(Fields("com.tessaly.norn.hesper.VmFilterSpec")));
+  auto spec = absent(Fields("com.tessaly.norn.hesper.SubscriptionSpec"));
+  spec->SetField("vm_id_type", DataValue::Create("BIOS_UUID"));
+  spec->SetField("vm_filter", vms);
+  auto arguments = absent(Collect(At(file, "/metamodel/services/0/operations/0/parameters"), "name"));
+  arguments->SetField("spec", spec);
+  EXPECT_EQ(ReadSubscribeArguments(arguments).vmFilter->size(), 1U);
 }
 
 TEST_F(WireAgreement, Elements) {
