@@ -38,6 +38,7 @@ TEST(Request, EachFaultIsNamed) {
       {head + ",\"x\":\"\xC3\"}", "parse_error"},
       {head + R"(,"x":"\ud800"})", "parse_error"},
       {head + R"(,"x":1e999})", "parse_error"},
+      {head + R"(,"x":1.9e308})", "a number out of range at byte 43"},
       {"[" + head + "}]", "batches"},
       {"7", "not an object"},
       {R"({"id":1,"method":"a.b"})", "jsonrpc"},

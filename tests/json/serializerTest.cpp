@@ -71,7 +71,7 @@ TEST(Serializer, FieldsNamedLikeATypedFormStayFields) {
 
 TEST(Serializer, DoublesAreReadBackToTheLastBit) {
   for (const double number : {0.1, -0.0, 1e23, 1.7976931348623157e308, 5e-324, 2.2250738585072011e-308,
-                              123456789.12345679, 9007199254740993.0, 1e300}) {
+                              123456789.12345679, 9007199254740993.0, 1844674407370955161580.0, 1e300}) {
     const auto back = ReadBack(Answer<Typed>(MethodResult::GetInstance(DataValue::Create(number))));
     const auto* read = dynamic_cast<const Data::DoubleValue*>(back.get());
     ASSERT_TRUE(read) << number;
