@@ -30,7 +30,7 @@ void StartBackend(int logLevel) {
 TEST(BackendDeathTest, SocketFaultsEndTheProcess) {
   const std::pair<const char*, const char*> cases[] = {
       {"family none", "Failed to create backend socket, Address family not supported by protocol"},
-      {"socket EMFILE 1\nfamily device", "Failed to create backend socket, open: Too many open files"},
+      {"family device\nsocket EMFILE 1", "Failed to create backend socket, open: Too many open files"},
       {"bind EADDRINUSE", "Failed to create backend socket, bind: Address already in use"},
       {"setsockopt 9 EPERM", "Failed to set peer rate limit to 2, Operation not permitted"},
       {"getsockopt 9 EIO", "Failed to get peer rate limit, Input/output error"},

@@ -74,8 +74,4 @@ std::string GoodText(uint64_t sequence, const std::string& moreHeader) {
               R"("category":"c","base64":"aGk=")");
 }
 
-NornHesper::CidInfoPtr SomeVm() {
-  return std::make_shared<NornHesper::CidInfo>();
-}
-
 }  // namespace Intake

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
 
-#include "apps/nornhesperd/cidInfo.h"
 #include "platform/krell/host.h"
 
 namespace Intake {
@@ -32,7 +30,5 @@ void InitializeContext(const std::string& settings);
 // The text of a publication; the members are those of "header" and "payload".
 std::string Text(const std::string& header, const std::string& payload);
 std::string GoodText(uint64_t sequence, const std::string& moreHeader = "");
-
-NornHesper::CidInfoPtr SomeVm();
 
 }  // namespace Intake

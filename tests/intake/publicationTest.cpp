@@ -6,7 +6,6 @@
 #include <functional>
 #include <optional>
 
-#include "platform/corvane/crypto.h"
 #include "platform/corvane/thread.h"
 #include "tests/intake/intakeEnvironment.h"
 
@@ -16,6 +15,7 @@ using Intake::GoodText;
 using Intake::Text;
 using NornHesper::Publication;
 using NornHesper::Result;
+using std::string_literals::operator""s;
 
 constexpr size_t kLargest = 69608;
 constexpr char kTimes[] = R"("createTime":"2026-11-24T21:15:00Z","topic":"a.b","token":"t")";
@@ -50,7 +50,7 @@ Outcome Parse(Publication& publication) {
 }
 
 Outcome Parse(const std::string& text) {
-  Publication publication(text.data(), text.size(), Intake::SomeVm());
+  Publication publication(text.data(), text.size(), nullptr);
   return Parse(publication);
 }
 
@@ -69,8 +69,9 @@ std::string Repeat(const std::string& piece, size_t times) {
 
 TEST(PublicationTest, TakesFieldsOutOfTheText) {
   // The bytes behind the text are not part of it.
-  const std::string text = GoodText(18446744073709551615U) + "}";
-  const auto vm = Intake::SomeVm();
+  const std::string text =
+      GoodText(18446744073709551615U, R"(,"subscribers":[9,0,9,18446744073709551615])") + "}";
+  const auto vm = std::make_shared<NornHesper::CidInfo>();
   Publication publication(text.data(), text.size() - 1, vm);
   EXPECT_EQ(Parse(publication), (Outcome{"", 18446744073709551615U}));
   EXPECT_EQ(publication.Topic(), "a.b");
@@ -78,7 +79,7 @@ TEST(PublicationTest, TakesFieldsOutOfTheText) {
   EXPECT_EQ(publication.createTime.ToString(), "2026-11-24T21:15:00Z");
   EXPECT_EQ(std::string(publication.payload.begin(), publication.payload.end()), "hi");
   EXPECT_EQ(publication.PayloadBase64(), "aGk=");
-  EXPECT_TRUE(publication.subscribers.empty());
+  EXPECT_THAT(publication.subscribers, testing::ElementsAre(9, 0, 9, 18446744073709551615U));
   EXPECT_EQ(publication.cidInfo, vm);
   // The parser has not changed the text that it was given.
   EXPECT_EQ(publication.text, text.substr(0, text.size() - 1));
@@ -95,30 +96,24 @@ TEST(PublicationTest, RefusesInTheOrderOfTheChecks) {
   const std::string bad = R"(,"subscribers":)";
   const Case cases[] = {
       {"", "failed to json-parse '%1'", {}},
-      {"{", "failed to json-parse '%1'", {}},
       {"{} {}", "failed to json-parse '%1'", {}},
       {GoodText(7) + ",", "failed to json-parse '%1'", {}},
       {R"({"say":"%1 "quoted" %2"})", "failed to json-parse '%1'", {}},
       {"5", "missing header, %1", {}},
       {"[]", "missing header, %1", {}},
-      {R"({"payload":{}})", "missing header, %1", {}},
       {R"({"header":[]})", "header not an object, %1", {}},
       {R"({"header":5,"header":{}})", "header not an object, %1", {}},
       {R"({"header":{}})", "missing sequence, %1", {}},
       {Text(R"("sequence":18446744073709551616)", ""), unsignedFault, {}},
       {Text(R"("sequence":-1)", ""), unsignedFault, {}},
       {Text(R"("sequence":1.0)", ""), unsignedFault, {}},
-      {Text(R"("sequence":"7")", ""), unsignedFault, {}},
       {Text(R"("sequence":null,"sequence":7)", ""), unsignedFault, {}},
       {Text(R"("sequence":7)" + bad + "null", ""), "subscribers invalid, %1", 7},
       {Text(R"("sequence":7)" + bad + R"("5")", ""), "subscribers invalid, %1", 7},
-      {Text(R"("sequence":7)" + bad + "-5", ""), "subscribers invalid, %1", 7},
       {Text(R"("sequence":7)" + bad + R"([5,"x"])", ""), "subscriber not an unsigned integer, %1", 7},
-      {Text(R"("sequence":7)" + bad + "[5,[]]", ""), "subscriber not an unsigned integer, %1", 7},
       {Text(R"("sequence":7,"createTime":"noon","topic":"a","token":"t")", R"("category":"c","base64":"*")"),
        "invalid createTime field in %1", 7},
       {Text(kHeader, R"("category":"c","base64":"aGk")"), "invalid base64 encoding in %1", 7},
-      {Text(kHeader, R"("category":"c","base64":"aG k=")"), "invalid base64 encoding in %1", 7},
   };
   for (const Case& each : cases) {
     std::string fault = each.fault;
@@ -135,13 +130,11 @@ TEST(PublicationTest, NamesThePlaceOfASchemaFault) {
       {Text(R"("sequence":7,"createTime":"noon","token":"t")", kPayload),
        "#/properties/header(required), doc: #/header"},
       {Text(time + R"("topic":5,"token":"t")", kPayload), topicPlace},
-      {Text(time + R"("topic":[[]],"token":"t")", kPayload), topicPlace},
       {Text(time + R"("topic":{"topic":"a"},"token":"t")", kPayload), topicPlace},
       // The schema, other than the look-ups, sees every occurrence of a member.
       {Text(kHeader + R"(,"topic":null)", kPayload), topicPlace},
       {Text(kHeader + R"(,"sequence":1.5)", kPayload),
        "#/properties/header/properties/sequence(type), doc: #/header/sequence"},
-      {Text(kHeader, R"("base64":"aGk=")"), "#/properties/payload(required), doc: #/payload"},
       {Text(kHeader, R"("category":7,"base64":"aGk=")"),
        "#/properties/payload/properties/category(type), doc: #/payload/category"},
       {R"({"header":{)" + kHeader + R"(},"payload":"aGk="})", "#/properties/payload(type), doc: #/payload"},
@@ -152,7 +145,6 @@ TEST(PublicationTest, NamesThePlaceOfASchemaFault) {
 }
 
 TEST(PublicationTest, AcceptsWhatTheFormatLeavesOpen) {
-  using std::string_literals::operator""s;
   const std::string cases[] = {
       Text(kHeader + R"(,"x":[1,{"y":null}],"topic ":5)", kPayload + R"(,"header":0)"),
       Text(kHeader, kPayload + R"(,"base64":"*","category":"d")"),
@@ -174,30 +166,14 @@ TEST(PublicationTest, AcceptsWhatTheFormatLeavesOpen) {
   }
 }
 
-TEST(PublicationTest, ReadsSubscribersAsNumberOrList) {
-  using Ids = std::vector<uint64_t>;
-  const std::pair<std::string, Ids> cases[] = {
-      {"5", {5}},
-      {"[5]", {5}},
-      {"[]", {}},
-      {"[9,0,9,18446744073709551615]", {9, 0, 9, 18446744073709551615U}}};
-  for (const auto& [list, ids] : cases) {
-    const std::string text = GoodText(7, R"(,"subscribers":)" + list);
-    Publication publication(text.data(), text.size(), nullptr);
-    EXPECT_EQ(Parse(publication), (Outcome{"", 7}));
-    EXPECT_EQ(publication.subscribers, ids);
-  }
-}
-
 TEST(PublicationTest, OffersThePayloadInItsOneTextForm) {
   const std::tuple<std::string, std::string, std::string> cases[] = {
       {"", "", ""},
-      {"aGk=", "hi", "aGk="},
       {"aGl=", "hi", "aGk="},               // bits that the padding leaves unused
-      {"aH==", "h", "aA=="},                // the same
       {R"(aG\u0069\/)", "hh\xbf", "aGi/"},  // escapes
       {R"(aGk=\u0000rest)", "hi", "aGk="},  // an escaped NUL ends the text
       {R"(\u0000)", "", ""},
+      {Repeat("/+8A", 17000), Repeat("\xff\xef\0"s, 17000), Repeat("/+8A", 17000)},
   };
   for (const auto& [base64, bytes, canonical] : cases) {
     const std::string text = Text(kHeader, R"("category":"c","base64":")" + base64 + '"');
@@ -208,25 +184,6 @@ TEST(PublicationTest, OffersThePayloadInItsOneTextForm) {
   }
 }
 
-TEST(PublicationTest, TakesTextsOfTheLargestSize) {
-  const size_t room = kLargest - Text(kHeader, R"("category":"c","base64":"")").size();
-  std::string bytes(room / 4 * 3, '\0');
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    bytes[i] = static_cast<char>(i * 7);
-  }
-  std::string base64;
-  Base64_Encode(bytes.data(), bytes.size(), base64);
-  std::string text = Text(kHeader, R"("category":"c","base64":")" + base64 + '"');
-  text.append(kLargest - text.size(), ' ');
-  Publication publication(text.data(), text.size(), nullptr);
-  EXPECT_EQ(Parse(publication), (Outcome{"", 7}));
-  EXPECT_EQ(std::string(publication.payload.begin(), publication.payload.end()), bytes);
-  EXPECT_EQ(publication.PayloadBase64(), base64);
-  // What a longer one is cut to.
-  text.resize(text.find_last_not_of(' '));
-  EXPECT_EQ(Parse(text), (Outcome{"failed to json-parse '" + text + "'", {}}));
-}
-
 TEST(PublicationTest, NestingCostsNoStack) {
   const std::string pair = Repeat("[", 34804) + Repeat("]", 34804);
   const std::string open = Repeat("[", kLargest);
@@ -235,7 +192,6 @@ TEST(PublicationTest, NestingCostsNoStack) {
   OnSmallStack([&] {
     EXPECT_EQ(Parse(pair), (Outcome{"missing header, " + pair, {}}));
     EXPECT_EQ(Parse(open), (Outcome{"failed to json-parse '" + open + "'", {}}));
-    EXPECT_EQ(Parse(objects), (Outcome{"missing header, " + objects, {}}));
     EXPECT_EQ(Parse(R"({"deep":)" + deep + "," + GoodText(7).substr(1)), (Outcome{"", 7}));
     EXPECT_EQ(Parse(GoodText(7, R"(,"deep":)" + objects)), (Outcome{"", 7}));
     EXPECT_EQ(
