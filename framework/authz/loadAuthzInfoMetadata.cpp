@@ -66,7 +66,7 @@ Names OperationNames(const rapidjson::Value& root) {
     const auto* id = rapidjson::Pointer("/id").Get(service);
     if (!id || !id->IsString()) continue;
     for (const auto& operation : Identifiers(service, "/operations"))
-      names.insert(Text(*id) + '.' + operation);
+      names.insert(Text(*id).append(1, '.').append(operation));
   }
   return names;
 }

@@ -34,7 +34,7 @@ void CheckService(const JsonNode& service, const std::set<std::string>& schemes,
   for (const auto& operation : service.Member("operations").Elements()) {
     operation.ExpectMembers({"id", "schemes"});
     const auto name = operation.Text("id");
-    if (!names.operationFields.contains(service.Text("id") + '.' + name))
+    if (!names.operationFields.contains(DottedName(service.Text("id"), name)))
       operation.Member("id").Fail("the service has no operation \"" + name + '"');
     CheckSchemes(operation.Member("schemes"), schemes);
   }

@@ -125,7 +125,7 @@ std::set<std::string> ArgumentPlaces(const JsonNode& operation, const StructureF
     places.insert(name);
     const auto type = parameter.Member("type");
     if (!type.HasMember("structure")) continue;
-    for (const auto& field : structures.at(type.Text("structure"))) places.insert(name + '.' + field);
+    for (const auto& field : structures.at(type.Text("structure"))) places.insert(DottedName(name, field));
   }
   return places;
 }
@@ -136,7 +136,7 @@ void CollectOperations(const JsonNode& section, ModelNames& names) {
     structures.emplace(structure.Text("id"), structure.Member("fields").Texts("name"));
   for (const auto& service : section.Member("services").Elements()) {
     for (const auto& operation : service.Member("operations").Elements()) {
-      names.operationFields.emplace(service.Text("id") + '.' + operation.Text("id"),
+      names.operationFields.emplace(DottedName(service.Text("id"), operation.Text("id")),
                                     ArgumentPlaces(operation, structures));
     }
   }

@@ -30,7 +30,7 @@ DataValuePtr ToDataValue(const rapidjson::Value& value, const std::string& struc
       auto structure = Data::StructValue::GetInstance(structureName);
       for (const auto& member : value.GetObject()) {
         const std::string name(member.name.GetString(), member.name.GetStringLength());
-        structure->AppendField(name, ToDataValue(member.value, structureName + '.' + name));
+        structure->AppendField(name, ToDataValue(member.value, DottedName(structureName, name)));
       }
       return structure;
     }
@@ -39,6 +39,10 @@ DataValuePtr ToDataValue(const rapidjson::Value& value, const std::string& struc
 }
 
 }  // namespace
+
+std::string DottedName(const std::string& owner, const std::string& name) {
+  return std::string(owner).append(1, '.').append(name);
+}
 
 void ExpectKnown(const JsonNode& name, const std::set<std::string>& names, const std::string& what) {
   if (!names.contains(name.Text())) name.Fail("there is no " + what + " \"" + name.Text() + '"');

@@ -23,6 +23,9 @@ struct ModelNames {
   std::map<std::string, std::set<std::string>> operationFields;
 };
 
+/// "owner.name"
+std::string DottedName(const std::string& owner, const std::string& name);
+
 /// A text that must be one of the names.
 void ExpectKnown(const JsonNode& name, const std::set<std::string>& names, const std::string& what);
 

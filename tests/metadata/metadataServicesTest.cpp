@@ -2,6 +2,7 @@
 
 #include "framework/authz/authzInfo.h"
 #include "framework/core/asyncActivation.h"
+#include "framework/json/valueWriter.h"
 #include "framework/metadata/providerHelper.h"
 #include "framework/provider/asyncApiInterface.h"
 #include "tests/metadata/metadataDocument.h"
@@ -16,22 +17,10 @@ constexpr char kComponent[] = "com.tessaly.norn.hesper";
 constexpr char kService[] = "com.tessaly.norn.hesper.guest_data";
 
 /// Plain JSON of a value, to compare with the file.
-std::string Show(const Data::DataValuePtr& value) {
-  if (const auto* text = dynamic_cast<const Data::StringValue*>(value.get()))
-    return '"' + text->value() + '"';
-  if (const auto* flag = dynamic_cast<const Data::BooleanValue*>(value.get()))
-    return flag->value() ? "true" : "false";
-  std::string all;
-  if (const auto* list = dynamic_cast<const Data::ListValue*>(value.get())) {
-    for (const auto& element : list->elements()) all += (all.empty() ? "" : ",") + Show(element);
-    return '[' + all + ']';
-  }
-  if (const auto* structure = dynamic_cast<const Data::StructValue*>(value.get())) {
-    for (const auto& [name, field] : structure->fields())
-      all += (all.empty() ? "\"" : ",\"") + name + "\":" + Show(field);
-    return '{' + all + '}';
-  }
-  return "?";
+std::string Show(const Data::DataValue& value) {
+  ORange text;
+  Protocol::Json::WriteDirect(value, text);
+  return text.ToString();
 }
 
 class MetadataServices : public testing::Test {
@@ -62,7 +51,7 @@ class MetadataServices : public testing::Test {
       if (!interface->LookupOperation(name, operation, messages)) return "no such operation";
       operation->Call(input, nullptr,
                       Core::AsyncApiResultCb([&](const auto& result, const auto&, const auto&) {
-                        answer = result->error ? result->error->name() : Show(result->output);
+                        answer = result->error ? result->error->name() : Show(*result->output);
                       }));
     }
     return answer;
