@@ -6,6 +6,10 @@ namespace Corvane::Paths {
 
 inline constexpr const char kDefaultConfigFile[] =
     NORNHESPER_SYSROOT "/etc/tessaly/cpservices/nornhesper/config.xml";
+inline constexpr const char kTokenKeysFile[] =
+    NORNHESPER_SYSROOT "/etc/tessaly/cpservices/nornhesper/jwks.json";
+inline constexpr const char kTokenSigningKeyFile[] =
+    NORNHESPER_SYSROOT "/etc/tessaly/cpservices/nornhesper/tokenKey.json";
 inline constexpr const char kMetadataFile[] =
     NORNHESPER_SYSROOT "/usr/lib/tessaly/mirel/nornhesper_mirel_metadata.json";
 inline constexpr const char kPidFile[] = NORNHESPER_SYSROOT "/var/run/tessaly/nornhesperd.PID";

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "framework/core/log.h"
+#include "platform/token/keySet.h"
+
+namespace NornToken {
+
+/// The key set in a file, read anew whenever the file has changed. Only a regular file of root or of this
+/// process's user, that nobody else may write, is believed. Whatever is wrong with the file, the last good
+/// keys stay, and one line a change says so; before the first good read there are no keys at all. To withdraw
+/// all keys, the file is replaced by an empty set. Used by any thread.
+class KeyFile {
+ public:
+  KeyFile(std::string path, std::shared_ptr<Mirel::Log::Logger> logger);
+
+  /// The keys as of now; never null. Costs one stat when nothing has changed.
+  std::shared_ptr<const KeySet> Keys();
+
+ private:
+  void Reload(const struct stat& seen);
+  void Report(const std::string& fault);
+
+  const std::string path_;
+  const std::shared_ptr<Mirel::Log::Logger> logger_;
+  std::mutex mutex_;
+  struct stat seen_ {};
+  std::string lastFault_;
+  std::shared_ptr<const KeySet> keys_;
+};
+
+}  // namespace NornToken
