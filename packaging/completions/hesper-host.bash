@@ -1,0 +1,15 @@
+# bash completion for hesper-host
+_hesper_host() {
+  local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} words
+  case $previous in
+    --cid | --bios-uuid | --vm-uuid | --mgr-vm-id) COMPREPLY=(); return ;;
+  esac
+  case ${COMP_WORDS[1]} in
+    add) words='--cid --bios-uuid --vm-uuid --mgr-vm-id --unprivileged --help' ;;
+    remove) words='--cid --help' ;;
+    list) words='--help' ;;
+    *) words='add remove list --help' ;;
+  esac
+  mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+}
+complete -F _hesper_host hesper-host
