@@ -55,6 +55,7 @@ TEST(Request, EachFaultIsNamed) {
       {head + R"(,"params":{"ctx":{"appCtx":{"opId":1}}}})", "appCtx.opId is not a string"},
       {head + R"(,"params":{"ctx":{"securityCtx":"root"}}})", "securityCtx is not an object"},
       {head + R"(,"method":"c.d"})", "given twice: method"},
+      {head + R"(,"params":{"ctx":{"securityCtx":{"token":"a","token":"b"}}}})", "given twice: token"},
       {RequestWithInput(R"({"a":{"b":1,"c":2,"b":3}})"), "given twice: b"},
       {RequestWithInput(R"({"a":[0,{"blob":"x"}]})"), "params.input.a[1]: invalid base64"},
       {RequestWithInput(R"({"optional":[1,2]})"), "one value at most"},
