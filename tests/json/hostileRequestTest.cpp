@@ -37,8 +37,6 @@ TEST(HostileRequest, NestingEndsAtTheLimit) {
 
 TEST(HostileRequest, NumberOfValuesIsBounded) {
   ExpectRefused(RequestWithInput(Filled("[1", ",1", ']')), "more than 250000 values");
-  ExpectRefused(RequestWithInput(Filled("[{}", ",{}", ']')), "more than 250000 values");
-  ExpectRefused(RequestWithInput(Filled("[[]", ",[]", ']')), "more than 250000 values");
   ExpectRefused(RequestWithInput(Filled(R"({"a":"")", R"(,"":"")", '}')), "more than 250000 values");
 }
 
@@ -61,15 +59,6 @@ TEST(HostileRequest, ErrorsStayShort) {
   ExpectRefused(head + R"({"ctx":{"appCtx":{")" + name + R"(":1}}}})", "not a string");
   ExpectRefused(RequestWithInput("{\"" + name + R"(":{"blob":"?"}})"), "invalid base64");
   ExpectRefused(RequestWithInput("{\"" + name + "\":1,\"" + name + "\":2}"), "given twice");
-}
-
-TEST(HostileRequest, EveryCutOfARequestIsRefused) {
-  const std::string whole =
-      R"({"jsonrpc":"2.0","id":"\u00e9","method":"a.b","params":{"input":{"l":[-1.5e3,true,null]}}})";
-  for (std::size_t length = 0; length < whole.size(); ++length) {
-    Understood request;
-    EXPECT_TRUE(Deserialize(whole.substr(0, length), request)) << length;
-  }
 }
 
 }  // namespace
