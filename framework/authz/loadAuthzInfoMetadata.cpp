@@ -92,7 +92,7 @@ EntitlementTable ReadTable(const rapidjson::Value& section, const char* name, co
   for (const auto& member : object.GetObject()) {
     const auto key = Text(member.name);
     if (!known.contains(key)) throw Fault(place, "the model has no \"" + key + '"');
-    if (!table.emplace(key, ReadEntitlements(member.value, place + '/' + key)).second)
+    if (!table.emplace(key, ReadEntitlements(member.value, (place + '/').append(key))).second)
       throw Fault(place, "repeated member \"" + key + '"');
   }
   return table;

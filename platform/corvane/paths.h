@@ -13,6 +13,7 @@ inline constexpr const char kTokenSigningKeyFile[] =
 inline constexpr const char kMetadataFile[] =
     NORNHESPER_SYSROOT "/usr/lib/tessaly/mirel/nornhesper_mirel_metadata.json";
 inline constexpr const char kPidFile[] = NORNHESPER_SYSROOT "/var/run/tessaly/nornhesperd.PID";
+inline constexpr const char kAuditFile[] = NORNHESPER_SYSROOT "/var/log/tessaly/audit.log";
 inline constexpr const char kEarlyLogFile[] = NORNHESPER_SYSROOT "/var/log/nornhesperd.log";
 
 }  // namespace Corvane::Paths

@@ -1,0 +1,30 @@
+#include "apps/nornhesperd/endpointAuthn.h"
+
+#include "apps/nornhesperd/globalContext.h"
+#include "apps/nornhesperd/logMessage.h"
+#include "platform/corvane/authenticate.h"
+#include "platform/token/tokenHandler.h"
+
+namespace NornHesper {
+
+Corvane::Ref<Corvane::System::AuthTokenHelper> Authenticate(const std::string& user,
+                                                            const std::string& password) {
+  Corvane::Ref<Corvane::System::AuthTokenHelper> token;
+  Corvane::System::AuthenticateUser(user, password, token);
+  return token;
+}
+
+bool UserPassCustomizeAuthDataCb(Corvane::System::AuthTokenHelper* token,
+                                 const Mirel::Data::StructValuePtr& authData) {
+  const auto& name = token->GetUserName();
+  if (name != "root") {
+    HESPER_LOG(6, "User %1, permission denied", name);
+    return false;
+  }
+  const auto entitlements = Mirel::Data::ListValue::GetInstance();
+  entitlements->Add(Mirel::Data::DataValue::Create("GUEST_DATA_ACCESS"));
+  authData->SetField(Norn::Authn::TokenHandler::ENTITLEMENTS_GRANTS, entitlements);
+  return true;
+}
+
+}  // namespace NornHesper

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "platform/corvane/object.h"
+
+namespace Corvane::System {
+
+class LoginBudget;
+
+// A login whose password was right and whose account is in force.
+class AuthTokenHelper : public ObjectImpl {
+ public:
+  explicit AuthTokenHelper(std::string userName) : userName_(std::move(userName)) {}
+
+  const std::string& GetUserName() const { return userName_; }
+
+ private:
+  std::string userName_;
+};
+
+// Checks a user of this host through PAM, as the service "nornhesperd", and gives true and the login, or
+// false and null. An empty name, one of more than 256 bytes, a password of more than 1024 bytes and a NUL in
+// either are refused without asking PAM, and so is an empty password by it. Why a login is refused is told to
+// nobody.
+//
+// The call blocks for as long as PAM takes, some tens of milliseconds for one of today's password hashes. A
+// fail delay that modules ask for is not waited. So that a flood of passwords can't hold up the caller's
+// thread, all checks of the process share one LoginBudget; when it is used up, logins are refused at once,
+// right passwords among them, until it has filled again, some seconds a check. That is the price: a flood
+// keeps root's password out too. Other ways to authenticate are not touched by it. A check that root passes
+// costs nothing.
+bool AuthenticateUser(const std::string& user, const std::string& password, Ref<AuthTokenHelper>& out);
+
+// The same on a budget of the caller's.
+bool AuthenticateUser(const std::string& user, const std::string& password, LoginBudget& budget,
+                      Ref<AuthTokenHelper>& out);
+
+}  // namespace Corvane::System

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <mutex>
+
+namespace Corvane::System {
+
+// Bounds the time that password checks take from a thread with other work: a bucket of microseconds. It is
+// filled by a hundredth of the time that passes, up to a tenth of a second, and a check is admitted while
+// there is anything in it. A check may overdraw it; the debt is then waited off. Safe from any thread.
+class LoginBudget {
+ public:
+  // Microseconds that never go back.
+  using Clock = std::function<int64_t()>;
+
+  explicit LoginBudget(Clock clock);
+
+  bool Admits();
+  void Charge(int64_t microseconds);
+  int64_t Now() const { return clock_(); }
+
+ private:
+  void Refill();
+
+  const Clock clock_;
+  std::mutex mutex_;
+  int64_t refilledAt_;
+  int64_t balance_;
+};
+
+}  // namespace Corvane::System
