@@ -6,6 +6,7 @@
 
 #include <fstream>
 #include <set>
+#include <sstream>
 #include <string>
 
 #include <rapidjson/document.h>
@@ -35,12 +36,16 @@ class TemporaryFile {
   char name_[32] = "/tmp/metadata-XXXXXX";
 };
 
+inline void Parse(std::istream& text, rapidjson::Document& document) {
+  rapidjson::IStreamWrapper stream(text);
+  document.ParseStream(stream);
+  EXPECT_FALSE(document.HasParseError());
+}
+
 inline rapidjson::Document ReadJson(const char* fileName) {
   std::ifstream file(fileName);
-  rapidjson::IStreamWrapper stream(file);
   rapidjson::Document document;
-  document.ParseStream(stream);
-  EXPECT_FALSE(document.HasParseError()) << fileName;
+  Parse(file, document);
   return document;
 }
 
@@ -62,8 +67,8 @@ inline std::string ChangedMetadata(const char* pointer, const std::string& json)
     return WriteJson(document);
   }
   rapidjson::Document value(&document.GetAllocator());
-  value.Parse(json.c_str());
-  EXPECT_FALSE(value.HasParseError()) << json;
+  std::istringstream text(json);
+  Parse(text, value);
   place.Set(document, value);
   return WriteJson(document);
 }
