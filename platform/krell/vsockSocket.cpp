@@ -35,7 +35,7 @@ VsockSocket::VsockSocket(std::shared_ptr<VsockKernel> kernel, int fd)
     : kernel_(std::move(kernel)), fd_(fd), creator_(getpid()) {}
 
 int VsockSocket::Fault(const char* call, unsigned long option) {
-  return IsHost(name_.cid) ? kernel_->GetFaults().Next(call, option) : 0;
+  return guest_ ? 0 : kernel_->GetFaults().Next(call, option);
 }
 
 int VsockSocket::CopyIn(const sockaddr* address, socklen_t length, VsockAddress& out) const {
@@ -77,6 +77,7 @@ int VsockSocket::BindLocked(VsockAddress address) try {
   if (error != 0) return error;
   name_ = address;
   cartelId_ = cartelId;
+  guest_ = cid != hostCid;
   bound_ = true;
   ApplyOptions();
   return 0;
@@ -172,7 +173,7 @@ int VsockSocket::GetOption(int level, int option, void* value, socklen_t* length
     return -ENOPROTOOPT;
   }
   std::memcpy(value, &result, sizeof result);
-  *length = kernel_->GetFaults().ReportedSize(key).value_or(sizeof result);
+  *length = guest_ ? sizeof result : kernel_->GetFaults().ReportedSize(key).value_or(sizeof result);
   return 0;
 }
 
@@ -187,7 +188,7 @@ int VsockSocket::SetOption(int level, int option, const void* value, socklen_t l
   if (value == nullptr) return -EFAULT;
   if (length < sizeof number) return -EINVAL;
   std::memcpy(&number, value, sizeof number);
-  number = kernel_->GetFaults().StuckValue(key).value_or(number);
+  if (!guest_) number = kernel_->GetFaults().StuckValue(key).value_or(number);
 
   const std::lock_guard guard(mutex_);
   if (receiveBuffer) {

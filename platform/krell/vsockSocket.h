@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -48,6 +49,7 @@ class VsockSocket {
   const std::shared_ptr<VsockKernel> kernel_;
   const int fd_;
   const int creator_;
+  std::atomic<bool> guest_{false};
   std::mutex mutex_;
   bool bound_ = false;
   bool connected_ = false;

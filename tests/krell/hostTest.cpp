@@ -1,0 +1,135 @@
+#include "platform/krell/host.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <cstring>
+#include <thread>
+
+#include "platform/krell/sysinfo.h"
+#include "tests/krell/testHost.h"
+
+namespace {
+
+using KrellCtl::Lib::SysinfoException;
+using KrellCtl::Util::Sysinfo;
+using KrellTest::TestHost;
+using testing::HasSubstr;
+
+template <typename Call>
+std::string ErrorOf(Call call) {
+  try {
+    call();
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+  return "no error";
+}
+
+TEST(Host, FindsAVmByEachOfItsNames) {
+  TestHost host;
+  host.AddVm(9);
+  const auto vm = host.AddVm(7, false);
+  EXPECT_FALSE(host->FindByCid(7)->identity.privileged);
+  EXPECT_EQ(host->FindByBiosUuid("bios 7")->identity.vmUuid, "vm-7");
+  EXPECT_EQ(host->FindByCartelId(vm.cartelId)->identity.mgrVmId, "mgr-7");
+  EXPECT_EQ(host->FindByLeaderId(vm.leaderId)->identity.cid, 7U);
+  EXPECT_FALSE(host->FindByBiosUuid("../vms/7"));
+  ASSERT_EQ(host->List().size(), 2U);
+  EXPECT_EQ(host->List()[0].identity.cid, 9U) << "the order is that of the starts";
+
+  host->Remove(7);
+  EXPECT_FALSE(host->FindByCid(7) || host->FindByBiosUuid("bios 7") || host->FindByCartelId(vm.cartelId));
+  const auto successor = host->Add({7, "other", "u", "m", true});
+  EXPECT_NE(successor.cartelId, vm.cartelId);
+  EXPECT_NE(successor.leaderId, vm.leaderId);
+  EXPECT_FALSE(host->FindByLeaderId(vm.leaderId));
+}
+
+TEST(Host, RefusesBadIdentities) {
+  TestHost host;
+  host.AddVm(5);
+  const auto add = [&](const Krell::VmIdentity& vm) { return ErrorOf([&] { host->Add(vm); }); };
+  EXPECT_EQ(add({5, "b", "v", "m", true}), "cid 5 is in use");
+  EXPECT_THAT(add({2, "b", "v", "m", true}), HasSubstr("a VM's cid must be 3 to"));
+  EXPECT_THAT(add({6, "", "v", "m", true}), HasSubstr("the BIOS uuid must have 1 to 127"));
+  EXPECT_THAT(add({6, "b", std::string(128, 'v'), "m", true}), HasSubstr("the VM uuid must have"));
+  EXPECT_THAT(add({6, "../x", "v", "m", true}), HasSubstr("the BIOS uuid may hold"));
+  EXPECT_EQ(ErrorOf([&] { host->Remove(6); }), "no VM with cid 6");
+  host->Add({6, std::string(127, 'b'), "v", "m", true});
+  EXPECT_TRUE(host->FindByBiosUuid(std::string(127, 'b')));
+}
+
+TEST(Host, RefusesADirectoryThatOthersCanReach) {
+  TestHost host;
+  chmod(host->Directory().c_str(), 0750);
+  EXPECT_THAT(ErrorOf([] { Krell::Host::FromEnvironment(); }), HasSubstr("is open to other users"));
+  EXPECT_THAT(ErrorOf([] { Krell::Host("/proc/none/host"); }), HasSubstr("No such file or directory"));
+}
+
+TEST(Host, ReadersNeverSeeHalfAVm) {
+  TestHost host;
+  std::atomic<bool> stop{false};
+  std::thread changes([&] {
+    Krell::Host other(host->Directory());
+    for (int i = 0; i < 300; ++i) {
+      const std::string name(static_cast<std::size_t>(1 + i % 127), 'x');
+      other.Add({7, name, name, name, true});
+      other.Remove(7);
+    }
+    stop = true;
+  });
+  while (!stop) {
+    if (const auto vm = host->FindByCid(7)) {
+      ASSERT_FALSE(vm->identity.biosUuid.empty());
+      ASSERT_EQ(vm->identity.biosUuid, vm->identity.mgrVmId);
+    }
+    for (const auto& vm : host->List()) ASSERT_EQ(vm.identity.biosUuid, vm.identity.vmUuid);
+  }
+  changes.join();
+}
+
+TEST(SysinfoTest, GivesTheRecordsOfARunningVm) {
+  TestHost host;
+  const auto vm = host.AddVm(7);
+  const auto later = host.AddVm(4);
+  std::vector<unsigned long> ids{99};
+  Sysinfo(783).List(ids);
+  EXPECT_EQ(ids, (std::vector<unsigned long>{vm.leaderId, later.leaderId}));
+
+  Sysinfo leader(1299);
+  leader.SetInstance(vm.cartelId);
+  std::uint32_t leaderId = 0;
+  leader.Get(&leaderId, sizeof leaderId);
+  EXPECT_EQ(leaderId, vm.leaderId);
+
+  Sysinfo info(786);
+  info.SetInstance(vm.leaderId);
+  std::vector<char> record(3396, 'x');
+  info.Get(record.data(), 3396);
+  EXPECT_STREQ(record.data() + 4, "bios 7");
+  EXPECT_STREQ(record.data() + 132, "vm-7");
+  EXPECT_STREQ(record.data() + 260, "mgr-7");
+  EXPECT_THROW(info.Get(record.data(), 4), SysinfoException);
+
+  host->Remove(7);
+  EXPECT_THAT(ErrorOf([&] { info.Get(record.data(), 3396); }), HasSubstr("no such VMM"));
+  EXPECT_THAT(ErrorOf([&] { leader.Get(&leaderId, 4); }), HasSubstr("no such cartel"));
+  EXPECT_THROW(Sysinfo(1), SysinfoException);
+  EXPECT_THROW(info.List(ids), SysinfoException);
+}
+
+TEST(SysinfoTest, WithoutAHostSaysSo) {
+  unsetenv("KRELL_HOST_DIR");
+  std::vector<unsigned long> ids;
+  try {
+    Sysinfo(783).List(ids);
+    FAIL();
+  } catch (const SysinfoException& error) {
+    EXPECT_THAT(error.GetText(), HasSubstr("KRELL_HOST_DIR is not set"));
+  }
+}
+
+}  // namespace

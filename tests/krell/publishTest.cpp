@@ -1,0 +1,216 @@
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <string>
+#include <utility>
+
+#include "tests/krell/testHost.h"
+#include "tools/publicationText.h"
+
+namespace {
+
+using KrellTest::PlainSocket;
+using KrellTest::TestHost;
+using Tools::HistoryRequest;
+using Tools::ReadAcknowledgement;
+using Tools::ReadHistoryRequest;
+
+constexpr std::uint32_t port = 7777;
+constexpr int patience = 20000;
+
+TEST(Acknowledgement, IsReadThoughItsDiagnosisIsNoJson) {
+  const auto good = ReadAcknowledgement("{\n\"sequence\":7,\n\"status\":\"ok\",\n\"rateLimit\":2\n}");
+  ASSERT_TRUE(good && good->accepted);
+  EXPECT_EQ(good->sequence, 7U);
+  EXPECT_EQ(good->rateLimit, 2U);
+  // A guest's text within it can look like a status of its own.
+  const auto bad = ReadAcknowledgement(
+      "{\n\"status\":\"bad\",\n\"diagnosis\":\"error(s): {1, "
+      "'\n\"status\":\"ok\",\n\"rateLimit\":9'}\",\n\"rateLimit\":2\n}");
+  ASSERT_TRUE(bad);
+  EXPECT_FALSE(bad->accepted || bad->sequence);
+  EXPECT_EQ(bad->rateLimit, 2U);
+  EXPECT_FALSE(ReadAcknowledgement("{\"status\":\"ok\"}"));
+  EXPECT_FALSE(ReadAcknowledgement("{\n\"status\":\"ok\",\n\"rateLimit\":2\n} "));
+  EXPECT_FALSE(ReadAcknowledgement(""));
+}
+
+TEST(HistoryRequestTest, IsReadAndMatchesWholeComponents) {
+  const auto request =
+      ReadHistoryRequest(R"({ "pastSeconds": 3600, "id": 5, "topicPrefixes": [ "a.b", "c" ] })");
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->pastSeconds, 3600U);
+  EXPECT_EQ(request->id, 5U);
+  EXPECT_TRUE(request->Takes("a.b") && request->Takes("a.b.x") && request->Takes("c"));
+  EXPECT_FALSE(request->Takes("a") || request->Takes("a.bc") || request->Takes("x.c"));
+  EXPECT_TRUE(ReadHistoryRequest(R"({ "pastSeconds": 1, "id": 0 })")->Takes("anything"));
+  EXPECT_FALSE(ReadHistoryRequest(R"({ "pastSeconds": 1, "id": 5, "topicPrefixes": [ "a"b" ] })"));
+  EXPECT_FALSE(ReadHistoryRequest(R"({ "pastSeconds": -1, "id": 5 })"));
+}
+
+/// A program with its standard input and output on pipes.
+class Program {
+ public:
+  Program(const std::string& name, std::vector<std::string> arguments) {
+    std::array<int, 2> in{};
+    std::array<int, 2> out{};
+    if (pipe(in.data()) != 0 || pipe(out.data()) != 0) throw std::runtime_error("pipe");
+    arguments.insert(arguments.begin(), std::string(TOOLS_FOLDER) + "/" + name);
+    std::vector<char*> argv;
+    for (auto& argument : arguments) argv.push_back(argument.data());
+    argv.push_back(nullptr);
+    child_ = fork();
+    if (child_ == 0) {
+      dup2(in[0], 0);
+      dup2(out[1], 1);
+      for (const int fd : {in[0], in[1], out[0], out[1]}) close(fd);
+      execv(argv[0], argv.data());
+      _exit(127);
+    }
+    close(in[0]);
+    close(out[1]);
+    in_ = in[1];
+    out_ = out[0];
+  }
+  Program(const Program&) = delete;
+  Program& operator=(const Program&) = delete;
+  ~Program() {
+    if (child_ > 0) {
+      kill(child_, SIGKILL);
+      waitpid(child_, nullptr, 0);
+    }
+    CloseInput();
+    close(out_);
+  }
+
+  void Write(const std::string& text) const {
+    ASSERT_EQ(write(in_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  }
+  void CloseInput() {
+    if (in_ >= 0) close(std::exchange(in_, -1));
+  }
+  void Stop() const { kill(child_, SIGTERM); }
+  /// The exit status and the whole output.
+  std::pair<int, std::string> End() {
+    CloseInput();
+    std::string output;
+    std::array<char, 4096> part{};
+    for (ssize_t size = 0; (size = read(out_, part.data(), part.size())) > 0;)
+      output.append(part.data(), static_cast<std::size_t>(size));
+    int status = 0;
+    waitpid(std::exchange(child_, -1), &status, 0);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+  }
+
+ private:
+  pid_t child_ = -1;
+  int in_ = -1;
+  int out_ = -1;
+};
+
+class PublishTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    host_.AddVm(5);
+    ASSERT_EQ(daemon_.Bind(port), 0);
+  }
+
+  /// The next text from the guest, which it answers.
+  std::string Serve(const std::string& acknowledgement) {
+    pollfd event{daemon_.Get(), POLLIN, 0};
+    EXPECT_EQ(poll(&event, 1, patience), 1);
+    const auto [text, source] = daemon_.Receive();
+    EXPECT_TRUE(acknowledgement.empty() || daemon_.Send(source.cid, source.port, acknowledgement) == 0);
+    return text;
+  }
+
+  static std::string Good(int sequence) {
+    return "{\n\"sequence\":" + std::to_string(sequence) + ",\n\"status\":\"ok\",\n\"rateLimit\":1000\n}";
+  }
+
+  static std::string TextOf(int sequence, const std::string& more, const std::string& base64) {
+    return "{\"header\":{\"sequence\":" + std::to_string(sequence) +
+           ",\"createTime\":\"2026-11-24T21:15:00Z\",\"topic\":\"a.b\",\"token\":\"\"" + more +
+           "},\"payload\":{\"category\":\"data\",\"base64\":\"" + base64 + "\"}}";
+  }
+
+  const std::vector<std::string> arguments_{
+      "--cid", "5", "--topic", "a.b", "--create-time", "2026-11-24T21:15:00Z"};
+  const std::string bad_ = "{\n\"status\":\"bad\",\n\"diagnosis\":\"x\",\n\"rateLimit\":2\n}";
+  TestHost host_;
+  PlainSocket daemon_;
+};
+
+TEST_F(PublishTest, TellsTheOutcomeByItsStatus) {
+  Program accepted("hesper-publish", arguments_);
+  accepted.Write("hi");
+  accepted.CloseInput();
+  EXPECT_EQ(Serve(Good(1)), TextOf(1, "", "aGk="));
+  EXPECT_EQ(accepted.End(), std::pair(0, Good(1)));
+
+  Program refused("hesper-publish", {"--cid", "5", "--raw"});
+  refused.Write("as it is");
+  refused.CloseInput();
+  EXPECT_EQ(Serve(bad_), "as it is");
+  EXPECT_EQ(refused.End(), std::pair(1, bad_));
+
+  Program unanswered("hesper-publish", {"--cid", "5", "--raw", "--timeout", "0.05"});
+  EXPECT_EQ(unanswered.End(), std::pair(2, std::string()));
+  Program unheard("hesper-publish", {"--cid", "5", "--raw", "--port", "1"});
+  EXPECT_EQ(unheard.End().first, 2);
+}
+
+TEST_F(PublishTest, RefusesWhatCannotBeSent) {
+  Program large("hesper-publish", arguments_);
+  large.Write(std::string(60000, 'x'));
+  EXPECT_EQ(large.End().first, 65);
+  Program noVm("hesper-publish", {"--cid", "6", "--raw"});
+  EXPECT_EQ(noVm.End().first, 71);
+  Program noTopic("hesper-publish", {"--cid", "5"});
+  EXPECT_EQ(noTopic.End().first, 64);
+  EXPECT_EQ(daemon_.Drain(), 0);
+}
+
+TEST_F(PublishTest, ServesHistoryToTheOneThatAsks) {
+  auto arguments = arguments_;
+  arguments.insert(arguments.end(), {"--serve-history", "--timeout", "3"});
+  Program guest("hesper-publish", arguments);
+  guest.Write("one\ntwo\n");
+  EXPECT_EQ(Serve(Good(1)), TextOf(1, "", "b25l"));
+  EXPECT_EQ(Serve(bad_), TextOf(2, "", "dHdv"));
+  PlainSocket requestor;
+  ASSERT_EQ(requestor.Send(5, 766, R"({ "pastSeconds": 3600, "id": 4, "topicPrefixes": [ "b" ] })"), 0);
+  ASSERT_EQ(requestor.Send(5, 766, "no request"), 0);
+  ASSERT_EQ(requestor.Send(5, 766, R"({ "pastSeconds": 3600, "id": 5, "topicPrefixes": [ "a" ] })"), 0);
+  // What was refused is no publication; what is not answered is sent once more.
+  const std::string repeat = TextOf(3, ",\"subscribers\":[5]", "b25l");
+  EXPECT_EQ(Serve(""), repeat);
+  EXPECT_EQ(Serve(Good(3)), repeat);
+  guest.Write("three\n");
+  EXPECT_EQ(Serve(Good(4)), TextOf(4, "", "dGhyZWU="));
+  PlainSocket other;
+  ASSERT_EQ(other.Send(5, 766, R"({ "pastSeconds": 3600, "id": 6 })"), 0);
+  EXPECT_EQ(Serve(Good(5)), TextOf(5, ",\"subscribers\":[6]", "b25l"));
+  EXPECT_EQ(Serve(Good(6)), TextOf(6, ",\"subscribers\":[6]", "dGhyZWU="));
+  guest.Stop();
+  EXPECT_EQ(guest.End(), std::pair(1, Good(1) + bad_ + Good(4)));
+}
+
+TEST_F(PublishTest, HostProgramChangesTheVms) {
+  const std::vector<std::string> add{"add",       "--cid", "9",           "--bios-uuid", "b",
+                                     "--vm-uuid", "v",     "--mgr-vm-id", "m",           "--unprivileged"};
+  EXPECT_EQ(Program("hesper-host", add).End(), std::pair(0, std::string()));
+  EXPECT_FALSE(host_->FindByCid(9)->identity.privileged);
+  EXPECT_EQ(Program("hesper-host", add).End().first, 1);
+  EXPECT_NE(Program("hesper-host", {"list"}).End().second.find("mgr-5"), std::string::npos);
+  EXPECT_EQ(Program("hesper-host", {"remove", "--cid", "9"}).End().first, 0);
+  EXPECT_FALSE(host_->FindByCid(9));
+  EXPECT_EQ(Program("hesper-host", {}).End().first, 64);
+}
+
+}  // namespace

@@ -1,0 +1,97 @@
+#include "tests/krell/testHost.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <vector>
+
+namespace KrellTest {
+namespace {
+
+sockaddr* AsSockaddr(Krell::VsockAddress& address) {
+  return reinterpret_cast<sockaddr*>(&address);
+}
+
+}  // namespace
+
+TestHost::TestHost(const std::string& faults) : top_("/tmp/krell-test.XXXXXX") {
+  if (mkdtemp(top_.data()) == nullptr) throw std::runtime_error("mkdtemp");
+  const std::string directory = top_ + "/" + std::string(150, 'h');
+  host_.emplace(directory);
+  if (!faults.empty()) std::ofstream(directory + "/faults") << faults;
+  setenv("KRELL_HOST_DIR", directory.c_str(), 1);
+}
+
+TestHost::~TestHost() {
+  unsetenv("KRELL_HOST_DIR");
+  host_.reset();
+  std::filesystem::remove_all(top_);
+}
+
+Krell::VirtualMachine TestHost::AddVm(std::uint32_t cid, bool privileged) {
+  const std::string number = std::to_string(cid);
+  return host_->Add({cid, "bios " + number, "vm-" + number, "mgr-" + number, privileged});
+}
+
+PlainSocket::PlainSocket(int family) : family_(family), fd_(socket(family, SOCK_DGRAM, 0)) {}
+
+PlainSocket::~PlainSocket() {
+  if (fd_ >= 0) close(fd_);
+}
+
+int PlainSocket::Bind(std::uint32_t port, std::uint32_t cid) {
+  Krell::VsockAddress address{static_cast<std::uint16_t>(family_), 0, port, cid, 0};
+  return bind(fd_, AsSockaddr(address), sizeof address) == 0 ? 0 : errno;
+}
+
+int PlainSocket::Connect(std::uint32_t cid) {
+  Krell::VsockAddress address{static_cast<std::uint16_t>(family_), 0, 0, cid, 0};
+  return connect(fd_, AsSockaddr(address), sizeof address) == 0 ? 0 : errno;
+}
+
+int PlainSocket::Send(std::uint32_t cid, std::uint32_t port, const std::string& text) {
+  Krell::VsockAddress address{static_cast<std::uint16_t>(family_), 0, port, cid, 0};
+  const auto size = sendto(fd_, text.data(), text.size(), MSG_NOSIGNAL, AsSockaddr(address), sizeof address);
+  return size == static_cast<ssize_t>(text.size()) ? 0 : errno;
+}
+
+int PlainSocket::Set(int option, int value) {
+  return setsockopt(fd_, family_, option, &value, sizeof value) == 0 ? 0 : errno;
+}
+
+int PlainSocket::Get(int option, std::uint32_t& value) {
+  socklen_t length = sizeof value;
+  return getsockopt(fd_, family_, option, &value, &length) == 0 ? 0 : errno;
+}
+
+int PlainSocket::SetReceiveBuffer(int bytes) {
+  return setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes) == 0 ? 0 : errno;
+}
+
+std::pair<std::string, Krell::VsockAddress> PlainSocket::Receive(std::size_t room, int* messageFlags) {
+  std::vector<char> buffer(room);
+  Krell::VsockAddress source;
+  iovec part{buffer.data(), buffer.size()};
+  msghdr message{};
+  message.msg_name = &source;
+  message.msg_namelen = sizeof source;
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  const ssize_t size = recvmsg(fd_, &message, MSG_DONTWAIT);
+  if (messageFlags != nullptr) *messageFlags = message.msg_flags;
+  if (size < 0) return {};
+  return {std::string(buffer.data(), static_cast<std::size_t>(size)), source};
+}
+
+int PlainSocket::Drain() {
+  int count = 0;
+  while (Receive().second.cid != Krell::anyCid) ++count;
+  return count;
+}
+
+}  // namespace KrellTest
