@@ -1,13 +1,13 @@
 #pragma once
 
-#include <sys/stat.h>
-
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "framework/core/log.h"
 #include "platform/token/keySet.h"
+#include "platform/token/trustedFile.h"
 
 namespace NornToken {
 
@@ -23,14 +23,12 @@ class KeyFile {
   std::shared_ptr<const KeySet> Keys();
 
  private:
-  void Reload(const struct stat& seen);
-  void Report(const std::string& fault);
+  void Reload();
 
   const std::string path_;
   const std::shared_ptr<Mirel::Log::Logger> logger_;
   std::mutex mutex_;
-  struct stat seen_ {};
-  std::string lastFault_;
+  std::optional<FileVersion> seen_;
   std::shared_ptr<const KeySet> keys_;
 };
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 
 #include "framework/core/log.h"
@@ -26,9 +25,8 @@ class TokenHandler final : public Mirel::Authn::AuthnHandler {
   ~TokenHandler() override;
 
   /// Answers on the calling thread before it returns; any number of threads may call it at once.
-  void AsyncAuthenticate(
-      const std::shared_ptr<Mirel::Core::AsyncActivation>& activation,
-      std::function<void(const std::shared_ptr<const Mirel::Data::DataValue>&)> callback) override;
+  void AsyncAuthenticate(const std::shared_ptr<Mirel::Core::AsyncActivation>& activation,
+                         const Callback& callback) override;
 
  private:
   std::shared_ptr<Mirel::Log::Logger> logger_;

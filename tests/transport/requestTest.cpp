@@ -176,6 +176,7 @@ TEST(Request, WithoutABodyIsHandledWithoutAnAnswer) {
   client.Send(Request("Expect: 100-continue\r\n", "") + Request());
   EXPECT_EQ(client.ReadHead(), "HTTP/1.1 100 Continue\r\n\r\n");
   EXPECT_TRUE(IsOk(client.ReadAnswer()));
+  server.Settle();
   EXPECT_EQ(server.logger->Lines("0 Request handled[").size(), 2U);
 }
 
