@@ -26,7 +26,7 @@ class TokenHandler final : public Mirel::Authn::AuthnHandler {
 
   /// Answers on the calling thread before it returns; any number of threads may call it at once.
   void AsyncAuthenticate(const std::shared_ptr<Mirel::Core::AsyncActivation>& activation,
-                         const Callback& callback) override;
+                         Callback callback) override;
 
  private:
   std::shared_ptr<Mirel::Log::Logger> logger_;
