@@ -41,6 +41,15 @@ std::int64_t MonotonicNanoseconds() {
   return now.tv_sec * std::int64_t{1'000'000'000} + now.tv_nsec;
 }
 
+/// Null with errno on a failure.
+void* Map(int fd, std::size_t size) {
+  void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+  if (memory == MAP_FAILED) return nullptr;
+  // Reading ahead would give room to what is never used, for each of thousands of peers.
+  madvise(memory, size, MADV_RANDOM);
+  return memory;
+}
+
 [[noreturn]] void Fail(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
 }
@@ -153,12 +162,9 @@ std::shared_ptr<EndpointQueue> EndpointQueue::Create(int folder, const std::stri
   const std::string temporary = file + ".new";
   const int fd = openat(folder, temporary.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   if (fd < 0) Fail("endpoint file");
-  void* memory = ftruncate(fd, sizeof(Shared)) == 0
-                     ? mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0)
-                     : MAP_FAILED;
+  auto* shared = static_cast<Shared*>(ftruncate(fd, sizeof(Shared)) == 0 ? Map(fd, sizeof(Shared)) : nullptr);
   Libc::Close(fd);
-  if (memory == MAP_FAILED) Fail("endpoint file");
-  auto* shared = static_cast<Shared*>(memory);
+  if (shared == nullptr) Fail("endpoint file");
   std::shared_ptr<EndpointQueue> queue(new EndpointQueue(shared, folder, name));
   pthread_mutexattr_t attributes;
   pthread_mutexattr_init(&attributes);
@@ -178,12 +184,11 @@ std::shared_ptr<EndpointQueue> EndpointQueue::Open(int folder, const std::string
   const int fd = openat(folder, (name + ".queue").c_str(), O_RDWR | O_CLOEXEC);
   if (fd < 0) return nullptr;
   struct stat status {};
-  void* memory = fstat(fd, &status) == 0 && status.st_size == sizeof(Shared)
-                     ? mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0)
-                     : MAP_FAILED;
+  const bool whole = fstat(fd, &status) == 0 && status.st_size == sizeof(Shared);
+  auto* shared = static_cast<Shared*>(whole ? Map(fd, sizeof(Shared)) : nullptr);
   Libc::Close(fd);
-  if (memory == MAP_FAILED) return nullptr;
-  std::shared_ptr<EndpointQueue> queue(new EndpointQueue(static_cast<Shared*>(memory), folder, name));
+  if (shared == nullptr) return nullptr;
+  std::shared_ptr<EndpointQueue> queue(new EndpointQueue(shared, folder, name));
   return queue->shared_->magic == queueMagic ? queue : nullptr;
 }
 
