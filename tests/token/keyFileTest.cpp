@@ -1,0 +1,84 @@
+#include "platform/token/keyFile.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "keptLog.h"
+#include "testKit.h"
+
+namespace {
+
+class KeyFileTest : public testing::Test {
+ protected:
+  bool Has(const std::string& kid) { return keys_.Keys()->Find(kid) != nullptr; }
+  std::string SetWith(const std::string& kid) const { return SetOf(Jwk(key_, kid)); }
+
+  const NornToken::JwkPtr key_ = EcKey();
+  TokenFolder folder_;
+  const std::string path_ = folder_.Path("jwks.json");
+  std::shared_ptr<KeptLog> log_ = std::make_shared<KeptLog>();
+  NornToken::KeyFile keys_{path_, log_};
+};
+
+TEST_F(KeyFileTest, FollowsTheFile) {
+  EXPECT_EQ(keys_.Keys()->size(), 0U);
+  folder_.Replace("jwks.json", SetWith("first"));
+  EXPECT_TRUE(Has("first"));
+  folder_.Replace("jwks.json", SetWith("other"));
+  EXPECT_TRUE(Has("other"));
+  EXPECT_FALSE(Has("first"));
+  folder_.Replace("jwks.json", SetOf(""));
+  EXPECT_EQ(keys_.Keys()->size(), 0U);
+}
+
+TEST_F(KeyFileTest, KeepsTheLastGoodKeysAndSaysSoOnceAChange) {
+  const auto whole = SetWith("new");
+  const std::vector<std::pair<std::string, std::function<void()>>> faults = {
+      {"No such file", [&] { unlink(path_.c_str()); }},
+      {"not valid JSON", [&] { folder_.Replace("jwks.json", ""); }},
+      {"not valid JSON", [&] { folder_.Replace("jwks.json", whole.substr(0, whole.size() / 2)); }},
+      {"longer than", [&] { folder_.Replace("jwks.json", whole + std::string(1024 * 1024, ' ')); }},
+      {"others may write", [&] { folder_.Replace("jwks.json", whole, 0646); }},
+      {"others may write", [&] { folder_.Replace("jwks.json", whole, 0664); }},
+      {"symbolic link",
+       [&] {
+         folder_.Replace("elsewhere", whole);
+         EXPECT_EQ(unlink(path_.c_str()) | symlink("elsewhere", path_.c_str()), 0);
+       }},
+      {"no regular file", [&] { EXPECT_EQ(unlink(path_.c_str()) | mkfifo(path_.c_str(), 0600), 0); }},
+  };
+  for (const auto& [reason, make] : faults) {
+    folder_.Replace("jwks.json", SetWith("good"));
+    ASSERT_TRUE(Has("good"));
+    log_->lines.clear();
+    make();
+    EXPECT_TRUE(Has("good") && !Has("new")) << reason;
+    ASSERT_EQ(log_->lines.size(), 1U) << reason;
+    EXPECT_NE(log_->lines[0].find(reason), std::string::npos) << log_->lines[0];
+  }
+}
+
+TEST_F(KeyFileTest, DoesNotBelieveAnotherUser) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  folder_.Replace("jwks.json", SetWith("new"));
+  ASSERT_EQ(chown(path_.c_str(), 12345, 12345), 0);
+  EXPECT_FALSE(Has("new"));
+}
+
+TEST_F(KeyFileTest, TakesAFileThatIsWrittenInPlaceOnceItIsWhole) {
+  const auto whole = SetWith("key");
+  std::ofstream file(path_);
+  file << whole.substr(0, 30) << std::flush;
+  EXPECT_FALSE(Has("key"));
+  file << whole.substr(30) << std::flush;
+  EXPECT_TRUE(Has("key"));
+}
+
+}  // namespace

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "platform/token/josePointers.h"
+
+inline std::string Base64Url(const std::string& bytes) {
+  char* text = nullptr;
+  std::size_t size = 0;
+  const auto* data = static_cast<const unsigned char*>(static_cast<const void*>(bytes.data()));
+  if (!cjose_base64url_encode(data, bytes.size(), &text, &size, nullptr)) std::abort();
+  const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
+  return {text, size};
+}
+
+inline NornToken::JwkPtr EcKey(cjose_jwk_ec_curve curve = CJOSE_JWK_EC_P_256) {
+  return NornToken::JwkPtr(cjose_jwk_create_EC_random(curve, nullptr));
+}
+inline NornToken::JwkPtr RsaKey(std::size_t bits = 2048) {
+  return NornToken::JwkPtr(cjose_jwk_create_RSA_random(bits, nullptr, 0, nullptr));
+}
+
+/// The public key as a JWK, with more members if given, each led by a comma.
+inline std::string Jwk(const NornToken::JwkPtr& key, const std::string& kid, const std::string& more = "") {
+  const std::unique_ptr<char, decltype(&std::free)> text(cjose_jwk_to_json(key.get(), false, nullptr),
+                                                         &std::free);
+  const std::string json = text.get();
+  return json.substr(0, json.rfind('}')) + R"(,"kid":")" + kid + "\"" + more + "}";
+}
+
+inline std::string SetOf(const std::string& jwks) {
+  return R"({"keys":[)" + jwks + "]}";
+}
+
+inline std::string MakeToken(const NornToken::JwkPtr& key, const std::string& header,
+                             const std::string& claims) {
+  const NornToken::JsonPtr fields(json_loads(header.c_str(), 0, nullptr));
+  const auto* bytes = static_cast<const unsigned char*>(static_cast<const void*>(claims.data()));
+  const NornToken::JwsPtr jws(cjose_jws_sign(key.get(), fields.get(), bytes, claims.size(), nullptr));
+  const char* text = nullptr;
+  if (!jws || !cjose_jws_export(jws.get(), &text, nullptr)) std::abort();
+  return text;
+}
+
+/// A new folder for the files of one test.
+class TokenFolder {
+ public:
+  TokenFolder() {
+    std::string name = std::filesystem::temp_directory_path() / "tokenXXXXXX";
+    path_ = mkdtemp(name.data());
+  }
+  TokenFolder(const TokenFolder&) = delete;
+  TokenFolder& operator=(const TokenFolder&) = delete;
+  ~TokenFolder() { std::filesystem::remove_all(path_); }
+
+  std::string Path(const std::string& name) const { return path_ + "/" + name; }
+  /// As an administrator should do it.
+  void Replace(const std::string& name, const std::string& text, mode_t mode = 0644) const {
+    std::ofstream(Path("fresh")) << text;
+    chmod(Path("fresh").c_str(), mode);
+    std::filesystem::rename(Path("fresh"), Path(name));
+  }
+  std::string Read(const std::string& name) const {
+    std::ifstream file(Path(name));
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+ private:
+  std::string path_;
+};
