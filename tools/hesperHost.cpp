@@ -1,10 +1,11 @@
-// hesper-host: starts, stops and lists the VMs of a simulated host.
+// hesper-host: starts, stops and lists the VMs of a simulated host, and makes tokens for its daemon.
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 
 #include "platform/krell/host.h"
+#include "tools/tokenCommand.h"
 
 namespace {
 
@@ -23,7 +24,10 @@ void PrintVms(const Krell::Host& host) {
 }  // namespace
 
 int main(int argc, char** argv) try {
-  CLI::App app("Starts, stops and lists the VMs of the host that KRELL_HOST_DIR names.", "hesper-host");
+  CLI::App app(
+      "Starts, stops and lists the VMs of the host that KRELL_HOST_DIR names, and makes tokens for its "
+      "daemon.",
+      "hesper-host");
   app.require_subcommand(1);
   Krell::VmIdentity vm;
   bool unprivileged = false;
@@ -36,6 +40,7 @@ int main(int argc, char** argv) try {
   auto* remove = app.add_subcommand("remove", "stop a VM");
   remove->add_option("--cid", vm.cid, "context id")->required();
   auto* list = app.add_subcommand("list", "list the running VMs in the order in which they were started");
+  const TokenCommand token(app);
   try {
     app.parse(argc, argv);
   } catch (const CLI::Success& help) {
@@ -45,6 +50,10 @@ int main(int argc, char** argv) try {
     return kUsageError;
   }
   vm.privileged = !unprivileged;
+  if (token.IsAsked()) {
+    token.Run();
+    return 0;
+  }
   Krell::Host host = Krell::Host::FromEnvironment();
   if (add->parsed()) host.Add(vm);
   if (remove->parsed()) host.Remove(vm.cid);
