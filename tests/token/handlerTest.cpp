@@ -6,7 +6,6 @@
 
 #include "framework/core/asyncActivation.h"
 #include "framework/core/securitySchemes.h"
-#include "keptLog.h"
 #include "platform/token/jwtEntitlementChecker.h"
 #include "platform/token/tokenHandler.h"
 #include "platform/token/tokenVerifier.h"
@@ -80,21 +79,15 @@ TEST_F(TokenHandlerTest, GoodTokenGivesItsSubjectAndWhatItGrants) {
 TEST_F(TokenHandlerTest, RefusalTellsTheClientNothingAndTheLogNoPartOfTheToken) {
   const auto token = MakeToken(key_, kHeader, kClaims);
   now_ = 2060;
-  for (const auto& [refused, reason] :
-       std::map<std::string, std::string>{{token, "it has expired"},
-                                          {token + "=", "a part is no base64url text"},
-                                          {"", "it does not have three parts"}}) {
-    log_->lines.clear();
-    const auto answer = AuthenticateToken(refused);
-    ASSERT_NE(answer, nullptr);
-    ASSERT_EQ(answer->type(), DataType::Error);
-    const auto& error = static_cast<const Mirel::Data::ErrorValue&>(*answer);
-    EXPECT_EQ(error.ToString(), "com.tessaly.mirel.std.errors.unauthenticated");
-    EXPECT_EQ(log_->lines, std::vector<std::string>{"Token refused: " + reason});
-  }
-  const auto answer = Authenticate({{Security::kSchemeIdKey, Security::kBearerTokenScheme}});
+  const auto answer = AuthenticateToken(token);
   ASSERT_NE(answer, nullptr);
-  EXPECT_EQ(answer->type(), DataType::Error);
+  ASSERT_EQ(answer->type(), DataType::Error);
+  EXPECT_EQ(static_cast<const Mirel::Data::ErrorValue&>(*answer).ToString(),
+            "com.tessaly.mirel.std.errors.unauthenticated");
+  EXPECT_EQ(log_->lines, std::vector<std::string>{"Token refused: it has expired"});
+  const auto withoutToken = Authenticate({{Security::kSchemeIdKey, Security::kBearerTokenScheme}});
+  ASSERT_NE(withoutToken, nullptr);
+  EXPECT_EQ(withoutToken->type(), DataType::Error);
 }
 
 TEST_F(TokenHandlerTest, CallsOfOtherSchemesAreNotItsBusiness) {
@@ -108,20 +101,18 @@ TEST_F(TokenHandlerTest, CallsOfOtherSchemesAreNotItsBusiness) {
 
 TEST(EntitlementChecker, ReadsNoGrantsOutOfDataOfAnotherForm) {
   const NornToken::Authz::JwtEntitlementCheckerImpl checker(nullptr);
-  const std::set<std::string> demanded = {"GUEST_DATA_ACCESS"};
   const auto text = DataValue::Create("GUEST_DATA_ACCESS");
   const auto data = Mirel::Data::StructValue::GetInstance("any");
-  EXPECT_FALSE(checker.IsEntitled(*data, demanded));
-  EXPECT_FALSE(checker.IsEntitled(*text, demanded));
+  EXPECT_FALSE(checker.IsEntitled(*data, {"GUEST_DATA_ACCESS"}));
+  EXPECT_FALSE(checker.IsEntitled(*text, {"GUEST_DATA_ACCESS"}));
   data->SetField(TokenHandler::ENTITLEMENTS_GRANTS, text);
-  EXPECT_FALSE(checker.IsEntitled(*data, demanded));
+  EXPECT_FALSE(checker.IsEntitled(*data, {"GUEST_DATA_ACCESS"}));
   const auto list = Mirel::Data::ListValue::GetInstance();
   list->Add(DataValue::Create(std::int64_t{1}));
-  list->Add(nullptr);
   data->SetField(TokenHandler::ENTITLEMENTS_GRANTS, list);
-  EXPECT_FALSE(checker.IsEntitled(*data, demanded));
+  EXPECT_FALSE(checker.IsEntitled(*data, {"GUEST_DATA_ACCESS"}));
   list->Add(text);
-  EXPECT_TRUE(checker.IsEntitled(*data, demanded));
+  EXPECT_TRUE(checker.IsEntitled(*data, {"GUEST_DATA_ACCESS"}));
 }
 
 }  // namespace

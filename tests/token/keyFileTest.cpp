@@ -10,7 +10,6 @@
 #include <utility>
 #include <vector>
 
-#include "keptLog.h"
 #include "testKit.h"
 
 namespace {

@@ -29,39 +29,34 @@ TEST(KeySet, LeavesOutKeysThatMustNotCheckTokens) {
   const auto ecWith = [](const std::string& x, const std::string& y) {
     return R"({"kid":"k","kty":"EC","crv":"P-256","x":")" + x + R"(","y":")" + y + "\"}";
   };
-  const std::string exponent = "its RSA exponent is unusual";
-  const std::string weak = "its RSA modulus is not of at least 2048 bits";
-  const std::vector<std::pair<std::string, std::string>> cases = {
-      {Jwk(RsaKey(1024), "k"), weak},
-      {rsaWith(std::string(200, '\0') + std::string(128, '\xff'), "AQAB"), weak},
-      {rsaWith(std::string(1025, '\xff'), "AQAB"), "its RSA modulus is of more than 8192 bits"},
-      {rsaWith(std::string(256, '\xfe'), "AQAB"), "its RSA modulus is even"},
-      {rsaWith(odd, "AQ"), exponent},
-      {rsaWith(odd, "AQAA"), exponent},
-      {rsaWith(odd, "AQAB="), exponent},
-      {rsaWith(odd, "AQEBAQE"), exponent},
-      {Jwk(EcKey(CJOSE_JWK_EC_P_384), "k"), "it is not on the curve P-256"},
-      {ecWith(point, point), "it is no key"},
-      {ecWith(point + "=", point), "its coordinates are not of 32 bytes"},
-      {Jwk(ec, "k", R"(,"use":"enc")"), "its use is not sig"},
-      {Jwk(ec, "k", R"(,"use":["sig"])"), "its use is not sig"},
-      {Jwk(ec, "k", R"(,"key_ops":["sign"])"), "its key_ops have no verify"},
-      {Jwk(ec, "k", R"(,"key_ops":"verify")"), "its key_ops have no verify"},
-      {Jwk(ec, "k", R"(,"alg":"RS256")"), "its alg is not the one of its kty"},
-      {Jwk(rsa, "k", R"(,"alg":"PS256")"), "its alg is not the one of its kty"},
-      {Jwk(ec, "k", R"(,"d":"AA")"), "it has private or symmetric parts"},
-      {R"({"kid":"k","kty":"oct","k":"AAAA"})", "it has private or symmetric parts"},
-      {R"({"kid":"k","kty":"OKP","crv":"Ed25519","x":"AAAA"})", "its kty is neither RSA nor EC"},
-      {Jwk(ec, ""), "it has no kid"},
-      {R"("k")", "it has no kid"},
+  const std::vector<std::pair<std::string, std::vector<std::string>>> cases = {
+      {"its RSA modulus is not of at least 2048 bits",
+       {Jwk(RsaKey(1024), "k"), rsaWith(std::string(200, '\0') + std::string(128, '\xff'), "AQAB")}},
+      {"its RSA modulus is of more than 8192 bits", {rsaWith(std::string(1025, '\xff'), "AQAB")}},
+      {"its RSA modulus is even", {rsaWith(std::string(256, '\xfe'), "AQAB")}},
+      {"its RSA exponent is unusual",
+       {rsaWith(odd, "AQ"), rsaWith(odd, "AQAA"), rsaWith(odd, "AQAB="), rsaWith(odd, "AQEBAQE")}},
+      {"it is not on the curve P-256", {Jwk(EcKey(CJOSE_JWK_EC_P_384), "k")}},
+      {"it is no key", {ecWith(point, point)}},
+      {"its coordinates are not of 32 bytes", {ecWith(point + "=", point)}},
+      {"its use is not sig", {Jwk(ec, "k", R"(,"use":"enc")"), Jwk(ec, "k", R"(,"use":["sig"])")}},
+      {"its key_ops have no verify",
+       {Jwk(ec, "k", R"(,"key_ops":["sign"])"), Jwk(ec, "k", R"(,"key_ops":"verify")")}},
+      {"its alg is not the one of its kty",
+       {Jwk(ec, "k", R"(,"alg":"RS256")"), Jwk(rsa, "k", R"(,"alg":"PS256")")}},
+      {"it has private or symmetric parts",
+       {Jwk(ec, "k", R"(,"d":"AA")"), R"({"kid":"k","kty":"oct","k":"AAAA"})"}},
+      {"its kty is neither RSA nor EC", {R"({"kid":"k","kty":"OKP","crv":"Ed25519","x":"AAAA"})"}},
+      {"it has no kid", {Jwk(ec, ""), R"("k")"}},
   };
   const auto good = Jwk(ec, "good", R"(,"use":"sig","alg":"ES256","key_ops":["sign","verify"])");
-  for (const auto& [jwk, reason] : cases) {
-    const Parsed parsed(SetOf(jwk + "," + good));
-    ASSERT_NE(parsed.keys, nullptr) << jwk;
-    EXPECT_EQ(parsed.keys->size(), 1U) << jwk;
-    EXPECT_NE(parsed.keys->Find("good"), nullptr) << jwk;
-    EXPECT_EQ(parsed.notes, std::vector<std::string>{"key 1 is left out: " + reason}) << jwk;
+  for (const auto& [reason, jwks] : cases) {
+    for (const auto& jwk : jwks) {
+      const Parsed parsed(SetOf(jwk + "," + good));
+      ASSERT_NE(parsed.keys, nullptr) << jwk;
+      EXPECT_TRUE(parsed.keys->size() == 1 && parsed.keys->Find("good")) << jwk;
+      EXPECT_EQ(parsed.notes, std::vector<std::string>{"key 1 is left out: " + reason}) << jwk;
+    }
   }
 }
 

@@ -10,7 +10,7 @@
 namespace {
 
 using NornToken::KeySet;
-using Cases = std::vector<std::pair<std::string, std::string>>;
+using Cases = std::vector<std::pair<std::string, std::vector<std::string>>>;
 
 constexpr std::int64_t kNow = 1700000000;
 const std::string kRsaHeader = R"({"alg":"RS256","kid":"rsa"})";
@@ -51,44 +51,33 @@ TEST_F(TokenVerifierTest, TakesBothAlgorithms) {
 }
 
 TEST_F(TokenVerifierTest, RefusesHeadersThatBringOrConfuseKeys) {
-  const std::string algorithm = "the algorithm is neither RS256 nor ES256";
-  const std::string object = "the header is no JSON object with each member once";
   const std::string good = R"({"alg":"ES256","kid":"ec",)";
   const Cases cases = {
-      {R"({"alg":"none","kid":"ec"})", algorithm},
-      {R"({"alg":"HS256","kid":"rsa"})", algorithm},
-      {R"({"alg":"es256","kid":"ec"})", algorithm},
-      {R"({"alg":["ES256"],"kid":"ec"})", algorithm},
-      {R"({"kid":"ec"})", algorithm},
-      {R"({"alg":"RS256","kid":"ec"})", "the key is for another algorithm"},
-      {R"({"alg":"ES256","kid":"rsa"})", "the key is for another algorithm"},
-      {R"({"alg":"ES256","kid":"other"})", "the key is unknown"},
-      {R"({"alg":"ES256"})", "the header names no key"},
-      {R"({"alg":"ES256","kid":1})", "the header names no key"},
-      {good + R"("jwk":)" + Jwk(ec_, "ec") + "}", "the header brings a key"},
-      {good + R"("jku":"http://127.0.0.1/"})", "the header brings a key"},
-      {good + R"("x5u":"http://127.0.0.1/"})", "the header brings a key"},
-      {good + R"("x5c":[]})", "the header brings a key"},
-      {good + R"("crit":["exp"],"exp":1})", "the header has critical extensions"},
-      {good + R"("typ":"secevent+jwt"})", "the type is not JWT"},
-      {R"({"alg":"none","alg":"ES256","kid":"ec"})", object},
-      {R"(["ES256"])", object},
-      {good + R"("x":1} x)", object},
-      {std::string(5000, '['), object},
+      {"the algorithm is neither RS256 nor ES256",
+       {R"({"alg":"none","kid":"ec"})", R"({"alg":"HS256","kid":"rsa"})", R"({"alg":"es256","kid":"ec"})",
+        R"({"alg":["ES256"],"kid":"ec"})", R"({"kid":"ec"})"}},
+      {"the key is for another algorithm",
+       {R"({"alg":"RS256","kid":"ec"})", R"({"alg":"ES256","kid":"rsa"})"}},
+      {"the key is unknown", {R"({"alg":"ES256","kid":"other"})"}},
+      {"the header names no key", {R"({"alg":"ES256"})", R"({"alg":"ES256","kid":1})"}},
+      {"the header brings a key",
+       {good + R"("jwk":)" + Jwk(ec_, "ec") + "}", good + R"("jku":"http://127.0.0.1/"})",
+        good + R"("x5u":"http://127.0.0.1/"})", good + R"("x5c":[]})"}},
+      {"the header has critical extensions", {good + R"("crit":["exp"],"exp":1})"}},
+      {"the type is not JWT", {good + R"("typ":"secevent+jwt"})"}},
+      {"the header is no JSON object with each member once",
+       {R"({"alg":"none","alg":"ES256","kid":"ec"})", R"(["ES256"])", good + R"("x":1} x)",
+        std::string(5000, '[')}},
   };
   const auto token = MakeToken(ec_, kEcHeader, kClaims);
-  for (const auto& [header, reason] : cases) {
-    EXPECT_EQ(Verify(Base64Url(header) + token.substr(token.find('.'))), reason) << header;
+  for (const auto& [reason, headers] : cases) {
+    for (const auto& header : headers) {
+      EXPECT_EQ(Verify(Base64Url(header) + token.substr(token.find('.'))), reason) << header;
+    }
   }
 }
 
 TEST_F(TokenVerifierTest, RefusesClaimsOfOthersAndOfWrongForm) {
-  const std::string issuer = "the issuer is another one";
-  const std::string audience = "the audience is another one";
-  const std::string expiry = "exp is missing or no date";
-  const std::string subject = "the subject is missing or no name";
-  const std::string entitlements = "the entitlements are no list of names";
-  const std::string object = "the claims are no JSON object with each member once";
   const std::string forAudience = R"({"iss":"urn:tessaly:norn:host",)" + kRest + R"(,"aud":)";
   const std::string expiring = kParties + R"("sub":"a","exp":)";
   const std::string named = kParties + R"("exp":1700000060,"sub":")";
@@ -96,37 +85,29 @@ TEST_F(TokenVerifierTest, RefusesClaimsOfOthersAndOfWrongForm) {
   std::string many = R"(["a")";
   for (int i = 0; i < 64; ++i) many += R"(,"a")";
   const Cases cases = {
-      {R"({"aud":"urn:tessaly:norn:hesper",)" + kRest + "}", issuer},
-      {R"({"iss":"urn:tessaly:norn:hosts","aud":"urn:tessaly:norn:hesper",)" + kRest + "}", issuer},
-      {R"({"iss":"urn:tessaly:norn:host",)" + kRest + "}", audience},
-      {forAudience + R"("urn:tessaly:norn"})", audience},
-      {forAudience + "[]}", audience},
-      {forAudience + R"(["other",["urn:tessaly:norn:hesper"]]})", audience},
-      {forAudience + many + R"(,"urn:tessaly:norn:hesper"]})", audience},
-      {forAudience + R"(["other","urn:tessaly:norn:hesper"]})", ""},
-      {kParties + R"("sub":"anna"})", expiry},
-      {expiring + R"("1700000060"})", expiry},
-      {expiring + "1700000060.0}", expiry},
-      {expiring + "2e9}", expiry},
-      {expiring + "-1}", expiry},
-      {expiring + "9223372036854775807}", expiry},
-      {expiring + "18446744073709551617}", object},
-      {kParties + kRest + R"(,"nbf":"1"})", "nbf is no date"},
-      {kParties + kRest + R"(,"exp":1900000000})", object},
-      {kParties + R"("exp":1700000060})", subject},
-      {named + "\"}", subject},
-      {named + R"(a\nb"})", subject},
-      {named + std::string(257, 'a') + "\"}", subject},
-      {granting + R"("A"})", entitlements},
-      {granting + R"(["A",1]})", entitlements},
-      {granting + many + "]}", entitlements},
-      {kParties + kRest + "}", ""},
-      {"[]", object},
-      {kParties + kRest + R"(,"x":"\u0000"})", object},
-      {kParties + kRest + ",\"x\":\"\xff\"}", object},
+      {"", {kParties + kRest + "}", forAudience + R"(["other","urn:tessaly:norn:hesper"]})"}},
+      {"the issuer is another one",
+       {R"({"aud":"urn:tessaly:norn:hesper",)" + kRest + "}",
+        R"({"iss":"urn:tessaly:norn:hosts","aud":"urn:tessaly:norn:hesper",)" + kRest + "}"}},
+      {"the audience is another one",
+       {R"({"iss":"urn:tessaly:norn:host",)" + kRest + "}", forAudience + R"("urn:tessaly:norn"})",
+        forAudience + "[]}", forAudience + R"(["other",["urn:tessaly:norn:hesper"]]})",
+        forAudience + many + R"(,"urn:tessaly:norn:hesper"]})"}},
+      {"exp is missing or no date",
+       {kParties + R"("sub":"anna"})", expiring + R"("1700000060"})", expiring + "1700000060.0}",
+        expiring + "2e9}", expiring + "-1}", expiring + "9223372036854775807}"}},
+      {"nbf is no date", {kParties + kRest + R"(,"nbf":"1"})"}},
+      {"the subject is missing or no name",
+       {kParties + R"("exp":1700000060})", named + "\"}", named + R"(a\nb"})",
+        named + std::string(257, 'a') + "\"}"}},
+      {"the entitlements are no list of names",
+       {granting + R"("A"})", granting + R"(["A",1]})", granting + many + "]}"}},
+      {"the claims are no JSON object with each member once",
+       {expiring + "18446744073709551617}", kParties + kRest + R"(,"exp":1900000000})", "[]",
+        kParties + kRest + R"(,"x":"\u0000"})", kParties + kRest + ",\"x\":\"\xff\"}"}},
   };
-  for (const auto& [claims, reason] : cases) {
-    EXPECT_EQ(Verify(MakeToken(ec_, kEcHeader, claims)), reason) << claims;
+  for (const auto& [reason, texts] : cases) {
+    for (const auto& claims : texts) EXPECT_EQ(Verify(MakeToken(ec_, kEcHeader, claims)), reason) << claims;
   }
 }
 
