@@ -2,13 +2,15 @@
 _hesper_host() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} words
   case $previous in
-    --cid | --bios-uuid | --vm-uuid | --mgr-vm-id) COMPREPLY=(); return ;;
+    --entitlement) COMPREPLY=(GUEST_DATA_ACCESS); return ;;
+    --cid | --bios-uuid | --vm-uuid | --mgr-vm-id | --subject | --expires-in) COMPREPLY=(); return ;;
   esac
   case ${COMP_WORDS[1]} in
     add) words='--cid --bios-uuid --vm-uuid --mgr-vm-id --unprivileged --help' ;;
     remove) words='--cid --help' ;;
     list) words='--help' ;;
-    *) words='add remove list --help' ;;
+    token) words='--subject --entitlement --expires-in --help' ;;
+    *) words='add remove list token --help' ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
 }
