@@ -15,6 +15,8 @@ inline constexpr const char* kEntitlementsClaim = "entitlements";
 inline constexpr std::int64_t kClockSkewSeconds = 60;
 
 inline constexpr std::size_t kMaxTokenBytes = 8192;
+/// The header is parsed before anything proves that the sender is anybody.
+inline constexpr std::size_t kMaxHeaderBytes = 1024;
 inline constexpr std::size_t kMaxSubjectBytes = 256;
 inline constexpr std::size_t kMaxEntitlements = 64;
 inline constexpr std::size_t kMaxEntitlementBytes = 128;

@@ -34,6 +34,7 @@ class DecodedPart {
   }
 
   bool IsValid() const { return bytes_.has_value(); }
+  std::size_t size() const { return bytes_->size(); }
   /// Null when the bytes are no JSON object, or one with a member given twice.
   JsonPtr ParseObject() const {
     JsonPtr value(json_loadb(bytes_->data(), bytes_->size(), JSON_REJECT_DUPLICATES, nullptr));
@@ -155,6 +156,7 @@ Reason Check(std::string_view token, const KeySet& keys, std::int64_t now, Token
   const DecodedPart signature(parts[2]);
   if (!header.IsValid() || !claims.IsValid() || !signature.IsValid()) return "a part is no base64url text";
 
+  if (header.size() > kMaxHeaderBytes) return "the header is too long";
   const auto headerObject = header.ParseObject();
   if (!headerObject) return "the header is no JSON object with each member once";
   const VerificationKey* key = nullptr;
