@@ -171,8 +171,8 @@ ssize_t SendFrom(VsockSocket& socket, const void* buffer, size_t size, const soc
   return socket.Send(message);
 }
 
-mode_t ModeArgument(int flags, va_list arguments) {
-  return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE ? va_arg(arguments, mode_t) : 0;
+bool HasMode(int flags) {
+  return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
 }
 
 }  // namespace
@@ -260,7 +260,7 @@ KRELL_EXPORT ssize_t send(int fd, const void* buffer, size_t size, int flags) {
 KRELL_EXPORT int open(const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  const mode_t mode = ModeArgument(flags, arguments);
+  const mode_t mode = HasMode(flags) ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   return OpenPath(path, flags, mode);
 }
@@ -268,7 +268,7 @@ KRELL_EXPORT int open(const char* path, int flags, ...) {
 KRELL_EXPORT int open64(const char* path, int flags, ...) {
   va_list arguments;
   va_start(arguments, flags);
-  const mode_t mode = ModeArgument(flags, arguments);
+  const mode_t mode = HasMode(flags) ? va_arg(arguments, mode_t) : 0;
   va_end(arguments);
   return OpenPath(path, flags | O_LARGEFILE, mode);
 }
@@ -302,13 +302,14 @@ KRELL_EXPORT int close(int fd) {
 }
 
 // What programs call that are built with _FORTIFY_SOURCE.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 
-KRELL_EXPORT ssize_t __recv_chk(int fd, void* buffer, size_t size, size_t room, int flags) {  // NOLINT
+KRELL_EXPORT ssize_t __recv_chk(int fd, void* buffer, size_t size, size_t room, int flags) {
   if (size > room) std::terminate();
   return recv(fd, buffer, size, flags);
 }
 
-KRELL_EXPORT ssize_t __recvfrom_chk(int fd, void* buffer, size_t size, size_t room, int flags,  // NOLINT
+KRELL_EXPORT ssize_t __recvfrom_chk(int fd, void* buffer, size_t size, size_t room, int flags,
                                     sockaddr* address, socklen_t* length) {
   if (size > room) std::terminate();
   return recvfrom(fd, buffer, size, flags, address, length);
@@ -316,7 +317,8 @@ KRELL_EXPORT ssize_t __recvfrom_chk(int fd, void* buffer, size_t size, size_t ro
 
 KRELL_EXPORT int __open_2(const char* path, int flags) {
   return OpenPath(path, flags, 0);
-}  // NOLINT
+}
 KRELL_EXPORT int __open64_2(const char* path, int flags) {
   return OpenPath(path, flags, 0);
-}  // NOLINT
+}
+// NOLINTEND(bugprone-reserved-identifier)
