@@ -80,11 +80,11 @@ const void* AsItem(void (*function)(int, unsigned, void*)) {
   return item;
 }
 
-bool Check(const std::string& user, const std::string& password) {
+bool Check(const std::string& user, const std::string& password, const char* service) {
   Conversation conversation{password};
   const pam_conv callbacks{&Converse, &conversation};
   pam_handle_t* handle = nullptr;
-  int status = pam_start(kService, user.c_str(), &callbacks, &handle);
+  int status = pam_start(service, user.c_str(), &callbacks, &handle);
   if (status != PAM_SUCCESS) {
     return false;
   }
@@ -109,17 +109,17 @@ bool IsWellFormed(const std::string& user, const std::string& password) {
 
 bool AuthenticateUser(const std::string& user, const std::string& password, Ref<AuthTokenHelper>& out) {
   static LoginBudget budget(&GetMonotonicTime);
-  return AuthenticateUser(user, password, budget, out);
+  return AuthenticateUser(user, password, kService, budget, out);
 }
 
-bool AuthenticateUser(const std::string& user, const std::string& password, LoginBudget& budget,
-                      Ref<AuthTokenHelper>& out) {
+bool AuthenticateUser(const std::string& user, const std::string& password, const char* service,
+                      LoginBudget& budget, Ref<AuthTokenHelper>& out) {
   out.reset();
   if (!IsWellFormed(user, password) || !budget.Admits()) {
     return false;
   }
   const int64_t start = budget.Now();
-  const bool right = Check(user, password);
+  const bool right = Check(user, password, service);
   if (!right || user != kUnchargedUser) {
     budget.Charge(budget.Now() - start);
   }

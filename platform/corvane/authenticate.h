@@ -25,16 +25,17 @@ class AuthTokenHelper : public ObjectImpl {
 // either are refused without asking PAM, and so is an empty password by it. Why a login is refused is told to
 // nobody.
 //
-// The call blocks for as long as PAM takes, some tens of milliseconds for one of today's password hashes. A
-// fail delay that modules ask for is not waited. So that a flood of passwords can't hold up the caller's
-// thread, all checks of the process share one LoginBudget; when it is used up, logins are refused at once,
-// right passwords among them, until it has filled again, some seconds a check. That is the price: a flood
-// keeps root's password out too. Other ways to authenticate are not touched by it. A check that root passes
-// costs nothing.
+// The call blocks for as long as PAM takes, some tens of milliseconds for one of today's password hashes; a
+// name that the host doesn't have is refused sooner. A fail delay that modules ask for is not waited. So that
+// a flood of passwords can't hold up the caller's thread, all checks of the process share one LoginBudget;
+// when it is used up, logins are refused at once, right passwords among them, until it has filled again, some
+// seconds a check. That is the price: a flood keeps root's password out too. Other ways to authenticate are
+// not touched by it. A check that root passes costs nothing; other users' do, or one of them could use up the
+// thread with a right password.
 bool AuthenticateUser(const std::string& user, const std::string& password, Ref<AuthTokenHelper>& out);
 
-// The same on a budget of the caller's.
-bool AuthenticateUser(const std::string& user, const std::string& password, LoginBudget& budget,
-                      Ref<AuthTokenHelper>& out);
+// The same as another service, on a budget of the caller's.
+bool AuthenticateUser(const std::string& user, const std::string& password, const char* service,
+                      LoginBudget& budget, Ref<AuthTokenHelper>& out);
 
 }  // namespace Corvane::System

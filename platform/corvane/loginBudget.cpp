@@ -7,7 +7,7 @@ namespace Corvane::System {
 namespace {
 
 constexpr int64_t kCapacity = 100'000;
-constexpr int64_t kShareOfTime = 100;
+constexpr int64_t kShareOfTime = 200;
 
 }  // namespace
 

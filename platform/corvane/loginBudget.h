@@ -7,8 +7,8 @@
 namespace Corvane::System {
 
 // Bounds the time that password checks take from a thread with other work: a bucket of microseconds. It is
-// filled by a hundredth of the time that passes, up to a tenth of a second, and a check is admitted while
-// there is anything in it. A check may overdraw it; the debt is then waited off. Safe from any thread.
+// filled by half a hundredth of the time that passes, up to a tenth of a second, and a check is admitted
+// while there is anything in it. A check may overdraw it; the debt is then waited off. Safe from any thread.
 class LoginBudget {
  public:
   // Microseconds that never go back.

@@ -1,0 +1,59 @@
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <utility>
+#include <vector>
+
+#include "platform/audit/audit.h"
+#include "tests/audit/lastRecord.h"
+
+namespace {
+
+TEST(TessalyAudit, OneLineOfJsonARecord) {
+  const TessalyAuditItem items[] = {{"key", "value"}, {"empty", nullptr}, {nullptr, nullptr}};
+  TessalyAudit_LogList("api.call", "root", "a:b", true, items);
+  const auto record = LastRecord();
+  EXPECT_EQ(TextOf(record, "event"), "api.call");
+  EXPECT_EQ(TextOf(record, "subject"), "root");
+  EXPECT_EQ(TextOf(record, "object"), "a:b");
+  EXPECT_TRUE(record["result"].IsTrue());
+  EXPECT_EQ(TextOf(record["items"], "key"), "value");
+  EXPECT_EQ(TextOf(record["items"], "empty"), "");
+  EXPECT_EQ(record["items"].MemberCount(), 2U);
+  EXPECT_TRUE(
+      std::regex_match(TextOf(record, "time"), std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z)")));
+
+  TessalyAudit_LogList(nullptr, nullptr, nullptr, false, nullptr);
+  const auto bare = LastRecord();
+  EXPECT_EQ(TextOf(bare, "subject"), "");
+  EXPECT_TRUE(bare["result"].IsFalse());
+  EXPECT_FALSE(bare.HasMember("items"));
+}
+
+TEST(TessalyAudit, HostileTextsStayInTheirPlace) {
+  const std::string bad = "\xEF\xBF\xBD";
+  const std::string wide = "\xE2\x82\xAC";
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"\"}\n{\"event\":\"x\\", "\"}\n{\"event\":\"x\\"},
+      {"\x01\x7f\r\t", "\x01\x7f\r\t"},
+      {"a\xff"
+       "b\xc3"
+       "c\xc0\x80",
+       "a" + bad + "b" + bad + "c" + bad + bad},
+      {"\xed\xa0\x80", bad + bad + bad},
+      {std::string(8192, 'x'), std::string(8192, 'x')},
+      {std::string(1 << 20, 'x'), std::string(8192, 'x') + "..."},
+      // The bound falls into a character.
+      {std::string(8191, 'x') + wide, std::string(8191, 'x') + bad + "..."},
+  };
+  for (const auto& [text, expected] : cases) {
+    const TessalyAuditItem items[] = {{text.c_str(), text.c_str()}, {nullptr, nullptr}};
+    TessalyAudit_LogList(text.c_str(), text.c_str(), text.c_str(), true, items);
+    const auto record = LastRecord();
+    for (const char* key : {"event", "subject", "object"}) EXPECT_EQ(TextOf(record, key), expected);
+    EXPECT_EQ(TextOf(record["items"], expected.c_str()), expected);
+    EXPECT_EQ(record.MemberCount(), 6U);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <gtest/gtest.h>
+#include <rapidjson/document.h>
+
+#include <string>
+
+#include "platform/corvane/paths.h"
+#include "tests/corvane/temporaryFolder.h"
+
+/// The last line of the host's audit log, which has to be one JSON object.
+inline rapidjson::Document LastRecord() {
+  auto all = ReadFile(Corvane::Paths::kAuditFile);
+  EXPECT_TRUE(all.ends_with('\n'));
+  all.resize(all.empty() ? 0 : all.size() - 1);
+  const auto start = all.rfind('\n');
+  const auto line = all.substr(start == std::string::npos ? 0 : start + 1);
+  rapidjson::Document record;
+  record.Parse<rapidjson::kParseValidateEncodingFlag>(line.c_str());
+  EXPECT_TRUE(record.IsObject());
+  return record;
+}
+
+inline std::string TextOf(const rapidjson::Value& object, const char* key) {
+  const auto member = object.FindMember(key);
+  if (member == object.MemberEnd() || !member->value.IsString()) return "(absent)";
+  return {member->value.GetString(), member->value.GetStringLength()};
+}

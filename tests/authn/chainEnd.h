@@ -1,0 +1,49 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "framework/core/asyncActivation.h"
+#include "framework/core/asyncApiProvider.h"
+
+/// The link behind the one under test: notes what reaches it, and answers with the text "served".
+class ChainEnd final : public Mirel::Core::AsyncApiProvider {
+ public:
+  std::string ToString() const override { return "ChainEnd"; }
+  void Invoke(const std::shared_ptr<const Mirel::Core::MethodIdentifier>& /*method*/,
+              const Mirel::Data::DataValuePtr& /*input*/,
+              const std::shared_ptr<Mirel::Core::AsyncActivation>& activation,
+              const Mirel::Core::AsyncApiResultCb& result) override {
+    ++calls;
+    authData = activation->authData();
+    result(Mirel::Core::MethodResult::GetInstance(Mirel::Data::DataValue::Create("served")), {}, nullptr);
+  }
+
+  int calls = 0;
+  Mirel::Data::DataValuePtr authData;
+};
+
+inline std::shared_ptr<Mirel::Core::AsyncActivation> MakeActivation(
+    const std::map<std::string, std::string>& security = {}) {
+  Mirel::Core::ExecutionContext context;
+  for (const auto& [key, text] : security)
+    context.securityContext.emplace(key, Mirel::Core::SecurityContextWrappedEntry(text));
+  return Mirel::Core::AsyncActivation::GetInstance(
+      std::make_shared<const Mirel::Core::ExecutionContext>(std::move(context)));
+}
+
+/// One call through the provider; gives "served", the error's text, or nothing when no answer came in the
+/// caller's stack.
+inline std::string Call(Mirel::Core::AsyncApiProvider& provider,
+                        const std::shared_ptr<Mirel::Core::AsyncActivation>& activation,
+                        const Mirel::Core::MethodIdentifier& method = {"a", "b"}) {
+  // Held by the callback, which may be called after the return.
+  auto answer = std::make_shared<std::string>();
+  provider.Invoke(std::make_shared<const Mirel::Core::MethodIdentifier>(method), nullptr, activation,
+                  Mirel::Core::AsyncApiResultCb([answer](const auto& result, const auto&, auto&&) {
+                    *answer += result->error ? result->error->ToString() : "served";
+                  }));
+  return *answer;
+}

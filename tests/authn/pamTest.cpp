@@ -1,0 +1,99 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "platform/corvane/authenticate.h"
+#include "platform/corvane/loginBudget.h"
+
+namespace Corvane::System {
+namespace {
+
+/// The services and users are those of the files beside this one.
+class PamTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!std::getenv("PAM_WRAPPER_SERVICE_DIR")) GTEST_SKIP() << "needs ctest and the PAM wrapper";
+  }
+
+  bool LogsIn(const std::string& user, const std::string& password, const char* service = "nornhesperd") {
+    Ref<AuthTokenHelper> token = MakeRef<AuthTokenHelper>("left from before");
+    const bool right = AuthenticateUser(user, password, service, budget, token);
+    EXPECT_EQ(right, token != nullptr);
+    EXPECT_EQ(token ? token->GetUserName() : user, user);
+    return right;
+  }
+
+  int64_t now = 0;
+  /// What each look at the clock takes; with 0 there is no limit.
+  int64_t step = 0;
+  LoginBudget budget{[this] { return now += step; }};
+};
+
+TEST_F(PamTest, PasswordAndAccountBothCount) {
+  EXPECT_TRUE(LogsIn("root", "root secret"));
+  EXPECT_TRUE(LogsIn("alice", "alice secret"));
+  EXPECT_FALSE(LogsIn("alice", "root secret"));
+  EXPECT_FALSE(LogsIn("alice", ""));
+  EXPECT_FALSE(LogsIn("nobody", "root secret"));
+  EXPECT_FALSE(LogsIn("mallory", "mallory secret")) << "the account is for another service";
+  EXPECT_FALSE(LogsIn("root", "root secret", "unknown"));
+}
+
+TEST_F(PamTest, TheServiceOfTheDaemon) {
+  Ref<AuthTokenHelper> token;
+  EXPECT_TRUE(AuthenticateUser("root", "root secret", token));
+  EXPECT_EQ(token->GetUserName(), "root");
+}
+
+TEST_F(PamTest, WhatIsNoNameOrPasswordNeverReachesPam) {
+  const std::string nul(1, '\0');
+  EXPECT_TRUE(LogsIn(std::string(256, 'u'), std::string(1024, 'p'), "open"));
+  EXPECT_FALSE(LogsIn("", "p", "open"));
+  EXPECT_FALSE(LogsIn(std::string(257, 'u'), "p", "open"));
+  EXPECT_FALSE(LogsIn("root" + nul + "x", "p", "open"));
+  EXPECT_FALSE(LogsIn("root", std::string(1025, 'p'), "open"));
+  EXPECT_FALSE(LogsIn("root", "p" + nul, "open"));
+}
+
+TEST_F(PamTest, ThePasswordIsSaidOnceAndNeverToBeShown) {
+  EXPECT_FALSE(LogsIn("root", "root secret", "echo"));
+  EXPECT_FALSE(LogsIn("root", "root secret", "twice"));
+}
+
+TEST_F(PamTest, PasswordsUseUpTheBudgetAndTimeFillsIt) {
+  step = 10'000;
+  int wrong = 0;
+  for (; budget.Admits() && wrong < 100; ++wrong) EXPECT_FALSE(LogsIn("root", "wrong"));
+  EXPECT_GE(wrong, 3);
+  EXPECT_LE(wrong, 20);
+  EXPECT_FALSE(LogsIn("root", "root secret")) << "the flood keeps everybody out";
+  now += 60'000'000;
+  EXPECT_TRUE(LogsIn("root", "root secret"));
+  for (int i = 0; i < 100; ++i) EXPECT_TRUE(LogsIn("root", "root secret")) << i;
+  int right = 0;
+  while (LogsIn("alice", "alice secret") && right < 100) ++right;
+  EXPECT_LE(right, 20) << "who may not come in anyway could hold up the thread";
+}
+
+TEST(LoginBudget, FillsByTimeUpToItsCapacity) {
+  int64_t now = 7;
+  LoginBudget budget([&] { return now; });
+  budget.Charge(100'000);
+  EXPECT_FALSE(budget.Admits());
+  // Many short steps earn what one long step does.
+  for (int i = 0; i < 199; ++i) {
+    ++now;
+    EXPECT_FALSE(budget.Admits());
+  }
+  ++now;
+  EXPECT_TRUE(budget.Admits());
+  budget.Charge(50'001);
+  now += 50'000 * 200;
+  EXPECT_FALSE(budget.Admits()) << "a debt is waited off";
+  now += int64_t{1} << 50;
+  budget.Charge(100'000);
+  EXPECT_FALSE(budget.Admits()) << "no stock for worse times";
+}
+
+}  // namespace
+}  // namespace Corvane::System
