@@ -23,14 +23,13 @@ constexpr auto kDigits = MakeDigits();
 
 }  // namespace
 
-std::optional<std::string> DecodeBase64Url(std::string_view text) {
-  std::string bytes;
+bool DecodeBase64Url(std::string_view text, std::string& bytes) {
   bytes.reserve(text.size() / 4 * 3 + 2);
   std::uint32_t bits = 0;
   unsigned count = 0;
   for (const char c : text) {
     const auto digit = kDigits[static_cast<unsigned char>(c)];
-    if (digit == kNoDigit) return std::nullopt;
+    if (digit == kNoDigit) return false;
     bits = (bits << 6) | digit;
     count += 6;
     if (count < 8) continue;
@@ -39,8 +38,7 @@ std::optional<std::string> DecodeBase64Url(std::string_view text) {
     bits &= (1U << count) - 1;
   }
   // Six bits left over are a digit that belongs to no byte.
-  if (count == 6 || bits != 0) return std::nullopt;
-  return bytes;
+  return count != 6 && bits == 0;
 }
 
 }  // namespace NornToken

@@ -1,6 +1,7 @@
 #include "platform/token/keySet.h"
 
 #include <bit>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <utility>
@@ -23,9 +24,11 @@ bool Is(const char* text, const char* wanted) {
   return text != nullptr && std::strcmp(text, wanted) == 0;
 }
 
+/// The bytes of a member in base64url; empty when it is none.
 std::string Bytes(const json_t* jwk, const char* name) {
   const char* text = Text(jwk, name);
-  return text == nullptr ? std::string() : DecodeBase64Url(text).value_or(std::string());
+  std::string bytes;
+  return text != nullptr && DecodeBase64Url(text, bytes) ? bytes : std::string();
 }
 
 /// Bits of a number without its leading zeros.

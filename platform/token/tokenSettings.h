@@ -22,7 +22,7 @@ inline constexpr std::size_t kMaxEntitlements = 64;
 inline constexpr std::size_t kMaxEntitlementBytes = 128;
 inline constexpr std::size_t kMaxAudiences = 64;
 
-inline constexpr std::size_t kMaxKeyFileBytes = 1024 * 1024;
+inline constexpr std::size_t kMaxKeyFileBytes = std::size_t{1024} * 1024;
 inline constexpr std::size_t kMaxKeys = 256;
 inline constexpr unsigned kMinRsaBits = 2048;
 /// Checking a signature of a larger key would hold up the daemon's one API thread.

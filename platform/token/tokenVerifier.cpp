@@ -6,7 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstring>
-#include <optional>
+#include <memory>
 #include <utility>
 
 #include "platform/corvane/textEscape.h"
@@ -26,23 +26,22 @@ constexpr std::int64_t kLatestDate = 253402300799;
 /// The bytes of one part of a token, wiped at the end.
 class DecodedPart {
  public:
-  explicit DecodedPart(std::string_view text) : bytes_(DecodeBase64Url(text)) {}
+  explicit DecodedPart(std::string_view text) : isValid_(DecodeBase64Url(text, bytes_)) {}
   DecodedPart(const DecodedPart&) = delete;
   DecodedPart& operator=(const DecodedPart&) = delete;
-  ~DecodedPart() {
-    if (bytes_) OPENSSL_cleanse(bytes_->data(), bytes_->size());
-  }
+  ~DecodedPart() { OPENSSL_cleanse(bytes_.data(), bytes_.size()); }
 
-  bool IsValid() const { return bytes_.has_value(); }
-  std::size_t size() const { return bytes_->size(); }
+  bool IsValid() const { return isValid_; }
+  std::size_t size() const { return bytes_.size(); }
   /// Null when the bytes are no JSON object, or one with a member given twice.
   JsonPtr ParseObject() const {
-    JsonPtr value(json_loadb(bytes_->data(), bytes_->size(), JSON_REJECT_DUPLICATES, nullptr));
+    JsonPtr value(json_loadb(bytes_.data(), bytes_.size(), JSON_REJECT_DUPLICATES, nullptr));
     return json_is_object(value.get()) ? std::move(value) : nullptr;
   }
 
  private:
-  std::optional<std::string> bytes_;
+  std::string bytes_;
+  bool isValid_;
 };
 
 using Parts = std::array<std::string_view, 3>;
