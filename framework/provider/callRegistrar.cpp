@@ -18,6 +18,21 @@ class ObservedCall {
   ObservedCall& operator=(const ObservedCall&) = delete;
   ~ObservedCall() { End(kCallAbandoned); }
 
+  /// Takes over what the links behind this one have found out about the caller. The activation is let go: it
+  /// holds the caller's secrets, and the first result of a stream can be days away.
+  void TakeSubject() {
+    const auto activation = std::exchange(activation_, nullptr);
+    if (!activation) return;
+    const auto data = std::dynamic_pointer_cast<const Data::CompoundValue>(activation->authData());
+    const auto name =
+        std::dynamic_pointer_cast<const Data::StringValue>(data ? data->GetField(kSubjectField) : nullptr);
+    if (name) {
+      std::string subject = name->value();
+      observer_->SetSubject(subject);
+    }
+    observer_->Prepare();
+  }
+
   void OnFirstResult(const std::shared_ptr<const Core::MethodResult>& result, const Progress& progress,
                      Core::AsyncApiResultCb::Next&& next) {
     End(result && !result->error ? kCallSucceeded : kCallFailed);
@@ -26,21 +41,8 @@ class ObservedCall {
 
  private:
   void End(std::uint32_t code) {
-    const auto observer = std::exchange(observer_, nullptr);
-    if (!observer) return;
-    TellSubject(*observer);
-    observer->Prepare();
-    observer->SetResultCode(code);
-  }
-
-  /// The links behind this one find out who calls, so that it is known only now.
-  void TellSubject(Api::CallObserver& observer) const {
-    const auto data = std::dynamic_pointer_cast<const Data::CompoundValue>(activation_->authData());
-    if (!data) return;
-    const auto name = std::dynamic_pointer_cast<const Data::StringValue>(data->GetField(kSubjectField));
-    if (!name) return;
-    std::string subject = name->value();
-    observer.SetSubject(subject);
+    TakeSubject();
+    if (const auto observer = std::exchange(observer_, nullptr)) observer->SetResultCode(code);
   }
 
   std::shared_ptr<Api::CallObserver> observer_;
@@ -64,11 +66,16 @@ void CallRegistrarBase::Invoke(const std::shared_ptr<const Core::MethodIdentifie
   observer->SetStartCode(kStartCode);
   observer->SetOperation(operation);
   observer->SetService(service);
-  const auto call = std::make_shared<ObservedCall>(observer, activation, result);
-  next_->Invoke(method, input, activation,
-                Core::AsyncApiResultCb([call](const auto& first, const auto& progress, auto&& next) {
-                  call->OnFirstResult(first, progress, std::move(next));
-                }));
+  auto call = std::make_shared<ObservedCall>(observer, activation, result);
+  activation->AddInvokeObserver([reached = std::weak_ptr(call)] {
+    if (const auto pending = reached.lock()) pending->TakeSubject();
+  });
+  auto onFirstResult = [call = std::move(call)](const std::shared_ptr<const Core::MethodResult>& first,
+                                                const Progress& progress,
+                                                Core::AsyncApiResultCb::Next&& next) {
+    call->OnFirstResult(first, progress, std::move(next));
+  };
+  next_->Invoke(method, input, activation, Core::AsyncApiResultCb(std::move(onFirstResult)));
 }
 
 }  // namespace Mirel::Observer::Detail

@@ -40,13 +40,15 @@ class CallAuditTest : public testing::Test {
  protected:
   void Invoke() {
     registrar->Invoke(std::make_shared<const MethodIdentifier>(MethodIdentifier{"a", "b"}), nullptr,
-                      Mirel::Core::AsyncActivation::GetInstance(nullptr),
+                      activation,
                       AsyncApiResultCb([this](const auto&, const auto&, AsyncApiResultCb::Next&& next) {
                         log.emplace_back("result");
                         nextResult = std::move(next);
                       }));
   }
 
+  std::shared_ptr<Mirel::Core::AsyncActivation> activation =
+      Mirel::Core::AsyncActivation::GetInstance(nullptr);
   std::vector<std::string> log;
   AsyncApiResultCb::Next nextResult;
   std::shared_ptr<ScriptedProvider> provider = std::make_shared<ScriptedProvider>();
@@ -89,10 +91,14 @@ TEST_F(CallAuditTest, ACallWithoutAResultIsRecordedWhenItIsLetGo) {
   provider->script = [&](const auto& result) { held.assign(2, result); };
   Invoke();
   held.pop_back();
+  activation->NotifyOnInvoke();
+  const std::weak_ptr<Mirel::Core::AsyncActivation> secrets(std::exchange(activation, nullptr));
+  EXPECT_TRUE(secrets.expired()) << "an idle stream keeps its caller's password";
   EXPECT_TRUE(log.empty());
   held.clear();
   EXPECT_EQ(log, (std::vector<std::string>{"api.call root a:b bad"}));
 
+  activation = Mirel::Core::AsyncActivation::GetInstance(nullptr);
   provider->script = [](const auto&) { throw std::runtime_error("handler"); };
   EXPECT_THROW(Invoke(), std::runtime_error);
   EXPECT_EQ(log.size(), 2U);
