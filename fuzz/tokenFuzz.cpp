@@ -29,8 +29,7 @@ const JwkPtr& Key() {
 
 const KeySet& Keys() {
   static const auto keys = [] {
-    const std::unique_ptr<char, decltype(&std::free)> jwk(cjose_jwk_to_json(Key().get(), false, nullptr),
-                                                          &std::free);
+    const TextPtr jwk(cjose_jwk_to_json(Key().get(), false, nullptr));
     std::vector<std::string> notes;
     std::string fault;
     return KeySet::Parse(R"({"keys":[)" + std::string(jwk.get()) + "]}", notes, fault);

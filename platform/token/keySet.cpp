@@ -1,7 +1,6 @@
 #include "platform/token/keySet.h"
 
 #include <bit>
-#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <utility>
@@ -91,7 +90,7 @@ const char* ReadKey(const json_t* jwk, VerificationKey& key) {
   }
   if (const char* fault = isRsa ? RsaFault(jwk) : EcFault(jwk)) return fault;
 
-  const std::unique_ptr<char, Releaser<free>> text(json_dumps(jwk, JSON_COMPACT));
+  const TextPtr text(json_dumps(jwk, JSON_COMPACT));
   if (text) key.jwk.reset(cjose_jwk_import(text.get(), std::strlen(text.get()), nullptr));
   return key.jwk ? nullptr : "it is no key";
 }

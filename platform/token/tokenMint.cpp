@@ -9,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -26,8 +25,6 @@ namespace NornToken {
 namespace {
 
 constexpr std::size_t kMaxSigningKeyBytes = 4096;
-
-using TextPtr = std::unique_ptr<char, Releaser<free>>;
 
 [[noreturn]] void Fail(const std::string& path, const std::string& reason) {
   throw MintError(path + ": " + reason);

@@ -65,9 +65,8 @@ TEST_F(KeyFileTest, KeepsTheLastGoodKeysAndSaysSoOnceAChange) {
 }
 
 TEST_F(KeyFileTest, DoesNotBelieveAnotherUser) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
   folder_.Replace("jwks.json", SetWith("new"));
-  ASSERT_EQ(chown(path_.c_str(), 12345, 12345), 0);
+  if (chown(path_.c_str(), 12345, 12345) != 0) GTEST_SKIP() << "only root can give a file away";
   EXPECT_FALSE(Has("new"));
 }
 

@@ -28,10 +28,9 @@ class TokenMintTest : public testing::Test {
                                           [] { return 1500; });
     return std::holds_alternative<NornToken::TokenIdentity>(daemon.Verify(token));
   }
-  mode_t Mode(const std::string& name) const {
+  mode_t Mode(const std::string& path) const {
     struct stat status {};
-    stat(folder_.Path(name).c_str(), &status);
-    return status.st_mode & 07777U;
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
   }
 
   TokenFolder folder_;
@@ -48,11 +47,12 @@ TEST_F(TokenMintTest, MakesOneKeyAndKeepsTheOthers) {
   EXPECT_TRUE(IsTaken(Mint()));
   EXPECT_EQ(folder_.Read("jwks.json"), keys);
   EXPECT_EQ(folder_.Read("tokenKey.json"), secret);
-  EXPECT_EQ(Mode("tokenKey.json"), 0600U);
-  EXPECT_EQ(Mode("jwks.json"), 0644U);
+  EXPECT_EQ(Mode(signingKey_), 0600U);
+  EXPECT_EQ(Mode(keys_), 0644U);
   EXPECT_EQ(keys.find("\"d\""), std::string::npos);
-  EXPECT_NE(keys.find("\"note\": \"kept\""), std::string::npos);
-  EXPECT_NE(keys.find("\"kid\": \"other\""), std::string::npos);
+  for (const char* kept : {"\"note\": \"kept\"", "\"kid\": \"other\""}) {
+    EXPECT_NE(keys.find(kept), std::string::npos) << keys;
+  }
 }
 
 TEST_F(TokenMintTest, ManyAtOnceShareOneKey) {
@@ -67,13 +67,14 @@ TEST_F(TokenMintTest, ManyAtOnceShareOneKey) {
 }
 
 TEST_F(TokenMintTest, RefusesWhatTheDaemonWouldRefuse) {
-  EXPECT_THROW(Mint({"", {}, 1000, 2000}), MintError);
-  EXPECT_THROW(Mint({"a\nb", {}, 1000, 2000}), MintError);
-  EXPECT_THROW(Mint({"\xff", {}, 1000, 2000}), MintError);
-  EXPECT_THROW(Mint({std::string("a\0b", 3), {}, 1000, 2000}), MintError);
-  EXPECT_THROW(Mint({"a", {""}, 1000, 2000}), MintError);
-  EXPECT_THROW(Mint({"a", {"\xff"}, 1000, 2000}), MintError);
-  EXPECT_THROW(Mint({"a", std::vector<std::string>(65, "E"), 1000, 2000}), MintError);
+  for (const auto& subject :
+       {std::string(), std::string("a\nb"), std::string("\xff"), std::string("a\0b", 3)}) {
+    EXPECT_THROW(Mint({subject, {}, 1000, 2000}), MintError) << subject;
+  }
+  for (const auto& entitlements :
+       {std::vector<std::string>{""}, {"\xff"}, std::vector<std::string>(65, "E")}) {
+    EXPECT_THROW(Mint({"a", entitlements, 1000, 2000}), MintError) << entitlements[0];
+  }
   EXPECT_THROW(Mint({"a", {}, 1000, 900}), MintError);
 }
 

@@ -19,7 +19,7 @@ inline std::string Base64Url(const std::string& bytes) {
   std::size_t size = 0;
   const auto* data = static_cast<const unsigned char*>(static_cast<const void*>(bytes.data()));
   if (!cjose_base64url_encode(data, bytes.size(), &text, &size, nullptr)) std::abort();
-  const std::unique_ptr<char, decltype(&std::free)> owner(text, &std::free);
+  const NornToken::TextPtr owner(text);
   return {text, size};
 }
 
@@ -32,8 +32,7 @@ inline NornToken::JwkPtr RsaKey(std::size_t bits = 2048) {
 
 /// The public key as a JWK, with more members if given, each led by a comma.
 inline std::string Jwk(const NornToken::JwkPtr& key, const std::string& kid, const std::string& more = "") {
-  const std::unique_ptr<char, decltype(&std::free)> text(cjose_jwk_to_json(key.get(), false, nullptr),
-                                                         &std::free);
+  const NornToken::TextPtr text(cjose_jwk_to_json(key.get(), false, nullptr));
   const std::string json = text.get();
   return json.substr(0, json.rfind('}')) + R"(,"kid":")" + kid + "\"" + more + "}";
 }
