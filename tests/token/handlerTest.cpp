@@ -26,11 +26,10 @@ constexpr const char* kClaims =
 class TokenHandlerTest : public testing::Test {
  protected:
   TokenHandlerTest() {
-    folder_.Replace("jwks.json", SetOf(Jwk(key_, "k")));
+    Replace(keysFile_, SetOf(Jwk(key_, "k")));
     handler_ = std::make_unique<TokenHandler>(
         log_, std::make_unique<NornToken::TokenVerifier>(
-                  std::make_unique<NornToken::KeyFile>(folder_.Path("jwks.json"), nullptr),
-                  [this] { return now_; }));
+                  std::make_unique<NornToken::KeyFile>(keysFile_, nullptr), [this] { return now_; }));
   }
 
   DataValuePtr Authenticate(const std::map<std::string, std::string>& entries) {
@@ -52,7 +51,8 @@ class TokenHandlerTest : public testing::Test {
   const NornToken::JwkPtr key_ = EcKey();
   const std::string token_ = MakeToken(key_, kHeader, kClaims);
   std::int64_t now_ = 1000;
-  TokenFolder folder_;
+  TemporaryFolder folder_;
+  const std::string keysFile_ = folder_ / "jwks.json";
   std::shared_ptr<KeptLog> log_ = std::make_shared<KeptLog>();
   std::unique_ptr<TokenHandler> handler_;
 };

@@ -20,20 +20,20 @@ class KeyFileTest : public testing::Test {
   std::string SetWith(const std::string& kid) const { return SetOf(Jwk(key_, kid)); }
 
   const NornToken::JwkPtr key_ = EcKey();
-  TokenFolder folder_;
-  const std::string path_ = folder_.Path("jwks.json");
+  TemporaryFolder folder_;
+  const std::string path_ = folder_ / "jwks.json";
   std::shared_ptr<KeptLog> log_ = std::make_shared<KeptLog>();
   NornToken::KeyFile keys_{path_, log_};
 };
 
 TEST_F(KeyFileTest, FollowsTheFile) {
   EXPECT_EQ(keys_.Keys()->size(), 0U);
-  folder_.Replace("jwks.json", SetWith("first"));
+  Replace(path_, SetWith("first"));
   EXPECT_TRUE(Has("first"));
-  folder_.Replace("jwks.json", SetWith("other"));
+  Replace(path_, SetWith("other"));
   EXPECT_TRUE(Has("other"));
   EXPECT_FALSE(Has("first"));
-  folder_.Replace("jwks.json", SetOf(""));
+  Replace(path_, SetOf(""));
   EXPECT_EQ(keys_.Keys()->size(), 0U);
 }
 
@@ -41,20 +41,20 @@ TEST_F(KeyFileTest, KeepsTheLastGoodKeysAndSaysSoOnceAChange) {
   const auto whole = SetWith("new");
   const std::vector<std::pair<std::string, std::function<void()>>> faults = {
       {"No such file", [&] { unlink(path_.c_str()); }},
-      {"not valid JSON", [&] { folder_.Replace("jwks.json", ""); }},
-      {"not valid JSON", [&] { folder_.Replace("jwks.json", whole.substr(0, whole.size() / 2)); }},
-      {"longer than", [&] { folder_.Replace("jwks.json", whole + std::string(1024 * 1024, ' ')); }},
-      {"others may write", [&] { folder_.Replace("jwks.json", whole, 0646); }},
-      {"others may write", [&] { folder_.Replace("jwks.json", whole, 0664); }},
+      {"not valid JSON", [&] { Replace(path_, ""); }},
+      {"not valid JSON", [&] { Replace(path_, whole.substr(0, whole.size() / 2)); }},
+      {"longer than", [&] { Replace(path_, whole + std::string(1024 * 1024, ' ')); }},
+      {"others may write", [&] { Replace(path_, whole, 0646); }},
+      {"others may write", [&] { Replace(path_, whole, 0664); }},
       {"symbolic link",
        [&] {
-         folder_.Replace("elsewhere", whole);
+         Replace(folder_ / "elsewhere", whole);
          EXPECT_EQ(unlink(path_.c_str()) | symlink("elsewhere", path_.c_str()), 0);
        }},
       {"no regular file", [&] { EXPECT_EQ(unlink(path_.c_str()) | mkfifo(path_.c_str(), 0600), 0); }},
   };
   for (const auto& [reason, make] : faults) {
-    folder_.Replace("jwks.json", SetWith("good"));
+    Replace(path_, SetWith("good"));
     ASSERT_TRUE(Has("good"));
     log_->lines.clear();
     make();
@@ -65,7 +65,7 @@ TEST_F(KeyFileTest, KeepsTheLastGoodKeysAndSaysSoOnceAChange) {
 }
 
 TEST_F(KeyFileTest, DoesNotBelieveAnotherUser) {
-  folder_.Replace("jwks.json", SetWith("new"));
+  Replace(path_, SetWith("new"));
   if (chown(path_.c_str(), 12345, 12345) != 0) GTEST_SKIP() << "only root can give a file away";
   EXPECT_FALSE(Has("new"));
 }

@@ -33,20 +33,20 @@ class TokenMintTest : public testing::Test {
     return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;
   }
 
-  TokenFolder folder_;
-  const std::string keys_ = folder_.Path("jwks.json");
-  const std::string signingKey_ = folder_.Path("tokenKey.json");
+  TemporaryFolder folder_;
+  const std::string keys_ = folder_ / "jwks.json";
+  const std::string signingKey_ = folder_ / "tokenKey.json";
 };
 
 TEST_F(TokenMintTest, MakesOneKeyAndKeepsTheOthers) {
   const auto other = Jwk(EcKey(), "other");
-  folder_.Replace("jwks.json", R"({"note":"kept",)" + SetOf(other).substr(1));
+  Replace(keys_, R"({"note":"kept",)" + SetOf(other).substr(1));
   EXPECT_TRUE(IsTaken(Mint()));
-  const auto keys = folder_.Read("jwks.json");
-  const auto secret = folder_.Read("tokenKey.json");
+  const auto keys = ReadFile(keys_);
+  const auto secret = ReadFile(signingKey_);
   EXPECT_TRUE(IsTaken(Mint()));
-  EXPECT_EQ(folder_.Read("jwks.json"), keys);
-  EXPECT_EQ(folder_.Read("tokenKey.json"), secret);
+  EXPECT_EQ(ReadFile(keys_), keys);
+  EXPECT_EQ(ReadFile(signingKey_), secret);
   EXPECT_EQ(Mode(signingKey_), 0600U);
   EXPECT_EQ(Mode(keys_), 0644U);
   EXPECT_EQ(keys.find("\"d\""), std::string::npos);
@@ -80,24 +80,24 @@ TEST_F(TokenMintTest, RefusesWhatTheDaemonWouldRefuse) {
 
 TEST_F(TokenMintTest, LeavesFilesAloneThatItCanNotTrust) {
   for (const std::string broken : {"{", R"({"keys":1})", "[]"}) {
-    folder_.Replace("jwks.json", broken);
+    Replace(keys_, broken);
     EXPECT_THROW(Mint(), MintError) << broken;
-    EXPECT_EQ(folder_.Read("jwks.json"), broken);
+    EXPECT_EQ(ReadFile(keys_), broken);
   }
-  folder_.Replace("jwks.json", R"({"keys":[]})", 0666);
+  Replace(keys_, R"({"keys":[]})", 0666);
   EXPECT_THROW(Mint(), MintError);
 
   unlink(keys_.c_str());
   ASSERT_TRUE(IsTaken(Mint()));
   chmod(signingKey_.c_str(), 0640);
   EXPECT_THROW(Mint(), MintError);
-  folder_.Replace("tokenKey.json", "no key", 0600);
+  Replace(signingKey_, "no key", 0600);
   EXPECT_THROW(Mint(), MintError);
-  EXPECT_EQ(folder_.Read("tokenKey.json"), "no key");
+  EXPECT_EQ(ReadFile(signingKey_), "no key");
   unlink(signingKey_.c_str());
   symlink("victim", signingKey_.c_str());
   EXPECT_THROW(Mint(), MintError);
-  EXPECT_EQ(access(folder_.Path("victim").c_str(), F_OK), -1);
+  EXPECT_EQ(access((folder_ / "victim").c_str(), F_OK), -1);
 }
 
 }  // namespace

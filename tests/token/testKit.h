@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -13,6 +12,7 @@
 
 #include "framework/core/log.h"
 #include "platform/token/josePointers.h"
+#include "tests/corvane/temporaryFolder.h"
 
 inline std::string Base64Url(const std::string& bytes) {
   char* text = nullptr;
@@ -51,32 +51,13 @@ inline std::string MakeToken(const NornToken::JwkPtr& key, const std::string& he
   return text;
 }
 
-/// A new folder for the files of one test.
-class TokenFolder {
- public:
-  TokenFolder() {
-    std::string name = std::filesystem::temp_directory_path() / "tokenXXXXXX";
-    path_ = mkdtemp(name.data());
-  }
-  TokenFolder(const TokenFolder&) = delete;
-  TokenFolder& operator=(const TokenFolder&) = delete;
-  ~TokenFolder() { std::filesystem::remove_all(path_); }
-
-  std::string Path(const std::string& name) const { return path_ + "/" + name; }
-  /// As an administrator should do it.
-  void Replace(const std::string& name, const std::string& text, mode_t mode = 0644) const {
-    std::ofstream(Path("fresh")) << text;
-    chmod(Path("fresh").c_str(), mode);
-    std::filesystem::rename(Path("fresh"), Path(name));
-  }
-  std::string Read(const std::string& name) const {
-    std::ifstream file(Path(name));
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
- private:
-  std::string path_;
-};
+/// As an administrator should do it.
+inline void Replace(const std::string& path, const std::string& text, mode_t mode = 0644) {
+  const auto fresh = path + ".fresh";
+  std::ofstream(fresh) << text;
+  chmod(fresh.c_str(), mode);
+  std::filesystem::rename(fresh, path);
+}
 
 /// Keeps what is logged.
 class KeptLog final : public Mirel::Log::Logger {
