@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -97,33 +96,22 @@ TEST_F(CallAuditTest, ACallWithoutAResultIsRecordedWhenItIsLetGo) {
   EXPECT_TRUE(log.empty());
   held.clear();
   EXPECT_EQ(log, (std::vector<std::string>{"api.call root a:b bad"}));
-
-  activation = Mirel::Core::AsyncActivation::GetInstance(nullptr);
-  provider->script = [](const auto&) { throw std::runtime_error("handler"); };
-  EXPECT_THROW(Invoke(), std::runtime_error);
-  EXPECT_EQ(log.size(), 2U);
 }
 
 TEST(AuditContext, TheRecordIsBuiltOnce) {
   std::shared_ptr<AuditRecord> written;
   Api::AuditContext<AuditRecord> context([&](const auto& record, bool) { written = record; });
-  EXPECT_THROW(context.Prepare(), std::bad_optional_access);
+  EXPECT_THROW(context.SetResultCode(0), std::bad_optional_access);
+  std::string texts[] = {"a", "b", "early", "late"};
   Api::AuditContext<AuditRecord> told([&](const auto& record, bool) { written = record; });
-  std::string service = "a";
-  std::string operation = "b";
-  std::string subject = "early";
-  told.SetService(service);
-  told.SetOperation(operation);
-  told.SetSubject(subject);
-  EXPECT_EQ(service + operation + subject, "");
+  told.SetService(texts[0]);
+  told.SetOperation(texts[1]);
+  told.SetSubject(texts[2]);
   told.Prepare();
-  subject = "late";
-  told.SetSubject(subject);
-  EXPECT_EQ(subject, "early");
-  EXPECT_EQ(written, nullptr);
+  told.SetSubject(texts[3]);
+  EXPECT_EQ(texts[0] + texts[1] + texts[2] + texts[3], "early");
   told.SetResultCode(0);
   EXPECT_EQ(*written, (AuditRecord{{"eventID", "api.call"}, {"subject", "early"}, {"object", "a:b"}}));
-  Api::AuditContext<AuditRecord>(nullptr).SetResultCode(0);
 }
 
 TEST(WriteAuditRecord, ReachesTheHostsLog) {

@@ -34,14 +34,11 @@ inline std::shared_ptr<Mirel::Core::AsyncActivation> MakeActivation(
       std::make_shared<const Mirel::Core::ExecutionContext>(std::move(context)));
 }
 
-/// One call through the provider; gives "served", the error's text, or nothing when no answer came in the
-/// caller's stack.
+/// One call; gives "served", the error's text, or nothing when no answer came before the return.
 inline std::string Call(Mirel::Core::AsyncApiProvider& provider,
-                        const std::shared_ptr<Mirel::Core::AsyncActivation>& activation,
-                        const Mirel::Core::MethodIdentifier& method = {"a", "b"}) {
-  // Held by the callback, which may be called after the return.
+                        const std::shared_ptr<Mirel::Core::AsyncActivation>& activation) {
   auto answer = std::make_shared<std::string>();
-  provider.Invoke(std::make_shared<const Mirel::Core::MethodIdentifier>(method), nullptr, activation,
+  provider.Invoke(std::make_shared<const Mirel::Core::MethodIdentifier>(), nullptr, activation,
                   Mirel::Core::AsyncApiResultCb([answer](const auto& result, const auto&, auto&&) {
                     *answer += result->error ? result->error->ToString() : "served";
                   }));
