@@ -108,6 +108,18 @@ class DaemonProcess {
   pid_t pid_;
 };
 
+/// The header line of a caller with a token of this host, made by the tool beside the daemon.
+std::string Authorization(const std::string& daemonProgram) {
+  const auto tool = daemonProgram.substr(0, daemonProgram.rfind('/') + 1) + "hesper-host";
+  FILE* output = popen((tool + " token --subject bench --entitlement GUEST_DATA_ACCESS").c_str(), "r");
+  char token[4096] = "";
+  if (!output || !std::fgets(token, sizeof token, output) || pclose(output) != 0)
+    throw std::runtime_error("no token");
+  return "Authorization: Bearer " + std::string(token, std::strcspn(token, "\n")) + "\r\n";
+}
+
+std::string authorization;
+
 int OpenSubscription() {
   const int fd = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address{};
@@ -119,10 +131,9 @@ int OpenSubscription() {
   const std::string body =
       R"({"jsonrpc":"2.0","id":1,"method":"com.tessaly.norn.hesper.guest_data.subscribe",)"
       R"("params":{"input":{"spec":{"vm_id_type":"MGR_VM_ID"}}}})";
-  const std::string request =
-      "POST /api HTTP/1.1\r\nContent-Type: application/json\r\n"
-      "Accept: application/vnd.tessaly.mirel.clean.stream.json\r\nContent-Length: " +
-      std::to_string(body.size()) + "\r\n\r\n" + body;
+  const std::string request = "POST /api HTTP/1.1\r\nContent-Type: application/json\r\n" + authorization +
+                              "Accept: application/vnd.tessaly.mirel.clean.stream.json\r\nContent-Length: " +
+                              std::to_string(body.size()) + "\r\n\r\n" + body;
   if (send(fd, request.data(), request.size(), 0) != static_cast<ssize_t>(request.size())) {
     throw std::runtime_error("send");
   }
@@ -369,6 +380,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: endToEnd DAEMON_PROGRAM [TEXT_BYTES SUBSCRIBERS]\n");
     return 64;
   }
+  authorization = Authorization(argv[1]);
   Bench bench(argv[1]);
   std::printf(
       "| case | text B | subs | pubs/s | deliv/s | CPU us/pub | CPU us/deliv | p50 us | p99 us | MiB | lost "

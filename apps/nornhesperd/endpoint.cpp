@@ -1,30 +1,18 @@
 #include "apps/nornhesperd/endpoint.h"
 
-#include <fstream>
-#include <list>
-#include <mutex>
 #include <utility>
 
 #include <boost/asio/ip/tcp.hpp>
 
 #include "apps/nornhesperd/globalContext.h"
-#include "apps/nornhesperd/guestDataImpl.h"
 #include "apps/nornhesperd/logMessage.h"
-#include "apps/nornhesperd/messageCatalogue.h"
 #include "apps/nornhesperd/mirelLogAdapter.h"
-#include "bindings/guestDataService.h"
-#include "framework/authz/authzInfo.h"
-#include "framework/authz/loadAuthzInfoMetadata.h"
+#include "apps/nornhesperd/providerChain.h"
 #include "framework/metadata/metadataContainer.h"
 #include "framework/metadata/providerHelper.h"
-#include "framework/provider/asyncApiInterfaceConcurrentContainer.h"
-#include "framework/provider/asyncLocalProvider.h"
 #include "framework/provider/enqueuer.h"
 #include "framework/provider/localization.h"
 #include "framework/transport/asioTcpApiServer.h"
-#include "lib/sarnMirel/corvaneWrapLogger.h"
-#include "platform/corvane/log.h"
-#include "platform/corvane/panic.h"
 #include "platform/corvane/paths.h"
 
 namespace NornHesper {
@@ -32,7 +20,6 @@ namespace {
 
 namespace Metadata = Mirel::Provider::Metadata;
 using Metadata::ProviderHelper;
-using Mirel::Log::SeverityLevel;
 
 constexpr const char kComponent[] = "com.tessaly.norn.hesper";
 constexpr std::chrono::nanoseconds kReadTimeout = std::chrono::minutes(20);
@@ -53,34 +40,6 @@ Result LoadFile(const std::string& kind, Load load, const std::string& component
   return result;
 }
 
-std::shared_ptr<Mirel::Log::Logger> MakeWrappedLogger(const char* name) {
-  return std::make_shared<SarnMirel::CorvaneWrapLoggger>(
-      Corvane::Service::Logger::sDefaultLogger->CreateLogger(name));
-}
-
-/// The localizer of the daemon's own messages.
-std::shared_ptr<const Mirel::L10n::Localizer> MakeServiceLocalizer() {
-  return std::make_shared<const Mirel::L10n::Localizer>(
-      std::list<std::string>{"en_US"}, &MessageCatalogueLookup,
-      Mirel::L10n::LocalizerHelpers::GetDefaultFormatter(), Mirel::L10n::LocalizerSpec{});
-}
-
-/// Which operation demands which entitlement. A daemon that does not know who may do what does not run.
-std::shared_ptr<Mirel::Authz::AuthzInfo> LoadAuthzInfo(const std::string& fileName,
-                                                       const std::shared_ptr<Mirel::Log::Logger>& logger) {
-  auto info = std::make_shared<Mirel::Authz::AuthzInfo>();
-  Mirel::Log::Write(logger, SeverityLevel::Info, "Loading authz metadata file:", fileName);
-  std::ifstream file(fileName);
-  Mirel::MessageList messages;
-  const bool loaded =
-      file.is_open() && Mirel::Authz::Metadata::LoadAuthzInfoMetadata::Load(file, info, logger, messages);
-  if (!loaded)
-    Mirel::Log::Write(logger, SeverityLevel::Error, "Error loading authz metadata file:", fileName);
-  file.close();
-  VERIFY(loaded);
-  return info;
-}
-
 }  // namespace
 
 Result LoadCliFile(const std::string& component, const std::string& fileName,
@@ -97,38 +56,6 @@ Result LoadAuthnFile(const std::string& component, const std::string& fileName,
                      const std::shared_ptr<Metadata::Authentication::MetadataContainer>& container) {
   return LoadFile("Authn", ProviderHelper::LoadAuthnMetadataFile, component, fileName, container);
 }
-
-template <typename Enqueuer>
-std::shared_ptr<Mirel::Core::AsyncApiProvider> CreateLocalProvider(
-    const Enqueuer& enqueuer, std::shared_ptr<Metadata::Cli::MetadataContainer> cli,
-    std::shared_ptr<Metadata::Metamodel::MetadataContainer> metamodel,
-    std::shared_ptr<Metadata::Authentication::MetadataContainer> authn) {
-  using Com::Tessaly::Norn::Hesper::GuestDataSvc::AsyncServiceBinder;
-  using Com::Tessaly::Norn::Hesper::GuestDataSvc::GuestDataImpl;
-  using Container = Mirel::Provider::AsyncApiInterfaceConcurrentContainer<std::mutex>;
-
-  std::list<std::shared_ptr<const Mirel::Provider::AsyncApiInterface>> interfaces;
-  interfaces.push_back(
-      AsyncServiceBinder::BindImplementation(std::make_shared<GuestDataImpl>(), MakeServiceLocalizer()));
-  interfaces.splice(interfaces.end(), ProviderHelper::CliInterfaces(cli));
-  interfaces.splice(interfaces.end(), ProviderHelper::MetamodelInterfaces(metamodel));
-  interfaces.splice(interfaces.end(), ProviderHelper::AuthnInterfaces(authn));
-
-  const auto provider = std::make_shared<Mirel::Provider::AsyncLocalProvider<std::mutex>>(
-      enqueuer, Container::GetInstance(interfaces));
-  provider->AddIntrospectionServices();
-
-  const auto authzInfo = LoadAuthzInfo(Corvane::Paths::kMetadataFile, MakeWrappedLogger("AuthzHandler"));
-
-  // Every call passes the chain from its head; further links are wrapped around the provider here, the
-  // innermost first: authorization by authzInfo, token, user and password, audit.
-  return provider;
-}
-
-template std::shared_ptr<Mirel::Core::AsyncApiProvider> CreateLocalProvider<Mirel::Asio::Enqueuer>(
-    const Mirel::Asio::Enqueuer&, std::shared_ptr<Metadata::Cli::MetadataContainer>,
-    std::shared_ptr<Metadata::Metamodel::MetadataContainer>,
-    std::shared_ptr<Metadata::Authentication::MetadataContainer>);
 
 NornHesperApi::NornHesperApi(std::uint16_t port) : port_(port) {}
 

@@ -6,12 +6,6 @@
 
 #include "apps/nornhesperd/result.h"
 
-namespace Mirel::Asio {
-class Enqueuer;
-}
-namespace Mirel::Core {
-class AsyncApiProvider;
-}
 namespace Mirel::Provider::Metadata {
 namespace Cli {
 class MetadataContainer;
@@ -54,12 +48,5 @@ Result LoadMetamodelFile(
 Result LoadAuthnFile(
     const std::string& component, const std::string& fileName,
     const std::shared_ptr<Mirel::Provider::Metadata::Authentication::MetadataContainer>& container);
-
-/// Builds the provider chain and gives its head.
-template <typename Enqueuer>
-std::shared_ptr<Mirel::Core::AsyncApiProvider> CreateLocalProvider(
-    const Enqueuer& enqueuer, std::shared_ptr<Mirel::Provider::Metadata::Cli::MetadataContainer> cli,
-    std::shared_ptr<Mirel::Provider::Metadata::Metamodel::MetadataContainer> metamodel,
-    std::shared_ptr<Mirel::Provider::Metadata::Authentication::MetadataContainer> authn);
 
 }  // namespace NornHesper

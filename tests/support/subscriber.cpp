@@ -6,6 +6,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <stdexcept>
 #include <utility>
 
@@ -92,12 +93,25 @@ void Connection::Reset() {
   close(std::exchange(fd_, -1));
 }
 
+const std::string& Authorized() {
+  static const std::string header = [] {
+    FILE* output = popen(HESPER_HOST_PROGRAM " token --subject tests --entitlement GUEST_DATA_ACCESS", "r");
+    char token[4096] = "";
+    if (!output || !fgets(token, sizeof token, output) || pclose(output) != 0) {
+      throw std::runtime_error("no token");
+    }
+    const std::string_view line(token);
+    return "Authorization: Bearer " + std::string(line.substr(0, line.find('\n'))) + "\r\n";
+  }();
+  return header;
+}
+
 std::string CallRequest(std::string_view method, std::string_view input, std::string_view accept,
-                        std::string_view moreHeaders) {
+                        std::string_view moreHeaders, std::string_view authorization) {
   const auto body = R"({"jsonrpc":"2.0","id":1,"method":")" + std::string(method) +
                     R"(","params":{"input":)" + std::string(input) + "}}";
   return "POST /api HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\nAccept: " +
-         std::string(accept) + "\r\n" + std::string(moreHeaders) +
+         std::string(accept) + "\r\n" + std::string(authorization) + std::string(moreHeaders) +
          "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 

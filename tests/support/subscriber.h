@@ -31,9 +31,12 @@ class Connection {
   std::string pending_;
 };
 
+/// The header line of a caller who may do everything, with a token that this host's daemon accepts.
+const std::string& Authorized();
+
 /// A POST request with a JSON-RPC call in its body.
 std::string CallRequest(std::string_view method, std::string_view input, std::string_view accept,
-                        std::string_view moreHeaders = "");
+                        std::string_view moreHeaders = "", std::string_view authorization = Authorized());
 
 /// A subscription that reads its stream frame by frame.
 class Subscriber {

@@ -1,0 +1,117 @@
+#include "apps/nornhesperd/providerChain.h"
+
+#include <fstream>
+#include <list>
+#include <mutex>
+#include <ranges>
+#include <utility>
+#include <vector>
+
+#include "apps/nornhesperd/auditCallable.h"
+#include "apps/nornhesperd/endpointAuthn.h"
+#include "apps/nornhesperd/guestDataImpl.h"
+#include "apps/nornhesperd/messageCatalogue.h"
+#include "bindings/guestDataService.h"
+#include "framework/authz/asyncAuthzFilter.h"
+#include "framework/authz/authzInfo.h"
+#include "framework/authz/loadAuthzInfoMetadata.h"
+#include "framework/metadata/metadataContainer.h"
+#include "framework/metadata/providerHelper.h"
+#include "framework/provider/asyncApiInterfaceConcurrentContainer.h"
+#include "framework/provider/asyncAuthnFilter.h"
+#include "framework/provider/asyncLocalProvider.h"
+#include "framework/provider/callRegistrar.h"
+#include "framework/provider/enqueuer.h"
+#include "framework/provider/localization.h"
+#include "lib/sarnMirel/corvaneWrapLogger.h"
+#include "lib/sarnMirel/userPassHandler.h"
+#include "platform/corvane/authenticate.h"
+#include "platform/corvane/log.h"
+#include "platform/corvane/panic.h"
+#include "platform/corvane/paths.h"
+#include "platform/token/jwtEntitlementChecker.h"
+#include "platform/token/tokenHandler.h"
+
+namespace NornHesper {
+namespace {
+
+namespace Metadata = Mirel::Provider::Metadata;
+using Corvane::Service::Logger;
+using Metadata::ProviderHelper;
+using Mirel::Log::SeverityLevel;
+using ProviderPtr = std::shared_ptr<Mirel::Core::AsyncApiProvider>;
+using LoggerPtr = std::shared_ptr<Mirel::Log::Logger>;
+
+LoggerPtr MakeWrappedLogger(const char* name) {
+  return std::make_shared<SarnMirel::CorvaneWrapLoggger>(Logger::sDefaultLogger->CreateLogger(name));
+}
+
+/// The localizer of the daemon's own messages.
+std::shared_ptr<const Mirel::L10n::Localizer> MakeServiceLocalizer() {
+  return std::make_shared<const Mirel::L10n::Localizer>(
+      std::list<std::string>{"en_US"}, &MessageCatalogueLookup,
+      Mirel::L10n::LocalizerHelpers::GetDefaultFormatter(), Mirel::L10n::LocalizerSpec{});
+}
+
+/// Which operation demands which entitlement. A daemon that does not know who may do what does not run.
+std::shared_ptr<Mirel::Authz::AuthzInfo> LoadAuthzInfo(const std::string& fileName, const LoggerPtr& logger) {
+  auto info = std::make_shared<Mirel::Authz::AuthzInfo>();
+  Mirel::Log::Write(logger, SeverityLevel::Info, "Loading authz metadata file:", fileName);
+  std::ifstream file(fileName);
+  Mirel::MessageList messages;
+  const bool loaded =
+      file.is_open() && Mirel::Authz::Metadata::LoadAuthzInfoMetadata::Load(file, info, logger, messages);
+  if (!loaded)
+    Mirel::Log::Write(logger, SeverityLevel::Error, "Error loading authz metadata file:", fileName);
+  file.close();
+  VERIFY(loaded);
+  return info;
+}
+
+std::list<std::shared_ptr<Mirel::Authn::AuthnHandler>> MakeAuthnHandlers() {
+  return {std::make_shared<SarnMirel::Authn::UserPassHandler>(
+              &Authenticate, Logger::sDefaultLogger->CreateLogger("NornHesperUserPassHandler"),
+              &UserPassCustomizeAuthDataCb),
+          std::make_shared<Norn::Authn::TokenHandler>(MakeWrappedLogger("NornHesperJWTHandler"))};
+}
+
+}  // namespace
+
+template <typename Enqueuer>
+ProviderPtr CreateLocalProvider(const Enqueuer& enqueuer,
+                                std::shared_ptr<Metadata::Cli::MetadataContainer> cli,
+                                std::shared_ptr<Metadata::Metamodel::MetadataContainer> metamodel,
+                                std::shared_ptr<Metadata::Authentication::MetadataContainer> authn) {
+  using Com::Tessaly::Norn::Hesper::GuestDataSvc::AsyncServiceBinder;
+  using Com::Tessaly::Norn::Hesper::GuestDataSvc::GuestDataImpl;
+  using Container = Mirel::Provider::AsyncApiInterfaceConcurrentContainer<std::mutex>;
+
+  std::list<std::shared_ptr<const Mirel::Provider::AsyncApiInterface>> interfaces;
+  interfaces.push_back(
+      AsyncServiceBinder::BindImplementation(std::make_shared<GuestDataImpl>(), MakeServiceLocalizer()));
+  interfaces.splice(interfaces.end(), ProviderHelper::CliInterfaces(cli));
+  interfaces.splice(interfaces.end(), ProviderHelper::MetamodelInterfaces(metamodel));
+  interfaces.splice(interfaces.end(), ProviderHelper::AuthnInterfaces(authn));
+
+  const auto provider = std::make_shared<Mirel::Provider::AsyncLocalProvider<std::mutex>>(
+      enqueuer, Container::GetInstance(interfaces));
+  provider->AddIntrospectionServices();
+
+  const auto authzLogger = MakeWrappedLogger("AuthzHandler");
+  const auto authzInfo = LoadAuthzInfo(Corvane::Paths::kMetadataFile, authzLogger);
+  ProviderPtr head = std::make_shared<Mirel::Authz::Filter::AsyncAuthzFilter>(
+      enqueuer, provider, authzInfo,
+      std::make_shared<NornToken::Authz::JwtEntitlementCheckerImpl>(authzLogger), authzLogger);
+  // Each filter wraps what stands so far, so that the list's first handler is asked first.
+  for (const auto& handler : MakeAuthnHandlers() | std::views::reverse) {
+    head = std::make_shared<Mirel::Authn::Filter::AsyncAuthnFilter>(head, handler);
+  }
+  return std::make_shared<Mirel::Observer::CallRegistrar<AuditRecord>>(head, &WriteAuditRecord);
+}
+
+template ProviderPtr CreateLocalProvider<Mirel::Asio::Enqueuer>(
+    const Mirel::Asio::Enqueuer&, std::shared_ptr<Metadata::Cli::MetadataContainer>,
+    std::shared_ptr<Metadata::Metamodel::MetadataContainer>,
+    std::shared_ptr<Metadata::Authentication::MetadataContainer>);
+
+}  // namespace NornHesper

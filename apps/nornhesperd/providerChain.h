@@ -1,0 +1,31 @@
+#pragma once
+
+#include <memory>
+
+namespace Mirel::Core {
+class AsyncApiProvider;
+}
+namespace Mirel::Provider::Metadata {
+namespace Cli {
+class MetadataContainer;
+}
+namespace Metamodel {
+class MetadataContainer;
+}
+namespace Authentication {
+class MetadataContainer;
+}
+}  // namespace Mirel::Provider::Metadata
+
+namespace NornHesper {
+
+/// Builds the chain of providers that every call passes, and gives its head. A call meets, in this order: the
+/// audit, the check of user and password, the check of a token, the authorization, and the provider that
+/// finds the operation. Ends the process when the authorization table can't be loaded.
+template <typename Enqueuer>
+std::shared_ptr<Mirel::Core::AsyncApiProvider> CreateLocalProvider(
+    const Enqueuer& enqueuer, std::shared_ptr<Mirel::Provider::Metadata::Cli::MetadataContainer> cli,
+    std::shared_ptr<Mirel::Provider::Metadata::Metamodel::MetadataContainer> metamodel,
+    std::shared_ptr<Mirel::Provider::Metadata::Authentication::MetadataContainer> authn);
+
+}  // namespace NornHesper
