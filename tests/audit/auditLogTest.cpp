@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -20,8 +20,10 @@ TEST(TessalyAudit, OneLineOfJsonARecord) {
   EXPECT_EQ(TextOf(record["items"], "key"), "value");
   EXPECT_EQ(TextOf(record["items"], "empty"), "");
   EXPECT_EQ(record["items"].MemberCount(), 2U);
-  EXPECT_TRUE(
-      std::regex_match(TextOf(record, "time"), std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z)")));
+  auto time = TextOf(record, "time");
+  std::replace_if(
+      time.begin(), time.end(), [](char c) { return c >= '0' && c <= '9'; }, '0');
+  EXPECT_EQ(time, "0000-00-00T00:00:00.000000Z");
 
   TessalyAudit_LogList(nullptr, nullptr, nullptr, false, nullptr);
   const auto bare = LastRecord();
