@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <optional>
 #include <stdexcept>
 
 #include "platform/krell/host.h"
@@ -29,6 +30,7 @@ struct Options {
   std::string payloadFile;
   bool raw = false;
   bool serveHistory = false;
+  bool lines = false;
   double timeout = 5;
   std::uint64_t sequence = 1;
   Tools::Publication publication;
@@ -90,6 +92,9 @@ int PublishOnce(const Options& options) {
 }
 
 int ServeHistory(const Options& options) {
+  // Read before signals are blocked: until there is something to publish, a signal simply ends the program.
+  const std::optional<std::string> payload =
+      options.lines ? std::nullopt : std::optional<std::string>(ReadPayload(options));
   // Blocked before anything waits, so that a signal that comes at once is not lost.
   sigset_t signals;
   sigemptyset(&signals);
@@ -99,8 +104,8 @@ int ServeHistory(const Options& options) {
   Tools::HistoryServer server({options.port, Timeout(options), options.sequence, options.publication},
                               Krell::GuestSocket(options.cid, options.fromPort),
                               Krell::GuestSocket(options.cid, options.historyPort));
-  if (options.payloadFile.empty()) return server.Run(STDIN_FILENO);
-  server.Publish(ReadPayload(options));
+  if (!payload) return server.Run(STDIN_FILENO);
+  server.Publish(*payload);
   return server.Run(-1);
 }
 
@@ -129,8 +134,11 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--create-time", options.publication.createTime, "RFC 3339 date-time (default: now)")
       ->excludes(raw);
   auto* serve = app.add_flag("--serve-history", options.serveHistory,
-                             "publish each line of standard input, stay, and answer requests for history");
+                             "stay, keep what was published, and answer requests for history");
   serve->excludes(raw);
+  app.add_flag("--lines", options.lines, "each line of standard input is the payload of one more publication")
+      ->needs(serve)
+      ->excludes("--payload-file");
   app.add_option("--history-port", options.historyPort, "the guest's port for requests for history")
       ->check(port)
       ->capture_default_str()

@@ -157,16 +157,26 @@ class Printer {
     answer.Parse<rapidjson::kParseIterativeFlag>(frame.data(), frame.size());
     if (answer.HasParseError() || !answer.IsObject())
       throw std::runtime_error("an element is no JSON object");
-    const char* member = answer.HasMember("error") ? "error" : "result";
-    if (!answer.HasMember(member)) throw std::runtime_error("an element has neither a result nor an error");
+    const auto error = answer.FindMember("error");
+    if (error != answer.MemberEnd()) throw std::runtime_error(ErrorText(error->value));
+    const auto result = answer.FindMember("result");
+    if (result == answer.MemberEnd())
+      throw std::runtime_error("an element has neither a result nor an error");
     rapidjson::StringBuffer line;
     JsonWriter writer(line);
-    answer[member].Accept(writer);
-    if (*member == 'e') throw std::runtime_error(line.GetString());
+    result->value.Accept(writer);
     std::fwrite(line.GetString(), 1, line.GetSize(), stdout);
     std::fputc('\n', stdout);
     if (std::fflush(stdout) != 0) throw std::runtime_error("standard output is closed");
     done_ = count_ != 0 && ++printed_ == count_;
+  }
+
+  static std::string ErrorText(const rapidjson::Value& error) {
+    constexpr const char* kUnknown = "the call was refused";
+    if (!error.IsObject()) return kUnknown;
+    const auto message = error.FindMember("message");
+    if (message == error.MemberEnd() || !message->value.IsString()) return kUnknown;
+    return message->value.GetString();
   }
 
   FrameReader frames_;

@@ -6,7 +6,7 @@ _hesper_publish() {
     --cid | --topic | --port | --from-port | --timeout | --sequence | --token | --category | --create-time | \
       --history-port) COMPREPLY=() ;;
     *) mapfile -t COMPREPLY < <(compgen -W '--cid --topic --payload-file --raw --port --from-port --timeout
-         --sequence --token --category --create-time --serve-history --history-port --help' -- "$current") ;;
+         --sequence --token --category --create-time --serve-history --lines --history-port --help' -- "$current") ;;
   esac
 }
 complete -F _hesper_publish hesper-publish

@@ -178,7 +178,7 @@ TEST_F(PublishTest, RefusesWhatCannotBeSent) {
 
 TEST_F(PublishTest, ServesHistoryToTheOneThatAsks) {
   auto arguments = arguments_;
-  arguments.insert(arguments.end(), {"--serve-history", "--timeout", "3"});
+  arguments.insert(arguments.end(), {"--serve-history", "--lines", "--timeout", "3"});
   Program guest("hesper-publish", arguments);
   guest.Write("one\ntwo\n");
   EXPECT_EQ(Serve(Good(1)), TextOf(1, "", "b25l"));
