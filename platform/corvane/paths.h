@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sysroot.h>
+
 // The fixed paths of the system. NORNHESPER_SYSROOT, empty on a real host, is set when the tree is configured
 // and lets a build run from its own folder. Nothing moves these paths at run time.
 namespace Corvane::Paths {
