@@ -21,7 +21,7 @@ namespace {
 namespace GuestDataSvc = Com::Tessaly::Norn::Hesper::GuestDataSvc;
 using Com::Tessaly::Norn::Hesper::VmIdentifierType;
 
-/// A client that takes each element at once: the next result object is there when the element has been fired.
+// A client that takes each element at once: the next result object is there when the element has been fired.
 class EagerClient {
  public:
   GuestDataSvc::ResultCb MakeResult() {
@@ -50,7 +50,7 @@ constexpr const char kText[] =
     R"({"header":{"sequence":7,"createTime":"2026-11-24T21:15:00Z","topic":"app.web.load","token":"t"},)"
     R"("payload":{"category":"c","base64":"MTI="}})";
 
-/// Every eighth subscription matches, and always the first one.
+// Every eighth subscription matches, and always the first one.
 void BM_Dispatch(benchmark::State& state) {
   auto* context = NornHesper::GlobalContext::Get();
   static const bool initialized = !context->GetPublicationSchema().Init().HasErrors();

@@ -40,7 +40,7 @@ std::uint64_t NowNs() {
   return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
 }
 
-/// A publication text of exactly that size; its topic tells when it was sent.
+// A publication text of exactly that size; its topic tells when it was sent.
 std::string Text(std::uint64_t sequence, std::size_t size) {
   char header[256];
   const int length =
@@ -108,7 +108,7 @@ class DaemonProcess {
   pid_t pid_;
 };
 
-/// The header line of a caller with a token of this host, made by the tool beside the daemon.
+// The header line of a caller with a token of this host, made by the tool beside the daemon.
 std::string Authorization(const std::string& daemonProgram) {
   const auto tool = daemonProgram.substr(0, daemonProgram.rfind('/') + 1) + "hesper-host";
   FILE* output = popen((tool + " token --subject bench --entitlement GUEST_DATA_ACCESS").c_str(), "r");
@@ -140,7 +140,7 @@ int OpenSubscription() {
   return fd;
 }
 
-/// Reads all streams and acknowledgements, and notes what came when.
+// Reads all streams and acknowledgements, and notes what came when.
 class Receiver {
  public:
   Receiver(std::vector<Krell::GuestSocket>& guests, std::size_t subscribers) : epoll_(epoll_create1(0)) {
@@ -161,7 +161,7 @@ class Receiver {
 
   std::uint64_t Acknowledged() const { return acknowledged_; }
   std::uint64_t Deliveries() const { return deliveries_; }
-  /// Publications that every stream has received.
+  // Publications that every stream has received.
   std::uint64_t Delivered() const { return streams_.empty() ? acknowledged_.load() : slowest_.load(); }
   std::vector<std::uint64_t> latencies;  // ns; to be read when all is quiet
 
@@ -239,7 +239,7 @@ struct Case {
   const char* name;
   std::size_t textSize;
   std::size_t subscribers;
-  /// Publications a second; 0: as fast as the slowest subscriber takes them.
+  // Publications a second; 0: as fast as the slowest subscriber takes them.
   double rate;
   double seconds;
 };
@@ -301,7 +301,7 @@ class Bench {
     std::fflush(stdout);
   }
 
-  /// All VMs known to the daemon, a thousand subscribers that get nothing more.
+  // All VMs known to the daemon, a thousand subscribers that get nothing more.
   void RunMemory() {
     DaemonProcess daemon(program_, folder_);
     std::vector<int> idle;
@@ -321,7 +321,7 @@ class Bench {
     guests_[number % kVms].Send(kVmPort, Text(number, size));
   }
 
-  /// Until every subscription is seen to be there, and every VM is known.
+  // Until every subscription is seen to be there, and every VM is known.
   void WarmUp(Receiver& receiver, const Case& test) {
     std::this_thread::sleep_for(std::chrono::seconds(1));  // the VMs' allowances fill up
     for (std::uint32_t i = 0; i < kVms; ++i) {
@@ -354,7 +354,7 @@ class Bench {
     return sent;
   }
 
-  /// Until nothing has come for a while.
+  // Until nothing has come for a while.
   void Settle(Receiver& receiver) {
     lastChange_ = NowNs();
     auto last = receiver.Acknowledged() + receiver.Deliveries();

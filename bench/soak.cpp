@@ -53,7 +53,7 @@ Sample Measure(const Daemon& daemon) {
   return sample;
 }
 
-/// Latencies of the steady publications since the last look, in microseconds.
+// Latencies of the steady publications since the last look, in microseconds.
 class Latencies {
  public:
   void Add(std::int64_t nanoseconds) {
@@ -76,7 +76,7 @@ class Latencies {
   std::vector<std::int64_t> values_;
 };
 
-/// What runs until the soak ends, each in a thread of its own.
+// What runs until the soak ends, each in a thread of its own.
 class Soak {
  public:
   explicit Soak(std::chrono::seconds length) : length_(length), daemon_({.settings = LogSettings()}) {}
@@ -137,7 +137,7 @@ class Soak {
     threads_.emplace_back([this, work] { Guarded(work); });
   }
 
-  /// Each steady guest once a second, which is half of its allowance.
+  // Each steady guest once a second, which is half of its allowance.
   void PublishSteadily() {
     std::vector<Krell::GuestSocket> guests;
     for (const auto& vm : vms_) guests.emplace_back(vm->cid());
@@ -202,7 +202,7 @@ class Soak {
     }
   }
 
-  /// Good keys, half of a file, and good keys again; the last good ones have to stay in force all the time.
+  // Good keys, half of a file, and good keys again; the last good ones have to stay in force all the time.
   void KeysChange() {
     for (std::size_t round = 0; !stop_; ++round) {
       WriteKeys(round % 2 == 0 ? keys_.substr(0, keys_.size() / 2) : keys_);
@@ -233,7 +233,7 @@ class Soak {
     std::filesystem::rename(temporary, Corvane::Paths::kTokenKeysFile);
   }
 
-  /// Of what was sent since the subscription stood. One may be on its way.
+  // Of what was sent since the subscription stood. One may be on its way.
   std::int64_t Lost() const { return sent_ - sentBeforeFirst_ - received_; }
 
   Sample Report(const char* name) {

@@ -22,8 +22,8 @@ std::shared_ptr<const MethodResult> Untyped(const boost::optional<DynamicStructu
   return error ? MethodResult::GetErrorInstance(error) : MethodResult::GetInstance(value->value);
 }
 
-/// Makes the service's typed answer object of the transport's untyped one, and each later one of the series
-/// in the same way.
+// Makes the service's typed answer object of the transport's untyped one, and each later one of the series
+// in the same way.
 ResultCb MakeResultCb(std::shared_ptr<const AsyncApiResultCb> untyped) {
   ResultCb::ResultCb callbacks;
   callbacks.first = [untyped = std::move(untyped)](

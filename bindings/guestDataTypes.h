@@ -9,11 +9,11 @@
 #include "framework/core/dataValue.h"
 #include "framework/core/dateTime.h"
 
-/// The structures of the guest data service, as its metadata describes them.
+// The structures of the guest data service, as its metadata describes them.
 namespace Com::Tessaly::Norn::Hesper {
 
-/// Which of a VM's identifiers a subscription speaks in. A newer client may send a kind that is not known
-/// here: it has the value 3, and its text stays in raw.
+// Which of a VM's identifiers a subscription speaks in. A newer client may send a kind that is not known
+// here: it has the value 3, and its text stays in raw.
 struct VmIdentifierType {
   struct Strings {
     static constexpr const char* values[] = {"MGR_VM_ID", "BIOS_UUID", "VM_UUID"};
@@ -25,14 +25,14 @@ struct VmIdentifierType {
   static constexpr std::uint32_t kUnknown = 3;
 
   static VmIdentifierType FromText(std::string text);
-  /// The printable name: of an unknown kind, the text that the client sent.
+  // The printable name: of an unknown kind, the text that the client sent.
   const std::string& ToString() const { return raw; }
 
   std::uint32_t value = kUnknown;
   std::string raw;
 };
 
-/// One VM, named in up to three kinds of identifiers; only the one that the subscription speaks in is read.
+// One VM, named in up to three kinds of identifiers; only the one that the subscription speaks in is read.
 struct VmFilterSpec {
   std::optional<std::string> mgrVmId;
   std::optional<std::string> biosUuid;
@@ -41,30 +41,30 @@ struct VmFilterSpec {
 
 using VmFilterSpecConstPtr = std::shared_ptr<const VmFilterSpec>;
 
-/// What a subscriber wants. An absent list takes everything; a present but empty one takes nothing.
+// What a subscriber wants. An absent list takes everything; a present but empty one takes nothing.
 struct SubscriptionSpec {
   VmIdentifierType vmIdType;
   std::optional<std::vector<VmFilterSpecConstPtr>> vmFilter;
   std::optional<std::vector<std::string>> topicPrefixes;
-  /// How far back to ask the guests for history, in seconds.
+  // How far back to ask the guests for history, in seconds.
   std::optional<std::int64_t> pastSeconds;
 };
 
-/// One element of a subscription's stream.
+// One element of a subscription's stream.
 struct ApplicationPublishResult {
   static constexpr const char* kStructureName = "com.tessaly.norn.hesper.ApplicationPublishResult";
 
-  /// The payload's bytes and their base64 text, shared with the publication and not copied.
+  // The payload's bytes and their base64 text, shared with the publication and not copied.
   std::shared_ptr<const ::Mirel::Data::BlobValue> payload;
   std::string topic;
   VmIdentifierType vmIdType;
-  /// Exactly one of the three is present: the kind that vmIdType names.
+  // Exactly one of the three is present: the kind that vmIdType names.
   std::optional<std::string> mgrVmId;
   std::optional<std::string> biosUuid;
   std::optional<std::string> vmUuid;
   ::Mirel::DateTime createTime;
   std::string token;
-  /// True when this element answers the subscription's request for history.
+  // True when this element answers the subscription's request for history.
   bool history = false;
 };
 

@@ -13,7 +13,7 @@ namespace {
 using namespace ::Mirel::Data;
 using ::Mirel::Provider::ArgumentError;
 
-/// A value together with its place in the arguments, for error texts.
+// A value together with its place in the arguments, for error texts.
 struct Argument {
   DataValuePtr value;
   std::string place;
@@ -40,7 +40,7 @@ const CompoundValue& AsStructure(const Argument& argument, std::initializer_list
   return structure;
 }
 
-/// The value of a field: null when it is missing, null, or an absent optional.
+// The value of a field: null when it is missing, null, or an absent optional.
 Argument Field(const CompoundValue& structure, const Argument& parent, const char* name) {
   Argument field{structure.GetField(name), parent.place + "." + name};
   if (const auto* optional = dynamic_cast<const OptionalValue*>(field.value.get())) {

@@ -25,7 +25,7 @@ void Require(bool condition) {
   if (!condition) std::abort();
 }
 
-/// The lines "name: value" of a text, names in lower case as the head parser leaves them.
+// The lines "name: value" of a text, names in lower case as the head parser leaves them.
 class HeaderLines final : public Mirel::Transport::HeaderRange {
  public:
   explicit HeaderLines(std::string& text) {

@@ -68,7 +68,7 @@ std::string Answer(const std::string& id, const Data::DataValuePtr& value) {
   return out.ToString();
 }
 
-/// The part of an answer that a request may have as its arguments.
+// The part of an answer that a request may have as its arguments.
 std::string ResultOf(const std::string& answer, const std::string& id) {
   const std::size_t head = std::strlen(R"({"jsonrpc":"2.0","id":,"result":)") + id.size();
   return answer.substr(head, answer.size() - head - 1);

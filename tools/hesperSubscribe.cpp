@@ -92,12 +92,12 @@ std::string RequestBody(const Options& options) {
   return {text.GetString(), text.GetSize()};
 }
 
-/// Cuts a stream of frames (size in hexadecimal, line end, text, line end) into its texts.
+// Cuts a stream of frames (size in hexadecimal, line end, text, line end) into its texts.
 class FrameReader {
  public:
   void Feed(std::string_view bytes) { buffer_.append(bytes); }
 
-  /// Gives nothing until a whole frame has come. Throws when the bytes are no frame.
+  // Gives nothing until a whole frame has come. Throws when the bytes are no frame.
   std::optional<std::string> Next() {
     const auto lineEnd = buffer_.find("\r\n");
     if (lineEnd == std::string::npos) {
@@ -128,8 +128,8 @@ class FrameReader {
   std::string buffer_;
 };
 
-/// Takes the answer as it comes and prints its elements. A fault is kept until the transfer has ended, since
-/// an exception must not pass through the C library in between.
+// Takes the answer as it comes and prints its elements. A fault is kept until the transfer has ended, since
+// an exception must not pass through the C library in between.
 class Printer {
  public:
   explicit Printer(std::uint64_t count) : count_(count) {}
@@ -191,7 +191,7 @@ std::size_t OnBody(char* bytes, std::size_t size, std::size_t count, void* print
   return static_cast<Printer*>(printer)->Take({bytes, size * count}) ? size * count : 0;
 }
 
-/// A secret from a file's first line, so that it does not show in the list of processes.
+// A secret from a file's first line, so that it does not show in the list of processes.
 std::string ReadSecret(const std::string& fileName) {
   std::ifstream file(fileName);
   std::string secret;

@@ -86,7 +86,7 @@ int HistoryServer::Run(int input) {
   return status_;
 }
 
-/// Sends what may be sent now, and gives up on what has no answer.
+// Sends what may be sent now, and gives up on what has no answer.
 void HistoryServer::Advance(Clock::time_point now) {
   while (!queue_.empty()) {
     Sending& first = queue_.front();
@@ -106,7 +106,7 @@ void HistoryServer::Advance(Clock::time_point now) {
   }
 }
 
-/// False if the text can't be sent at all.
+// False if the text can't be sent at all.
 bool HistoryServer::SendFirst(Clock::time_point now) {
   Sending& first = queue_.front();
   if (first.attempts == 0) first.sequence = nextSequence_++;

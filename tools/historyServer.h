@@ -12,25 +12,25 @@
 
 namespace Tools {
 
-/// A guest that publishes, keeps what it published, and publishes it again for the subscriptions that ask.
-/// It sends one text at a time, no faster than the daemon told it to, and once more if it hears nothing.
+// A guest that publishes, keeps what it published, and publishes it again for the subscriptions that ask.
+// It sends one text at a time, no faster than the daemon told it to, and once more if it hears nothing.
 class HistoryServer {
  public:
   struct Settings {
     std::uint32_t port = 7777;
     std::chrono::milliseconds timeout{5000};
     std::uint64_t firstSequence = 1;
-    /// Of every publication but its time and payload.
+    // Of every publication but its time and payload.
     Publication common;
   };
 
-  /// publications sends and hears the acknowledgements; requests is bound to the history port.
+  // publications sends and hears the acknowledgements; requests is bound to the history port.
   HistoryServer(Settings settings, Krell::GuestSocket publications, Krell::GuestSocket requests);
 
   void Publish(std::string payload);
-  /// Serves until SIGTERM or SIGINT comes, which the caller has blocked. Each line of input (a descriptor,
-  /// or -1) is one more payload. The acknowledgements of first publications go to standard output.
-  /// Gives the exit status: 0, or 1 if a publication was refused, or 2 if one had no answer.
+  // Serves until SIGTERM or SIGINT comes, which the caller has blocked. Each line of input (a descriptor,
+  // or -1) is one more payload. The acknowledgements of first publications go to standard output.
+  // Gives the exit status: 0, or 1 if a publication was refused, or 2 if one had no answer.
   int Run(int input);
 
  private:
@@ -45,7 +45,7 @@ class HistoryServer {
     std::optional<std::uint64_t> subscriber;
     std::uint64_t sequence = 0;
     int attempts = 0;
-    /// Until then an answer is waited for.
+    // Until then an answer is waited for.
     Clock::time_point deadline;
   };
 
@@ -63,14 +63,14 @@ class HistoryServer {
   std::uint64_t nextSequence_;
   std::string line_;
   std::deque<Kept> kept_;
-  /// The first one is on its way if it has attempts.
+  // The first one is on its way if it has attempts.
   std::deque<Sending> queue_;
   Clock::time_point nextSend_;
   unsigned rateLimit_ = 2;
   int status_ = 0;
 };
 
-/// The present, in the text form of RFC 3339.
+// The present, in the text form of RFC 3339.
 std::string CurrentTime();
 
 }  // namespace Tools

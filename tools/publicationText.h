@@ -8,10 +8,10 @@
 
 namespace Tools {
 
-/// The largest text that the daemon takes whole.
+// The largest text that the daemon takes whole.
 constexpr std::size_t largestText = 69608;
 
-/// One item of guest data, as it was published first.
+// One item of guest data, as it was published first.
 struct Publication {
   std::string createTime;
   std::string topic;
@@ -20,31 +20,31 @@ struct Publication {
   std::string payload;
 };
 
-/// The JSON text of a datagram. With subscribers it answers requests for history.
+// The JSON text of a datagram. With subscribers it answers requests for history.
 std::string PublicationText(const Publication& publication, std::uint64_t sequence,
                             const std::vector<std::uint64_t>& subscribers = {});
 
-/// What the daemon answers. Its text is no JSON when the diagnosis quotes a faulty text, so it is read by
-/// its lines, of which none before the diagnosis is the guest's.
+// What the daemon answers. Its text is no JSON when the diagnosis quotes a faulty text, so it is read by
+// its lines, of which none before the diagnosis is the guest's.
 struct Acknowledgement {
   std::optional<std::uint64_t> sequence;
   bool accepted = false;
-  /// Publications a second that this VM may send.
+  // Publications a second that this VM may send.
   unsigned rateLimit = 0;
 };
-/// Nothing if the text is no acknowledgement.
+// Nothing if the text is no acknowledgement.
 std::optional<Acknowledgement> ReadAcknowledgement(std::string_view text);
 
 struct HistoryRequest {
   std::uint64_t pastSeconds = 0;
   std::uint64_t id = 0;
-  /// All topics, if there are none.
+  // All topics, if there are none.
   std::vector<std::string> topicPrefixes;
 
-  /// Whether one of the prefixes is the topic or ends before one of its dots.
+  // Whether one of the prefixes is the topic or ends before one of its dots.
   bool Takes(std::string_view topic) const;
 };
-/// Nothing if the text is no request.
+// Nothing if the text is no request.
 std::optional<HistoryRequest> ReadHistoryRequest(const std::string& text);
 
 }  // namespace Tools

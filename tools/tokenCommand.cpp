@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Ten years: a token can't be taken back alone.
+// Ten years: a token can't be taken back alone.
 constexpr std::int64_t kLongestLife = 10LL * 366 * 24 * 3600;
 
 }  // namespace

@@ -8,17 +8,17 @@ namespace CLI {
 class App;
 }
 
-/// `hesper-host token`: prints a token that this host's daemon takes.
+// `hesper-host token`: prints a token that this host's daemon takes.
 class TokenCommand {
  public:
-  /// Keeps pointers to this object, which has to live as long as the app.
+  // Keeps pointers to this object, which has to live as long as the app.
   explicit TokenCommand(CLI::App& app);
   TokenCommand(const TokenCommand&) = delete;
   TokenCommand& operator=(const TokenCommand&) = delete;
 
-  /// Whether the command line asks for it.
+  // Whether the command line asks for it.
   bool IsAsked() const;
-  /// Throws NornToken::MintError.
+  // Throws NornToken::MintError.
   void Run() const;
 
  private:

@@ -21,7 +21,7 @@ using NornHesper::Result;
 
 constexpr const char kMessagePrefix[] = "com.tessaly.norn.hesper.guest_data.";
 
-/// Where the answer to a refused call goes, and in which language.
+// Where the answer to a refused call goes, and in which language.
 struct Call {
   const AsyncActivationPtr& activation;
   const ResultCb& result;
@@ -54,7 +54,7 @@ const std::optional<std::string>& SelectIdentifier(const VmIdentifierType& type,
   }
 }
 
-/// The wanted VMs and topics, checked. Each gives false when the call has been refused.
+// The wanted VMs and topics, checked. Each gives false when the call has been refused.
 bool ReadVmFilter(const SubscriptionSpec& spec, const Call& call,
                   std::optional<std::set<std::string>>& vmIds) {
   if (!spec.vmFilter) return true;

@@ -8,18 +8,18 @@
 
 namespace Com::Tessaly::Norn::Hesper::GuestDataSvc {
 
-/// The one service of the daemon. It has no state: a good call turns into a MessageStream, which the Registry
-/// keeps.
+// The one service of the daemon. It has no state: a good call turns into a MessageStream, which the Registry
+// keeps.
 class GuestDataImpl : public AsyncServiceInterface {
  public:
-  /// Answers at once only on a failure; otherwise the first answer is the first publication. Runs on the I/O
-  /// thread, and blocks it while it asks the guests for history.
+  // Answers at once only on a failure; otherwise the first answer is the first publication. Runs on the I/O
+  // thread, and blocks it while it asks the guests for history.
   void Subscribe(const std::shared_ptr<const SubscriptionSpec>& spec, const AsyncActivationPtr& activation,
                  const ResultCb& result) override;
 };
 
-/// The checks of the arguments. Each one that fails has already told the client through `result`, and the
-/// caller only has to stop.
+// The checks of the arguments. Each one that fails has already told the client through `result`, and the
+// caller only has to stop.
 NornHesper::Result ValidateVmIdentifierType(const VmIdentifierType& type,
                                             const AsyncActivationPtr& activation, const ResultCb& result);
 NornHesper::Result VmFilterSpecGetVmId(const VmIdentifierType& type, const VmFilterSpecConstPtr& filter,

@@ -19,7 +19,7 @@ using NornHesper::CidInfo;
 using NornHesper::GlobalContext;
 using NornHesper::PublicationPtr;
 
-/// The VM's identifier of the kind that a subscription speaks in. The service refuses unknown kinds.
+// The VM's identifier of the kind that a subscription speaks in. The service refuses unknown kinds.
 const std::string& VmIdentifier(const CidInfo& vm, const VmIdentifierType& type) {
   switch (type.value) {
     case VmIdentifierType::kMgrVmId:
@@ -60,8 +60,8 @@ ApplicationPublishResult MakeResult(const PublicationPtr& publication, const VmI
   return result;
 }
 
-/// What the client gets: the structure as an untyped value. Neither a failed conversion nor a failed
-/// validation holds an element back.
+// What the client gets: the structure as an untyped value. Neither a failed conversion nor a failed
+// validation holds an element back.
 ::Mirel::Data::DynamicStructure MakeElement(const ApplicationPublishResult& result) {
   static const auto placeholder = ::Mirel::Data::StructValue::GetInstance("emptyDynStr");
   static const auto localizer = ::Mirel::L10n::MakeDefaultRequestLocalizer();
@@ -73,7 +73,7 @@ ApplicationPublishResult MakeResult(const PublicationPtr& publication, const VmI
   return element;
 }
 
-/// One tracing line about a publication and this subscription.
+// One tracing line about a publication and this subscription.
 #define TRACE_PUBLICATION(before, publication, after, id)                                                   \
   HESPER_LOG(7, before " publication {mgrVmId: %1, createTime: %2, topic: %3} " after " subscription %4",   \
              (publication)->cidInfo->mgrVmId, (publication)->createTime.ToString(), (publication)->Topic(), \

@@ -16,12 +16,12 @@
 
 namespace Com::Tessaly::Norn::Hesper::GuestDataSvc {
 
-/// One open subscription: its filter, a bounded queue for a client that is slower than the guests, and the
-/// flow control that keeps one publication at a time on its way to the client. All of it runs on the I/O
-/// thread.
-///
-/// The Registry's entry and the continuation that the transport holds keep it alive. It ends when a write to
-/// the client has failed; an idle stream doesn't learn that its client has gone until its next element.
+// One open subscription: its filter, a bounded queue for a client that is slower than the guests, and the
+// flow control that keeps one publication at a time on its way to the client. All of it runs on the I/O
+// thread.
+//
+// The Registry's entry and the continuation that the transport holds keep it alive. It ends when a write to
+// the client has failed; an idle stream doesn't learn that its client has gone until its next element.
 class MessageStream : public Corvane::System::LockableObjectImpl {
  public:
   MessageStream(const VmIdentifierType& vmIdType, const std::optional<std::set<std::string>>& vmIds,
@@ -30,11 +30,11 @@ class MessageStream : public Corvane::System::LockableObjectImpl {
 
   void RegisterSubscription();
 
-  /// Asks the guests that this subscription takes publications from for their past; their answers come back
-  /// as publications addressed to this subscription.
+  // Asks the guests that this subscription takes publications from for their past; their answers come back
+  // as publications addressed to this subscription.
   void RequestHistory();
 
-  /// Takes a publication that has passed the filter.
+  // Takes a publication that has passed the filter.
   void EnquePublication(const NornHesper::PublicationPtr& publication);
 
  private:
@@ -47,13 +47,13 @@ class MessageStream : public Corvane::System::LockableObjectImpl {
 
   const VmIdentifierType vmIdType_;
   const std::optional<std::set<std::string>> vmIds_;
-  /// Sorted bytewise, duplicates kept.
+  // Sorted bytewise, duplicates kept.
   const NornHesper::OptionalStringVector topicPrefixes_;
   const std::int64_t pastSeconds_;
-  /// Takes the next element; replaced after every element.
+  // Takes the next element; replaced after every element.
   ResultCbPtr resultCb_;
   std::uint64_t subscriptionId_ = 0;
-  /// On its way to the client; null when the stream is idle, and the queue is then empty.
+  // On its way to the client; null when the stream is idle, and the queue is then empty.
   NornHesper::PublicationPtr sending_;
   std::deque<NornHesper::PublicationPtr> queue_;
 };

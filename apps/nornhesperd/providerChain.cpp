@@ -46,14 +46,14 @@ LoggerPtr MakeWrappedLogger(const char* name) {
   return std::make_shared<SarnMirel::CorvaneWrapLoggger>(Logger::sDefaultLogger->CreateLogger(name));
 }
 
-/// The localizer of the daemon's own messages.
+// The localizer of the daemon's own messages.
 std::shared_ptr<const Mirel::L10n::Localizer> MakeServiceLocalizer() {
   return std::make_shared<const Mirel::L10n::Localizer>(
       std::list<std::string>{"en_US"}, &MessageCatalogueLookup,
       Mirel::L10n::LocalizerHelpers::GetDefaultFormatter(), Mirel::L10n::LocalizerSpec{});
 }
 
-/// Which operation demands which entitlement. A daemon that does not know who may do what does not run.
+// Which operation demands which entitlement. A daemon that does not know who may do what does not run.
 std::shared_ptr<Mirel::Authz::AuthzInfo> LoadAuthzInfo(const std::string& fileName, const LoggerPtr& logger) {
   auto info = std::make_shared<Mirel::Authz::AuthzInfo>();
   Mirel::Log::Write(logger, SeverityLevel::Info, "Loading authz metadata file:", fileName);

@@ -6,18 +6,18 @@
 
 namespace Mirel::Authz {
 
-/// Names of operations, services or packages, each with its entitlements: a caller needs one of them.
+// Names of operations, services or packages, each with its entitlements: a caller needs one of them.
 using EntitlementTable = std::map<std::string, std::set<std::string>>;
 
-/// Who may call what. Filled at start, then only read.
+// Who may call what. Filled at start, then only read.
 struct AuthzInfo {
-  /// Opens what a client needs before it can authenticate: the services that describe the others.
+  // Opens what a client needs before it can authenticate: the services that describe the others.
   AuthzInfo();
 
   std::string noAuthenticationSchemeId;
-  /// Operations that callers without authentication may call.
+  // Operations that callers without authentication may call.
   std::set<std::string> openOperations;
-  /// The entry of the operation comes before that of its service, and that before the one of the package.
+  // The entry of the operation comes before that of its service, and that before the one of the package.
   EntitlementTable operationEntitlements;
   EntitlementTable serviceEntitlements;
   EntitlementTable packageEntitlements;

@@ -9,10 +9,10 @@ class DataValue;
 
 namespace Mirel::Authz {
 
-/// Knows where a caller's entitlements stand in its authentication data.
+// Knows where a caller's entitlements stand in its authentication data.
 class EntitlementChecker {
  public:
-  /// Whether the caller holds one of the demanded entitlements. Data that the checker can't read holds none.
+  // Whether the caller holds one of the demanded entitlements. Data that the checker can't read holds none.
   virtual bool IsEntitled(const Data::DataValue& authData, const std::set<std::string>& demanded) const = 0;
   virtual ~EntitlementChecker() = default;
 };

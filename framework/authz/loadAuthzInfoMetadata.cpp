@@ -27,7 +27,7 @@ std::string Text(const rapidjson::Value& value) {
   return {value.GetString(), value.GetStringLength()};
 }
 
-/// An object of which each member is known and there once.
+// An object of which each member is known and there once.
 void CheckMembers(const rapidjson::Value& object, const std::string& place,
                   std::initializer_list<std::string_view> known) {
   if (!object.IsObject()) throw Fault(place, "expected an object");
@@ -46,7 +46,7 @@ const rapidjson::Value& Member(const rapidjson::Value& object, const std::string
   return member->value;
 }
 
-/// The members "id" of a list's objects. What has another form has no name to refer to.
+// The members "id" of a list's objects. What has another form has no name to refer to.
 Names Identifiers(const rapidjson::Value& root, const std::string& list) {
   Names names;
   const auto* elements = rapidjson::Pointer(list.c_str(), list.size()).Get(root);

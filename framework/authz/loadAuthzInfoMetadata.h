@@ -13,10 +13,10 @@ struct AuthzInfo;
 namespace Mirel::Authz::Metadata {
 
 struct LoadAuthzInfoMetadata {
-  /// Fills the three tables from the section "authorization" of a metadata file. Strict, since a rule that is
-  /// overlooked opens an operation: an unknown or repeated member, an empty list and a name that the file's
-  /// model doesn't have are faults. On a fault it gives false, leaves the tables as they were, logs the
-  /// reason and appends it to the messages.
+  // Fills the three tables from the section "authorization" of a metadata file. Strict, since a rule that is
+  // overlooked opens an operation: an unknown or repeated member, an empty list and a name that the file's
+  // model doesn't have are faults. On a fault it gives false, leaves the tables as they were, logs the
+  // reason and appends it to the messages.
   static bool Load(std::istream& file, const std::shared_ptr<AuthzInfo>& info,
                    const std::shared_ptr<Log::Logger>& logger, MessageList& messages);
 };

@@ -13,7 +13,7 @@ namespace Mirel::Core {
 
 struct ExecutionContext;
 
-/// Turns results into text. A failure sets `errorOut`; what was written to `out` is then worth nothing.
+// Turns results into text. A failure sets `errorOut`; what was written to `out` is then worth nothing.
 class ApiResponseSerializer {
  public:
   virtual void SerializeInvoke(const std::string& id, const std::shared_ptr<const MethodResult>& result,
@@ -21,13 +21,13 @@ class ApiResponseSerializer {
                                bool stream) const = 0;
   virtual void SerializeInvokeProgress(const std::string& id, const Progress& progress, ORange& out,
                                        std::shared_ptr<const Data::ErrorValue>& errorOut) const = 0;
-  /// An answer to a request that could not be understood, and therefore has no identifier.
+  // An answer to a request that could not be understood, and therefore has no identifier.
   virtual void SerializeError(const std::shared_ptr<const Data::ErrorValue>& error, ORange& out,
                               std::shared_ptr<const Data::ErrorValue>& errorOut) const = 0;
   virtual ~ApiResponseSerializer() = default;
 };
 
-/// Called by a deserializer once it has understood a request. An error code refuses the request.
+// Called by a deserializer once it has understood a request. An error code refuses the request.
 class ApiRequestVisitor {
  public:
   virtual std::error_code Visit(const std::string& requestId,

@@ -13,8 +13,8 @@
 
 namespace Mirel::Core {
 
-/// All that belongs to one call beside its arguments. Made by the transport, filled in by the links of the
-/// provider chain, shared by whoever works on the call; used by one party at a time.
+// All that belongs to one call beside its arguments. Made by the transport, filled in by the links of the
+// provider chain, shared by whoever works on the call; used by one party at a time.
 class AsyncActivation {
  public:
   explicit AsyncActivation(std::shared_ptr<const ExecutionContext> context) : context_(std::move(context)) {}
@@ -25,7 +25,7 @@ class AsyncActivation {
 
   const std::shared_ptr<const ExecutionContext>& executionContext() const { return context_; }
 
-  /// Who the caller is, as an authentication handler found out; null for an anonymous call.
+  // Who the caller is, as an authentication handler found out; null for an anonymous call.
   const std::shared_ptr<const Data::DataValue>& authData() const { return authData_; }
   void authData(const std::shared_ptr<const Data::DataValue>& value) { authData_ = value; }
 
@@ -35,10 +35,10 @@ class AsyncActivation {
   const L10n::LocaleSpec& localeSpec() const { return localeSpec_; }
   void localeSpec(L10n::LocaleSpec value) { localeSpec_ = std::move(value); }
 
-  /// Small notes of the links about the call, such as the request's identifier.
+  // Small notes of the links about the call, such as the request's identifier.
   std::map<std::string, std::string>& values() { return values_; }
 
-  /// Observers learn that the call has reached the service.
+  // Observers learn that the call has reached the service.
   void AddInvokeObserver(std::function<void()> observer) { observers_.push_back(std::move(observer)); }
   void NotifyOnInvoke() const {
     for (const auto& observer : observers_) observer();
@@ -57,7 +57,7 @@ class AsyncActivation {
 
 namespace Mirel {
 
-/// Where the identifier of the JSON-RPC request stands in an activation's values.
+// Where the identifier of the JSON-RPC request stands in an activation's values.
 struct RequestIdHelper {
   static void Set(std::map<std::string, std::string>& values, const std::string& id) {
     values.insert_or_assign("requestId", id);

@@ -13,9 +13,9 @@ namespace Mirel::Core {
 
 class AsyncActivation;
 
-/// The untyped answer path of a call. It is fired once. `next` is empty when nothing follows; otherwise the
-/// receiver calls it exactly once: with a new callback when it can take the next result, or with null when it
-/// wants no more.
+// The untyped answer path of a call. It is fired once. `next` is empty when nothing follows; otherwise the
+// receiver calls it exactly once: with a new callback when it can take the next result, or with null when it
+// wants no more.
 class AsyncApiResultCb {
  public:
   using Next = std::function<void(std::shared_ptr<AsyncApiResultCb>)>;
@@ -32,8 +32,8 @@ class AsyncApiResultCb {
   Callable callable_;
 };
 
-/// A link of the provider chain. `Invoke` returns at once; the answer goes through `result`, once or as a
-/// series, on any thread.
+// A link of the provider chain. `Invoke` returns at once; the answer goes through `result`, once or as a
+// series, on any thread.
 class AsyncApiProvider {
  public:
   virtual std::string ToString() const = 0;

@@ -10,8 +10,8 @@
 
 #include "framework/core/message.h"
 
-/// The untyped values that travel through the provider chain: what a deserializer makes of a request, and
-/// what a serializer writes. Values are built once, then shared as const and never changed.
+// The untyped values that travel through the provider chain: what a deserializer makes of a request, and
+// what a serializer writes. Values are built once, then shared as const and never changed.
 namespace Mirel::Data {
 
 enum class DataType : std::uint32_t {
@@ -47,7 +47,7 @@ class DataValue {
 
 using DataValuePtr = std::shared_ptr<const DataValue>;
 
-/// A value of a plain C++ type.
+// A value of a plain C++ type.
 template <typename T, DataType Tag>
 class ScalarValue final : public DataValue {
  public:
@@ -70,7 +70,7 @@ class VoidValue final : public DataValue {
   static const std::shared_ptr<const VoidValue>& GetInstance();
 };
 
-/// A text that must not outlive its use in memory, nor appear in any log: wiped when destroyed.
+// A text that must not outlive its use in memory, nor appear in any log: wiped when destroyed.
 class SecretValue final : public DataValue {
  public:
   explicit SecretValue(std::string text) : text_(std::move(text)) {}
@@ -84,15 +84,15 @@ class SecretValue final : public DataValue {
   std::string text_;
 };
 
-/// Bytes together with their base64 text. Both are views into something that `owner` keeps alive, so that
-/// many results share one payload and its one encoding without a copy.
+// Bytes together with their base64 text. Both are views into something that `owner` keeps alive, so that
+// many results share one payload and its one encoding without a copy.
 class BlobValue final : public DataValue {
  public:
   BlobValue(std::shared_ptr<const void> owner, std::span<const unsigned char> bytes, std::string_view base64)
       : owner_(std::move(owner)), bytes_(bytes), base64_(base64) {}
   DataType type() const override { return DataType::Blob; }
 
-  /// Owns the bytes, and encodes them once.
+  // Owns the bytes, and encodes them once.
   static std::shared_ptr<const BlobValue> Create(std::vector<unsigned char> bytes);
 
   std::span<const unsigned char> bytes() const { return bytes_; }
@@ -107,7 +107,7 @@ class BlobValue final : public DataValue {
 
 class OptionalValue final : public DataValue {
  public:
-  /// A null value makes an absent optional.
+  // A null value makes an absent optional.
   explicit OptionalValue(DataValuePtr value) : value_(std::move(value)) {}
   DataType type() const override { return DataType::Optional; }
   const DataValuePtr& value() const { return value_; }
@@ -127,8 +127,8 @@ class ListValue final : public DataValue {
   std::vector<DataValuePtr> elements_;
 };
 
-/// A named value with named fields, in the order in which they were set. Field names are few, so that a
-/// look-up walks them.
+// A named value with named fields, in the order in which they were set. Field names are few, so that a
+// look-up walks them.
 class CompoundValue : public DataValue {
  public:
   using Field = std::pair<std::string, DataValuePtr>;
@@ -136,13 +136,13 @@ class CompoundValue : public DataValue {
   const std::string& name() const { return name_; }
   const std::vector<Field>& fields() const { return fields_; }
 
-  /// Replaces the field if it is there, otherwise appends it.
+  // Replaces the field if it is there, otherwise appends it.
   void SetField(std::string_view name, DataValuePtr value);
-  /// Appends without looking for an earlier field of that name.
+  // Appends without looking for an earlier field of that name.
   void AppendField(std::string name, DataValuePtr value) {
     fields_.emplace_back(std::move(name), std::move(value));
   }
-  /// Gives null when there is no such field.
+  // Gives null when there is no such field.
   DataValuePtr GetField(std::string_view name) const;
 
  protected:
@@ -164,7 +164,7 @@ class StructValue final : public CompoundValue {
 
 using StructValuePtr = std::shared_ptr<StructValue>;
 
-/// An error as a client sees it: its name, and the field "messages", a list of localizable messages.
+// An error as a client sees it: its name, and the field "messages", a list of localizable messages.
 class ErrorValue final : public CompoundValue {
  public:
   explicit ErrorValue(std::string name) : CompoundValue(std::move(name)) {}
@@ -172,19 +172,19 @@ class ErrorValue final : public CompoundValue {
 
   static std::shared_ptr<ErrorValue> Create(std::string name, const MessageList& messages);
 
-  /// One line for logs: the name, then each message's text.
+  // One line for logs: the name, then each message's text.
   std::string ToString() const;
 };
 
 using ErrorValuePtr = std::shared_ptr<const ErrorValue>;
 
-/// A structure whose type is known at run time only: the element type of untyped streams.
+// A structure whose type is known at run time only: the element type of untyped streams.
 struct DynamicStructure {
   std::shared_ptr<const StructValue> value;
 };
 
-/// One message as a structure "com.tessaly.mirel.std.localizable_message" with the fields "id",
-/// "default_message" and "args".
+// One message as a structure "com.tessaly.mirel.std.localizable_message" with the fields "id",
+// "default_message" and "args".
 DataValuePtr MessageToValue(const BaseMessage& message);
 
 }  // namespace Mirel::Data

@@ -6,7 +6,7 @@
 namespace Mirel {
 namespace {
 
-/// Reads RFC 3339 from left to right; each step gives false at the first byte that does not fit.
+// Reads RFC 3339 from left to right; each step gives false at the first byte that does not fit.
 class Reader {
  public:
   explicit Reader(std::string_view text) : rest_(text) {}

@@ -7,7 +7,7 @@ namespace Mirel {
 
 enum class FormatError { NamedArgumentNotFound = 1, EmptyNamedSpecifier = 2, TooManySpecifiers = 3 };
 
-/// Faults of message templates.
+// Faults of message templates.
 class FormatCategory final : public std::error_category {
  public:
   const char* name() const noexcept override;
@@ -16,7 +16,7 @@ class FormatCategory final : public std::error_category {
 
 enum class DateTimeError { CreationFailed = 1 };
 
-/// Faults of date-times.
+// Faults of date-times.
 class DateTimeCategory final : public std::error_category {
  public:
   const char* name() const noexcept override;
@@ -47,7 +47,7 @@ enum class L10nError {
   ErrorValueNotLocalized = 7,
 };
 
-/// Faults of localization. None of them stops an answer: it goes out in the text that was to be had.
+// Faults of localization. None of them stops an answer: it goes out in the text that was to be had.
 class L10nCategory final : public std::error_category {
  public:
   const char* name() const noexcept override;

@@ -6,8 +6,8 @@
 
 namespace Mirel::Core {
 
-/// One entry of a security context, such as "schemeId" or "userName". Wiped when destroyed, as it may hold a
-/// password or a token.
+// One entry of a security context, such as "schemeId" or "userName". Wiped when destroyed, as it may hold a
+// password or a token.
 class SecurityContextWrappedEntry {
  public:
   explicit SecurityContextWrappedEntry(std::string text) : text_(std::move(text)) {}
@@ -23,8 +23,8 @@ class SecurityContextWrappedEntry {
 
 using SecurityContext = std::map<std::string, SecurityContextWrappedEntry>;
 
-/// What a caller sends beside the arguments: who it is, and in which language and under which operation id it
-/// wants to be served. The application context holds "opId", "acceptLanguage", "formatLocale" and "timezone".
+// What a caller sends beside the arguments: who it is, and in which language and under which operation id it
+// wants to be served. The application context holds "opId", "acceptLanguage", "formatLocale" and "timezone".
 struct ExecutionContext {
   std::map<std::string, std::string> applicationContext;
   SecurityContext securityContext;

@@ -4,12 +4,12 @@
 
 namespace Mirel {
 
-/// A sequence that is walked from its start, and can be reset to it.
+// A sequence that is walked from its start, and can be reset to it.
 template <typename T>
 class ForwardRange {
  public:
   virtual ~ForwardRange() = default;
-  /// Only when not at the end.
+  // Only when not at the end.
   virtual T Current() const = 0;
   virtual void Advance() = 0;
   virtual bool AtEnd() const = 0;

@@ -15,7 +15,7 @@ void Keep(std::error_code& ec, const std::error_code& fault) {
   if (!ec) ec = fault;
 }
 
-/// Renders one argument, by the formatter's function where it has one.
+// Renders one argument, by the formatter's function where it has one.
 class ArgumentRenderer {
  public:
   ArgumentRenderer(const ArgumentFormatter& formatter, const LocaleSpec& locale, std::error_code& ec)

@@ -26,11 +26,11 @@ class ListValue;
 
 namespace Mirel {
 
-/// The value of a named argument; its index is its tag: 0 integer, 1 real, 2 string, 3 date-time.
+// The value of a named argument; its index is its tag: 0 integer, 1 real, 2 string, 3 date-time.
 using MsgArgument = std::variant<std::int64_t, double, std::string, DateTime>;
 
-/// An error's message on its way to the localizer. An empty default message leaves the text to the template
-/// that the localizer finds for the id.
+// An error's message on its way to the localizer. An empty default message leaves the text to the template
+// that the localizer finds for the id.
 struct NamedMessageBuilder {
   std::string id;
   std::string defaultMessage;
@@ -41,7 +41,7 @@ struct NamedMessageBuilder {
 
 namespace Mirel::L10n {
 
-/// Locale names, the most wanted first.
+// Locale names, the most wanted first.
 struct LanguagePreference {
   std::vector<std::string> locales;
 };
@@ -52,8 +52,8 @@ struct TimezoneSpec {
   std::string name;
 };
 
-/// The language of messages, the locale of numbers and times, and the time zone. The error codes tell what
-/// was wrong with the client's own wishes; the preferences are then the defaults.
+// The language of messages, the locale of numbers and times, and the time zone. The error codes tell what
+// was wrong with the client's own wishes; the preferences are then the defaults.
 struct LocaleSpec {
   LanguagePreference messages;
   LanguagePreference formats;
@@ -62,7 +62,7 @@ struct LocaleSpec {
   std::error_code formatsError;
 };
 
-/// Which parts of a point in time are shown, and how long.
+// Which parts of a point in time are shown, and how long.
 enum class DateTimeFormat {
   ShortDate = 0,
   MediumDate = 1,
@@ -78,7 +78,7 @@ enum class DateTimeFormat {
   FullDateTime = 11,
 };
 
-/// How arguments become text.
+// How arguments become text.
 struct ArgumentFormatter {
   std::function<std::string(long long value, const LanguagePreference&, std::error_code&)> integer;
   std::function<std::string(double value, long long precision, const LanguagePreference&, std::error_code&)>
@@ -88,23 +88,23 @@ struct ArgumentFormatter {
       dateTime;
 };
 
-/// Gives the template of a message id in a locale.
+// Gives the template of a message id in a locale.
 using MessageTemplateCb =
     std::function<std::string(const std::string& id, std::string_view locale, std::error_code& ec)>;
 
 struct LocalizerSpec {};
 
-/// Renders messages. Immutable, shared by all calls, usable from any thread. A default-constructed one knows
-/// no templates: a message then keeps its default text, or shows its id.
+// Renders messages. Immutable, shared by all calls, usable from any thread. A default-constructed one knows
+// no templates: a message then keeps its default text, or shows its id.
 class Localizer {
  public:
   Localizer() = default;
   Localizer(std::list<std::string> locales, MessageTemplateCb templates, ArgumentFormatter formatter,
             LocalizerSpec spec);
 
-  /// Fills the template's named fields ("{name}", with "{{" and "}}" for braces) with the arguments. A field
-  /// without an argument stays as it is, and sets ec; a lone brace stays as it is too, and is no error. The
-  /// first fault is kept in ec, which is never cleared; the text is as good as it can be in any case.
+  // Fills the template's named fields ("{name}", with "{{" and "}}" for braces) with the arguments. A field
+  // without an argument stays as it is, and sets ec; a lone brace stays as it is too, and is no error. The
+  // first fault is kept in ec, which is never cleared; the text is as good as it can be in any case.
   BaseMessage Localize(const NamedMessageBuilder& message, const LocaleSpec& locale,
                        std::error_code& ec) const;
 
@@ -117,31 +117,31 @@ class Localizer {
   ArgumentFormatter formatter_;
 };
 
-/// A localizer together with one request's wishes.
+// A localizer together with one request's wishes.
 struct RequestLocalizer {
   std::shared_ptr<const Localizer> localizer;
   LocaleSpec locale;
 };
 
 struct LocaleHelpers {
-  /// Reads a list of locale names in the form of an Accept-Language header (RFC 9110, 12.5.4), or one name.
-  /// An unreadable text sets ec and gives an empty preference.
+  // Reads a list of locale names in the form of an Accept-Language header (RFC 9110, 12.5.4), or one name.
+  // An unreadable text sets ec and gives an empty preference.
   static LanguagePreference MakeLanguagePreference(std::string_view text, std::error_code& ec);
 
-  /// Gives the name that suits the preference best (RFC 4647, 3.4, with "-" and "_" taken for the same), or
-  /// an empty text. "en" finds "en_US" when there is no plain "en".
+  // Gives the name that suits the preference best (RFC 4647, 3.4, with "-" and "_" taken for the same), or
+  // an empty text. "en" finds "en_US" when there is no plain "en".
   static std::string Lookup(const std::list<std::string>& names, const LanguagePreference& preference);
 };
 
 struct LocaleSpecHelpers {
-  /// Reads a client's wishes from its application context. What is missing or unreadable has its default:
-  /// "en_US", "C", "Etc/UTC". The first fault is also in ec.
+  // Reads a client's wishes from its application context. What is missing or unreadable has its default:
+  // "en_US", "C", "Etc/UTC". The first fault is also in ec.
   static LocaleSpec ExtractLocaleSpec(const Core::ExecutionContext& context, std::error_code& ec);
 };
 
 struct LocalizableMessageHelpers {
-  /// Renders the messages with the call's own localizer and wishes. Gives a list of message structures, ready
-  /// to be the field "messages" of an error.
+  // Renders the messages with the call's own localizer and wishes. Gives a list of message structures, ready
+  // to be the field "messages" of an error.
   static std::shared_ptr<const Data::ListValue> ConvertMessages(
       const std::vector<NamedMessageBuilder>& messages,
       const std::shared_ptr<Core::AsyncActivation>& activation);

@@ -28,7 +28,7 @@ std::string_view Trim(std::string_view text) {
   return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-/// "*", or subtags of one to eight letters and digits.
+// "*", or subtags of one to eight letters and digits.
 bool IsLocaleName(std::string_view name) {
   if (name == "*") return true;
   std::size_t subtag = 0;
@@ -43,7 +43,7 @@ bool IsLocaleName(std::string_view name) {
   return subtag > 0;
 }
 
-/// A weight of RFC 9110, 12.4.2, in thousandths.
+// A weight of RFC 9110, 12.4.2, in thousandths.
 bool ReadWeight(std::string_view text, int& thousandths) {
   if (text.empty() || text.size() > 5 || (text[0] != '0' && text[0] != '1')) return false;
   if (text.size() > 1 && text[1] != '.') return false;
@@ -87,7 +87,7 @@ bool SameName(std::string_view a, std::string_view b) {
   });
 }
 
-/// True when the name is the range itself, or the range with more subtags.
+// True when the name is the range itself, or the range with more subtags.
 bool Extends(std::string_view name, std::string_view range) {
   return name.size() > range.size() && IsSeparator(name[range.size()]) &&
          SameName(name.substr(0, range.size()), range);
@@ -112,7 +112,7 @@ const std::string* FindEntry(const Core::ExecutionContext& context, const char* 
   return found == context.applicationContext.end() ? nullptr : &found->second;
 }
 
-/// The client's wish, or the default when there is none or it cannot be read.
+// The client's wish, or the default when there is none or it cannot be read.
 LanguagePreference Preference(const std::string* wish, const char* otherwise, std::error_code& ec) {
   std::error_code ignored;
   auto preference = wish ? LocaleHelpers::MakeLanguagePreference(*wish, ec) : LanguagePreference{};

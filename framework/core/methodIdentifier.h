@@ -4,7 +4,7 @@
 
 namespace Mirel::Core {
 
-/// Names one operation: on the wire "service.operation", split at the last dot.
+// Names one operation: on the wire "service.operation", split at the last dot.
 struct MethodIdentifier {
   std::string service;
   std::string operation;

@@ -7,7 +7,7 @@
 
 namespace Mirel::Core {
 
-/// What a provider answers: a value or an error, of which the other is null.
+// What a provider answers: a value or an error, of which the other is null.
 class MethodResult {
  public:
   MethodResult(Data::DataValuePtr outputValue, Data::ErrorValuePtr errorValue, bool isTerminal)
@@ -23,7 +23,7 @@ class MethodResult {
 
   const Data::DataValuePtr output;
   const Data::ErrorValuePtr error;
-  /// No result follows this one.
+  // No result follows this one.
   const bool terminal;
 };
 

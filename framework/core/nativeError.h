@@ -10,8 +10,8 @@
 
 namespace Com::Tessaly::Mirel::Std::Errors {
 
-/// The standard error-type enumeration: the number for programs, the raw text as it came over the wire, if it
-/// did. The numbers belong to the wire and never change.
+// The standard error-type enumeration: the number for programs, the raw text as it came over the wire, if it
+// did. The numbers belong to the wire and never change.
 struct ErrorType {
   static constexpr std::uint32_t kError = 0;
   static constexpr std::uint32_t kInternalServerError = 6;
@@ -23,7 +23,7 @@ struct ErrorType {
   static constexpr std::uint32_t kUnexpectedInput = 22;
   static constexpr std::uint32_t kUnsupported = 23;
 
-  /// The printable name, such as "INVALID_ARGUMENT": the raw text if there is one.
+  // The printable name, such as "INVALID_ARGUMENT": the raw text if there is one.
   std::string ToString() const;
 
   std::uint32_t value = 0;
@@ -34,7 +34,7 @@ struct ErrorType {
 
 namespace Mirel::Data {
 
-/// The common part of all typed errors, before their conversion to an error value.
+// The common part of all typed errors, before their conversion to an error value.
 struct NativeError {
   NativeError(std::string errorName, std::uint32_t type) : name(std::move(errorName)), errorType{type, {}} {}
 

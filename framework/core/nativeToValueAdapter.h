@@ -11,14 +11,14 @@
 
 namespace Mirel::Data {
 
-/// Makes a value of a native structure. It runs once per delivered element: no more is allocated than the
-/// value itself needs. Null, with a message, when the structure has no value form.
+// Makes a value of a native structure. It runs once per delivered element: no more is allocated than the
+// value itself needs. Null, with a message, when the structure has no value form.
 template <typename T>
 using AdaptFunction = DataValuePtr (*)(const T& native, const L10n::RequestLocalizer& localizer,
                                        MessageList& messages);
 
-/// Gives the function for T as `static AdaptFunction<T> Get()`. Bindings specialise it for each of their
-/// structures.
+// Gives the function for T as `static AdaptFunction<T> Get()`. Bindings specialise it for each of their
+// structures.
 template <typename T>
 struct AdaptMethod;
 
@@ -48,14 +48,14 @@ struct AdaptMethod<Com::Tessaly::Mirel::Std::Errors::Unauthenticated> {
   }
 };
 
-/// Messages become the list that is an error's field "messages".
+// Messages become the list that is an error's field "messages".
 template <>
 struct AdaptMethod<MessageList> {
   static AdaptFunction<MessageList> Get() { return &Detail::AdaptMessages; }
 };
 
 struct NativeToValueAdapter {
-  /// Gives false, and leaves the destination alone, when there is no value.
+  // Gives false, and leaves the destination alone, when there is no value.
   template <typename T>
   static bool Adapt(DataValuePtr& destination, AdaptFunction<T> method, const T& native,
                     const L10n::RequestLocalizer& localizer, MessageList& messages) {
@@ -65,7 +65,7 @@ struct NativeToValueAdapter {
     return true;
   }
 
-  /// Also gives false when the value is no structure.
+  // Also gives false when the value is no structure.
   template <typename T>
   static bool Adapt(DynamicStructure& destination, AdaptFunction<T> method, const T& native,
                     const L10n::RequestLocalizer& localizer, MessageList& messages) {

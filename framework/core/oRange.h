@@ -8,8 +8,8 @@
 
 namespace Mirel {
 
-/// A byte sink that a serializer fills and the transport sends. Text is gathered in one buffer; a large piece
-/// that is shared by many results (a payload's base64) is only referred to, and kept alive by its owner.
+// A byte sink that a serializer fills and the transport sends. Text is gathered in one buffer; a large piece
+// that is shared by many results (a payload's base64) is only referred to, and kept alive by its owner.
 class ORange {
  public:
   void Append(std::string_view bytes);
@@ -18,7 +18,7 @@ class ORange {
   void Reserve(std::size_t bytes) { text_.reserve(bytes); }
 
   std::size_t Size() const { return text_.size() + sharedSize_; }
-  /// The pieces in order. They are valid until the next append.
+  // The pieces in order. They are valid until the next append.
   std::vector<std::string_view> Segments() const;
   std::string ToString() const;
 

@@ -8,18 +8,18 @@
 
 namespace Mirel {
 
-/// ASCII only: header names and values are not localized.
+// ASCII only: header names and values are not localized.
 void InplaceLower(char* begin, char* end);
 
-/// True when equal without regard to the case of ASCII letters.
+// True when equal without regard to the case of ASCII letters.
 bool StrICmp(std::string_view a, std::string_view b);
 
-/// True when the text holds the part.
+// True when the text holds the part.
 inline bool Contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
-/// For logs: "category:code message".
+// For logs: "category:code message".
 std::string StringOfError(const std::error_code& error);
 std::string StringOfError(const boost::system::error_code& error);
 

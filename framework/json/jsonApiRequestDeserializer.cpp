@@ -15,7 +15,7 @@ namespace {
 
 using rapidjson::Value;
 
-/// Each element of a stream repeats the identifier.
+// Each element of a stream repeats the identifier.
 constexpr rapidjson::SizeType kLongestId = 1024;
 
 std::shared_ptr<const Data::ErrorValue> MakeError(const char* name, const std::string& reason) {
@@ -27,13 +27,13 @@ std::string Text(const Value& json) {
   return {json.GetString(), json.GetStringLength()};
 }
 
-/// Null when the object has no such member.
+// Null when the object has no such member.
 const Value* Find(const Value& object, const char* name) {
   const auto member = object.FindMember(name);
   return member == object.MemberEnd() ? nullptr : &member->value;
 }
 
-/// A member that is an object with no other members than the known ones; null when it is missing.
+// A member that is an object with no other members than the known ones; null when it is missing.
 const Value* FindObject(const Value& object, const char* name, const std::string& place,
                         std::initializer_list<std::string_view> known) {
   const auto* found = Find(object, name);
@@ -49,7 +49,7 @@ const Value* FindObject(const Value& object, const char* name, const std::string
   return found;
 }
 
-/// Calls take(name, text) for each member of the object, all of which have to be strings.
+// Calls take(name, text) for each member of the object, all of which have to be strings.
 template <typename Take>
 void ReadTexts(const Value* object, const std::string& place, Take take) {
   if (!object) return;

@@ -12,7 +12,7 @@ namespace {
 using WriteValue = void (*)(const Data::DataValue&, ORange&);
 using ErrorPtr = std::shared_ptr<const Data::ErrorValue>;
 
-/// JSON and framing around a small element, so that most answers need one allocation.
+// JSON and framing around a small element, so that most answers need one allocation.
 constexpr std::size_t kUsualSize = 512;
 
 struct NamedCode {
@@ -20,7 +20,7 @@ struct NamedCode {
   std::string_view code;
 };
 
-/// The numbers that JSON-RPC 2.0 gives to its own faults; all others share one of the server's range.
+// The numbers that JSON-RPC 2.0 gives to its own faults; all others share one of the server's range.
 std::string_view ErrorCode(std::string_view name) {
   static constexpr std::array<NamedCode, 5> kCodes{{
       {"com.tessaly.mirel.std.errors.parse_error", "-32700"},

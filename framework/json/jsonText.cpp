@@ -18,7 +18,7 @@ bool IsContinuation(unsigned char byte) {
   return (byte & 0xC0U) == 0x80U;
 }
 
-/// The length of the well-formed UTF-8 sequence (RFC 3629) at the start of the text; 0 when there is none.
+// The length of the well-formed UTF-8 sequence (RFC 3629) at the start of the text; 0 when there is none.
 std::size_t SequenceLength(std::string_view text) {
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const auto first = byte(0);

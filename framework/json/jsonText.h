@@ -7,11 +7,11 @@
 
 namespace Mirel::Protocol::Json {
 
-/// Appends a JSON string (RFC 8259, 7) with its quotes. The result is always valid UTF-8: each byte that is
-/// not part of a valid sequence, as guests may send it, becomes U+FFFD.
+// Appends a JSON string (RFC 8259, 7) with its quotes. The result is always valid UTF-8: each byte that is
+// not part of a valid sequence, as guests may send it, becomes U+FFFD.
 void AppendString(std::string_view text, ORange& out);
 
-/// Appends a number that always shows that it is a real one. What JSON has no number for becomes null.
+// Appends a number that always shows that it is a real one. What JSON has no number for becomes null.
 void AppendDouble(double value, ORange& out);
 
 }  // namespace Mirel::Protocol::Json

@@ -16,8 +16,8 @@
 namespace Mirel::Protocol::Json {
 namespace {
 
-/// Builds the document, and stops the parser at the limits. Numbers come as text, since the parser's own
-/// conversion is either inexact or has undefined behaviour for some integers above 2^64.
+// Builds the document, and stops the parser at the limits. Numbers come as text, since the parser's own
+// conversion is either inexact or has undefined behaviour for some integers above 2^64.
 class BoundedBuilder {
  public:
   explicit BoundedBuilder(rapidjson::Document& document) : document_(document) {}
@@ -41,7 +41,7 @@ class BoundedBuilder {
   bool Uint64(std::uint64_t value) { return document_.Uint64(value); }
   bool Double(double value) { return document_.Double(value); }
 
-  /// Why the parser was stopped.
+  // Why the parser was stopped.
   const std::string& reason() const { return reason_; }
 
  private:
@@ -57,7 +57,7 @@ class BoundedBuilder {
     return false;
   }
 
-  /// The parser has checked the form.
+  // The parser has checked the form.
   bool Number(const char* text, std::size_t size) {
     const auto* end = text + size;
     const auto converts = [&](auto& number) {
@@ -79,7 +79,7 @@ class BoundedBuilder {
   std::string reason_;
 };
 
-/// What Document::Populate asks for: something that fills it by its events.
+// What Document::Populate asks for: something that fills it by its events.
 class Generator {
  public:
   explicit Generator(std::string_view text) : text_(text) {}

@@ -9,34 +9,34 @@
 
 namespace Mirel::Protocol::Json {
 
-/// A request's text can't be used; what() says why, for its sender.
+// A request's text can't be used; what() says why, for its sender.
 class RequestFault : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// The text is no JSON at all.
+// The text is no JSON at all.
 class ParseFault : public RequestFault {
  public:
   using RequestFault::RequestFault;
 };
 
-/// How deep arrays and objects of a request may be nested, the request itself included.
+// How deep arrays and objects of a request may be nested, the request itself included.
 inline constexpr unsigned kDeepestNesting = 64;
 
-/// How many values a request may hold. A value takes up to a hundred bytes in memory and may take two in the
-/// text, so that the size of the text alone bounds too little.
+// How many values a request may hold. A value takes up to a hundred bytes in memory and may take two in the
+// text, so that the size of the text alone bounds too little.
 inline constexpr std::size_t kMostValues = 250000;
 
-/// Parses one JSON text (RFC 8259) with nothing behind it. Neither stack nor memory grow with nesting beyond
-/// the limit: the parser stops there. Throws ParseFault, or RequestFault at one of the limits.
+// Parses one JSON text (RFC 8259) with nothing behind it. Neither stack nor memory grow with nesting beyond
+// the limit: the parser stops there. Throws ParseFault, or RequestFault at one of the limits.
 void ParseRequest(std::string_view text, rapidjson::Document& document);
 
-/// A name of the sender's choice, short enough for an error text.
+// A name of the sender's choice, short enough for an error text.
 std::string Quoted(std::string_view name);
 
-/// Refuses an object that names a member twice, as readers differ in which of the two counts. Not quadratic,
-/// since the sender chooses the number of members.
+// Refuses an object that names a member twice, as readers differ in which of the two counts. Not quadratic,
+// since the sender chooses the number of members.
 void RequireDistinctNames(const rapidjson::Value& object);
 
 }  // namespace Mirel::Protocol::Json

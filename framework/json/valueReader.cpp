@@ -13,8 +13,8 @@ namespace {
 
 using namespace Data;
 
-/// Where a value stands. Its text is made for a fault only: made for each value, the names of the outer ones
-/// would be copied once per inner value.
+// Where a value stands. Its text is made for a fault only: made for each value, the names of the outer ones
+// would be copied once per inner value.
 class Place {
  public:
   explicit Place(std::string_view root) : name_(root) {}
@@ -70,7 +70,7 @@ DataValuePtr ReadCompound(const rapidjson::Value& name, const rapidjson::Value& 
   return value;
 }
 
-/// Null when the object is none of the typed forms.
+// Null when the object is none of the typed forms.
 DataValuePtr ReadTypedForm(const rapidjson::Value& json, const Place& place) {
   const auto first = json.MemberBegin();
   if (json.MemberCount() == 1) {

@@ -14,7 +14,7 @@ const Value& As(const DataValue& value) {
   return static_cast<const Value&>(value);
 }
 
-/// Null for an absent optional.
+// Null for an absent optional.
 const DataValue* Unwrap(const DataValue& value) {
   return value.type() == DataType::Optional ? As<OptionalValue>(value).value().get() : &value;
 }
@@ -25,7 +25,7 @@ void WriteBase64(const BlobValue& blob, ORange& out) {
   out.Append('"');
 }
 
-/// The types that look alike in both forms; false for the others.
+// The types that look alike in both forms; false for the others.
 bool WriteSimple(const DataValue& value, ORange& out) {
   switch (value.type()) {
     case DataType::Void:

@@ -13,7 +13,7 @@ void CheckScheme(const JsonNode& scheme) {
   }
 }
 
-/// Defines the schemes that the others refer to.
+// Defines the schemes that the others refer to.
 std::set<std::string> CheckComponent(const JsonNode& component) {
   component.ExpectMembers({"id", "schemes"});
   component.Text("id");

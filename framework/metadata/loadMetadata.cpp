@@ -20,7 +20,7 @@ struct SectionReader {
   Content (*read)(const JsonNode& section, const ModelNames& names);
 };
 
-/// Without recursion, so that no nesting ends the process.
+// Without recursion, so that no nesting ends the process.
 void ParseFile(const std::string& fileName, rapidjson::Document& document) {
   errno = 0;
   std::ifstream file(fileName, std::ios::binary);

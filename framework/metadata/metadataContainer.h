@@ -6,31 +6,31 @@
 
 #include "framework/core/dataValue.h"
 
-/// What a service says of itself: its types and operations, its commands for people at a terminal, and how
-/// its callers authenticate.
+// What a service says of itself: its types and operations, its commands for people at a terminal, and how
+// its callers authenticate.
 namespace Mirel::Provider::Metadata {
 
-/// The descriptions of one kind of thing, such as structures, by identifier.
+// The descriptions of one kind of thing, such as structures, by identifier.
 using Entries = std::map<std::string, Data::DataValuePtr>;
 
-/// Entries of one kind by the identifier of the thing that they belong to, such as operations by service. The
-/// empty identifier holds entries that belong to nothing.
+// Entries of one kind by the identifier of the thing that they belong to, such as operations by service. The
+// empty identifier holds entries that belong to nothing.
 using Groups = std::map<std::string, Entries>;
 
-/// One section of the metadata file, by kind of thing.
+// One section of the metadata file, by kind of thing.
 struct Content {
   std::map<std::string, Groups> kinds;
-  /// SHA-256 of the section's JSON, in hexadecimal: it changes when anything in the section does.
+  // SHA-256 of the section's JSON, in hexadecimal: it changes when anything in the section does.
   std::string fingerprint;
 };
 
-/// A section as it is served. Filled at start, before any call is served; only read afterwards, by any
-/// thread.
+// A section as it is served. Filled at start, before any call is served; only read afterwards, by any
+// thread.
 class SectionContainer {
  public:
   const Content& content() const { return content_; }
   void content(Content value) { content_ = std::move(value); }
-  /// Null when there is no such thing that entries could belong to.
+  // Null when there is no such thing that entries could belong to.
   const Entries* Find(const std::string& kind, const std::string& owner) const;
 
  protected:

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::array<std::string_view, 6> kBuiltins = {"BINARY", "BOOLEAN", "DATE_TIME", "DYNAMIC_STRUCTURE",
                                                        "LONG",   "STRING"};
-/// Of optionals and lists inside each other: far more than any type needs.
+// Of optionals and lists inside each other: far more than any type needs.
 constexpr int kMaxTypeDepth = 8;
 
 using StructureFields = std::map<std::string, std::set<std::string>>;
@@ -117,7 +117,7 @@ void CheckResource(const JsonNode& resource, const ModelNames& names) {
   ExpectAllKnown(resource.Member("models"), names.structures, "structure");
 }
 
-/// The arguments themselves, and the fields of those that are structures.
+// The arguments themselves, and the fields of those that are structures.
 std::set<std::string> ArgumentPlaces(const JsonNode& operation, const StructureFields& structures) {
   std::set<std::string> places;
   for (const auto& parameter : operation.Member("parameters").Elements()) {

@@ -8,7 +8,7 @@ namespace {
 using Data::DataValue;
 using Data::DataValuePtr;
 
-/// As deep as the value, which the checks have bounded.
+// As deep as the value, which the checks have bounded.
 DataValuePtr ToDataValue(const rapidjson::Value& value, const std::string& structureName) {
   switch (value.GetType()) {
     case rapidjson::kNullType:

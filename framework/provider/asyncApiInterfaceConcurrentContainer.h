@@ -14,22 +14,22 @@
 
 namespace Mirel::Provider {
 
-/// The services of a provider by name. Every operation is safe on any thread.
+// The services of a provider by name. Every operation is safe on any thread.
 template <typename Mutex>
 class AsyncApiInterfaceConcurrentContainer {
  public:
-  /// Of two interfaces of one name the first one stays.
+  // Of two interfaces of one name the first one stays.
   static std::shared_ptr<AsyncApiInterfaceConcurrentContainer> GetInstance(
       const std::list<std::shared_ptr<const AsyncApiInterface>>& interfaces);
 
-  /// Gives false, with a message, when the service's name is taken.
+  // Gives false, with a message, when the service's name is taken.
   bool Add(const std::shared_ptr<const AsyncApiInterface>& interface, MessageList& messages);
 
-  /// Gives false, with a message, when there is no such service.
+  // Gives false, with a message, when there is no such service.
   bool Lookup(const Core::MethodIdentifier& method, std::shared_ptr<const AsyncApiInterface>& interface,
               MessageList& messages) const;
 
-  /// In the order of their names.
+  // In the order of their names.
   std::vector<std::shared_ptr<const AsyncApiInterface>> Interfaces() const;
 
  private:

@@ -11,15 +11,15 @@ class AuthnHandler;
 
 namespace Mirel::Authn::Filter {
 
-/// A link of the provider chain that asks one handler who the caller is. Several schemes are several filters
-/// in a row: the first handler that knows the caller settles it, the first that refuses ends the call, and a
-/// call that no handler knows goes on as anonymous.
+// A link of the provider chain that asks one handler who the caller is. Several schemes are several filters
+// in a row: the first handler that knows the caller settles it, the first that refuses ends the call, and a
+// call that no handler knows goes on as anonymous.
 class AsyncAuthnFilter final : public Core::AsyncApiProvider,
                                public std::enable_shared_from_this<AsyncAuthnFilter> {
  public:
   AsyncAuthnFilter(std::shared_ptr<Core::AsyncApiProvider> next, std::shared_ptr<AuthnHandler> handler);
 
-  /// Gives "AsyncAuthnFilter".
+  // Gives "AsyncAuthnFilter".
   std::string ToString() const override;
 
   void Invoke(const std::shared_ptr<const Core::MethodIdentifier>& method, const Data::DataValuePtr& input,

@@ -14,7 +14,7 @@ void NotifyOnInvoke(const std::shared_ptr<Core::AsyncActivation>& activation) {
 
 }  // namespace Detail
 
-/// One call on its way through the enqueuer. It holds the provider, so that the services outlive the wait.
+// One call on its way through the enqueuer. It holds the provider, so that the services outlive the wait.
 template <typename Mutex>
 class AsyncLocalProvider<Mutex>::InvokeOp {
  public:

@@ -10,8 +10,8 @@
 
 namespace Mirel::Provider {
 
-/// The last link of the provider chain: calls an operation of this process. Look-up and call are jobs of the
-/// enqueuer, so that no operation ever runs in the caller's stack. Must be held by a shared pointer.
+// The last link of the provider chain: calls an operation of this process. Look-up and call are jobs of the
+// enqueuer, so that no operation ever runs in the caller's stack. Must be held by a shared pointer.
 template <typename Mutex>
 class AsyncLocalProvider final : public Core::AsyncApiProvider,
                                  public std::enable_shared_from_this<AsyncLocalProvider<Mutex>> {
@@ -21,15 +21,15 @@ class AsyncLocalProvider final : public Core::AsyncApiProvider,
 
   AsyncLocalProvider(Enqueuer enqueuer, std::shared_ptr<Container> interfaces);
 
-  /// Gives "AsyncLocalProvider".
+  // Gives "AsyncLocalProvider".
   std::string ToString() const override;
 
-  /// Throws std::bad_weak_ptr without an owner, std::bad_function_call without an enqueuer.
+  // Throws std::bad_weak_ptr without an owner, std::bad_function_call without an enqueuer.
   void Invoke(const std::shared_ptr<const Core::MethodIdentifier>& method, const Data::DataValuePtr& input,
               const std::shared_ptr<Core::AsyncActivation>& activation,
               const Core::AsyncApiResultCb& result) override;
 
-  /// Adds the services by which clients learn what this provider offers.
+  // Adds the services by which clients learn what this provider offers.
   void AddIntrospectionServices();
 
  private:
@@ -43,7 +43,7 @@ extern template class AsyncLocalProvider<std::mutex>;
 
 namespace Detail {
 
-/// Tells the activation's observers that the call has reached the service.
+// Tells the activation's observers that the call has reached the service.
 void NotifyOnInvoke(const std::shared_ptr<Core::AsyncActivation>& activation);
 
 }  // namespace Detail

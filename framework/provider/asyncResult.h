@@ -12,8 +12,8 @@
 
 namespace Mirel {
 
-/// Holds a shared pointer, or nothing. A continuation that gets nothing learns that no further element is
-/// wanted.
+// Holds a shared pointer, or nothing. A continuation that gets nothing learns that no further element is
+// wanted.
 template <typename P>
 class OptionalPtr {
  public:
@@ -27,7 +27,7 @@ class OptionalPtr {
   std::shared_ptr<P> value_;
 };
 
-/// Makes a spent answer object deadly: a second firing is a programming error that no caller can mend.
+// Makes a spent answer object deadly: a second firing is a programming error that no caller can mend.
 struct AsyncResultTerminateCbPolicy {
   template <typename ResultCb>
   void operator()(ResultCb& callbacks) const {
@@ -38,13 +38,13 @@ struct AsyncResultTerminateCbPolicy {
 
 using AsyncStreamResultTerminateCbPolicy = AsyncResultTerminateCbPolicy;
 
-/// Answers a call with one value or one error, from any thread, exactly once. Dying unfired answers nothing.
+// Answers a call with one value or one error, from any thread, exactly once. Dying unfired answers nothing.
 template <typename T, typename Policy>
 class AsyncResult {
  public:
   using ErrorPtr = std::shared_ptr<const ErrorValue>;
 
-  /// One of the two is set; the second is for callers that also take a native error.
+  // One of the two is set; the second is for callers that also take a native error.
   struct ResultCb {
     std::function<void(const boost::optional<T>&, const ErrorPtr&, const Progress&)> first;
     std::function<void(const boost::optional<T>&, const ErrorPtr&, const boost::optional<Data::NativeError>&,
@@ -71,8 +71,8 @@ class AsyncResult {
   mutable ResultCb callbacks_;
 };
 
-/// Answers with one element of a stream, exactly once. The receiver calls the continuation when the element
-/// has left: with a new result object for the next element, or with nothing when no more is wanted.
+// Answers with one element of a stream, exactly once. The receiver calls the continuation when the element
+// has left: with a new result object for the next element, or with nothing when no more is wanted.
 template <typename T, typename Policy>
 class AsyncStreamResult {
  public:
@@ -88,8 +88,10 @@ class AsyncStreamResult {
 
   explicit AsyncStreamResult(ResultCb callbacks) : callbacks_(std::move(callbacks)) {}
 
-  void result(const T& value, Continuation continuation) const { Fire(value, nullptr, std::move(continuation)); }
-  /// Ends the stream.
+  void result(const T& value, Continuation continuation) const {
+    Fire(value, nullptr, std::move(continuation));
+  }
+  // Ends the stream.
   void error(const ErrorPtr& error) const { Fire(boost::none, error, nullptr); }
 
  private:

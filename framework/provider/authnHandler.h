@@ -12,14 +12,14 @@ class DataValue;
 
 namespace Mirel::Authn {
 
-/// Finds out who makes a call, by one scheme.
+// Finds out who makes a call, by one scheme.
 class AuthnHandler {
  public:
-  /// Takes null when the scheme is not the call's, a value of error type when the caller is refused, and any
-  /// other value as the caller's authentication data.
+  // Takes null when the scheme is not the call's, a value of error type when the caller is refused, and any
+  // other value as the caller's authentication data.
   using Callback = std::function<void(const std::shared_ptr<const Data::DataValue>&)>;
 
-  /// Calls back exactly once, on any thread, also before it returns.
+  // Calls back exactly once, on any thread, also before it returns.
   virtual void AsyncAuthenticate(const std::shared_ptr<Core::AsyncActivation>& activation,
                                  Callback callback) = 0;
   virtual ~AuthnHandler() = default;

@@ -8,7 +8,7 @@ namespace {
 constexpr std::uint32_t kStartCode = 0;
 constexpr const char* kSubjectField = "username";
 
-/// Lives as long as the call's first result can still come.
+// Lives as long as the call's first result can still come.
 class ObservedCall {
  public:
   ObservedCall(std::shared_ptr<Api::CallObserver> observer, std::shared_ptr<Core::AsyncActivation> activation,
@@ -18,8 +18,8 @@ class ObservedCall {
   ObservedCall& operator=(const ObservedCall&) = delete;
   ~ObservedCall() { End(kCallAbandoned); }
 
-  /// Takes over what the links behind this one have found out about the caller. The activation is let go: it
-  /// holds the caller's secrets, and the first result of a stream can be days away.
+  // Takes over what the links behind this one have found out about the caller. The activation is let go: it
+  // holds the caller's secrets, and the first result of a stream can be days away.
   void TakeSubject() {
     const auto activation = std::exchange(activation_, nullptr);
     if (!activation) return;

@@ -11,23 +11,23 @@
 
 namespace Mirel::Observer {
 
-/// What an observer gets as its result code.
+// What an observer gets as its result code.
 inline constexpr std::uint32_t kCallSucceeded = 0;
 inline constexpr std::uint32_t kCallFailed = 1;
-/// The call ended without any result, such as a stream whose client left before its first element.
+// The call ended without any result, such as a stream whose client left before its first element.
 inline constexpr std::uint32_t kCallAbandoned = 2;
 
 namespace Detail {
 
-/// The outermost link of the provider chain: has each call observed, also those that links behind it refuse.
-/// An observer gets its result code exactly once: with the call's first result, before the client sees it, so
-/// that nothing leaves unrecorded; or, when no result came, when the last holder lets the call go. Later
-/// elements of a stream pass this link by.
+// The outermost link of the provider chain: has each call observed, also those that links behind it refuse.
+// An observer gets its result code exactly once: with the call's first result, before the client sees it, so
+// that nothing leaves unrecorded; or, when no result came, when the last holder lets the call go. Later
+// elements of a stream pass this link by.
 class CallRegistrarBase : public Core::AsyncApiProvider {
  public:
   explicit CallRegistrarBase(std::shared_ptr<Core::AsyncApiProvider> next) : next_(std::move(next)) {}
 
-  /// Gives "CallRegistrarBase".
+  // Gives "CallRegistrarBase".
   std::string ToString() const override;
 
   void Invoke(const std::shared_ptr<const Core::MethodIdentifier>& method, const Data::DataValuePtr& input,
@@ -42,7 +42,7 @@ class CallRegistrarBase : public Core::AsyncApiProvider {
 
 }  // namespace Detail
 
-/// Hands one finished record a call to the audit callable.
+// Hands one finished record a call to the audit callable.
 template <typename Map>
 class CallRegistrar final : public Detail::CallRegistrarBase {
  public:

@@ -12,8 +12,8 @@
 
 namespace Mirel {
 
-/// An error code as the error "system_error" with one message, the id's template filled with the code's text.
-/// Null for a code of 0.
+// An error code as the error "system_error" with one message, the id's template filled with the code's text.
+// Null for a code of 0.
 Data::ErrorValuePtr MakeSystemErrorValue(const std::error_code& error, const std::string& id);
 Data::ErrorValuePtr MakeSystemErrorValue(const boost::system::error_code& error, const std::string& id);
 
@@ -22,8 +22,8 @@ Data::ErrorValuePtr MakeSystemErrorValue(const boost::system::error_code& error,
 namespace Mirel::Data {
 
 struct ErrorFactory {
-  /// Makes an error value of a native error, with a list value as its "messages". Null when the native error
-  /// has no value form of type error.
+  // Makes an error value of a native error, with a list value as its "messages". Null when the native error
+  // has no value form of type error.
   template <typename T, typename Messages>
   static std::shared_ptr<ErrorValue> GetError(const T& native, const Messages& messages) {
     DataValuePtr value;

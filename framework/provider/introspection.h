@@ -7,8 +7,8 @@
 #include "framework/core/methodResult.h"
 #include "framework/provider/asyncApiInterfaceConcurrentContainer.h"
 
-/// The services by which a client learns what a provider offers. They refer to the provider's container and
-/// do not own it, since they stand in it themselves.
+// The services by which a client learns what a provider offers. They refer to the provider's container and
+// do not own it, since they stand in it themselves.
 namespace Mirel::Provider::Introspection {
 
 using Container = AsyncApiInterfaceConcurrentContainer<std::mutex>;
@@ -16,13 +16,13 @@ using ResultPtr = std::shared_ptr<const Core::MethodResult>;
 
 namespace Impl::OperationSvc {
 
-/// "com.tessaly.mirel.std.introspection.operation"
+// "com.tessaly.mirel.std.introspection.operation"
 class AsyncServiceImpl {
  public:
   explicit AsyncServiceImpl(std::weak_ptr<const Container> interfaces);
-  /// The operations of the service "service_id", by name.
+  // The operations of the service "service_id", by name.
   ResultPtr List(const Data::DataValuePtr& input) const;
-  /// The operation "operation_id" of the service "service_id".
+  // The operation "operation_id" of the service "service_id".
   ResultPtr Get(const Data::DataValuePtr& input) const;
 
  private:
@@ -33,11 +33,11 @@ class AsyncServiceImpl {
 
 namespace Impl::ProviderSvc {
 
-/// "com.tessaly.mirel.std.introspection.provider"
+// "com.tessaly.mirel.std.introspection.provider"
 class AsyncServiceImpl {
  public:
   AsyncServiceImpl(std::string providerId, std::weak_ptr<const Container> interfaces);
-  /// The provider's identifier, and how many services it has.
+  // The provider's identifier, and how many services it has.
   ResultPtr Get() const;
 
  private:
@@ -49,12 +49,12 @@ class AsyncServiceImpl {
 
 namespace Impl::ServiceSvc {
 
-/// "com.tessaly.mirel.std.introspection.service"
+// "com.tessaly.mirel.std.introspection.service"
 class AsyncServiceImpl {
  public:
   explicit AsyncServiceImpl(std::weak_ptr<const Container> interfaces);
   ResultPtr List() const;
-  /// The service "id" with its operations.
+  // The service "id" with its operations.
   ResultPtr Get(const Data::DataValuePtr& input) const;
 
  private:

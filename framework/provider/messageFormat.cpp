@@ -20,7 +20,7 @@ void Write(std::ostream& out, std::string_view text) {
   out.write(text.data(), static_cast<std::streamsize>(text.size()));
 }
 
-/// 0 for "the next argument": an empty index, or one that does not begin with a number.
+// 0 for "the next argument": an empty index, or one that does not begin with a number.
 unsigned long long ReadIndex(std::string_view text) {
   char buffer[kMaxIndexLength + 1] = {};
   std::memcpy(buffer, text.data(), std::min(text.size(), kMaxIndexLength));
@@ -32,8 +32,8 @@ struct Field {
   std::string_view spec;
 };
 
-/// Takes the field at the start of the text off it. The search for the closing brace starts at the opening
-/// one, so that a lone closing brace finds itself, and its field is all of the text behind it.
+// Takes the field at the start of the text off it. The search for the closing brace starts at the opening
+// one, so that a lone closing brace finds itself, and its field is all of the text behind it.
 Field TakeField(std::string_view& text) {
   const auto close = text.find('}');
   auto body = text.substr(1);

@@ -13,23 +13,23 @@
 
 namespace Mirel::Provider {
 
-/// The arguments of a call do not have the form that its operation takes; what() names the place.
+// The arguments of a call do not have the form that its operation takes; what() names the place.
 class ArgumentError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Reads a text from the call's argument structure. Throws ArgumentError when it is not there, or no text.
+// Reads a text from the call's argument structure. Throws ArgumentError when it is not there, or no text.
 std::string StringArgument(const Data::DataValuePtr& input, std::string_view name);
 
-/// The error "unexpected_input" for arguments that do not convert, with the reason as its one message.
+// The error "unexpected_input" for arguments that do not convert, with the reason as its one message.
 Data::ErrorValuePtr MakeUnexpectedInputError(const std::string& reason);
 
-/// The error "not_found" for a thing that a client asked for by its identifier.
+// The error "not_found" for a thing that a client asked for by its identifier.
 Data::ErrorValuePtr MakeNotFoundError(const std::string& identifier);
 
-/// A service of operations that answer at once, such as reads of metadata: one function an operation, from
-/// the arguments to a value or an error. An ArgumentError out of it becomes the error "unexpected_input".
+// A service of operations that answer at once, such as reads of metadata: one function an operation, from
+// the arguments to a value or an error. An ArgumentError out of it becomes the error "unexpected_input".
 class SimpleInterface final : public AsyncApiInterface {
  public:
   using Function = std::function<std::shared_ptr<const Core::MethodResult>(const Data::DataValuePtr& input)>;
@@ -46,7 +46,7 @@ class SimpleInterface final : public AsyncApiInterface {
   std::map<std::string, std::shared_ptr<const AsyncApiOperation>, std::less<>> operations_;
 };
 
-/// For interfaces of their own: the message of a look-up that found no operation.
+// For interfaces of their own: the message of a look-up that found no operation.
 BaseMessage OperationNotFoundMessage(const std::string& service, const std::string& operation);
 
 }  // namespace Mirel::Provider

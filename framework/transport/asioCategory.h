@@ -7,7 +7,7 @@ namespace Mirel::Asio {
 
 enum class AsioError { BufferMaxLength = 1 };
 
-/// Faults of the put-back layer.
+// Faults of the put-back layer.
 class AsioCategory final : public std::error_category {
  public:
   const char* name() const noexcept override;

@@ -24,7 +24,7 @@ using TcpStreamServer = Asio::StreamServer<TcpAcceptor, Handler, Asio::AcceptAll
 
 constexpr int kBacklog = 128;
 
-/// A result must not wait for the acknowledgement of the one before.
+// A result must not wait for the acknowledgement of the one before.
 struct StreamTuner {
   void operator()(Asio::IoStream& stream) const {
     if (!stream.LowestSocket().is_open()) return;

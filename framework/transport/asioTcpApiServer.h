@@ -20,20 +20,20 @@ class PolymorphicStreamServer;
 
 namespace Mirel::Transport::PicoHttp {
 
-/// The listening end of the API: one listener per address family, each with its own accept loop. Must be
-/// destroyed before the I/O context; its end stops the listening, and leaves accepted connections alone.
+// The listening end of the API: one listener per address family, each with its own accept loop. Must be
+// destroyed before the I/O context; its end stops the listening, and leaves accepted connections alone.
 class AsioTcpApiServer {
  public:
   using Endpoint = boost::asio::ip::tcp::endpoint;
   using Enqueuer = std::function<void(std::function<void()>)>;
 
-  /// Opens nothing yet. The logger may be null. A localizer that is not null takes the place of the one in
-  /// the configuration's spec, as do the provider, the enqueuer and the logger.
+  // Opens nothing yet. The logger may be null. A localizer that is not null takes the place of the one in
+  // the configuration's spec, as do the provider, the enqueuer and the logger.
   AsioTcpApiServer(boost::asio::io_context& io, const Endpoint& endpoint4, const Endpoint& endpoint6,
                    std::shared_ptr<Core::AsyncApiProvider> provider, Enqueuer enqueuer,
                    std::shared_ptr<Log::Logger> logger, std::shared_ptr<const L10n::Localizer> localizer,
                    ServerConfig config);
-  /// Listens on the port on every address of the host.
+  // Listens on the port on every address of the host.
   AsioTcpApiServer(boost::asio::io_context& io, std::uint16_t port,
                    std::shared_ptr<Core::AsyncApiProvider> provider, Enqueuer enqueuer,
                    std::shared_ptr<Log::Logger> logger, std::shared_ptr<const L10n::Localizer> localizer,
@@ -42,11 +42,11 @@ class AsioTcpApiServer {
   AsioTcpApiServer(const AsioTcpApiServer&) = delete;
   AsioTcpApiServer& operator=(const AsioTcpApiServer&) = delete;
 
-  /// Listens on both families; one alone is enough. Gives an error only when both failed. Throws
-  /// boost::system::system_error when the IPv6 listener cannot be kept from IPv4.
+  // Listens on both families; one alone is enough. Gives an error only when both failed. Throws
+  // boost::system::system_error when the IPv6 listener cannot be kept from IPv4.
   boost::system::error_code Start();
 
-  /// After Start: with the port that the kernel gave out, if port 0 was asked for.
+  // After Start: with the port that the kernel gave out, if port 0 was asked for.
   const Endpoint& Endpoint4() const { return family4_.endpoint; }
   const Endpoint& Endpoint6() const { return family6_.endpoint; }
 
@@ -67,7 +67,7 @@ class AsioTcpApiServer {
   static boost::system::error_code Listen(Family& family);
   void LogConfig(const ServerConfig& config, bool ownLocalizer) const;
 
-  /// Set when the server listens on every address of the host.
+  // Set when the server listens on every address of the host.
   std::optional<std::uint16_t> port_;
   std::shared_ptr<Log::Logger> logger_;
   Family family4_;

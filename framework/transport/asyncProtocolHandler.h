@@ -9,14 +9,14 @@
 
 namespace Mirel::Provider {
 
-/// Serves one request.
+// Serves one request.
 class AsyncProtocolHandler {
  public:
   using OnRequestRead = std::function<void()>;
-  /// Gets null when the request was handled, and the connection can carry another one.
+  // Gets null when the request was handled, and the connection can carry another one.
   using OnEnd = std::function<void(std::shared_ptr<const ErrorValue>)>;
 
-  /// Returns at once; the work is done on the I/O context.
+  // Returns at once; the work is done on the I/O context.
   virtual std::error_code Handle(const OnRequestRead& onRequestRead, const OnEnd& onEnd) = 0;
   virtual ~AsyncProtocolHandler() = default;
 };

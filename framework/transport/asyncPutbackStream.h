@@ -11,7 +11,7 @@
 
 namespace Mirel::Asio {
 
-/// Serves a read from bytes that were put back. The handler is posted, which keeps the reader's stack flat.
+// Serves a read from bytes that were put back. The handler is posted, which keeps the reader's stack flat.
 template <typename Executor, typename Handler>
 void ReadPutBack(PutBackBuffer& held, const Executor& executor, const boost::asio::mutable_buffer& buffer,
                  Handler&& handler) {
@@ -21,13 +21,13 @@ void ReadPutBack(PutBackBuffer& held, const Executor& executor, const boost::asi
                     });
 }
 
-/// A stream to which its reader can give back what it read too far.
+// A stream to which its reader can give back what it read too far.
 template <typename Stream>
 class AsyncPutbackStream : public Stream {
  public:
   using Stream::Stream;
 
-  /// At once; sets ec to a code of AsioCategory when the bytes cannot be kept.
+  // At once; sets ec to a code of AsioCategory when the bytes cannot be kept.
   void PutBack(const boost::asio::const_buffer& bytes, std::error_code& ec) { held_.PutBack(bytes, ec); }
 
   template <typename Handler>
@@ -39,7 +39,7 @@ class AsyncPutbackStream : public Stream {
     }
   }
 
-  /// The layer at the bottom of every stack, to which all writes go.
+  // The layer at the bottom of every stack, to which all writes go.
   AsyncPutbackStream& Base() { return *this; }
 
  private:

@@ -31,14 +31,14 @@
 
 namespace Mirel::Transport::Http {
 
-/// The bridge from one HTTP request to the provider chain: reads the body, has it understood, and calls the
-/// provider, whose results go to the Response. Lives on the references of its pending steps.
+// The bridge from one HTTP request to the provider chain: reads the body, has it understood, and calls the
+// provider, whose results go to the Response. Lives on the references of its pending steps.
 template <typename Transaction, typename Extractor>
 class AsyncTransactionProtocolHandler final
     : public Provider::AsyncProtocolHandler,
       public std::enable_shared_from_this<AsyncTransactionProtocolHandler<Transaction, Extractor>> {
  public:
-  /// The range must stand for the request's headers, in lower case.
+  // The range must stand for the request's headers, in lower case.
   AsyncTransactionProtocolHandler(std::shared_ptr<Transaction> transaction,
                                   std::shared_ptr<HeaderRange> headers, const ProtocolHandlerSpec& spec)
       : transaction_(std::move(transaction)),
@@ -147,7 +147,7 @@ class AsyncTransactionProtocolHandler final
   ProtocolHandlerSpec::ErrToHeaders errToHeaders_;
 };
 
-/// What the deserializer calls once it knows the request.
+// What the deserializer calls once it knows the request.
 template <typename Transaction, typename Extractor>
 class AsyncTransactionProtocolHandler<Transaction, Extractor>::AsyncRequestVisitor final
     : public Core::ApiRequestVisitor {

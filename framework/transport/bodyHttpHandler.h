@@ -16,8 +16,8 @@
 
 namespace Mirel::Transport::PicoHttp {
 
-/// Chooses the stack through which a request's body is read, or answers a refused head. `H` is called with
-/// the stack, the request and the continuation.
+// Chooses the stack through which a request's body is read, or answers a refused head. `H` is called with
+// the stack, the request and the continuation.
 template <typename H>
 class BodyHttpHandler {
  public:
@@ -28,7 +28,7 @@ class BodyHttpHandler {
   BodyHttpHandler(H handler, std::shared_ptr<Log::Logger> logger)
       : handler_(std::move(handler)), logger_(std::move(logger)) {}
 
-  /// The remainder is what was read behind the head. Without a continuation the connection is not kept.
+  // The remainder is what was read behind the head. Without a continuation the connection is not kept.
   void operator()(const ConnectionPtr& connection, const RequestPtr& request,
                   const boost::asio::const_buffer& remainder, const Continuation& continuation) const {
     if (request->bad) {
@@ -62,7 +62,7 @@ class BodyHttpHandler {
     connection.LowestSocket().close(ignored);
   }
 
-  /// The next request is read from the connection, and so must find there what this one left.
+  // The next request is read from the connection, and so must find there what this one left.
   static Continuation Returning(const std::shared_ptr<ExpectStream>& expecting,
                                 const Continuation& continuation) {
     if (!continuation) return nullptr;

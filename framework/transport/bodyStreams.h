@@ -18,11 +18,11 @@
 #include "framework/transport/phrChunkedDecoder.h"
 #include "framework/transport/transportErrors.h"
 
-/// Layers on a connection through which one request's body is read. A layer gives bytes, then an error; the
-/// end of the body is the error EndOfBody. One read at a time, whose handler keeps the layer alive.
+// Layers on a connection through which one request's body is read. A layer gives bytes, then an error; the
+// end of the body is the error EndOfBody. One read at a time, whose handler keeps the layer alive.
 namespace Mirel::Transport::PicoHttp::PicoHttpDetail {
 
-/// What the layers share: the way down.
+// What the layers share: the way down.
 template <typename StreamPtr>
 class BodyLayer {
  public:
@@ -44,7 +44,7 @@ class BodyLayer {
   StreamPtr below_;
 };
 
-/// A body of known length. Reads nothing behind it.
+// A body of known length. Reads nothing behind it.
 template <typename StreamPtr>
 class AsyncHttpBodyStream : public BodyLayer<StreamPtr> {
  public:
@@ -71,7 +71,7 @@ class AsyncHttpBodyStream : public BodyLayer<StreamPtr> {
   }
 
  private:
-  /// A client that waits to be told to go on is told so even if it has nothing to send.
+  // A client that waits to be told to go on is told so even if it has nothing to send.
   template <typename Handler>
   void End(Handler&& handler) {
     if constexpr (requires { this->below_->Pending100(); }) {
@@ -89,7 +89,7 @@ class AsyncHttpBodyStream : public BodyLayer<StreamPtr> {
   std::uint64_t remaining_;
 };
 
-/// A chunked body, decoded where the reader's buffer lies.
+// A chunked body, decoded where the reader's buffer lies.
 template <typename StreamPtr>
 class AsyncHttpChunkedBodyStream : public BodyLayer<StreamPtr> {
  public:
@@ -114,7 +114,7 @@ class AsyncHttpChunkedBodyStream : public BodyLayer<StreamPtr> {
   }
 
  private:
-  /// Leaves the number of body bytes in `decoded`.
+  // Leaves the number of body bytes in `decoded`.
   boost::system::error_code Decode(const boost::asio::mutable_buffer& raw, std::size_t& decoded) {
     const auto [rest, body] = decoder_.Decode(raw);
     decoded = body;
@@ -139,7 +139,7 @@ class AsyncHttpChunkedBodyStream : public BodyLayer<StreamPtr> {
   bool finished_ = false;
 };
 
-/// Tells a waiting client to go on (RFC 9110, 10.1.1) as soon as anyone reads, and not before.
+// Tells a waiting client to go on (RFC 9110, 10.1.1) as soon as anyone reads, and not before.
 template <typename StreamPtr>
 class AsyncExpectContinueStream : public BodyLayer<StreamPtr> {
  public:
@@ -147,11 +147,11 @@ class AsyncExpectContinueStream : public BodyLayer<StreamPtr> {
 
   void PutBack(const boost::asio::const_buffer& bytes, std::error_code& ec) { held_.PutBack(bytes, ec); }
 
-  /// Bytes that nobody read belong to the connection's next request.
+  // Bytes that nobody read belong to the connection's next request.
   void ReturnHeld(std::error_code& ec) { this->below_->PutBack(held_.Held(), ec); }
 
   bool Pending100() const { return pending100_; }
-  /// The handler gets an error code.
+  // The handler gets an error code.
   template <typename Handler>
   void AsyncSend100(Handler&& handler) {
     static constexpr std::string_view kContinue = "HTTP/1.1 100 Continue\r\n\r\n";

@@ -15,10 +15,10 @@
 
 namespace Mirel::Transport::Http {
 
-/// A size in lowercase hexadecimal and CR LF, as it stands in front of a chunk and of a frame.
+// A size in lowercase hexadecimal and CR LF, as it stands in front of a chunk and of a frame.
 class SizeLine {
  public:
-  /// The text is valid until the next call.
+  // The text is valid until the next call.
   boost::asio::const_buffer Set(std::uint64_t size);
 
  private:
@@ -31,10 +31,10 @@ inline constexpr std::string_view kCrLf = "\r\n";
 
 namespace Mirel::Transport::Http::FrameBodyWriter {
 
-/// Puts one frame around serialized bytes, without copying them.
+// Puts one frame around serialized bytes, without copying them.
 class Writer {
  public:
-  /// The buffers point into this object and to the bytes.
+  // The buffers point into this object and to the bytes.
   const std::vector<boost::asio::const_buffer>& Frame(const std::vector<std::string_view>& segments,
                                                       std::size_t size);
   const std::vector<boost::asio::const_buffer>& Plain(const std::vector<std::string_view>& segments);
@@ -48,25 +48,25 @@ class Writer {
 
 namespace Mirel::Transport::Http::HttpDetail {
 
-/// Walks a list of buffers in pieces of a limited size, which may begin and end within a buffer.
+// Walks a list of buffers in pieces of a limited size, which may begin and end within a buffer.
 class PieceCursor {
  public:
   PieceCursor() = default;
   explicit PieceCursor(std::span<const boost::asio::const_buffer> buffers);
 
   bool AtEnd() const { return rest_.empty(); }
-  /// Appends the next piece to `piece` and gives its size.
+  // Appends the next piece to `piece` and gives its size.
   std::size_t Take(std::size_t limit, std::vector<boost::asio::const_buffer>& piece);
 
  private:
   void SkipEmpty();
 
   std::span<const boost::asio::const_buffer> rest_;
-  /// How much of the first buffer is taken.
+  // How much of the first buffer is taken.
   std::size_t offset_ = 0;
 };
 
-/// The chunked output of one response (RFC 9112, 7.1). One write at a time.
+// The chunked output of one response (RFC 9112, 7.1). One write at a time.
 template <typename Stream>
 class OutChunkedBodyStrm {
  public:
@@ -74,8 +74,8 @@ class OutChunkedBodyStrm {
 
   explicit OutChunkedBodyStrm(std::shared_ptr<Stream> stream) : stream_(std::move(stream)) {}
 
-  /// Writes the bytes as chunks of at most kMaxChunk, each with one write on the stream. The handler (taking
-  /// an error code) keeps alive this object, the list and the bytes.
+  // Writes the bytes as chunks of at most kMaxChunk, each with one write on the stream. The handler (taking
+  // an error code) keeps alive this object, the list and the bytes.
   template <typename Handler>
   void AsyncWrite(std::span<const boost::asio::const_buffer> bytes, Handler handler) {
     left_ = PieceCursor(bytes);

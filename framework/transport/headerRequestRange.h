@@ -9,7 +9,7 @@
 
 namespace Mirel::Transport::PicoHttp {
 
-/// A request's headers, with its method in front as the pseudo-header ":method". Keeps the request alive.
+// A request's headers, with its method in front as the pseudo-header ":method". Keeps the request alive.
 class HeaderRequestRange final : public HeaderRange {
  public:
   explicit HeaderRequestRange(std::shared_ptr<ServerDetail::Request> request);
@@ -23,7 +23,7 @@ class HeaderRequestRange final : public HeaderRange {
   void Load();
 
   std::shared_ptr<ServerDetail::Request> request_;
-  /// 0 is the method, and n the n-th header.
+  // 0 is the method, and n the n-th header.
   std::size_t position_ = 0;
   Http::HeaderView current_;
 };

@@ -6,7 +6,7 @@
 
 namespace Mirel::Transport::Http {
 
-/// A header whose texts are owned by someone else.
+// A header whose texts are owned by someone else.
 class HeaderView final : public Header {
  public:
   HeaderView() = default;

@@ -9,7 +9,7 @@
 
 namespace Mirel::Transport::PicoHttp {
 
-/// One request on a connection, read through the stack `StreamT`. Its address names the request in logs.
+// One request on a connection, read through the stack `StreamT`. Its address names the request in logs.
 template <typename StreamT>
 class HttpServerTransaction {
  public:
@@ -26,7 +26,7 @@ class HttpServerTransaction {
 
   Stream& BodyStream() { return *stream_; }
   const std::string& Method() const { return method_; }
-  /// The connection, together with the layers on it.
+  // The connection, together with the layers on it.
   std::shared_ptr<Asio::IoStream> Connection() const { return {stream_, &stream_->Base()}; }
 
  private:

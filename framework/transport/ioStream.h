@@ -8,7 +8,7 @@
 
 namespace Mirel::Asio {
 
-/// An accepted connection.
+// An accepted connection.
 using IoStream = AsyncPutbackStream<TimeoutBaseStream<TcpSocket, std::mutex, SteadyTimer>>;
 
 }  // namespace Mirel::Asio

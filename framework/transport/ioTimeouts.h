@@ -4,7 +4,7 @@
 
 namespace Mirel::Asio {
 
-/// How long one read and one write on a connection may take.
+// How long one read and one write on a connection may take.
 struct IOTimeouts {
   std::chrono::nanoseconds readTimeout;
   std::chrono::nanoseconds writeTimeout;

@@ -5,7 +5,7 @@
 
 namespace Mirel::Transport::Http {
 
-/// The JSON dialects. The codes are bits, since a header can name several.
+// The JSON dialects. The codes are bits, since a header can name several.
 namespace MediaType {
 inline constexpr std::uint32_t kJson = 1;
 inline constexpr std::uint32_t kCleanJson = 2;
@@ -15,10 +15,10 @@ inline constexpr std::uint32_t kStreamJson = 16;
 inline constexpr std::uint32_t kCleanStreamJson = 32;
 }  // namespace MediaType
 
-/// The sum of the codes of all media types that a header's value holds.
+// The sum of the codes of all media types that a header's value holds.
 std::uint32_t MediaTypeCodes(std::string_view headerValue);
 
-/// The media type of a single code; empty for any other number.
+// The media type of a single code; empty for any other number.
 std::string_view MediaTypeName(std::uint32_t code);
 
 }  // namespace Mirel::Transport::Http

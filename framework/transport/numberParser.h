@@ -9,8 +9,8 @@ namespace Mirel {
 
 enum class ToolsError { NamedArgumentNotFound = 1, EmptyNamedSpecifier = 2, NotANumber = 3 };
 
-/// Faults of the text tools. A number uses the codes alone: 1 an empty text, 2 a value out of range, 3 a text
-/// that is no number.
+// Faults of the text tools. A number uses the codes alone: 1 an empty text, 2 a value out of range, 3 a text
+// that is no number.
 class ToolsCategory final : public std::error_category {
  public:
   const char* name() const noexcept override;
@@ -23,12 +23,12 @@ inline std::error_code make_error_code(ToolsError error) noexcept {
   return {static_cast<int>(error), GetToolsCategory()};
 }
 
-/// Reads a number as strtoul does with base 0, so that "0x10" is 16 and "010" is 8. An error gives 0.
+// Reads a number as strtoul does with base 0, so that "0x10" is 16 and "010" is 8. An error gives 0.
 std::uint64_t ParseNumber(std::string_view text, std::error_code& ec);
 
 namespace Detail {
 
-/// Judges a conversion by where it ended and by errno, which must have been 0 before it.
+// Judges a conversion by where it ended and by errno, which must have been 0 before it.
 std::error_code CheckConvert(const char* end, const char* expectedEnd);
 
 }  // namespace Detail

@@ -78,7 +78,7 @@ class HeadParser {
     return LineEnd();
   }
 
-  /// At least one byte of a class, and then one that is not of it.
+  // At least one byte of a class, and then one that is not of it.
   template <typename Predicate>
   Outcome Run(std::string_view& run, Predicate belongs) {
     const std::size_t begin = at_;
@@ -106,7 +106,7 @@ class HeadParser {
   std::size_t at_ = 0;
 };
 
-/// Looks for the empty line without parsing again, so that a head that comes byte by byte stays cheap.
+// Looks for the empty line without parsing again, so that a head that comes byte by byte stays cheap.
 bool MayBeComplete(std::string_view bytes, std::size_t lastLength) {
   const std::string_view news = bytes.substr(lastLength < 3 ? 0 : std::min(lastLength - 3, bytes.size()));
   return news.find("\n\n") != std::string_view::npos || news.find("\n\r\n") != std::string_view::npos;

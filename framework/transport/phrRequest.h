@@ -14,7 +14,7 @@ struct PhrHeader {
 
 using PhrHeaders = std::span<PhrHeader>;
 
-/// A parsed request head. All views lie in the buffer that was parsed.
+// A parsed request head. All views lie in the buffer that was parsed.
 struct PhrRequest {
   static constexpr std::uint64_t kMaxHeaders = 64;
 
@@ -22,7 +22,7 @@ struct PhrRequest {
   std::string_view path;
   int minorVersion = 0;
   std::array<PhrHeader, kMaxHeaders> headers;
-  /// Before parsing, how many may be filled; afterwards, how many were.
+  // Before parsing, how many may be filled; afterwards, how many were.
   std::uint64_t headerCount = 0;
 
   PhrHeaders Headers() { return PhrHeaders(headers).first(headerCount); }

@@ -9,8 +9,8 @@
 
 namespace Mirel::Transport::PicoHttp {
 
-/// Serves one request whose body is read through a stack. The continuation starts the connection's next
-/// request; without one the connection ends with this request.
+// Serves one request whose body is read through a stack. The continuation starts the connection's next
+// request; without one the connection ends with this request.
 class PicoHttpApiRequestHandler {
  public:
   using Continuation = std::function<void()>;

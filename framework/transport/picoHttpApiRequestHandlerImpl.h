@@ -8,7 +8,7 @@
 
 namespace Mirel::Transport::PicoHttp {
 
-/// The end of a request: the connection goes on, ends with its last reference, or is closed after an error.
+// The end of a request: the connection goes on, ends with its last reference, or is closed after an error.
 void EndRequest(Asio::IoStream& connection, RequestId id, const std::shared_ptr<Log::Logger>& logger,
                 const std::shared_ptr<const Data::ErrorValue>& error,
                 const PicoHttpApiRequestHandler::Continuation& continuation);

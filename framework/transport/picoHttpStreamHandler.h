@@ -18,8 +18,8 @@
 
 namespace Mirel::Transport::PicoHttp {
 
-/// Reads the requests' heads of a connection, one request after the other, and hands each to `H` with the
-/// bytes that were read behind it. Connections in progress hold references to it.
+// Reads the requests' heads of a connection, one request after the other, and hands each to `H` with the
+// bytes that were read behind it. Connections in progress hold references to it.
 template <typename H>
 class PicoHttpStreamHandler : public std::enable_shared_from_this<PicoHttpStreamHandler<H>> {
  public:
@@ -28,7 +28,7 @@ class PicoHttpStreamHandler : public std::enable_shared_from_this<PicoHttpStream
   PicoHttpStreamHandler(H handler, std::shared_ptr<Log::Logger> logger)
       : handler_(std::move(handler)), logger_(std::move(logger)) {}
 
-  /// Starts the connection's next request.
+  // Starts the connection's next request.
   void operator()(const StreamPtr& stream) const {
     auto request = std::make_shared<ServerDetail::Request>();
     request->head.headerCount = PhrRequest::kMaxHeaders;
@@ -77,7 +77,7 @@ class PicoHttpStreamHandler : public std::enable_shared_from_this<PicoHttpStream
     handler_(stream, request, remainder, continuation);
   }
 
-  /// A peer that leaves between requests is the normal end of a connection.
+  // A peer that leaves between requests is the normal end of a connection.
   void Fail(const StreamPtr& stream, const RequestPtr& request,
             const boost::system::error_code& error) const {
     if (error == boost::asio::error::eof) {

@@ -13,20 +13,20 @@
 
 namespace Mirel::Transport::Http {
 
-/// What every request is served with. A default-constructed one has the default localizer and the default
-/// response head, and neither provider nor logger.
+// What every request is served with. A default-constructed one has the default localizer and the default
+// response head, and neither provider nor logger.
 struct ProtocolHandlerSpec {
   struct ParamsToHead {
-    /// A media type's code (mediaType.h).
+    // A media type's code (mediaType.h).
     std::uint32_t contentType;
     bool keepAlive;
   };
 
   using HeaderRangePtr = std::shared_ptr<HeaderRange>;
-  /// Copies more of a request's headers into its execution context.
+  // Copies more of a request's headers into its execution context.
   using Extractor =
       std::function<void(const HeaderRangePtr&, const std::shared_ptr<Core::ExecutionContext>&)>;
-  /// Makes the response's headers, with the pseudo-headers ":status" and ":reason". The error may be null.
+  // Makes the response's headers, with the pseudo-headers ":status" and ":reason". The error may be null.
   using ErrToHeaders =
       std::function<HeaderRangePtr(const std::shared_ptr<const Data::ErrorValue>&, const ParamsToHead&)>;
 
@@ -36,7 +36,7 @@ struct ProtocolHandlerSpec {
   std::function<void(std::function<void()>)> enqueuer;
   std::shared_ptr<const L10n::Localizer> localizer;
   std::vector<Extractor> extractors;
-  /// A body of exactly this many bytes passes.
+  // A body of exactly this many bytes passes.
   std::uint64_t httpBodySizeLimitInBytes = 2500000;
   std::shared_ptr<Log::Logger> logger;
   ErrToHeaders errToHeaders;

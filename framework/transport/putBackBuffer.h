@@ -7,16 +7,16 @@
 
 namespace Mirel::Asio {
 
-/// Bytes that were read too far and wait to be read again.
+// Bytes that were read too far and wait to be read again.
 class PutBackBuffer {
  public:
   bool Empty() const { return bytes_.size() == 0; }
 
-  /// Copies what fits into the buffer, and forgets it here.
+  // Copies what fits into the buffer, and forgets it here.
   std::size_t Take(const boost::asio::mutable_buffer& buffer);
 
-  /// The bytes are read next, before any that wait already: those came later on the connection. Sets the
-  /// error, and keeps the buffer as it was, when there is no room.
+  // The bytes are read next, before any that wait already: those came later on the connection. Sets the
+  // error, and keeps the buffer as it was, when there is no room.
   void PutBack(const boost::asio::const_buffer& bytes, std::error_code& ec);
 
   boost::asio::const_buffer Held() const { return bytes_.data(); }

@@ -7,7 +7,7 @@
 
 namespace Mirel::Transport {
 
-/// A request's identifier in log lines: the address of its transaction, in square brackets.
+// A request's identifier in log lines: the address of its transaction, in square brackets.
 struct RequestId {
   const void* transaction;
 };
@@ -17,13 +17,13 @@ inline std::ostream& operator<<(std::ostream& out, RequestId id) {
 }
 
 // The severities of the transport's lines.
-/// The normal course of a request.
+// The normal course of a request.
 inline constexpr auto kNormal = Log::SeverityLevel::Trace;
-/// A request that fails.
+// A request that fails.
 inline constexpr auto kFailure = Log::SeverityLevel::Debug;
-/// The server's start, and refused heads.
+// The server's start, and refused heads.
 inline constexpr auto kServer = Log::SeverityLevel::Info;
-/// Faults of accepting.
+// Faults of accepting.
 inline constexpr auto kAcceptError = Log::SeverityLevel::Error;
 
 }  // namespace Mirel::Transport

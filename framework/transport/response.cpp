@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kSendFailed = "mirel.send.failed";
 
-/// Sends texts with one write; the handler (taking an error code) keeps alive what they are.
+// Sends texts with one write; the handler (taking an error code) keeps alive what they are.
 template <typename Handler>
 void Send(Asio::IoStream& stream, const std::vector<boost::asio::const_buffer>& texts, Handler handler) {
   boost::asio::async_write(stream, texts,
@@ -24,7 +24,7 @@ void Send(Asio::IoStream& stream, const std::vector<boost::asio::const_buffer>& 
                                                           std::size_t) mutable { handler(error); });
 }
 
-/// A client without streams gets one value; a final result that carries none has nothing to show for it.
+// A client without streams gets one value; a final result that carries none has nothing to show for it.
 std::shared_ptr<const Core::MethodResult> AsSingleAnswer(
     const std::shared_ptr<const Core::MethodResult>& result) {
   if (!result->terminal || result->error) return result;
@@ -34,7 +34,7 @@ std::shared_ptr<const Core::MethodResult> AsSingleAnswer(
 
 }  // namespace
 
-/// One result on its way to the client.
+// One result on its way to the client.
 struct Response::Delivery {
   explicit Delivery(Core::AsyncApiResultCb::Next&& nextResult) : next(std::move(nextResult)) {}
 
@@ -48,7 +48,7 @@ struct Response::Delivery {
   FrameBodyWriter::Writer writer;
 };
 
-/// What the provider's callback calls.
+// What the provider's callback calls.
 class Response::ResponseWrapper {
  public:
   explicit ResponseWrapper(std::shared_ptr<Response> response) : response_(std::move(response)) {}

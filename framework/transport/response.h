@@ -17,8 +17,8 @@
 
 namespace Mirel::Transport::Http {
 
-/// How one request is answered, whatever stack its body came through: all answers go to the connection
-/// itself. Lives on the references of pending writes and of the result callbacks that the provider holds.
+// How one request is answered, whatever stack its body came through: all answers go to the connection
+// itself. Lives on the references of pending writes and of the result callbacks that the provider holds.
 class Response : public std::enable_shared_from_this<Response> {
  public:
   using OnEnd = Provider::AsyncProtocolHandler::OnEnd;
@@ -28,13 +28,13 @@ class Response : public std::enable_shared_from_this<Response> {
            std::shared_ptr<Log::Logger> logger, ProtocolHandlerSpec::ErrToHeaders errToHeaders,
            std::shared_ptr<const RequestSpec> spec, OnEnd onEnd);
 
-  /// Answers 400 and ends the request with an error, so that the connection is closed.
+  // Answers 400 and ends the request with an error, so that the connection is closed.
   void Refuse();
-  /// Answers a request that the deserializer could not understand.
+  // Answers a request that the deserializer could not understand.
   void SendDeserializerError(const ErrorPtr& error);
 
-  /// Makes the callback through which the provider gives the first result. The identifier is that of the
-  /// JSON-RPC request.
+  // Makes the callback through which the provider gives the first result. The identifier is that of the
+  // JSON-RPC request.
   Core::AsyncApiResultCb Begin(std::string requestIdentifier);
 
  private:
@@ -42,7 +42,7 @@ class Response : public std::enable_shared_from_this<Response> {
   struct Delivery;
 
   void OnResult(const std::shared_ptr<const Core::MethodResult>& result, Core::AsyncApiResultCb::Next&& next);
-  /// Gives false when the serializer failed; the request has then ended.
+  // Gives false when the serializer failed; the request has then ended.
   bool Serialize(const std::shared_ptr<const Core::MethodResult>& result, Delivery& delivery);
   void SendHead(const ErrorPtr& error, const std::shared_ptr<Delivery>& delivery);
   void SendBody(const std::shared_ptr<Delivery>& delivery);
@@ -64,7 +64,7 @@ class Response : public std::enable_shared_from_this<Response> {
   std::shared_ptr<const RequestSpec> spec_;
   OnEnd onEnd_;
   std::string requestIdentifier_;
-  /// Null until the head is sent.
+  // Null until the head is sent.
   std::unique_ptr<HttpDetail::OutChunkedBodyStrm<Asio::IoStream>> output_;
 };
 

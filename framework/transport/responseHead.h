@@ -13,7 +13,7 @@
 
 namespace Mirel::Transport::Http {
 
-/// A range over header views. Keeps alive what the views look at, if it is given it.
+// A range over header views. Keeps alive what the views look at, if it is given it.
 template <typename Container>
 class HttpResponseHeaderRangeBase final : public HeaderRange {
  public:
@@ -35,15 +35,15 @@ class HttpResponseHeaderRangeBase final : public HeaderRange {
 
 using ResponseHeaderRange = HttpResponseHeaderRangeBase<std::vector<HeaderView>>;
 
-/// The response's headers as the system answers: "200", also for an error, whose name stands in
-/// "mirel-error".
+// The response's headers as the system answers: "200", also for an error, whose name stands in
+// "mirel-error".
 std::shared_ptr<HeaderRange> DefaultErrToHeaders(const std::shared_ptr<const Data::ErrorValue>& error,
                                                  const ProtocolHandlerSpec::ParamsToHead& params);
 
-/// The headers of the answer to a request that is not even tried.
+// The headers of the answer to a request that is not even tried.
 std::shared_ptr<HeaderRange> BadRequestHeaders();
 
-/// A whole response head (RFC 9112, 4). Without a length the body is chunked.
+// A whole response head (RFC 9112, 4). Without a length the body is chunked.
 std::string WriteHead(HeaderRange& headers, std::optional<std::uint64_t> contentLength,
                       std::string_view requestMethod);
 

@@ -11,7 +11,7 @@
 
 namespace Mirel::Transport::PicoHttp::ServerDetail {
 
-/// One request's head: the buffer it is read into, and what it says. The views lie in the buffer.
+// One request's head: the buffer it is read into, and what it says. The views lie in the buffer.
 struct Request {
   PhrRequest head;
   std::array<char, 4096> buffer;
@@ -22,19 +22,19 @@ struct Request {
   bool chunked = false;
   bool hasContentLength = false;
   bool keepAlive = true;
-  /// The client speaks, or takes, streams of frames.
+  // The client speaks, or takes, streams of frames.
   bool framed = false;
   bool acceptsStream = false;
   bool hasExpect = false;
   bool expectContinue = false;
-  /// The head was refused.
+  // The head was refused.
   bool bad = false;
 
   boost::asio::mutable_buffer FreeSpace(std::size_t used) { return boost::asio::buffer(buffer) + used; }
 };
 
-/// Reads the headers of a parsed head into the request's other fields. Changes the head where it lies: names,
-/// the method and the value of "connection" become lower case.
+// Reads the headers of a parsed head into the request's other fields. Changes the head where it lies: names,
+// the method and the value of "connection" become lower case.
 boost::system::error_code InterpretHead(Request& request);
 
 }  // namespace Mirel::Transport::PicoHttp::ServerDetail

@@ -22,13 +22,13 @@ namespace Mirel::Asio {
 class PolymorphicStreamServer {
  public:
   virtual ~PolymorphicStreamServer() = default;
-  /// Begins to accept on a listener that is open. Called once, before or on the I/O context's thread.
+  // Begins to accept on a listener that is open. Called once, before or on the I/O context's thread.
   virtual boost::system::error_code Start() = 0;
-  /// Closes the listener; accepted connections run on.
+  // Closes the listener; accepted connections run on.
   virtual boost::system::error_code Stop() = 0;
 };
 
-/// Accepts into new streams.
+// Accepts into new streams.
 template <typename Listener, typename Stream, typename Timeouts>
 class Acceptor {
  public:
@@ -37,7 +37,7 @@ class Acceptor {
 
   Listener& Socket() { return *listener_; }
 
-  /// The handler gets an error code and the stream.
+  // The handler gets an error code and the stream.
   template <typename StrandT, typename Handler>
   void AsyncAccept(StrandT& strand, Handler handler) {
     auto stream = std::make_shared<Stream>(listener_->get_executor());
@@ -63,13 +63,13 @@ struct AcceptAllCond {
 
 template <typename Stream>
 struct StreamServerSpec {
-  /// Sets the options of an accepted stream.
+  // Sets the options of an accepted stream.
   std::function<void(Stream&)> tuner;
   std::shared_ptr<Log::Logger> logger;
 };
 
-/// The accept loop of one listener. All its steps run on a strand; it lives on its pending accept. The
-/// handler gets each accepted stream.
+// The accept loop of one listener. All its steps run on a strand; it lives on its pending accept. The
+// handler gets each accepted stream.
 template <typename AcceptorT, typename Handler, typename Cond, typename Spec>
 class StreamServer final : public PolymorphicStreamServer,
                            public std::enable_shared_from_this<StreamServer<AcceptorT, Handler, Cond, Spec>> {
@@ -98,7 +98,7 @@ class StreamServer final : public PolymorphicStreamServer,
 
   static boost::system::error_code Closed() { return {EBADF, boost::system::system_category()}; }
 
-  /// One accept is outstanding at a time.
+  // One accept is outstanding at a time.
   void Arm() {
     if (armed_) return;
     armed_ = true;

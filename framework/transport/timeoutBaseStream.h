@@ -18,7 +18,7 @@
 
 namespace Mirel::Asio {
 
-/// The sum, held within the clock's range.
+// The sum, held within the clock's range.
 template <typename Clock>
 typename Clock::time_point Deadline(typename Clock::time_point now, std::chrono::nanoseconds timeout) {
   using TimePoint = typename Clock::time_point;
@@ -27,12 +27,12 @@ typename Clock::time_point Deadline(typename Clock::time_point now, std::chrono:
   return now + timeout;
 }
 
-/// A socket with a deadline on every single read and write. A deadline that passes shuts the connection down
-/// and fails nothing by itself: the pending operation ends as if the peer had gone. Between two operations no
-/// timer runs, so that a connection may stand idle for as long as its users start nothing.
-///
-/// One read and one write may be pending at once. A handler keeps the stream alive, and runs on the socket's
-/// executor, never inside the call.
+// A socket with a deadline on every single read and write. A deadline that passes shuts the connection down
+// and fails nothing by itself: the pending operation ends as if the peer had gone. Between two operations no
+// timer runs, so that a connection may stand idle for as long as its users start nothing.
+//
+// One read and one write may be pending at once. A handler keeps the stream alive, and runs on the socket's
+// executor, never inside the call.
 template <typename Socket, typename Mutex, typename Timer>
 class TimeoutBaseStream {
  public:
@@ -93,8 +93,8 @@ class TimeoutBaseStream {
     Mutex mutex;
   };
 
-  /// What the kernel takes without waiting needs no deadline. This spares the usual write a timer's start and
-  /// cancellation. Gives false when the write has to wait.
+  // What the kernel takes without waiting needs no deadline. This spares the usual write a timer's start and
+  // cancellation. Gives false when the write has to wait.
   template <typename ConstBuffers>
   bool WriteAtOnce(const ConstBuffers& buffers, boost::system::error_code& error, std::size_t& bytes) {
     if (!socket_.non_blocking()) {
@@ -113,8 +113,8 @@ class TimeoutBaseStream {
     });
   }
 
-  /// Ends the wait, and tells whether the socket is still open. A queued callback then finds its deadline
-  /// moved, and so does not touch a stream that is gone.
+  // Ends the wait, and tells whether the socket is still open. A queued callback then finds its deadline
+  // moved, and so does not touch a stream that is gone.
   bool Disarm(Data& data, Timer& timer) {
     const std::lock_guard lock(data.mutex);
     timer.expires_at(Clock::time_point::max());
@@ -142,7 +142,7 @@ class TimeoutBaseStream {
   Socket socket_;
   IOTimeouts timeouts_{};
   std::shared_ptr<Data> data_;
-  /// The peer has sent its last byte. The reactor tells that once only, and would let a further read wait.
+  // The peer has sent its last byte. The reactor tells that once only, and would let a further read wait.
   bool ended_ = false;
 };
 

@@ -14,7 +14,7 @@ enum class Code {
   HeadersTooLong = 7,
 };
 
-/// Faults of the server and of request heads.
+// Faults of the server and of request heads.
 const boost::system::error_category& GetTransportCategory() noexcept;
 
 inline boost::system::error_code make_error_code(Code code) noexcept {
@@ -27,7 +27,7 @@ namespace Mirel::Transport::Http::Error {
 
 enum class Code { FrameParse = 1, MessageTooLong = 2, EndOfBody = 3 };
 
-/// Faults of bodies and frames; the end of a body travels as one of them.
+// Faults of bodies and frames; the end of a body travels as one of them.
 const boost::system::error_category& GetTransportCategory() noexcept;
 
 inline boost::system::error_code make_error_code(Code code) noexcept {

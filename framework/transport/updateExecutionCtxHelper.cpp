@@ -19,7 +19,7 @@ namespace {
 using Core::SecurityContext;
 using Core::SecurityContextWrappedEntry;
 
-/// A text that is wiped at the end, as it may hold a password.
+// A text that is wiped at the end, as it may hold a password.
 struct WipedText {
   explicit WipedText(std::size_t size) : bytes(size, '\0') {}
   WipedText(const WipedText&) = delete;

@@ -47,7 +47,7 @@ std::string ValidText(const char* text) {
   return valid;
 }
 
-/// Microseconds, in UTC (RFC 3339).
+// Microseconds, in UTC (RFC 3339).
 std::string TimeNow() {
   using std::chrono::microseconds;
   const auto now =

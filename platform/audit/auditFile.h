@@ -7,9 +7,9 @@
 
 namespace Tessaly::Audit {
 
-/// A file that only grows, by whole lines. It is opened at the first line, made with its folder if they are
-/// missing, for the owner alone, and opened anew whenever its path leads to another file, so that it can be
-/// rotated by a rename. From any thread.
+// A file that only grows, by whole lines. It is opened at the first line, made with its folder if they are
+// missing, for the owner alone, and opened anew whenever its path leads to another file, so that it can be
+// rotated by a rename. From any thread.
 class AuditFile {
  public:
   explicit AuditFile(std::string path) : path_(std::move(path)) {}
@@ -17,8 +17,8 @@ class AuditFile {
   AuditFile& operator=(const AuditFile&) = delete;
   ~AuditFile();
 
-  /// Appends the line, which ends with a line feed, with one write. Gives false when it is lost; the first
-  /// loss and the end of a row of losses are logged.
+  // Appends the line, which ends with a line feed, with one write. Gives false when it is lost; the first
+  // loss and the end of a row of losses are logged.
   bool Append(std::string_view line);
 
  private:
@@ -31,7 +31,7 @@ class AuditFile {
   const std::string path_;
   std::mutex mutex_;
   int descriptor_ = -1;
-  /// A write was cut short, so that the file ends within a line.
+  // A write was cut short, so that the file ends within a line.
   bool endsWithinLine_ = false;
   std::uint64_t lost_ = 0;
 };

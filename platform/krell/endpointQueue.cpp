@@ -41,7 +41,7 @@ std::int64_t MonotonicNanoseconds() {
   return now.tv_sec * std::int64_t{1'000'000'000} + now.tv_nsec;
 }
 
-/// Null with errno on a failure.
+// Null with errno on a failure.
 void* Map(int fd, std::size_t size) {
   void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
   if (memory == MAP_FAILED) return nullptr;
@@ -54,11 +54,11 @@ void* Map(int fd, std::size_t size) {
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-/// The socket that rings the receivers. What it has sent and nobody has read is charged to it, and guests
-/// need not read: when it can send no more, a fresh one takes its place.
+// The socket that rings the receivers. What it has sent and nobody has read is charged to it, and guests
+// need not read: when it can send no more, a fresh one takes its place.
 class Bell {
  public:
-  /// False if nobody receives at this address. An endpoint that takes no more has been rung.
+  // False if nobody receives at this address. An endpoint that takes no more has been rung.
   bool Ring(const EndpointAddress& address) {
     const std::lock_guard guard(mutex_);
     for (int tries = 0; tries < 2; ++tries) {
@@ -81,7 +81,7 @@ class Bell {
   int fd_ = -1;
 };
 
-/// Never destroyed, as packets are sent up to the end of the process.
+// Never destroyed, as packets are sent up to the end of the process.
 Bell& GetBell() {
   static auto& bell = *new Bell;
   return bell;
@@ -89,7 +89,7 @@ Bell& GetBell() {
 
 }  // namespace
 
-/// The file is sparse: what is never used of the peers and of the ring takes no room.
+// The file is sparse: what is never used of the peers and of the ring takes no room.
 struct EndpointQueue::Shared {
   std::uint32_t magic;
   std::uint32_t cartelId;
@@ -99,8 +99,8 @@ struct EndpointQueue::Shared {
   std::atomic<std::int32_t> rateLimit;
   std::atomic<std::int32_t> privilegeMode;
   pthread_mutex_t mutex;
-  /// Byte positions, counted on without end; both go back to 0 when the queue runs empty, so that a quiet
-  /// endpoint stays within its first page.
+  // Byte positions, counted on without end; both go back to 0 when the queue runs empty, so that a quiet
+  // endpoint stays within its first page.
   std::uint64_t head;
   std::uint64_t tail;
   PeerLimiter peers;
@@ -123,8 +123,8 @@ struct EndpointQueue::Shared {
   }
 };
 
-/// A process may die while it holds the lock. Head and tail are each moved by one store, after the bytes, so
-/// the queue is whole then; only the ring may be missing.
+// A process may die while it holds the lock. Head and tail are each moved by one store, after the bytes, so
+// the queue is whole then; only the ring may be missing.
 class EndpointQueue::Lock {
  public:
   explicit Lock(Shared& shared) : shared_(shared) {

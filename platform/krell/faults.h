@@ -8,22 +8,22 @@
 
 namespace Krell {
 
-/// The faults that a test asks of the kernel, from the file "faults" of the host directory; README.md tells
-/// its lines. An unreadable line is told on standard error and left out. May be used by any thread.
+// The faults that a test asks of the kernel, from the file "faults" of the host directory; README.md tells
+// its lines. An unreadable line is told on standard error and left out. May be used by any thread.
 class Faults {
  public:
   enum class Family { Standard, Device, None };
 
-  /// directory is the descriptor of the host directory; without the file there are no faults.
+  // directory is the descriptor of the host directory; without the file there are no faults.
   explicit Faults(int directory);
 
   Family FamilyMode() const { return family_; }
-  /// The errno with which this call has to fail, or 0. The option (or ioctl request) is 0 for calls that
-  /// have none.
+  // The errno with which this call has to fail, or 0. The option (or ioctl request) is 0 for calls that
+  // have none.
   int Next(const char* call, unsigned long option = 0);
-  /// The value that the option keeps, whatever is set.
+  // The value that the option keeps, whatever is set.
   std::optional<std::int32_t> StuckValue(unsigned long option) const;
-  /// The size that getsockopt gives for the option.
+  // The size that getsockopt gives for the option.
   std::optional<unsigned> ReportedSize(unsigned long option) const;
 
  private:
@@ -31,7 +31,7 @@ class Faults {
     std::string call;
     unsigned long option;
     int error;
-    /// Negative: without end.
+    // Negative: without end.
     long remaining;
   };
   struct OptionFault {
@@ -49,7 +49,7 @@ class Faults {
   std::vector<CallFault> calls_;
 };
 
-/// How "SO_RCVBUF" is told from the options of the vsock level.
+// How "SO_RCVBUF" is told from the options of the vsock level.
 constexpr unsigned long receiveBufferOption = 0x10000;
 
 }  // namespace Krell

@@ -23,8 +23,8 @@ sockaddr* AsSockaddr(VsockAddress& address) {
   return reinterpret_cast<sockaddr*>(&address);
 }
 
-/// A kernel that has not the standard number hands one out through the device. The descriptor stays open:
-/// the family is there only as long.
+// A kernel that has not the standard number hands one out through the device. The descriptor stays open:
+// the family is there only as long.
 int FamilyOfDevice() {
   static const int family = [] {
     const int device = open(vsockDevice, O_RDONLY | O_CLOEXEC);

@@ -16,14 +16,14 @@ struct Datagram {
   std::uint32_t port = 0;
 };
 
-/// The guest's end of the vsock: a datagram socket of a running VM. It makes the same plain calls as any
-/// program of a guest; the program that uses it links krell_vsock. Failures throw std::system_error.
+// The guest's end of the vsock: a datagram socket of a running VM. It makes the same plain calls as any
+// program of a guest; the program that uses it links krell_vsock. Failures throw std::system_error.
 class GuestSocket {
  public:
-  /// Largest datagram that Receive gives whole.
+  // Largest datagram that Receive gives whole.
   static constexpr std::size_t largestDatagram = 69608;
 
-  /// EADDRNOTAVAIL if no VM with this cid runs, EADDRINUSE if the port is taken.
+  // EADDRNOTAVAIL if no VM with this cid runs, EADDRINUSE if the port is taken.
   explicit GuestSocket(std::uint32_t cid, std::uint32_t port = anyPort);
   GuestSocket(const GuestSocket&) = delete;
   GuestSocket& operator=(const GuestSocket&) = delete;
@@ -31,16 +31,16 @@ class GuestSocket {
   GuestSocket& operator=(GuestSocket&& other) noexcept;
   ~GuestSocket();
 
-  /// Sends to a port of the host. What the kernel drops (rate, privilege, full buffer) is no failure.
-  /// ECONNRESET: nobody listens there. ENODEV: the VM has stopped.
+  // Sends to a port of the host. What the kernel drops (rate, privilege, full buffer) is no failure.
+  // ECONNRESET: nobody listens there. ENODEV: the VM has stopped.
   void Send(std::uint32_t hostPort, std::string_view text);
-  /// The next datagram, or nothing after the timeout; a negative timeout waits without limit, and is ended
-  /// by a signal handler too.
+  // The next datagram, or nothing after the timeout; a negative timeout waits without limit, and is ended
+  // by a signal handler too.
   std::optional<Datagram> Receive(std::chrono::milliseconds timeout);
 
   std::uint32_t Cid() const { return cid_; }
   std::uint32_t Port() const { return port_; }
-  /// For poll: readable when a datagram waits.
+  // For poll: readable when a datagram waits.
   int Descriptor() const { return fd_; }
 
  private:

@@ -23,11 +23,11 @@ namespace {
 
 constexpr std::uint32_t recordMagic = 0x314D564B;
 constexpr std::uint32_t firstGuestCid = 3;
-/// One at a time, under the lock of the host.
+// One at a time, under the lock of the host.
 constexpr const char* temporaryName = "new";
 constexpr std::uint64_t firstId = 2098177;
 
-/// A VM's file: written once under another name and moved into place, so it is whole or not there.
+// A VM's file: written once under another name and moved into place, so it is whole or not there.
 struct VmRecord {
   std::uint32_t magic;
   std::uint32_t cid;

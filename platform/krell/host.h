@@ -9,8 +9,8 @@
 
 namespace Krell {
 
-/// What names a VM. The three identifiers are 1 to 127 letters, digits and "-_.: "; the BIOS uuid is what
-/// the kernel maps to a cid.
+// What names a VM. The three identifiers are 1 to 127 letters, digits and "-_.: "; the BIOS uuid is what
+// the kernel maps to a cid.
 struct VmIdentity {
   std::uint32_t cid = 0;
   std::string biosUuid;
@@ -19,26 +19,26 @@ struct VmIdentity {
   bool privileged = true;
 };
 
-/// A running VM. The ids are given at start and are never used again on the same host.
+// A running VM. The ids are given at start and are never used again on the same host.
 struct VirtualMachine {
   VmIdentity identity;
   std::uint32_t cartelId = 0;
   std::uint32_t leaderId = 0;
 };
 
-/// What is wrong with a host directory or with a change to it, in words for its user.
+// What is wrong with a host directory or with a change to it, in words for its user.
 class HostError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// One simulated hypervisor host: a directory that belongs to its user alone. Any number of processes may
-/// read and change it at the same time; readers never see half a VM. Objects may be used by any thread.
+// One simulated hypervisor host: a directory that belongs to its user alone. Any number of processes may
+// read and change it at the same time; readers never see half a VM. Objects may be used by any thread.
 class Host {
  public:
-  /// Makes the directory with mode 0700 if it is missing. Throws HostError if it is not this user's alone.
+  // Makes the directory with mode 0700 if it is missing. Throws HostError if it is not this user's alone.
   explicit Host(std::string directory);
-  /// The directory named by KRELL_HOST_DIR. Throws HostError if the variable is not set.
+  // The directory named by KRELL_HOST_DIR. Throws HostError if the variable is not set.
   static Host FromEnvironment();
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
@@ -46,30 +46,30 @@ class Host {
   Host& operator=(Host&&) = delete;
   ~Host();
 
-  /// Starts a VM. Throws HostError on a bad identity or a cid in use. With a BIOS uuid that a second VM
-  /// has too, the later one is what the uuid maps to.
+  // Starts a VM. Throws HostError on a bad identity or a cid in use. With a BIOS uuid that a second VM
+  // has too, the later one is what the uuid maps to.
   VirtualMachine Add(const VmIdentity& identity);
-  /// Stops a VM; its open sockets are cut off. Throws HostError if no VM has this cid.
+  // Stops a VM; its open sockets are cut off. Throws HostError if no VM has this cid.
   void Remove(std::uint32_t cid);
-  /// The running VMs in the order in which they were started.
+  // The running VMs in the order in which they were started.
   std::vector<VirtualMachine> List() const;
 
   std::optional<VirtualMachine> FindByCid(std::uint32_t cid) const;
   std::optional<VirtualMachine> FindByBiosUuid(const std::string& uuid) const;
   std::optional<VirtualMachine> FindByCartelId(unsigned long cartelId) const;
   std::optional<VirtualMachine> FindByLeaderId(unsigned long leaderId) const;
-  /// In the order in which the VMs were started.
+  // In the order in which the VMs were started.
   std::vector<unsigned long> LeaderIds() const;
 
-  /// Changes whenever a VM starts or stops: what was read before may be kept as long as this stays.
+  // Changes whenever a VM starts or stops: what was read before may be kept as long as this stays.
   std::uint64_t Generation() const { return state_->generation.load(std::memory_order_acquire); }
 
   const std::string& Directory() const { return directory_; }
-  /// Descriptors of the directory and of the folder of its datagram endpoints.
+  // Descriptors of the directory and of the folder of its datagram endpoints.
   int DirectoryDescriptor() const { return directoryFd_; }
   int EndpointsDescriptor() const { return endpointsFd_; }
 
-  /// Excludes all other changes to this host, in this process and in others, while it lives.
+  // Excludes all other changes to this host, in this process and in others, while it lives.
   class ChangeLock {
    public:
     explicit ChangeLock(const Host& host);
@@ -82,7 +82,7 @@ class Host {
   };
 
  private:
-  /// Shared by all processes of the host.
+  // Shared by all processes of the host.
   struct State {
     std::atomic<std::uint64_t> generation;
     std::uint64_t nextId;

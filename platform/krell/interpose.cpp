@@ -29,10 +29,10 @@ namespace Libc = Krell::Libc;
 
 constexpr int mostDescriptors = 1 << 20;
 
-/// One bit a descriptor.
+// One bit a descriptor.
 std::atomic<std::uint64_t> ours[mostDescriptors / 64];
 
-/// A socket, or with no socket an open device.
+// A socket, or with no socket an open device.
 struct Descriptor {
   std::shared_ptr<VsockKernel> kernel;
   std::shared_ptr<VsockSocket> socket;
@@ -43,7 +43,7 @@ struct Table {
   std::unordered_map<int, Descriptor> descriptors;
 };
 
-/// Never destroyed, as descriptors are closed up to the end of the process.
+// Never destroyed, as descriptors are closed up to the end of the process.
 Table& GetTable() {
   static auto& table = *new Table;
   return table;
@@ -86,7 +86,7 @@ Descriptor Unregister(int fd) {
   return descriptor;
 }
 
-/// Turns a length or a negative errno into what the C library's calls give.
+// Turns a length or a negative errno into what the C library's calls give.
 template <typename Value>
 Value Answer(Value result) {
   if (result >= 0) return result;
@@ -94,7 +94,7 @@ Value Answer(Value result) {
   return -1;
 }
 
-/// No exception may leave a call of the C library.
+// No exception may leave a call of the C library.
 template <typename Call>
 auto Guarded(Call call) noexcept -> decltype(call()) {
   try {

@@ -3,7 +3,7 @@
 #include <sys/socket.h>
 #include <sys/types.h>
 
-/// The C library's own calls, behind the ones that this library puts in front of them.
+// The C library's own calls, behind the ones that this library puts in front of them.
 namespace Krell::Libc {
 
 int Socket(int family, int type, int protocol);

@@ -5,18 +5,18 @@
 
 namespace Krell {
 
-/// Packets per second for each peer of an endpoint: a token bucket with as many tokens as the rate, kept as
-/// the one time up to which a peer has used its share (the generic cell rate algorithm). It lies in memory
-/// that processes share; all zeros is the start. Times are monotonic nanoseconds.
+// Packets per second for each peer of an endpoint: a token bucket with as many tokens as the rate, kept as
+// the one time up to which a peer has used its share (the generic cell rate algorithm). It lies in memory
+// that processes share; all zeros is the start. Times are monotonic nanoseconds.
 class PeerLimiter {
  public:
-  /// Whether a packet would be refused. Needs no lock: a peer that floods costs the receiver nothing.
+  // Whether a packet would be refused. Needs no lock: a peer that floods costs the receiver nothing.
   bool Refuses(std::uint32_t cid, std::int32_t rate, std::int64_t now) const {
     const Slot* slot = Find(cid);
     return slot != nullptr && Next(slot->usedUpTo.load(std::memory_order_relaxed), rate, now) > now + second;
   }
 
-  /// Counts a packet, or gives false. One caller at a time.
+  // Counts a packet, or gives false. One caller at a time.
   bool Take(std::uint32_t cid, std::int32_t rate, std::int64_t now) {
     Slot* slot = const_cast<Slot*>(Find(cid));
     if (slot == nullptr) slot = Claim(cid, now);
@@ -36,8 +36,8 @@ class PeerLimiter {
   static constexpr std::int64_t second = 1'000'000'000;
   static constexpr std::uint32_t slotBits = 16;
   static constexpr std::uint32_t slotMask = (1U << slotBits) - 1;
-  /// A peer's slot is one of these many from its hash on. Should all of them be taken by peers that send
-  /// right now, the peer is refused.
+  // A peer's slot is one of these many from its hash on. Should all of them be taken by peers that send
+  // right now, the peer is refused.
   static constexpr std::uint32_t window = 16;
 
   static std::int64_t Next(std::int64_t usedUpTo, std::int32_t rate, std::int64_t now) {
@@ -54,7 +54,7 @@ class PeerLimiter {
     return nullptr;
   }
 
-  /// A peer whose time has passed has its whole bucket again, so its slot says no more than a free one.
+  // A peer whose time has passed has its whole bucket again, so its slot says no more than a free one.
   Slot* Claim(std::uint32_t cid, std::int64_t now) {
     for (std::uint32_t i = 0, at = Hash(cid); i < window; ++i) {
       Slot& slot = slots_[(at + i) & slotMask];

@@ -11,7 +11,7 @@
 namespace Krell {
 namespace {
 
-/// Bounds for what is kept of VMs and endpoints that come and go.
+// Bounds for what is kept of VMs and endpoints that come and go.
 constexpr std::size_t mostKept = 8192;
 
 std::uint64_t EndpointKey(std::uint32_t cid, std::uint32_t port) {

@@ -15,10 +15,10 @@ namespace Krell {
 
 class EndpointQueue;
 
-/// What this process sees of one host's kernel. May be used by any thread.
+// What this process sees of one host's kernel. May be used by any thread.
 class VsockKernel {
  public:
-  /// The number that the device hands out where the family has not its standard one.
+  // The number that the device hands out where the family has not its standard one.
   static constexpr int deviceFamily = 53;
 
   struct RunningVm {
@@ -26,23 +26,23 @@ class VsockKernel {
     bool privileged = false;
   };
 
-  /// The host that KRELL_HOST_DIR names now; null if it names none or if the directory can't be used, which
-  /// is told once on standard error.
+  // The host that KRELL_HOST_DIR names now; null if it names none or if the directory can't be used, which
+  // is told once on standard error.
   static std::shared_ptr<VsockKernel> Current();
 
   explicit VsockKernel(const std::string& directory);
 
-  /// The family's number in this kernel, whether or not it is registered now.
+  // The family's number in this kernel, whether or not it is registered now.
   int Family() const;
   bool HasFamily(int family) const;
   bool HasDevice() const { return faults_.FamilyMode() != Faults::Family::None; }
   void DeviceOpened() { ++openDevices_; }
   void DeviceClosed() { --openDevices_; }
-  /// 0 or an errno.
+  // 0 or an errno.
   int DeviceRequest(unsigned long request, void* argument);
 
   std::optional<RunningVm> FindVm(std::uint32_t cid);
-  /// The endpoint bound to this address, or null.
+  // The endpoint bound to this address, or null.
   std::shared_ptr<EndpointQueue> FindEndpoint(std::uint32_t cid, std::uint32_t port);
   void ForgetEndpoint(std::uint32_t cid, std::uint32_t port);
 

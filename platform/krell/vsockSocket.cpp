@@ -14,7 +14,7 @@
 namespace Krell {
 namespace {
 
-/// Larger ones are refused; far above what any receive buffer of the daemon takes.
+// Larger ones are refused; far above what any receive buffer of the daemon takes.
 constexpr std::size_t largestPacket = 1048576;
 constexpr std::uint32_t firstEphemeralPort = 32768;
 constexpr std::uint32_t ephemeralPorts = 1U << 20;
@@ -87,7 +87,7 @@ int VsockSocket::BindLocked(VsockAddress address) try {
   return -error.code().value();
 }
 
-/// What stands under the name may be left from a process that has died, or from a VM that had the cid before.
+// What stands under the name may be left from a process that has died, or from a VM that had the cid before.
 int VsockSocket::TakeName(const std::string& name, std::uint32_t cartelId) {
   const int folder = kernel_->GetHost().EndpointsDescriptor();
   if (const auto old = EndpointQueue::Open(folder, name)) {
@@ -135,7 +135,7 @@ int VsockSocket::GetPeer(sockaddr* address, socklen_t* length) {
   return 0;
 }
 
-/// The VM behind the peer's cid as it runs now, not as it ran when the socket was connected.
+// The VM behind the peer's cid as it runs now, not as it ran when the socket was connected.
 int VsockSocket::CartelIdOfPeer(std::uint32_t& cartelId) {
   if (!connected_) return -ENOTCONN;
   const auto vm = kernel_->FindVm(peer_.cid);

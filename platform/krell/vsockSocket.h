@@ -13,8 +13,8 @@
 
 namespace Krell {
 
-/// A vsock datagram socket: the state behind a descriptor, which is that of an AF_UNIX socket. The calls
-/// give 0 or a length, or a negative errno. May be used by any thread.
+// A vsock datagram socket: the state behind a descriptor, which is that of an AF_UNIX socket. The calls
+// give 0 or a length, or a negative errno. May be used by any thread.
 class VsockSocket {
  public:
   VsockSocket(std::shared_ptr<VsockKernel> kernel, int fd);
@@ -27,7 +27,7 @@ class VsockSocket {
   int SetOption(int level, int option, const void* value, socklen_t length);
   ssize_t Receive(msghdr& message, int flags);
   ssize_t Send(const msghdr& message);
-  /// Gives up the address; the descriptor is the caller's to close.
+  // Gives up the address; the descriptor is the caller's to close.
   void Close();
 
  private:
@@ -43,7 +43,7 @@ class VsockSocket {
   void ApplyOptions();
   int CartelIdOfPeer(std::uint32_t& cartelId);
   std::shared_ptr<EndpointQueue> Queue();
-  /// Faults are the host's: a guest's kernel is another one.
+  // Faults are the host's: a guest's kernel is another one.
   int Fault(const char* call, unsigned long option = 0);
 
   const std::shared_ptr<VsockKernel> kernel_;

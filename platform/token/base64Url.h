@@ -5,9 +5,9 @@
 
 namespace NornToken {
 
-/// Puts the bytes of a base64url text (RFC 7515, 2) into an empty string. Strict, so that no two texts stand
-/// for the same bytes: no padding, no other alphabet, no blanks, and the bits behind the last byte are zero.
-/// False otherwise. The string is not moved in memory while it grows.
+// Puts the bytes of a base64url text (RFC 7515, 2) into an empty string. Strict, so that no two texts stand
+// for the same bytes: no padding, no other alphabet, no blanks, and the bits behind the last byte are zero.
+// False otherwise. The string is not moved in memory while it grows.
 bool DecodeBase64Url(std::string_view text, std::string& bytes);
 
 }  // namespace NornToken

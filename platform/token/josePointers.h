@@ -16,7 +16,7 @@ struct Releaser {
   }
 };
 
-/// A text that the libraries give away.
+// A text that the libraries give away.
 using TextPtr = std::unique_ptr<char, Releaser<std::free>>;
 using JsonPtr = std::unique_ptr<json_t, Releaser<json_decref>>;
 using JwkPtr = std::unique_ptr<cjose_jwk_t, Releaser<cjose_jwk_release>>;

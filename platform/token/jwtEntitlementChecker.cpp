@@ -12,7 +12,7 @@ namespace {
 using Mirel::Data::DataType;
 using Mirel::Data::DataValue;
 
-/// Null when the authentication data has no list of grants.
+// Null when the authentication data has no list of grants.
 std::shared_ptr<const Mirel::Data::ListValue> FindGrants(const DataValue& authData) {
   if (authData.type() != DataType::Structure) return nullptr;
   const auto& fields = static_cast<const Mirel::Data::StructValue&>(authData);

@@ -9,8 +9,8 @@
 
 namespace NornToken::Authz {
 
-/// Finds a caller's entitlements where the token handler puts them: in the list of strings of the field
-/// ENTITLEMENTS_GRANTS. Names are compared byte by byte. Immutable, used by any thread.
+// Finds a caller's entitlements where the token handler puts them: in the list of strings of the field
+// ENTITLEMENTS_GRANTS. Names are compared byte by byte. Immutable, used by any thread.
 class JwtEntitlementCheckerImpl final : public Mirel::Authz::EntitlementChecker {
  public:
   explicit JwtEntitlementCheckerImpl(std::shared_ptr<Mirel::Log::Logger> logger);

@@ -11,15 +11,15 @@
 
 namespace NornToken {
 
-/// The key set in a file, read anew whenever the file has changed. Only a regular file of root or of this
-/// process's user, that nobody else may write, is believed. Whatever is wrong with the file, the last good
-/// keys stay, and one line a change says so; before the first good read there are no keys at all. To withdraw
-/// all keys, the file is replaced by an empty set. Used by any thread.
+// The key set in a file, read anew whenever the file has changed. Only a regular file of root or of this
+// process's user, that nobody else may write, is believed. Whatever is wrong with the file, the last good
+// keys stay, and one line a change says so; before the first good read there are no keys at all. To withdraw
+// all keys, the file is replaced by an empty set. Used by any thread.
 class KeyFile {
  public:
   KeyFile(std::string path, std::shared_ptr<Mirel::Log::Logger> logger);
 
-  /// The keys as of now; never null. Costs one stat when nothing has changed.
+  // The keys as of now; never null. Costs one stat when nothing has changed.
   std::shared_ptr<const KeySet> Keys();
 
  private:

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kP256CoordinateBytes = 32;
 constexpr const char* kPrivateMembers[] = {"d", "p", "q", "dp", "dq", "qi", "oth", "k"};
 
-/// The text of a member; null when it is missing or no text.
+// The text of a member; null when it is missing or no text.
 const char* Text(const json_t* object, const char* name) {
   return json_string_value(json_object_get(object, name));
 }
@@ -23,14 +23,14 @@ bool Is(const char* text, const char* wanted) {
   return text != nullptr && std::strcmp(text, wanted) == 0;
 }
 
-/// The bytes of a member in base64url; empty when it is none.
+// The bytes of a member in base64url; empty when it is none.
 std::string Bytes(const json_t* jwk, const char* name) {
   const char* text = Text(jwk, name);
   std::string bytes;
   return text != nullptr && DecodeBase64Url(text, bytes) ? bytes : std::string();
 }
 
-/// Bits of a number without its leading zeros.
+// Bits of a number without its leading zeros.
 std::size_t BitLength(const std::string& number) {
   const auto first = number.find_first_not_of('\0');
   if (first == std::string::npos) return 0;
@@ -75,7 +75,7 @@ const char* PurposeFault(const json_t* jwk) {
   return "its key_ops have no verify";
 }
 
-/// Fills the key, or tells what is wrong with it.
+// Fills the key, or tells what is wrong with it.
 const char* ReadKey(const json_t* jwk, VerificationKey& key) {
   for (const char* name : kPrivateMembers) {
     if (json_object_get(jwk, name) != nullptr) return "it has private or symmetric parts";

@@ -22,7 +22,7 @@ using Mirel::Data::ListValue;
 using NornToken::KeyFile;
 using NornToken::TokenVerifier;
 
-/// Null when there is no such entry.
+// Null when there is no such entry.
 const std::string* Find(const SecurityContext& context, const char* key) {
   const auto entry = context.find(key);
   return entry == context.end() ? nullptr : &entry->second.text();

@@ -34,7 +34,7 @@ constexpr std::size_t kMaxSigningKeyBytes = 4096;
   Fail(path, std::strerror(errno));
 }
 
-/// A text with a private key in it, wiped at the end.
+// A text with a private key in it, wiped at the end.
 struct SecretText {
   SecretText() = default;
   SecretText(const SecretText&) = delete;
@@ -68,8 +68,8 @@ JwkPtr NewSigningKey(SecretText& text) {
   return key;
 }
 
-/// The host's signing key. The open file is locked, so that the key and its place in the set of public keys
-/// are the work of one process at a time.
+// The host's signing key. The open file is locked, so that the key and its place in the set of public keys
+// are the work of one process at a time.
 class SigningKey {
  public:
   explicit SigningKey(const std::string& path)

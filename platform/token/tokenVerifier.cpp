@@ -20,10 +20,10 @@ namespace {
 using Reason = const char*;
 constexpr Reason kFine = nullptr;
 
-/// 9999-12-31T23:59:59Z: later dates are faults, and sums with the skew stay small.
+// 9999-12-31T23:59:59Z: later dates are faults, and sums with the skew stay small.
 constexpr std::int64_t kLatestDate = 253402300799;
 
-/// The bytes of one part of a token, wiped at the end.
+// The bytes of one part of a token, wiped at the end.
 class DecodedPart {
  public:
   explicit DecodedPart(std::string_view text) : isValid_(DecodeBase64Url(text, bytes_)) {}
@@ -33,7 +33,7 @@ class DecodedPart {
 
   bool IsValid() const { return isValid_; }
   std::size_t size() const { return bytes_.size(); }
-  /// Null when the bytes are no JSON object, or one with a member given twice.
+  // Null when the bytes are no JSON object, or one with a member given twice.
   JsonPtr ParseObject() const {
     JsonPtr value(json_loadb(bytes_.data(), bytes_.size(), JSON_REJECT_DUPLICATES, nullptr));
     return json_is_object(value.get()) ? std::move(value) : nullptr;
@@ -46,7 +46,7 @@ class DecodedPart {
 
 using Parts = std::array<std::string_view, 3>;
 
-/// False unless there are exactly three.
+// False unless there are exactly three.
 bool Split(std::string_view token, Parts& parts) {
   const auto first = token.find('.');
   if (first == std::string_view::npos) return false;
@@ -61,8 +61,8 @@ bool Is(const json_t* value, const char* wanted) {
   return text != nullptr && std::strcmp(text, wanted) == 0;
 }
 
-/// Finds the one key that the header may ask for. The header is what an attacker writes first, so that it
-/// chooses among the host's keys, and never brings one.
+// Finds the one key that the header may ask for. The header is what an attacker writes first, so that it
+// chooses among the host's keys, and never brings one.
 Reason ChooseKey(const json_t* header, const KeySet& keys, const VerificationKey*& key) {
   for (const char* name : {"jwk", "jku", "x5u", "x5c"}) {
     if (json_object_get(header, name) != nullptr) return "the header brings a key";
@@ -84,7 +84,7 @@ Reason CheckSignature(std::string_view token, const VerificationKey& key) {
   return jws && cjose_jws_verify(jws.get(), key.jwk.get(), nullptr) ? kFine : "the signature is wrong";
 }
 
-/// Reads a date: whole seconds since the epoch.
+// Reads a date: whole seconds since the epoch.
 bool ReadDate(const json_t* value, std::int64_t& seconds) {
   if (!json_is_integer(value)) return false;
   seconds = json_integer_value(value);
@@ -115,7 +115,7 @@ bool IsForThisService(const json_t* audience) {
   return found;
 }
 
-/// Reads a text of some length that can be shown in logs.
+// Reads a text of some length that can be shown in logs.
 bool ReadName(const json_t* value, std::size_t limit, std::string& name) {
   if (!json_is_string(value)) return false;
   name.assign(json_string_value(value), json_string_length(value));

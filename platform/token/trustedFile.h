@@ -10,7 +10,7 @@ struct stat;
 
 namespace NornToken {
 
-/// Closes its descriptor.
+// Closes its descriptor.
 class Descriptor {
  public:
   explicit Descriptor(int fd) : fd_(fd) {}
@@ -24,7 +24,7 @@ class Descriptor {
   int fd_;
 };
 
-/// What changes whenever a file is replaced or written; with an error number when there is no file to see.
+// What changes whenever a file is replaced or written; with an error number when there is no file to see.
 struct FileVersion {
   explicit FileVersion(const struct stat& status);
   explicit FileVersion(int errorNumber) : error(errorNumber) {}
@@ -38,26 +38,26 @@ struct FileVersion {
   int error = 0;
 };
 
-/// The version of what the path names now, a symbolic link itself included.
+// The version of what the path names now, a symbolic link itself included.
 FileVersion VersionOf(const std::string& path);
 
-/// Who may do what with a file that is believed.
+// Who may do what with a file that is believed.
 enum class Access {
   kPublic,   ///< Others may read it, but not write it.
   kPrivate,  ///< Others may neither read nor write it.
 };
 
-/// Null when the open file is a regular one that belongs to root or to this process's user and that others
-/// can't get at; otherwise what is wrong with it.
+// Null when the open file is a regular one that belongs to root or to this process's user and that others
+// can't get at; otherwise what is wrong with it.
 const char* TrustFault(const struct stat& status, Access access);
 
-/// Appends all that can be read, up to one byte more than the limit. False on a failed read.
+// Appends all that can be read, up to one byte more than the limit. False on a failed read.
 bool ReadAll(int fd, std::size_t limit, std::string& text);
 
-/// Gives 0, or the error number of the call that failed.
+// Gives 0, or the error number of the call that failed.
 int WriteAll(int fd, const std::string& text);
 
-/// Reads a file that is never a symbolic link. False with the reason in fault.
+// Reads a file that is never a symbolic link. False with the reason in fault.
 bool ReadTrustedFile(const std::string& path, Access access, std::size_t limit, std::string& text,
                      std::string& fault);
 

@@ -8,7 +8,7 @@
 #include "platform/corvane/paths.h"
 #include "tests/corvane/temporaryFolder.h"
 
-/// The last line of the host's audit log, which has to be one JSON object.
+// The last line of the host's audit log, which has to be one JSON object.
 inline rapidjson::Document LastRecord() {
   auto all = ReadFile(Corvane::Paths::kAuditFile);
   EXPECT_TRUE(all.ends_with('\n'));

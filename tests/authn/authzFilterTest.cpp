@@ -12,7 +12,7 @@
 namespace Mirel::Authz::Filter {
 namespace {
 
-/// The caller's one entitlement is the name of its authentication data.
+// The caller's one entitlement is the name of its authentication data.
 class NameChecker final : public EntitlementChecker {
  public:
   bool IsEntitled(const Data::DataValue& authData, const std::set<std::string>& demanded) const override {

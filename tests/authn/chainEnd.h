@@ -8,7 +8,7 @@
 #include "framework/core/asyncActivation.h"
 #include "framework/core/asyncApiProvider.h"
 
-/// The link behind the one under test: notes what reaches it, and answers with the text "served".
+// The link behind the one under test: notes what reaches it, and answers with the text "served".
 class ChainEnd final : public Mirel::Core::AsyncApiProvider {
  public:
   std::string ToString() const override { return "ChainEnd"; }
@@ -34,7 +34,7 @@ inline std::shared_ptr<Mirel::Core::AsyncActivation> MakeActivation(
       std::make_shared<const Mirel::Core::ExecutionContext>(std::move(context)));
 }
 
-/// One call; gives "served", the error's text, or nothing when no answer came before the return.
+// One call; gives "served", the error's text, or nothing when no answer came before the return.
 inline std::string Call(Mirel::Core::AsyncApiProvider& provider,
                         const std::shared_ptr<Mirel::Core::AsyncActivation>& activation) {
   auto answer = std::make_shared<std::string>();

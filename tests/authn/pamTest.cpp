@@ -8,7 +8,7 @@
 namespace Corvane::System {
 namespace {
 
-/// The services and users are those of the files beside this one.
+// The services and users are those of the files beside this one.
 class PamTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -24,7 +24,7 @@ class PamTest : public testing::Test {
   }
 
   int64_t now = 0;
-  /// What each look at the clock takes; with 0 there is no limit.
+  // What each look at the clock takes; with 0 there is no limit.
   int64_t step = 0;
   LoginBudget budget{[this] { return now += step; }};
 };

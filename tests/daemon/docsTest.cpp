@@ -16,7 +16,7 @@ namespace {
 
 using namespace Support;
 
-/// The blocks between "```sh" and "```".
+// The blocks between "```sh" and "```".
 std::vector<std::string> ShellBlocks(const std::string& fileName) {
   std::vector<std::string> blocks;
   std::ifstream file(fileName);

@@ -21,7 +21,7 @@ std::string Repeat(std::string_view part, std::size_t times) {
   return text;
 }
 
-/// A publication padded with blanks to that size.
+// A publication padded with blanks to that size.
 std::string TextOfSize(std::size_t size) {
   auto text = PublicationText(1, "a", "");
   return text + std::string(size - text.size(), ' ');

@@ -9,16 +9,16 @@
 
 namespace Support {
 
-/// Settings under which a subscription that asks for history asks every running VM.
+// Settings under which a subscription that asks for history asks every running VM.
 inline constexpr const char kAskAll[] = "<requestHistoryAll>true</requestHistoryAll>";
 
-/// A VM that tells when a subscription stands: it waits for the daemon's request for history, which comes
-/// after the registration.
+// A VM that tells when a subscription stands: it waits for the daemon's request for history, which comes
+// after the registration.
 class Beacon {
  public:
   explicit Beacon(std::uint32_t cid) : vm_(cid), socket_(cid, kHistoryPort) {}
 
-  /// Opens a subscription; `filter` is more of the specification, such as `,"topic_prefixes":["a"]`.
+  // Opens a subscription; `filter` is more of the specification, such as `,"topic_prefixes":["a"]`.
   Subscriber Subscribe(const Daemon& daemon, const std::string& filter = "", int receiveBuffer = 0) {
     Subscriber subscriber(daemon.port(), R"({"vm_id_type":"MGR_VM_ID","past_seconds":60)" + filter + "}",
                           receiveBuffer);

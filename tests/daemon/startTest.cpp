@@ -45,7 +45,7 @@ TEST(Start, SettingsAreLoggedWithTheirOrigin) {
   EXPECT_NE(log.find("Configuration requestHistoryAll=false(default)"), std::string::npos);
 }
 
-/// A second host directory whose kernel fails as told.
+// A second host directory whose kernel fails as told.
 class FaultyKernel : public ::testing::TestWithParam<std::pair<const char*, const char*>> {};
 
 TEST_P(FaultyKernel, EndsTheDaemonWithStatusZeroAndAReason) {

@@ -6,7 +6,7 @@ namespace {
 
 constexpr std::size_t kBodyLimit = 2500000;
 
-/// A list or object of as many parts as a body can hold.
+// A list or object of as many parts as a body can hold.
 std::string Filled(std::string text, std::string_view part, char end) {
   while (text.size() + part.size() < kBodyLimit - 100) text += part;
   return text + end;

@@ -10,7 +10,7 @@
 #include "framework/json/jsonApiRequestDeserializer.h"
 #include "framework/json/jsonApiResponseSerializer.h"
 
-/// Keeps what a request said.
+// Keeps what a request said.
 struct Understood final : Mirel::Core::ApiRequestVisitor {
   std::error_code Visit(const std::string& requestId,
                         const std::shared_ptr<const Mirel::Core::MethodIdentifier>& identifier,
@@ -32,7 +32,7 @@ struct Understood final : Mirel::Core::ApiRequestVisitor {
   std::error_code refusal;
 };
 
-/// Null when the request was taken.
+// Null when the request was taken.
 inline std::shared_ptr<const Mirel::ErrorValue> Deserialize(std::string_view text, Understood& visitor) {
   boost::asio::streambuf body;
   std::memcpy(body.prepare(text.size()).data(), text.data(), text.size());

@@ -17,7 +17,7 @@ DataValuePtr Optional(DataValuePtr value) {
   return std::make_shared<Data::OptionalValue>(std::move(value));
 }
 
-/// One of each kind of value.
+// One of each kind of value.
 std::shared_ptr<const Data::StructValue> Everything() {
   auto list = Data::ListValue::GetInstance();
   list->Add(DataValue::Create(std::int64_t{-7}));

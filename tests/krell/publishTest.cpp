@@ -53,7 +53,7 @@ TEST(HistoryRequestTest, IsReadAndMatchesWholeComponents) {
   EXPECT_FALSE(ReadHistoryRequest(R"({ "pastSeconds": -1, "id": 5 })"));
 }
 
-/// A program with its standard input and output on pipes.
+// A program with its standard input and output on pipes.
 class Program {
  public:
   Program(const std::string& name, std::vector<std::string> arguments) {
@@ -95,7 +95,7 @@ class Program {
     if (in_ >= 0) close(std::exchange(in_, -1));
   }
   void Stop() const { kill(child_, SIGTERM); }
-  /// The exit status and the whole output.
+  // The exit status and the whole output.
   std::pair<int, std::string> End() {
     CloseInput();
     std::string output;
@@ -120,7 +120,7 @@ class PublishTest : public testing::Test {
     ASSERT_EQ(daemon_.Bind(port), 0);
   }
 
-  /// The next text from the guest, which it answers.
+  // The next text from the guest, which it answers.
   std::string Serve(const std::string& acknowledgement) {
     pollfd event{daemon_.Get(), POLLIN, 0};
     EXPECT_EQ(poll(&event, 1, patience), 1);

@@ -8,8 +8,8 @@
 
 namespace KrellTest {
 
-/// A host of its own, which KRELL_HOST_DIR names for the life of the object. Its path is longer than the
-/// address of an AF_UNIX socket.
+// A host of its own, which KRELL_HOST_DIR names for the life of the object. Its path is longer than the
+// address of an AF_UNIX socket.
 class TestHost {
  public:
   explicit TestHost(const std::string& faults = "");
@@ -26,7 +26,7 @@ class TestHost {
   std::optional<Krell::Host> host_;
 };
 
-/// A datagram socket made by the plain calls that the daemon makes.
+// A datagram socket made by the plain calls that the daemon makes.
 class PlainSocket {
  public:
   explicit PlainSocket(int family = Krell::standardVsockFamily);
@@ -35,16 +35,16 @@ class PlainSocket {
   ~PlainSocket();
 
   int Get() const { return fd_; }
-  /// Each gives 0 or an errno.
+  // Each gives 0 or an errno.
   int Bind(std::uint32_t port, std::uint32_t cid = Krell::anyCid);
   int Connect(std::uint32_t cid);
   int Send(std::uint32_t cid, std::uint32_t port, const std::string& text);
   int Set(int option, int value);
   int Get(int option, std::uint32_t& value);
   int SetReceiveBuffer(int bytes);
-  /// What waits, without waiting: text and source. An empty source means that nothing waits.
+  // What waits, without waiting: text and source. An empty source means that nothing waits.
   std::pair<std::string, Krell::VsockAddress> Receive(std::size_t room = 69608, int* messageFlags = nullptr);
-  /// How many packets wait; takes them.
+  // How many packets wait; takes them.
   int Drain();
 
  private:

@@ -13,7 +13,7 @@ using namespace MetadataTest;
 
 class AuthzMetadata : public testing::Test {
  protected:
-  /// Loads on top of a table that is there already; gives the message, "" on success.
+  // Loads on top of a table that is there already; gives the message, "" on success.
   std::string Load(const std::string& text) {
     info = std::make_shared<AuthzInfo>();
     info->operationEntitlements = {{"old", {"KEPT"}}};

@@ -15,12 +15,12 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
-/// Reads, changes and looks into JSON files.
+// Reads, changes and looks into JSON files.
 namespace MetadataTest {
 
 using Texts = std::set<std::string>;
 
-/// A file that is gone at the end of its scope.
+// A file that is gone at the end of its scope.
 class TemporaryFile {
  public:
   explicit TemporaryFile(const std::string& text) {
@@ -56,8 +56,8 @@ inline std::string WriteJson(const rapidjson::Value& value) {
   return text.GetString();
 }
 
-/// The service's metadata with one value replaced, or taken out when the JSON is empty. A place that ends in
-/// "-" is behind the end of a list.
+// The service's metadata with one value replaced, or taken out when the JSON is empty. A place that ends in
+// "-" is behind the end of a list.
 inline std::string ChangedMetadata(const char* pointer, const std::string& json) {
   auto document = ReadJson(METADATA_FILE);
   const rapidjson::Pointer place(pointer);
@@ -79,14 +79,14 @@ inline const rapidjson::Value& At(const rapidjson::Value& value, const std::stri
   return *found;
 }
 
-/// One member of each of a list's objects.
+// One member of each of a list's objects.
 inline Texts Collect(const rapidjson::Value& list, const char* member) {
   Texts texts;
   for (const auto& element : list.GetArray()) texts.insert(element[member].GetString());
   return texts;
 }
 
-/// The object of a list with that identifier.
+// The object of a list with that identifier.
 inline const rapidjson::Value& ById(const rapidjson::Value& list, const std::string& id) {
   for (const auto& element : list.GetArray()) {
     if (element["id"] == id.c_str()) return element;

@@ -10,8 +10,8 @@ namespace {
 
 using namespace MetadataTest;
 
-/// What the loaders say of a text, "" for success. Containers are filled before, so that what a failed load
-/// leaves behind shows.
+// What the loaders say of a text, "" for success. Containers are filled before, so that what a failed load
+// leaves behind shows.
 struct Outcome {
   explicit Outcome(const std::string& text) : file(text) {
     cli = Load<Cli::MetadataContainer>(ProviderHelper::LoadCliMetadataFile);

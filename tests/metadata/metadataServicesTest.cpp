@@ -16,7 +16,7 @@ using Arguments = std::map<std::string, std::string>;
 constexpr char kComponent[] = "com.tessaly.norn.hesper";
 constexpr char kService[] = "com.tessaly.norn.hesper.guest_data";
 
-/// Plain JSON of a value, to compare with the file.
+// Plain JSON of a value, to compare with the file.
 std::string Show(const Data::DataValue& value) {
   ORange text;
   Protocol::Json::WriteDirect(value, text);
@@ -38,7 +38,7 @@ class MetadataServices : public testing::Test {
     return all;
   }
 
-  /// The value as plain JSON, or the error's name. The service is named without its common prefix.
+  // The value as plain JSON, or the error's name. The service is named without its common prefix.
   std::string Call(const std::string& service, const std::string& name,
                    const Arguments& arguments = {}) const {
     auto input = Data::StructValue::GetInstance("");

@@ -13,7 +13,7 @@ std::string Last(const std::string& name) {
   return name.substr(name.find_last_of("./") + 1);
 }
 
-/// "list STRING" or the last part of a type's name.
+// "list STRING" or the last part of a type's name.
 std::string MetadataType(const Value& type) {
   const auto& inner = type.MemberBegin()->value;
   if (type.HasMember("optional")) return MetadataType(inner);
@@ -39,7 +39,7 @@ std::string SchemaType(const Value& schema) {
   return builtins.at(type);
 }
 
-/// "name: type", or "name?: type" of a field that may be absent.
+// "name: type", or "name?: type" of a field that may be absent.
 Texts MetadataFields(const Value& fields) {
   Texts texts;
   for (const auto& field : fields.GetArray()) {

@@ -10,7 +10,7 @@ namespace {
 
 namespace Errors = Com::Tessaly::Mirel::Std::Errors;
 
-/// A native structure of the test, whose value is as faulty as the test wants it.
+// A native structure of the test, whose value is as faulty as the test wants it.
 struct Sample {
   Data::DataValuePtr value;
 };

@@ -36,7 +36,7 @@ Data::DataValuePtr Text(const char* text) {
   return Data::DataValue::Create(text);
 }
 
-/// Flat text of a value, to compare with.
+// Flat text of a value, to compare with.
 std::string Show(const Data::DataValuePtr& value) {
   if (const auto* text = dynamic_cast<const Data::StringValue*>(value.get())) return text->value();
   if (const auto* flag = dynamic_cast<const Data::BooleanValue*>(value.get()))

@@ -31,7 +31,7 @@ DataValuePtr Text(const char* text) {
   return DataValue::Create(text);
 }
 
-/// Calls "subscribe" with a spec through the binder, as the provider does.
+// Calls "subscribe" with a spec through the binder, as the provider does.
 class GuestDataServiceTest : public ::testing::Test {
  protected:
   std::shared_ptr<const Mirel::Core::MethodResult> Call(const DataValuePtr& input) {
@@ -58,7 +58,7 @@ class GuestDataServiceTest : public ::testing::Test {
     return Call(Struct({{"spec", Struct(std::move(spec))}}));
   }
 
-  /// The error's last name component and its message: "invalid_argument: Text".
+  // The error's last name component and its message: "invalid_argument: Text".
   std::string Refusal(const std::shared_ptr<const Mirel::Core::MethodResult>& answer) {
     if (!answer || !answer->error) return "(no error)";
     const auto text = answer->error->ToString();

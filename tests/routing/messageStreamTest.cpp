@@ -28,7 +28,7 @@ class MessageStreamTest : public ::testing::Test {
         ->RegisterSubscription();
   }
 
-  /// The whole way from a text to the subscriptions.
+  // The whole way from a text to the subscriptions.
   void Publish(const std::string& topic, const std::string& moreHeader = "") {
     const auto text = R"({"header":{"sequence":1,"createTime":"2026-11-24T21:15:00+01:00","topic":")" +
                       topic + R"(","token":"secret")" + moreHeader +

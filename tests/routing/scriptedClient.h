@@ -7,7 +7,7 @@
 
 #include "bindings/guestDataService.h"
 
-/// The other end of a subscription: notes what is fired, and says itself when the next element may come.
+// The other end of a subscription: notes what is fired, and says itself when the next element may come.
 class ScriptedClient {
  public:
   using ResultCb = Com::Tessaly::Norn::Hesper::GuestDataSvc::ResultCb;
@@ -36,7 +36,7 @@ class ScriptedClient {
   ResultCb::Continuation continuation_;
 };
 
-/// A string field of an element; the text "(absent)" for an optional without a value.
+// A string field of an element; the text "(absent)" for an optional without a value.
 inline std::string TextField(const Mirel::Data::CompoundValue& value, const char* name) {
   auto field = value.GetField(name);
   if (const auto* optional = dynamic_cast<const Mirel::Data::OptionalValue*>(field.get()))

@@ -29,7 +29,7 @@ std::string MakeFolder() {
   return name;
 }
 
-/// The folder of this process's files; removed at its end.
+// The folder of this process's files; removed at its end.
 const std::string& Folder() {
   static const std::string folder = [] {
     auto name = MakeFolder();

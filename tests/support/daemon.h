@@ -12,11 +12,11 @@
 
 namespace Support {
 
-/// The host of this test process, in a folder of its own. Made on first use; named by KRELL_HOST_DIR, so that
-/// guest sockets of this process and the daemons that it starts share it.
+// The host of this test process, in a folder of its own. Made on first use; named by KRELL_HOST_DIR, so that
+// guest sockets of this process and the daemons that it starts share it.
 Krell::Host& TestHost();
 
-/// A VM that runs for as long as this object lives.
+// A VM that runs for as long as this object lives.
 class Vm {
  public:
   explicit Vm(std::uint32_t cid, bool privileged = true);
@@ -32,17 +32,17 @@ class Vm {
   std::uint32_t cid_;
 };
 
-/// A running daemon on the test host, with ports that nobody else uses. Ended by force with the object.
+// A running daemon on the test host, with ports that nobody else uses. Ended by force with the object.
 class Daemon {
  public:
   struct Options {
-    /// More settings, as elements of the configuration file.
+    // More settings, as elements of the configuration file.
     std::string settings = {};
-    /// Another host directory than the test host's.
+    // Another host directory than the test host's.
     std::string hostDirectory = {};
-    /// More variables, as "NAME=value".
+    // More variables, as "NAME=value".
     std::vector<std::string> environment = {};
-    /// Limits of the process that it starts with; 0 leaves them alone.
+    // Limits of the process that it starts with; 0 leaves them alone.
     unsigned maxFiles = 0;
     bool waitUntilRunning = true;
   };
@@ -57,13 +57,13 @@ class Daemon {
   std::uint32_t vmPort() const { return vmPort_; }
   pid_t pid() const { return pid_; }
 
-  /// All that the daemon has written to standard error.
+  // All that the daemon has written to standard error.
   std::string Log() const;
-  /// Waits until the text stands in the log so many times; false when that doesn't happen in 20 seconds.
+  // Waits until the text stands in the log so many times; false when that doesn't happen in 20 seconds.
   bool WaitForLog(std::string_view text, std::size_t times = 1) const;
   bool IsRunning();
   void Signal(int number) const;
-  /// Waits for the end and gives the exit status, or -(the number of the signal that ended it).
+  // Waits for the end and gives the exit status, or -(the number of the signal that ended it).
   int Wait();
 
  private:
@@ -73,11 +73,11 @@ class Daemon {
   pid_t pid_ = -1;
 };
 
-/// The text of a publication. The payload is base64 already.
+// The text of a publication. The payload is base64 already.
 std::string PublicationText(std::uint64_t sequence, std::string_view topic, std::string_view payload,
                             std::string_view moreHeader = "");
 
-/// Sends the text and gives the acknowledgement; empty when none comes in the time.
+// Sends the text and gives the acknowledgement; empty when none comes in the time.
 std::string Publish(Krell::GuestSocket& guest, const Daemon& daemon, std::string_view text,
                     std::chrono::milliseconds timeout = std::chrono::seconds(20));
 

@@ -7,7 +7,7 @@
 
 namespace Support {
 
-/// A plain TCP connection to a daemon's API on 127.0.0.1, for exact bytes. Reads give up after 20 seconds.
+// A plain TCP connection to a daemon's API on 127.0.0.1, for exact bytes. Reads give up after 20 seconds.
 class Connection {
  public:
   explicit Connection(std::uint16_t port, int receiveBuffer = 0);
@@ -16,14 +16,14 @@ class Connection {
   Connection& operator=(Connection&&) = delete;
 
   void Send(std::string_view bytes);
-  /// The next bytes; empty at the end of the connection.
+  // The next bytes; empty at the end of the connection.
   std::string Receive();
-  /// Everything up to the end of the connection.
+  // Everything up to the end of the connection.
   std::string ReceiveAll();
-  /// Up to and with the mark; throws at the end of the connection.
+  // Up to and with the mark; throws at the end of the connection.
   std::string ReceiveThrough(std::string_view mark);
   std::string ReceiveExactly(std::size_t size);
-  /// Closes with a reset instead of an orderly end.
+  // Closes with a reset instead of an orderly end.
   void Reset();
 
  private:
@@ -31,22 +31,22 @@ class Connection {
   std::string pending_;
 };
 
-/// The header line of a caller who may do everything, with a token that this host's daemon accepts.
+// The header line of a caller who may do everything, with a token that this host's daemon accepts.
 const std::string& Authorized();
 
-/// A POST request with a JSON-RPC call in its body.
+// A POST request with a JSON-RPC call in its body.
 std::string CallRequest(std::string_view method, std::string_view input, std::string_view accept,
                         std::string_view moreHeaders = "", std::string_view authorization = Authorized());
 
-/// A subscription that reads its stream frame by frame.
+// A subscription that reads its stream frame by frame.
 class Subscriber {
  public:
-  /// The specification is the JSON of the operation's argument.
+  // The specification is the JSON of the operation's argument.
   Subscriber(std::uint16_t port, std::string_view specification, int receiveBuffer = 0);
 
-  /// Reads the response's head; called by the first Next.
+  // Reads the response's head; called by the first Next.
   std::string ReadHead();
-  /// The JSON text of the next element; throws when the stream ends.
+  // The JSON text of the next element; throws when the stream ends.
   std::string Next();
   Connection& connection() { return connection_; }
 
@@ -58,7 +58,7 @@ class Subscriber {
   std::string frames_;
 };
 
-/// What subscribers ask for most: all topics of all VMs.
+// What subscribers ask for most: all topics of all VMs.
 inline constexpr const char kEverything[] = R"({"vm_id_type":"MGR_VM_ID"})";
 
 }  // namespace Support

@@ -30,7 +30,7 @@ inline NornToken::JwkPtr RsaKey(std::size_t bits = 2048) {
   return NornToken::JwkPtr(cjose_jwk_create_RSA_random(bits, nullptr, 0, nullptr));
 }
 
-/// The public key as a JWK, with more members if given, each led by a comma.
+// The public key as a JWK, with more members if given, each led by a comma.
 inline std::string Jwk(const NornToken::JwkPtr& key, const std::string& kid, const std::string& more = "") {
   const NornToken::TextPtr text(cjose_jwk_to_json(key.get(), false, nullptr));
   const std::string json = text.get();
@@ -51,7 +51,7 @@ inline std::string MakeToken(const NornToken::JwkPtr& key, const std::string& he
   return text;
 }
 
-/// As an administrator should do it.
+// As an administrator should do it.
 inline void Replace(const std::string& path, const std::string& text, mode_t mode = 0644) {
   const auto fresh = path + ".fresh";
   std::ofstream(fresh) << text;
@@ -59,7 +59,7 @@ inline void Replace(const std::string& path, const std::string& text, mode_t mod
   std::filesystem::rename(fresh, path);
 }
 
-/// Keeps what is logged.
+// Keeps what is logged.
 class KeptLog final : public Mirel::Log::Logger {
  public:
   struct Record final : Mirel::Log::LogRecord {

@@ -29,7 +29,7 @@ class TokenVerifierTest : public testing::Test {
     keys_ = KeySet::Parse(SetOf(Jwk(rsa_, "rsa") + "," + Jwk(ec_, "ec")), notes, fault);
   }
 
-  /// The reason of a refusal, or "" for a token that is taken.
+  // The reason of a refusal, or "" for a token that is taken.
   static std::string Verify(const std::string& token, std::int64_t now = kNow) {
     const auto verdict = NornToken::VerifyToken(token, *keys_, now);
     const auto* refusal = std::get_if<NornToken::Refusal>(&verdict);

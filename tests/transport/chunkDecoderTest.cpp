@@ -13,7 +13,7 @@ struct Decoded {
   std::string rest;
 };
 
-/// Decodes in two pieces.
+// Decodes in two pieces.
 Decoded Decode(const std::string& text, std::size_t split) {
   PhrChunkedDecoder decoder;
   Decoded all{PhrChunkedDecoder::kIncomplete, "", ""};

@@ -21,7 +21,7 @@ std::shared_ptr<const Core::MethodResult> Value(const std::string& text) {
   return Core::MethodResult::GetInstance(Data::DataValue::Create(text));
 }
 
-/// A call whose results the test gives one by one.
+// A call whose results the test gives one by one.
 struct OpenCall {
   explicit OpenCall(TestServer& server) : server_(server) {
     server.provider->script = [this](const Call& call) { result = call.result; };
@@ -80,8 +80,8 @@ TEST(Response, CarriesEachResultInAFrameOfItsOwn) {
   ASSERT_TRUE(call.Begun()) << "the connection carries the next request";
 }
 
-/// The payload of so many base64 characters is shared by reference, so that the chunk is made of many
-/// buffers.
+// The payload of so many base64 characters is shared by reference, so that the chunk is made of many
+// buffers.
 std::shared_ptr<const Core::MethodResult> Blob(std::size_t characters) {
   auto text = std::make_shared<std::string>(characters, 'A');
   return Core::MethodResult::GetInstance(

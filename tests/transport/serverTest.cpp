@@ -58,7 +58,7 @@ TEST(AsioTcpApiServer, IsContentWithOneFamily) {
   EXPECT_EQ(error.message(), "server failed to listen");
 }
 
-/// An acceptor whose accepts end as the test says. (Without descriptors the sanitizers would fail, too.)
+// An acceptor whose accepts end as the test says. (Without descriptors the sanitizers would fail, too.)
 struct ScriptedAcceptor {
   Asio::TcpListener& Socket() { return *listener; }
 

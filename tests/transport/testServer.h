@@ -28,7 +28,7 @@
 
 namespace Mirel::Transport {
 
-/// Keeps all lines, each with its severity in front.
+// Keeps all lines, each with its severity in front.
 class RecordingLogger final : public Log::Logger {
  public:
   class Record final : public Log::LogRecord {
@@ -51,7 +51,7 @@ class RecordingLogger final : public Log::Logger {
     return std::make_unique<Record>(*this, severity);
   }
 
-  /// The lines that begin so.
+  // The lines that begin so.
   std::vector<std::string> Lines(const std::string& prefix) const {
     const std::lock_guard lock(mutex_);
     std::vector<std::string> found;
@@ -72,7 +72,7 @@ struct Call {
   Core::AsyncApiResultCb result;
 };
 
-/// Does with each call what the test says; without a word it answers "ok".
+// Does with each call what the test says; without a word it answers "ok".
 class ScriptedProvider final : public Core::AsyncApiProvider {
  public:
   std::string ToString() const override { return "ScriptedProvider"; }
@@ -88,8 +88,8 @@ class ScriptedProvider final : public Core::AsyncApiProvider {
   };
 };
 
-/// A server on loopback whose I/O context runs only while a client waits: what a test does comes in one
-/// order.
+// A server on loopback whose I/O context runs only while a client waits: what a test does comes in one
+// order.
 class TestServer {
  public:
   explicit TestServer(PicoHttp::ServerConfig config = {})
@@ -98,7 +98,7 @@ class TestServer {
     EXPECT_FALSE(server.Start());
   }
 
-  /// Runs until the condition holds; false when nothing comes of it.
+  // Runs until the condition holds; false when nothing comes of it.
   bool RunUntil(const std::function<bool()>& condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
     while (!condition()) {
@@ -144,14 +144,14 @@ class Client {
     }));
   }
 
-  /// Sends the bytes in two parts; the server has read the first one before it gets the second.
+  // Sends the bytes in two parts; the server has read the first one before it gets the second.
   void SendSplit(const std::string& bytes, std::size_t at) {
     Send(bytes.substr(0, at));
     server_.Settle();
     Send(bytes.substr(at));
   }
 
-  /// All that was received and not yet taken, up to and with the mark.
+  // All that was received and not yet taken, up to and with the mark.
   std::string ReadThrough(const std::string& mark) {
     EXPECT_TRUE(server_.RunUntil([&] {
       Receive();
@@ -176,7 +176,7 @@ class Client {
   }
 
   std::string ReadHead() { return ReadThrough("\r\n\r\n"); }
-  /// The next chunk's data; empty for the last chunk.
+  // The next chunk's data; empty for the last chunk.
   std::string ReadChunk() {
     const auto line = ReadThrough("\r\n");
     const auto size = std::stoul(line.empty() ? "0" : line, nullptr, 16);
@@ -184,7 +184,7 @@ class Client {
     EXPECT_EQ(ReadExactly(2), "\r\n");
     return data;
   }
-  /// Head and chunks of a whole response that is chunked.
+  // Head and chunks of a whole response that is chunked.
   std::string ReadAnswer() {
     std::string answer = ReadHead();
     for (auto chunk = ReadChunk(); !chunk.empty(); chunk = ReadChunk()) answer += chunk;
@@ -224,7 +224,7 @@ class Client {
 
 inline constexpr const char* kJsonCall = R"({"jsonrpc":"2.0","id":"7","method":"test.service.run"})";
 
-/// A request whose body is the call, with more header lines.
+// A request whose body is the call, with more header lines.
 inline std::string Request(const std::string& headers = "", const std::string& body = kJsonCall) {
   return "POST /api HTTP/1.1\r\nContent-Type: application/json\r\nContent-Length: " +
          std::to_string(body.size()) + "\r\n" + headers + "\r\n" + body;

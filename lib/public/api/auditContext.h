@@ -8,9 +8,9 @@
 
 namespace Api {
 
-/// Makes the audit record of one call, and hands it with the call's success to the audit callable. Map maps
-/// strings to strings. The record is built once; what comes later does not change it. Building throws
-/// std::bad_optional_access when service or operation is missing.
+// Makes the audit record of one call, and hands it with the call's success to the audit callable. Map maps
+// strings to strings. The record is built once; what comes later does not change it. Building throws
+// std::bad_optional_access when service or operation is missing.
 template <typename Map>
 class AuditContext final : public CallInfo {
  public:
