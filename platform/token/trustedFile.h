@@ -43,8 +43,8 @@ FileVersion VersionOf(const std::string& path);
 
 // Who may do what with a file that is believed.
 enum class Access {
-  kPublic,   ///< Others may read it, but not write it.
-  kPrivate,  ///< Others may neither read nor write it.
+  kPublic,   // Others may read it, but not write it.
+  kPrivate,  // Others may neither read nor write it.
 };
 
 // Null when the open file is a regular one that belongs to root or to this process's user and that others
