@@ -5,7 +5,11 @@
 #include <string>
 
 #include "apps/nornhesperd/result.h"
+#include "framework/core/dataValue.h"
 
+namespace Corvane::System {
+class AuthTokenHelper;
+}
 namespace Mirel::Provider::Metadata {
 namespace Cli {
 class MetadataContainer;
@@ -33,6 +37,11 @@ class NornHesperApi {
   // A daemon that can listen on neither address, or whose service descriptions can't be read, runs on and
   // takes guest data; without its authorization table it ends.
   void Start();
+
+  // Who may come in with a password: root alone, who then has the entitlement to guest data, as a token would
+  // give it. Others are refused, with a line in the log.
+  static bool UserPassCustomizeAuthDataCb(Corvane::System::AuthTokenHelper* token,
+                                          const Mirel::Data::StructValuePtr& authData);
 
  private:
   std::uint16_t port_;

@@ -1,5 +1,6 @@
 #include "apps/nornhesperd/endpointAuthn.h"
 
+#include "apps/nornhesperd/endpoint.h"
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/logMessage.h"
 #include "platform/corvane/authenticate.h"
@@ -14,8 +15,8 @@ Corvane::Ref<Corvane::System::AuthTokenHelper> Authenticate(const std::string& u
   return token;
 }
 
-bool UserPassCustomizeAuthDataCb(Corvane::System::AuthTokenHelper* token,
-                                 const Mirel::Data::StructValuePtr& authData) {
+bool NornHesperApi::UserPassCustomizeAuthDataCb(Corvane::System::AuthTokenHelper* token,
+                                                const Mirel::Data::StructValuePtr& authData) {
   const auto& name = token->GetUserName();
   if (name != "root") {
     HESPER_LOG(6, "User %1, permission denied", name);

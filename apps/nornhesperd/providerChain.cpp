@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "apps/nornhesperd/auditCallable.h"
+#include "apps/nornhesperd/endpoint.h"
 #include "apps/nornhesperd/endpointAuthn.h"
 #include "apps/nornhesperd/guestDataImpl.h"
 #include "apps/nornhesperd/messageCatalogue.h"
@@ -71,7 +72,7 @@ std::shared_ptr<Mirel::Authz::AuthzInfo> LoadAuthzInfo(const std::string& fileNa
 std::list<std::shared_ptr<Mirel::Authn::AuthnHandler>> MakeAuthnHandlers() {
   return {std::make_shared<SarnMirel::Authn::UserPassHandler>(
               &Authenticate, Logger::sDefaultLogger->CreateLogger("NornHesperUserPassHandler"),
-              &UserPassCustomizeAuthDataCb),
+              &NornHesperApi::UserPassCustomizeAuthDataCb),
           std::make_shared<Norn::Authn::TokenHandler>(MakeWrappedLogger("NornHesperJWTHandler"))};
 }
 

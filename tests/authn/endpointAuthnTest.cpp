@@ -1,4 +1,4 @@
-#include "apps/nornhesperd/endpointAuthn.h"
+#include "apps/nornhesperd/endpoint.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,7 @@ namespace {
 TEST(UserPassCustomizeAuthDataCb, RootGetsTheEntitlementAndNobodyElseComesIn) {
   const auto data = Mirel::Data::StructValue::GetInstance("CorvaneUserPass");
   auto token = Corvane::MakeRef<Corvane::System::AuthTokenHelper>("root");
-  EXPECT_TRUE(UserPassCustomizeAuthDataCb(token.get(), data));
+  EXPECT_TRUE(NornHesperApi::UserPassCustomizeAuthDataCb(token.get(), data));
   const auto list = std::dynamic_pointer_cast<const Mirel::Data::ListValue>(
       data->GetField(Norn::Authn::TokenHandler::ENTITLEMENTS_GRANTS));
   ASSERT_TRUE(list);
@@ -22,7 +22,7 @@ TEST(UserPassCustomizeAuthDataCb, RootGetsTheEntitlementAndNobodyElseComesIn) {
     token = Corvane::MakeRef<Corvane::System::AuthTokenHelper>(name);
     const auto untouched = Mirel::Data::StructValue::GetInstance("CorvaneUserPass");
     testing::internal::CaptureStderr();
-    EXPECT_FALSE(UserPassCustomizeAuthDataCb(token.get(), untouched));
+    EXPECT_FALSE(NornHesperApi::UserPassCustomizeAuthDataCb(token.get(), untouched));
     EXPECT_NE(
         testing::internal::GetCapturedStderr().find("User " + std::string(name) + ", permission denied"),
         std::string::npos);
