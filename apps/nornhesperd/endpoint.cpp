@@ -8,7 +8,6 @@
 #include "apps/nornhesperd/logMessage.h"
 #include "apps/nornhesperd/mirelLogAdapter.h"
 #include "apps/nornhesperd/providerChain.h"
-#include "framework/metadata/metadataContainer.h"
 #include "framework/metadata/providerHelper.h"
 #include "framework/provider/enqueuer.h"
 #include "framework/provider/localization.h"

@@ -6,21 +6,11 @@
 
 #include "apps/nornhesperd/result.h"
 #include "framework/core/dataValue.h"
+#include "framework/metadata/metadataContainer.h"
 
 namespace Corvane::System {
 class AuthTokenHelper;
 }
-namespace Mirel::Provider::Metadata {
-namespace Cli {
-class MetadataContainer;
-}
-namespace Metamodel {
-class MetadataContainer;
-}
-namespace Authentication {
-class MetadataContainer;
-}
-}  // namespace Mirel::Provider::Metadata
 namespace Mirel::Transport::PicoHttp {
 class AsioTcpApiServer;
 }

@@ -16,7 +16,6 @@
 #include "framework/authz/asyncAuthzFilter.h"
 #include "framework/authz/authzInfo.h"
 #include "framework/authz/loadAuthzInfoMetadata.h"
-#include "framework/metadata/metadataContainer.h"
 #include "framework/metadata/providerHelper.h"
 #include "framework/provider/asyncApiInterfaceConcurrentContainer.h"
 #include "framework/provider/asyncAuthnFilter.h"

@@ -2,20 +2,11 @@
 
 #include <memory>
 
+#include "framework/metadata/metadataContainer.h"
+
 namespace Mirel::Core {
 class AsyncApiProvider;
 }
-namespace Mirel::Provider::Metadata {
-namespace Cli {
-class MetadataContainer;
-}
-namespace Metamodel {
-class MetadataContainer;
-}
-namespace Authentication {
-class MetadataContainer;
-}
-}  // namespace Mirel::Provider::Metadata
 
 namespace NornHesper {
 

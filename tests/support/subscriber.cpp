@@ -93,16 +93,19 @@ void Connection::Reset() {
   close(std::exchange(fd_, -1));
 }
 
+std::string TokenFor(const std::string& subject, const std::string& entitlement) {
+  const auto command = HESPER_HOST_PROGRAM " token --subject '" + subject + "' --entitlement " + entitlement;
+  FILE* output = popen(command.c_str(), "r");
+  char token[4096] = "";
+  if (!output || !fgets(token, sizeof token, output) || pclose(output) != 0) {
+    throw std::runtime_error("no token");
+  }
+  const std::string_view line(token);
+  return "Authorization: Bearer " + std::string(line.substr(0, line.find('\n'))) + "\r\n";
+}
+
 const std::string& Authorized() {
-  static const std::string header = [] {
-    FILE* output = popen(HESPER_HOST_PROGRAM " token --subject tests --entitlement GUEST_DATA_ACCESS", "r");
-    char token[4096] = "";
-    if (!output || !fgets(token, sizeof token, output) || pclose(output) != 0) {
-      throw std::runtime_error("no token");
-    }
-    const std::string_view line(token);
-    return "Authorization: Bearer " + std::string(line.substr(0, line.find('\n'))) + "\r\n";
-  }();
+  static const std::string header = TokenFor("tests", "GUEST_DATA_ACCESS");
   return header;
 }
 

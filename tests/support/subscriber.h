@@ -31,7 +31,10 @@ class Connection {
   std::string pending_;
 };
 
-// The header line of a caller who may do everything, with a token that this host's daemon accepts.
+// The header line of a caller with a token that this host's daemon accepts. The subject holds no single
+// quote.
+std::string TokenFor(const std::string& subject, const std::string& entitlement);
+// That of a caller who may do everything.
 const std::string& Authorized();
 
 // A POST request with a JSON-RPC call in its body.
