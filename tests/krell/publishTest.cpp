@@ -1,11 +1,9 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/socket.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <array>
+#include <boost/process.hpp>
+#include <iterator>
 #include <string>
 #include <utility>
 
@@ -56,61 +54,25 @@ TEST(HistoryRequestTest, IsReadAndMatchesWholeComponents) {
 // A program with its standard input and output on pipes.
 class Program {
  public:
-  Program(const std::string& name, std::vector<std::string> arguments) {
-    std::array<int, 2> in{};
-    std::array<int, 2> out{};
-    if (pipe(in.data()) != 0 || pipe(out.data()) != 0) throw std::runtime_error("pipe");
-    arguments.insert(arguments.begin(), std::string(TOOLS_FOLDER) + "/" + name);
-    std::vector<char*> argv;
-    for (auto& argument : arguments) argv.push_back(argument.data());
-    argv.push_back(nullptr);
-    child_ = fork();
-    if (child_ == 0) {
-      dup2(in[0], 0);
-      dup2(out[1], 1);
-      for (const int fd : {in[0], in[1], out[0], out[1]}) close(fd);
-      execv(argv[0], argv.data());
-      _exit(127);
-    }
-    close(in[0]);
-    close(out[1]);
-    in_ = in[1];
-    out_ = out[0];
-  }
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
-  ~Program() {
-    if (child_ > 0) {
-      kill(child_, SIGKILL);
-      waitpid(child_, nullptr, 0);
-    }
-    CloseInput();
-    close(out_);
-  }
+  Program(const std::string& name, const std::vector<std::string>& arguments)
+      : child_(std::string(TOOLS_FOLDER) + "/" + name, arguments,
+               boost::process::std_in<in_, boost::process::std_out> out_) {}
 
-  void Write(const std::string& text) const {
-    ASSERT_EQ(write(in_, text.data(), text.size()), static_cast<ssize_t>(text.size()));
-  }
-  void CloseInput() {
-    if (in_ >= 0) close(std::exchange(in_, -1));
-  }
-  void Stop() const { kill(child_, SIGTERM); }
+  void Write(const std::string& text) { in_ << text << std::flush; }
+  void CloseInput() { in_.pipe().close(); }
+  void Stop() { kill(child_.id(), SIGTERM); }
   // The exit status and the whole output.
   std::pair<int, std::string> End() {
     CloseInput();
-    std::string output;
-    std::array<char, 4096> part{};
-    for (ssize_t size = 0; (size = read(out_, part.data(), part.size())) > 0;)
-      output.append(part.data(), static_cast<std::size_t>(size));
-    int status = 0;
-    waitpid(std::exchange(child_, -1), &status, 0);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, output};
+    const std::string output(std::istreambuf_iterator<char>(out_), {});
+    child_.wait();
+    return {child_.exit_code(), output};
   }
 
  private:
-  pid_t child_ = -1;
-  int in_ = -1;
-  int out_ = -1;
+  boost::process::opstream in_;
+  boost::process::ipstream out_;
+  boost::process::child child_;
 };
 
 class PublishTest : public testing::Test {
@@ -199,18 +161,6 @@ TEST_F(PublishTest, ServesHistoryToTheOneThatAsks) {
   EXPECT_EQ(Serve(Good(6)), TextOf(6, ",\"subscribers\":[6]", "dGhyZWU="));
   guest.Stop();
   EXPECT_EQ(guest.End(), std::pair(1, Good(1) + bad_ + Good(4)));
-}
-
-TEST_F(PublishTest, HostProgramChangesTheVms) {
-  const std::vector<std::string> add{"add",       "--cid", "9",           "--bios-uuid", "b",
-                                     "--vm-uuid", "v",     "--mgr-vm-id", "m",           "--unprivileged"};
-  EXPECT_EQ(Program("hesper-host", add).End(), std::pair(0, std::string()));
-  EXPECT_FALSE(host_->FindByCid(9)->identity.privileged);
-  EXPECT_EQ(Program("hesper-host", add).End().first, 1);
-  EXPECT_NE(Program("hesper-host", {"list"}).End().second.find("mgr-5"), std::string::npos);
-  EXPECT_EQ(Program("hesper-host", {"remove", "--cid", "9"}).End().first, 0);
-  EXPECT_FALSE(host_->FindByCid(9));
-  EXPECT_EQ(Program("hesper-host", {}).End().first, 64);
 }
 
 }  // namespace

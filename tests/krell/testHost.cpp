@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <vector>
 
@@ -19,11 +18,10 @@ sockaddr* AsSockaddr(Krell::VsockAddress& address) {
 
 }  // namespace
 
-TestHost::TestHost(const std::string& faults) : top_("/tmp/krell-test.XXXXXX") {
+TestHost::TestHost() : top_("/tmp/krell-test.XXXXXX") {
   if (mkdtemp(top_.data()) == nullptr) throw std::runtime_error("mkdtemp");
   const std::string directory = top_ + "/" + std::string(150, 'h');
   host_.emplace(directory);
-  if (!faults.empty()) std::ofstream(directory + "/faults") << faults;
   setenv("KRELL_HOST_DIR", directory.c_str(), 1);
 }
 
@@ -44,8 +42,8 @@ PlainSocket::~PlainSocket() {
   if (fd_ >= 0) close(fd_);
 }
 
-int PlainSocket::Bind(std::uint32_t port, std::uint32_t cid) {
-  Krell::VsockAddress address{static_cast<std::uint16_t>(family_), 0, port, cid, 0};
+int PlainSocket::Bind(std::uint32_t port) {
+  Krell::VsockAddress address{static_cast<std::uint16_t>(family_), 0, port, Krell::anyCid, 0};
   return bind(fd_, AsSockaddr(address), sizeof address) == 0 ? 0 : errno;
 }
 
@@ -58,10 +56,6 @@ int PlainSocket::Send(std::uint32_t cid, std::uint32_t port, const std::string& 
   Krell::VsockAddress address{static_cast<std::uint16_t>(family_), 0, port, cid, 0};
   const auto size = sendto(fd_, text.data(), text.size(), MSG_NOSIGNAL, AsSockaddr(address), sizeof address);
   return size == static_cast<ssize_t>(text.size()) ? 0 : errno;
-}
-
-int PlainSocket::Set(int option, int value) {
-  return setsockopt(fd_, family_, option, &value, sizeof value) == 0 ? 0 : errno;
 }
 
 int PlainSocket::Get(int option, std::uint32_t& value) {

@@ -12,7 +12,7 @@ namespace KrellTest {
 // address of an AF_UNIX socket.
 class TestHost {
  public:
-  explicit TestHost(const std::string& faults = "");
+  TestHost();
   TestHost(const TestHost&) = delete;
   TestHost& operator=(const TestHost&) = delete;
   ~TestHost();
@@ -36,10 +36,9 @@ class PlainSocket {
 
   int Get() const { return fd_; }
   // Each gives 0 or an errno.
-  int Bind(std::uint32_t port, std::uint32_t cid = Krell::anyCid);
+  int Bind(std::uint32_t port);
   int Connect(std::uint32_t cid);
   int Send(std::uint32_t cid, std::uint32_t port, const std::string& text);
-  int Set(int option, int value);
   int Get(int option, std::uint32_t& value);
   int SetReceiveBuffer(int bytes);
   // What waits, without waiting: text and source. An empty source means that nothing waits.
