@@ -53,11 +53,5 @@ TEST(PhrChunkedDecoder, RefusesBrokenFraming) {
   }
 }
 
-TEST(PhrChunkedDecoder, TakesTheLargestSize) {
-  const auto decoded = Decode("ffffffffffffffff\r\n" + std::string(1000, 'x'), 500);
-  EXPECT_EQ(decoded.result, PhrChunkedDecoder::kIncomplete);
-  EXPECT_EQ(decoded.body.size(), 1000U);
-}
-
 }  // namespace
 }  // namespace Mirel::Transport::PicoHttp

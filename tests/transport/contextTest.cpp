@@ -15,16 +15,14 @@ namespace Mirel::Provider::JsonRpc1_1 {
 namespace {
 
 using Transport::Http::HeaderView;
-using Transport::Http::ProtocolHandlerSpec;
 
 using Headers = std::vector<HeaderView>;
 
 struct Updated {
-  explicit Updated(Headers headers, const Core::ExecutionContext& envelope = {},
-                   const std::vector<ProtocolHandlerSpec::Extractor>& extractors = {})
+  explicit Updated(Headers headers, const Core::ExecutionContext& envelope = {})
       : context(std::make_shared<Core::ExecutionContext>(envelope)) {
     const auto range = std::make_shared<Transport::Http::ResponseHeaderRange>(std::move(headers));
-    sameOperation = UpdateExecutionCtxHelper::Update(range, {"a.b", "c"}, context, extractors);
+    UpdateExecutionCtxHelper::Update(range, {"a.b", "c"}, context, {});
   }
   std::string Security(const char* key) const {
     const auto found = context->securityContext.find(key);
@@ -32,7 +30,6 @@ struct Updated {
   }
 
   std::shared_ptr<Core::ExecutionContext> context;
-  bool sameOperation;
 };
 
 TEST(UpdateExecutionCtxHelper, ReadsBasicAndBearer) {
@@ -74,25 +71,6 @@ TEST(UpdateExecutionCtxHelper, LetsTheEnvelopeStand) {
   const std::map<std::string, std::string> expected{
       {"timezone", "Etc/UTC"}, {"opId", "op-1"}, {"acceptLanguage", "de"}, {"formatLocale", "fr"}};
   EXPECT_EQ(updated.context->applicationContext, expected);
-}
-
-TEST(UpdateExecutionCtxHelper, ComparesTheOperation) {
-  EXPECT_TRUE(Updated(Headers{{"mirel-operation", "a.b.c"}}).sameOperation);
-  EXPECT_FALSE(Updated(Headers{{"mirel-operation", "a.b.d"}}).sameOperation);
-  EXPECT_TRUE(Updated(Headers{{"other", "a.b.d"}}).sameOperation);
-}
-
-TEST(UpdateExecutionCtxHelper, RunsTheExtractorsInOrderFromTheStartOfTheHeaders) {
-  std::string seen;
-  const auto extractor = [&seen](const char* name) {
-    return [&seen, name](const ProtocolHandlerSpec::HeaderRangePtr& headers, const auto& context) {
-      for (seen += name; !headers->AtEnd(); headers->Advance()) seen += headers->Current().Value();
-      context->applicationContext["from"] = name;
-    };
-  };
-  const Updated updated(Headers{{"x", "1"}, {"y", "2"}}, {}, {extractor("A"), extractor("B")});
-  EXPECT_EQ(seen, "A12B12");
-  EXPECT_EQ(updated.context->applicationContext.at("from"), "B");
 }
 
 }  // namespace

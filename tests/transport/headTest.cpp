@@ -93,14 +93,5 @@ TEST(InterpretHead, TellsWhatIsWrongWithALength) {
   EXPECT_EQ(error("18446744073709551616"), Http::Error::Code::MessageTooLong);
 }
 
-TEST(InterpretHead, ReadsTheConnectionsAndTheClientsWishes) {
-  const Interpreted head(
-      "POST / HTTP/1.1\r\nConnection: CLOSE\r\nExpect: 100-CONTINUE\r\nAccept: x.stream.json\r\n"
-      "Content-Type: x.framed\r\n\r\n");
-  EXPECT_FALSE(head.request.keepAlive);
-  EXPECT_TRUE(head.request.hasExpect && head.request.expectContinue);
-  EXPECT_TRUE(head.request.acceptsStream && head.request.framed);
-}
-
 }  // namespace
 }  // namespace Mirel::Transport::PicoHttp

@@ -11,16 +11,6 @@ bool IsOk(const std::string& answer) {
   return answer.starts_with("HTTP/1.1 200 OK\r\n") && answer.find("ok") != std::string::npos;
 }
 
-TEST(Request, GivesTheSameAnswerWhereverItsBytesAreSplit) {
-  TestServer server;
-  const std::string request = Request("X-Filler: 1\r\n");
-  Client client(server);
-  for (std::size_t split = 1; split < request.size(); ++split) {
-    client.SendSplit(request, split);
-    ASSERT_TRUE(IsOk(client.ReadAnswer())) << split;
-  }
-}
-
 TEST(Request, IsServedOneAfterTheOtherOnAConnection) {
   TestServer server;
   int calls = 0;
@@ -192,25 +182,6 @@ TEST(Request, ThatIsNotUnderstoodGetsALengthAndAnError) {
     EXPECT_TRUE(body.starts_with('{') && body.ends_with('}')) << body;
   }
   EXPECT_TRUE(IsOk(client.ReadAnswer()));
-}
-
-TEST(Request, BringsItsContextToTheProvider) {
-  TestServer server;
-  std::shared_ptr<Core::AsyncActivation> activation;
-  std::string method;
-  server.provider->script = [&](const Call& call) {
-    activation = call.activation;
-    method = call.method;
-    call.result(Core::MethodResult::GetInstance(Data::DataValue::Create("ok")), {}, nullptr);
-  };
-  Client client(server);
-  client.Send(Request("Authorization: Bearer secret\r\nMirel-Operation: test.service.run\r\n"));
-  EXPECT_TRUE(IsOk(client.ReadAnswer()));
-  EXPECT_EQ(method, "test.service.run");
-  ASSERT_TRUE(activation);
-  EXPECT_EQ(activation->executionContext()->securityContext.at("token").text(), "secret");
-  EXPECT_TRUE(activation->localizer());
-  EXPECT_NE(activation->values()["requestId"].find('7'), std::string::npos);
 }
 
 }  // namespace

@@ -162,18 +162,6 @@ TEST(Response, OfAStreamEndsWithATerminalResult) {
   EXPECT_TRUE(call.stopped);
 }
 
-TEST(Response, IgnoresANullResult) {
-  TestServer server;
-  OpenCall call(server);
-  Client client(server);
-  client.Send(Request());
-  ASSERT_TRUE(call.Begun());
-  const auto turn = *call.result;
-  turn(nullptr, {}, nullptr);
-  call.Give(Value("after"));
-  EXPECT_NE(client.ReadAnswer().find("after"), std::string::npos);
-}
-
 TEST(Response, TellsTheProviderThatTheClientHasGone) {
   TestServer server;
   OpenCall call(server);

@@ -29,33 +29,24 @@ struct BareServer {
   AsioTcpApiServer server;
 };
 
-TEST(AsioTcpApiServer, PrintsItsConfigurationAndThePortsThatItGot) {
-  boost::asio::io_context io;
-  BareServer bare(io, kAny4, kAny6);
-  EXPECT_EQ(
-      bare.logger->Lines("2 ServerConfig").front(),
-      "2 ServerConfig{endpoint4:127.0.0.1:0;endpoint6:[::1]:0;Localizer not set;readTimeout:20 minutes;"
-      "writeTimeout:30 minutes;httpBodySizeLimitInBytes:2500000;ProtocolHandlerSpec::extractors not set}");
-  EXPECT_FALSE(bare.server.Start());
-  const auto lines = bare.logger->Lines("2 Listening on: ");
-  ASSERT_EQ(lines.size(), 2U);
-  EXPECT_NE(bare.server.Endpoint4().port(), 0);
-  EXPECT_EQ(lines[0], "2 Listening on: 127.0.0.1:" + std::to_string(bare.server.Endpoint4().port()));
-  EXPECT_EQ(lines[1], "2 Listening on: [::1]:" + std::to_string(bare.server.Endpoint6().port()));
-}
-
-TEST(AsioTcpApiServer, IsContentWithOneFamily) {
+TEST(AsioTcpApiServer, PrintsItsConfigurationAndIsContentWithOneFamily) {
   boost::asio::io_context io;
   BareServer first(io, kAny4, kAny6);
+  EXPECT_EQ(
+      first.logger->Lines("2 ServerConfig").front(),
+      "2 ServerConfig{endpoint4:127.0.0.1:0;endpoint6:[::1]:0;Localizer not set;readTimeout:20 minutes;"
+      "writeTimeout:30 minutes;httpBodySizeLimitInBytes:2500000;ProtocolHandlerSpec::extractors not set}");
   ASSERT_FALSE(first.server.Start());
+  EXPECT_EQ(first.logger->Lines("2 Listening on: "),
+            (std::vector<std::string>{
+                "2 Listening on: 127.0.0.1:" + std::to_string(first.server.Endpoint4().port()),
+                "2 Listening on: [::1]:" + std::to_string(first.server.Endpoint6().port())}));
   BareServer second(io, first.server.Endpoint4(), kAny6);
   EXPECT_FALSE(second.server.Start());
   EXPECT_EQ(second.logger->Lines("2 IPv4 Failed to listen on: ").front(),
             "2 IPv4 Failed to listen on: " + EndpointToString(first.server.Endpoint4()) + " ec: system:98");
   BareServer third(io, first.server.Endpoint4(), first.server.Endpoint6());
-  const auto error = third.server.Start();
-  EXPECT_EQ(error, PicoHttp::Error::Code::FailedToListen);
-  EXPECT_EQ(error.message(), "server failed to listen");
+  EXPECT_EQ(third.server.Start().message(), "server failed to listen");
 }
 
 // An acceptor whose accepts end as the test says. (Without descriptors the sanitizers would fail, too.)
@@ -143,17 +134,6 @@ TEST(AsioTcpApiServer, ServesManyConnectionsOnSeveralThreads) {
   }
   server.io.stop();
   for (auto& thread : threads) thread.join();
-}
-
-TEST(DurationText, TakesTheLargestUnit) {
-  using PicoHttp::DurationText;
-  using namespace std::chrono;
-  EXPECT_EQ(DurationText(nanoseconds(999)), "999 nanoseconds");
-  EXPECT_EQ(DurationText(nanoseconds(1000)), "1 microseconds");
-  EXPECT_EQ(DurationText(nanoseconds(999999999)), "999 milliseconds");
-  EXPECT_EQ(DurationText(seconds(59)), "59 seconds");
-  EXPECT_EQ(DurationText(seconds(60)), "1 minutes");
-  EXPECT_EQ(DurationText(seconds(125)), "2 minutes and 5 seconds");
 }
 
 }  // namespace

@@ -144,13 +144,6 @@ class Client {
     }));
   }
 
-  // Sends the bytes in two parts; the server has read the first one before it gets the second.
-  void SendSplit(const std::string& bytes, std::size_t at) {
-    Send(bytes.substr(0, at));
-    server_.Settle();
-    Send(bytes.substr(at));
-  }
-
   // All that was received and not yet taken, up to and with the mark.
   std::string ReadThrough(const std::string& mark) {
     EXPECT_TRUE(server_.RunUntil([&] {
