@@ -10,27 +10,6 @@ namespace {
 
 namespace Errors = Com::Tessaly::Mirel::Std::Errors;
 
-// A native structure of the test, whose value is as faulty as the test wants it.
-struct Sample {
-  Data::DataValuePtr value;
-};
-
-}  // namespace
-}  // namespace Mirel
-
-template <>
-struct Mirel::Data::AdaptMethod<Mirel::Sample> {
-  static AdaptFunction<Sample> Get() {
-    return [](const Sample& native, const L10n::RequestLocalizer&, MessageList& messages) {
-      if (!native.value) messages.push_back({"sample.empty", "", {}});
-      return native.value;
-    };
-  }
-};
-
-namespace Mirel {
-namespace {
-
 std::string OptionalText(const Data::CompoundValue& error, std::string_view field) {
   const auto value = std::dynamic_pointer_cast<const Data::OptionalValue>(error.GetField(field));
   if (!value) return "no such field";
@@ -55,27 +34,6 @@ TEST(StandardErrors, BecomeErrorValuesWithTheGivenMessages) {
   const auto unauthenticated = Data::ErrorFactory::GetError(native, messages);
   EXPECT_EQ(OptionalText(*unauthenticated, "challenge"), "Basic");
   EXPECT_EQ(OptionalText(*unauthenticated, "error_type"), "SOMETHING_NEW");
-}
-
-TEST(StandardErrors, OnlyErrorsMakeErrors) {
-  EXPECT_EQ(Data::ErrorFactory::GetError(Sample{Data::DataValue::Create("x")}, nullptr), nullptr);
-  EXPECT_EQ(Data::ErrorFactory::GetError(Sample{}, nullptr), nullptr);
-}
-
-TEST(Adapter, KeepsTheDestinationWhenNothingFits) {
-  const auto adapt = [](Data::DynamicStructure& out, const Data::DataValuePtr& value, MessageList& messages) {
-    return Data::NativeToValueAdapter::Adapt(out, Data::AdaptMethod<Sample>::Get(), Sample{value},
-                                             L10n::MakeDefaultRequestLocalizer(), messages);
-  };
-  const auto placeholder = Data::StructValue::GetInstance("placeholder");
-  Data::DynamicStructure out{placeholder};
-  MessageList messages;
-  EXPECT_FALSE(adapt(out, nullptr, messages));
-  EXPECT_FALSE(adapt(out, Data::DataValue::Create("x"), messages));
-  EXPECT_EQ(out.value, placeholder);
-  EXPECT_EQ(messages.size(), 1U);
-  EXPECT_TRUE(adapt(out, Data::StructValue::GetInstance("real"), messages));
-  EXPECT_EQ(out.value->name(), "real");
 }
 
 TEST(SystemError, CarriesTheCodesText) {

