@@ -27,13 +27,6 @@ class AuthzMetadata : public testing::Test {
   std::shared_ptr<AuthzInfo> info;
 };
 
-TEST_F(AuthzMetadata, StartsClosedButForIntroductions) {
-  const AuthzInfo defaults;
-  EXPECT_EQ(defaults.noAuthenticationSchemeId, "com.tessaly.mirel.std.security.no_authentication");
-  EXPECT_EQ(defaults.openOperations.size(), 36U);
-  EXPECT_TRUE(defaults.openOperations.contains("com.tessaly.mirel.std.introspection.provider.get"));
-}
-
 TEST_F(AuthzMetadata, GuestDataNeedsItsEntitlement) {
   EXPECT_EQ(Load(WriteJson(ReadJson(METADATA_FILE))), "");
   const EntitlementTable operations{{"com.tessaly.norn.hesper.guest_data.subscribe", {"GUEST_DATA_ACCESS"}}};

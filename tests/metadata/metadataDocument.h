@@ -2,50 +2,25 @@
 
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <string>
 
 #include <rapidjson/document.h>
-#include <rapidjson/istreamwrapper.h>
 #include <rapidjson/pointer.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
+
+#include "tests/corvane/temporaryFolder.h"
 
 // Reads, changes and looks into JSON files.
 namespace MetadataTest {
 
 using Texts = std::set<std::string>;
 
-// A file that is gone at the end of its scope.
-class TemporaryFile {
- public:
-  explicit TemporaryFile(const std::string& text) {
-    close(mkstemp(name_));
-    std::ofstream(name_) << text;
-  }
-  ~TemporaryFile() { unlink(name_); }
-  TemporaryFile(const TemporaryFile&) = delete;
-  TemporaryFile& operator=(const TemporaryFile&) = delete;
-  const char* name() const { return name_; }
-
- private:
-  char name_[32] = "/tmp/metadata-XXXXXX";
-};
-
-inline void Parse(std::istream& text, rapidjson::Document& document) {
-  rapidjson::IStreamWrapper stream(text);
-  document.ParseStream(stream);
-  EXPECT_FALSE(document.HasParseError());
-}
-
 inline rapidjson::Document ReadJson(const char* fileName) {
-  std::ifstream file(fileName);
   rapidjson::Document document;
-  Parse(file, document);
+  document.Parse(ReadFile(fileName).c_str());
+  EXPECT_FALSE(document.HasParseError());
   return document;
 }
 
@@ -67,8 +42,7 @@ inline std::string ChangedMetadata(const char* pointer, const std::string& json)
     return WriteJson(document);
   }
   rapidjson::Document value(&document.GetAllocator());
-  std::istringstream text(json);
-  Parse(text, value);
+  EXPECT_FALSE(value.Parse(json.c_str()).HasParseError()) << json;
   place.Set(document, value);
   return WriteJson(document);
 }

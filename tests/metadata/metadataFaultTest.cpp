@@ -13,7 +13,7 @@ using namespace MetadataTest;
 // What the loaders say of a text, "" for success. Containers are filled before, so that what a failed load
 // leaves behind shows.
 struct Outcome {
-  explicit Outcome(const std::string& text) : file(text) {
+  explicit Outcome(const std::string& text) : file(folder.Write("metadata.json", text)) {
     cli = Load<Cli::MetadataContainer>(ProviderHelper::LoadCliMetadataFile);
     model = Load<Metamodel::MetadataContainer>(ProviderHelper::LoadMetamodelMetadataFile);
     authn = Load<Authentication::MetadataContainer>(ProviderHelper::LoadAuthnMetadataFile);
@@ -23,13 +23,14 @@ struct Outcome {
   std::string Load(Loader load) const {
     const auto container = Container::GetInstance();
     EXPECT_EQ(load("com.tessaly.norn.hesper", METADATA_FILE, container), nullptr);
-    const auto error = load("com.tessaly.norn.hesper", file.name(), container);
+    const auto error = load("com.tessaly.norn.hesper", file, container);
     EXPECT_EQ(container->content().kinds.empty(), error != nullptr);
     EXPECT_EQ(container->content().fingerprint.empty(), error != nullptr);
     return error ? error->ToString() : "";
   }
 
-  TemporaryFile file;
+  TemporaryFolder folder;
+  std::string file;
   std::string cli;
   std::string model;
   std::string authn;

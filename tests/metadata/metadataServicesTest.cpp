@@ -14,7 +14,6 @@ using namespace MetadataTest;
 using Arguments = std::map<std::string, std::string>;
 
 constexpr char kComponent[] = "com.tessaly.norn.hesper";
-constexpr char kService[] = "com.tessaly.norn.hesper.guest_data";
 
 // Plain JSON of a value, to compare with the file.
 std::string Show(const Data::DataValue& value) {
@@ -110,25 +109,6 @@ TEST_F(MetadataServices, GiveEveryEntryOfTheFileAsItStandsThere) {
   }
 }
 
-TEST_F(MetadataServices, OperationsAndModelsStandUnderTheirOwner) {
-  Load(METADATA_FILE);
-  const auto file = ReadJson(METADATA_FILE);
-  for (const std::string section : {"metamodel", "authentication"}) {
-    const auto service = section + ".service.operation";
-    EXPECT_EQ(Call(service, "list", {{"service_id", kService}}), "[\"subscribe\"]");
-    EXPECT_EQ(Call(service, "list", {{"service_id", "a.b"}}), kNotFound);
-    EXPECT_EQ(Call(service, "list"), "com.tessaly.mirel.std.errors.unexpected_input");
-    EXPECT_EQ(Call(service, "get", {{"service_id", kService}, {"operation_id", "subscribe"}}),
-              WriteJson(At(file, '/' + section + "/services/0/operations/0")));
-    EXPECT_EQ(Call(service, "get", {{"service_id", kService}, {"operation_id", "publish"}}), kNotFound);
-  }
-  const auto publication = std::string(kComponent) + ".Publication";
-  EXPECT_EQ(Call("metamodel.resource", "list"), "[\"" + publication + "\"]");
-  EXPECT_EQ(Call("metamodel.resource.model", "list", {{"resource_id", publication}}),
-            "[\"com.tessaly.norn.hesper.ApplicationPublishResult\"]");
-  EXPECT_EQ(Call("metamodel.resource.model", "list", {{"resource_id", "a.b"}}), kNotFound);
-}
-
 TEST_F(MetadataServices, FollowTheFile) {
   EXPECT_EQ(Call("metamodel.structure", "list"), "[]");
   EXPECT_EQ(Call("metamodel.component", "fingerprint"), kNotFound);
@@ -142,8 +122,8 @@ TEST_F(MetadataServices, FollowTheFile) {
   EXPECT_EQ(Texts({before, cliBefore, Call("authentication.component", "fingerprint")}).size(), 3U);
   EXPECT_EQ(Call("cli.namespace", "fingerprint"), cliBefore);
 
-  const TemporaryFile changed(ChangedMetadata("/metamodel/services/0/hidden", "true"));
-  Load(changed.name());
+  const TemporaryFolder folder;
+  Load(folder.Write("changed.json", ChangedMetadata("/metamodel/services/0/hidden", "true")));
   EXPECT_EQ(Call("metamodel.service.hidden", "list"), "[\"com.tessaly.norn.hesper.guest_data\"]");
   EXPECT_NE(Call("metamodel.component", "fingerprint"), before);
   EXPECT_EQ(Call("cli.command", "fingerprint"), cliBefore);

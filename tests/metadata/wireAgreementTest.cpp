@@ -3,13 +3,9 @@
 #include <gtest/gtest.h>
 
 #include "bindings/guestDataAdapter.h"
-#include "bindings/guestDataService.h"
 #include "bindings/subscriptionSpecReader.h"
-#include "framework/core/securitySchemes.h"
 #include "framework/core/stdErrors.h"
-#include "framework/provider/asyncApiInterface.h"
 #include "framework/provider/errorFactory.h"
-#include "framework/provider/simpleInterface.h"
 #include "tests/metadata/metadataDocument.h"
 
 namespace {
@@ -44,16 +40,6 @@ class WireAgreement : public testing::Test {
 
   const rapidjson::Document file = ReadJson(METADATA_FILE);
 };
-
-TEST_F(WireAgreement, Service) {
-  const auto binding = GuestDataSvc::AsyncServiceBinder::BindImplementation(nullptr, nullptr);
-  const auto& services = At(file, "/metamodel/services");
-  ASSERT_EQ(Collect(services, "id"), Texts{binding->ServiceName()});
-  const auto& operations = services[0]["operations"];
-  ASSERT_EQ(operations.Size(), binding->Operations().size());
-  EXPECT_EQ(operations[0]["id"], binding->Operations()[0].name.c_str());
-  EXPECT_EQ(At(operations[0], "/result/stream").GetBool(), binding->Operations()[0].stream);
-}
 
 // The reader refuses what it does not know: it has to know everything described.
 TEST_F(WireAgreement, Arguments) {
@@ -91,14 +77,6 @@ TEST_F(WireAgreement, ErrorsAndMessages) {
   ExpectError<Errors::Unauthorized>();
   ExpectError<Errors::InternalServerError>();
   EXPECT_EQ(Fields(Mirel::Data::MessageToValue({})), Fields("com.tessaly.mirel.std.localizable_message"));
-}
-
-TEST_F(WireAgreement, AuthenticationSchemes) {
-  using namespace Mirel::Core::Security;
-  const auto& schemes = At(file, "/authentication/component/schemes");
-  EXPECT_EQ(Collect(schemes, "id"), (Texts{kUserPassScheme, kBearerTokenScheme}));
-  EXPECT_EQ(Collect(ById(schemes, kUserPassScheme)["entries"], "name"), (Texts{kUserNameKey, kPasswordKey}));
-  EXPECT_EQ(Collect(ById(schemes, kBearerTokenScheme)["entries"], "name"), Texts{kTokenKey});
 }
 
 }  // namespace
