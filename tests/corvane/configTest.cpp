@@ -6,14 +6,12 @@
 #include <array>
 #include <tuple>
 
-#include "platform/corvane/app.h"
 #include "platform/corvane/exception.h"
 #include "tests/corvane/temporaryFolder.h"
 
 namespace {
 
 using Corvane::Service::Config;
-using Corvane::Service::Logger;
 using testing::HasSubstr;
 
 class ConfigTest : public testing::Test {
@@ -86,19 +84,6 @@ TEST_F(ConfigTest, UnusableFilesAreRefusedWithTheReason) {
   }
   EXPECT_THROW(Config::Load(folder_ / "absent.xml"), Corvane::Exception);
   EXPECT_THROW(Config::Load(folder_ / "."), Corvane::Exception);
-}
-
-TEST_F(ConfigTest, InitAppBringsUpTheConfiguredLog) {
-  const auto init = [this](const std::string& log) {
-    Corvane::Service::InitApp(
-        folder_.Write("config.xml", "<config><log><level>3</level><file>" + log + "</file></log></config>"));
-  };
-  const std::string log = folder_ / "logs/app.log";
-  init(log);
-  LogInternal(Corvane::Service::GetApp()->GetLogger().get(), 3, "first");
-  LogInternal(Logger::sDefaultLogger.get(), 4, "second");
-  EXPECT_THAT(ReadFile(log), testing::EndsWith(" error first\n"));
-  EXPECT_THROW(init(folder_.Write("file", "") + "/app.log"), Corvane::Exception);
 }
 
 }  // namespace

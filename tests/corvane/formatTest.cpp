@@ -31,13 +31,6 @@ TEST(Format, ArgumentsAreNotReadAgain) {
   EXPECT_EQ(ASPrintInternal("'%1', %2", "%2%1%", "%1"), "'%2%1%', %1");
 }
 
-TEST(Escape, PlainTextIsLeftAlone) {
-  for (const char* text : {"", "GET /a\\b \"quoted\"", "Zürich ✓ 𝄞"}) {
-    EXPECT_TRUE(IsPlainLine(text)) << text;
-    EXPECT_EQ(EscapeLine(text), text);
-  }
-}
-
 TEST(Escape, WhatCouldForgeOrHideALine) {
   const std::pair<std::string_view, const char*> cases[] = {
       {"a\r\nb\tc", "a\\r\\nb\\tc"},

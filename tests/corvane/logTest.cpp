@@ -2,10 +2,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdlib>
 
 #include "tests/corvane/temporaryFolder.h"
 
@@ -45,20 +41,6 @@ TEST(Log, HostileTextStaysOneLine) {
   });
   EXPECT_THAT(line, HasSubstr("'{}\\n2024-01-01 error forged\\x1b[2J %1 {} \\xff'\n"));
   EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1);
-}
-
-TEST(Log, JournalGetsThePriorityInFront) {
-  const std::string lines = Capture([] {
-    struct stat status {};
-    ASSERT_EQ(::fstat(STDERR_FILENO, &status), 0);
-    const auto stream = std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
-    ::setenv("JOURNAL_STREAM", stream.c_str(), 1);
-    LogInternal(Logger::Create({}).get(), 3, "a fault");
-    ::setenv("JOURNAL_STREAM", ("1" + stream).c_str(), 1);
-    LogInternal(Logger::Create({}).get(), 3, "of another stream");
-    ::unsetenv("JOURNAL_STREAM");
-  });
-  EXPECT_THAT(lines, MatchesRegex("<3>a fault\n[0-9].* error of another stream\n"));
 }
 
 TEST(Log, FileIsRotatedWithinItsBounds) {
