@@ -106,20 +106,6 @@ TEST_F(CidCacheTest, CollectsKnownVmsInTheKernelsOrder) {
   EXPECT_EQ(Collect(), "seven error(s): (none)");
 }
 
-TEST(CidCacheDeathTest, CollectsAllVmsWhenToldTo) {
-  EXPECT_EXIT(
-      {
-        Intake::InitializeContext("<requestHistoryAll>true</requestHistoryAll>");
-        TestHost host;
-        host.AddVm(5, "five");
-        host.AddVm(6, "six");
-        std::vector<CidInfoPtr> infos;
-        const bool good = !CidCache().Collect(infos).HasErrors() && infos.size() == 2;
-        std::_Exit(good && infos[0]->cid == 5 && infos[1]->mgrVmId == "mgr of six" ? 0 : 1);
-      },
-      testing::ExitedWithCode(0), "");
-}
-
 TEST(CidCacheFaultTest, NamesTheStepThatFailed) {
   const std::pair<const char*, const char*> cases[] = {
       {"socket EMFILE 1", "{65541, failed to create datagram vsocket, Too many open files}"},

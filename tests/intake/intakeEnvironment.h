@@ -1,9 +1,9 @@
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "platform/krell/host.h"
+#include "tests/corvane/temporaryFolder.h"
 
 namespace Intake {
 
@@ -17,15 +17,12 @@ class TestHost {
   TestHost& operator=(const TestHost&) = delete;
 
   Krell::VirtualMachine AddVm(uint32_t cid, const std::string& biosUuid);
-  void RemoveVm(uint32_t cid) { host_->Remove(cid); }
+  void RemoveVm(uint32_t cid) { host_.Remove(cid); }
 
  private:
-  std::string directory_;
-  std::optional<Krell::Host> host_;
+  TemporaryFolder folder_;
+  Krell::Host host_;
 };
-
-// Brings the process's context up with these elements in its configuration file.
-void InitializeContext(const std::string& settings);
 
 // The text of a publication; the members are those of "header" and "payload".
 std::string Text(const std::string& header, const std::string& payload);

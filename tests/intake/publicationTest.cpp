@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/corvane/thread.h"
 #include "tests/intake/intakeEnvironment.h"
 
 namespace {
@@ -126,22 +125,6 @@ TEST(PublicationTest, OffersThePayloadInItsOneTextForm) {
     EXPECT_EQ(std::string(publication.payload.begin(), publication.payload.end()), bytes);
     EXPECT_EQ(publication.PayloadBase64(), canonical);
   }
-}
-
-// On a stack as small as the backend thread's.
-TEST(PublicationTest, NestingCostsNoStack) {
-  const auto test = [] {
-    const std::string open = Repeat("[", 69608);
-    const std::string deep = Repeat("[", 34700) + Repeat("]", 34700);
-    const std::string objects = Repeat(R"({"":)", 13000) + "0" + Repeat("}", 13000);
-    EXPECT_EQ(Parse(open), "- failed to json-parse '" + open + "'");
-    EXPECT_EQ(Parse(deep), "- missing header, " + deep);
-    EXPECT_EQ(Parse(R"({"deep":)" + deep + "," + GoodText(7).substr(1)), "7 good");
-    EXPECT_EQ(Parse(GoodText(7, R"(,"deep":)" + objects)), "7 good");
-    EXPECT_EQ(Parse(GoodText(7, R"(,"topic":)" + deep)), kTopicFault);
-    EXPECT_EQ(Parse(GoodText(7, R"(,"subscribers":[0)" + Repeat(",0", 34000) + "]")), "7 good");
-  };
-  Corvane::MakeRef<Corvane::System::Thread>("small", test, size_t{1024} * 1024)->Join();
 }
 
 }  // namespace
