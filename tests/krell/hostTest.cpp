@@ -5,16 +5,12 @@
 #include <sys/stat.h>
 
 #include <atomic>
-#include <cstring>
 #include <thread>
 
-#include "platform/krell/sysinfo.h"
 #include "tests/krell/testHost.h"
 
 namespace {
 
-using KrellCtl::Lib::SysinfoException;
-using KrellCtl::Util::Sysinfo;
 using KrellTest::TestHost;
 using testing::HasSubstr;
 
@@ -89,36 +85,6 @@ TEST(Host, ReadersNeverSeeHalfAVm) {
     for (const auto& vm : host->List()) ASSERT_EQ(vm.identity.biosUuid, vm.identity.vmUuid);
   }
   changes.join();
-}
-
-TEST(SysinfoTest, GivesTheRecordsOfARunningVm) {
-  TestHost host;
-  const auto vm = host.AddVm(7);
-  const auto later = host.AddVm(4);
-  std::vector<unsigned long> ids{99};
-  Sysinfo(783).List(ids);
-  EXPECT_EQ(ids, (std::vector<unsigned long>{vm.leaderId, later.leaderId}));
-
-  Sysinfo leader(1299);
-  leader.SetInstance(vm.cartelId);
-  std::uint32_t leaderId = 0;
-  leader.Get(&leaderId, sizeof leaderId);
-  EXPECT_EQ(leaderId, vm.leaderId);
-
-  Sysinfo info(786);
-  info.SetInstance(vm.leaderId);
-  std::vector<char> record(3396, 'x');
-  info.Get(record.data(), 3396);
-  EXPECT_STREQ(record.data() + 4, "bios 7");
-  EXPECT_STREQ(record.data() + 132, "vm-7");
-  EXPECT_STREQ(record.data() + 260, "mgr-7");
-  EXPECT_THROW(info.Get(record.data(), 4), SysinfoException);
-
-  host->Remove(7);
-  EXPECT_THAT(ErrorOf([&] { info.Get(record.data(), 3396); }), HasSubstr("no such VMM"));
-  EXPECT_THAT(ErrorOf([&] { leader.Get(&leaderId, 4); }), HasSubstr("no such cartel"));
-  EXPECT_THROW(Sysinfo(1), SysinfoException);
-  EXPECT_THROW(info.List(ids), SysinfoException);
 }
 
 }  // namespace

@@ -127,17 +127,6 @@ TEST_F(PublishTest, TellsTheOutcomeByItsStatus) {
   EXPECT_EQ(unheard.End().first, 2);
 }
 
-TEST_F(PublishTest, RefusesWhatCannotBeSent) {
-  Program large("hesper-publish", arguments_);
-  large.Write(std::string(60000, 'x'));
-  EXPECT_EQ(large.End().first, 65);
-  Program noVm("hesper-publish", {"--cid", "6", "--raw"});
-  EXPECT_EQ(noVm.End().first, 71);
-  Program noTopic("hesper-publish", {"--cid", "5"});
-  EXPECT_EQ(noTopic.End().first, 64);
-  EXPECT_EQ(daemon_.Drain(), 0);
-}
-
 TEST_F(PublishTest, ServesHistoryToTheOneThatAsks) {
   auto arguments = arguments_;
   arguments.insert(arguments.end(), {"--serve-history", "--lines", "--timeout", "3"});

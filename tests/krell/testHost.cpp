@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
-#include <vector>
 
 namespace KrellTest {
 namespace {
@@ -67,19 +66,14 @@ int PlainSocket::SetReceiveBuffer(int bytes) {
   return setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes) == 0 ? 0 : errno;
 }
 
-std::pair<std::string, Krell::VsockAddress> PlainSocket::Receive(std::size_t room, int* messageFlags) {
-  std::vector<char> buffer(room);
+std::pair<std::string, Krell::VsockAddress> PlainSocket::Receive() {
+  std::string text(69608, '\0');
   Krell::VsockAddress source;
-  iovec part{buffer.data(), buffer.size()};
-  msghdr message{};
-  message.msg_name = &source;
-  message.msg_namelen = sizeof source;
-  message.msg_iov = &part;
-  message.msg_iovlen = 1;
-  const ssize_t size = recvmsg(fd_, &message, MSG_DONTWAIT);
-  if (messageFlags != nullptr) *messageFlags = message.msg_flags;
+  socklen_t length = sizeof source;
+  const ssize_t size = recvfrom(fd_, text.data(), text.size(), MSG_DONTWAIT, AsSockaddr(source), &length);
   if (size < 0) return {};
-  return {std::string(buffer.data(), static_cast<std::size_t>(size)), source};
+  text.resize(static_cast<std::size_t>(size));
+  return {text, source};
 }
 
 int PlainSocket::Drain() {

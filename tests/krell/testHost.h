@@ -42,7 +42,7 @@ class PlainSocket {
   int Get(int option, std::uint32_t& value);
   int SetReceiveBuffer(int bytes);
   // What waits, without waiting: text and source. An empty source means that nothing waits.
-  std::pair<std::string, Krell::VsockAddress> Receive(std::size_t room = 69608, int* messageFlags = nullptr);
+  std::pair<std::string, Krell::VsockAddress> Receive();
   // How many packets wait; takes them.
   int Drain();
 

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -7,7 +6,6 @@
 #include <cerrno>
 #include <chrono>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 #include "platform/krell/guestSocket.h"
@@ -51,42 +49,6 @@ class VsockTest : public testing::Test {
   TestHost host;
   PlainSocket daemon;
 };
-
-TEST_F(VsockTest, CarriesDatagramsBothWaysUnderTheirOwnAddress) {
-  GuestSocket guest(5, 1024);
-  guest.Send(port, "one");
-  guest.Send(port, "");
-  const auto [text, source] = daemon.Receive();
-  EXPECT_EQ(text, "one");
-  EXPECT_EQ(source.cid, 5U);
-  EXPECT_EQ(source.port, 1024U);
-  EXPECT_EQ(source.family, 40);
-  const auto [empty, emptySource] = daemon.Receive();
-  EXPECT_EQ(empty, "");
-  EXPECT_EQ(emptySource.cid, 5U);
-  EXPECT_EQ(daemon.Drain(), 0);
-
-  EXPECT_EQ(daemon.Send(5, 1024, "answer"), 0);
-  const auto answer = guest.Receive(patience);
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->text, "answer");
-  EXPECT_EQ(answer->cid, 2U);
-  EXPECT_EQ(answer->port, port);
-}
-
-TEST_F(VsockTest, CutsAtTheReadersBuffer) {
-  GuestSocket guest(5);
-  const std::string text(largest, 'a');
-  guest.Send(port, text);
-  guest.Send(port, text + "b");
-  guest.Send(port, "next");
-  int flags = 0;
-  EXPECT_EQ(daemon.Receive(largest, &flags).first, text);
-  EXPECT_EQ(flags & MSG_TRUNC, 0);
-  EXPECT_EQ(daemon.Receive(largest, &flags).first, text);
-  EXPECT_EQ(flags & MSG_TRUNC, MSG_TRUNC);
-  EXPECT_EQ(daemon.Receive().first, "next");
-}
 
 TEST_F(VsockTest, ReceiveBufferIsCountedInBytes) {
   ASSERT_EQ(daemon.SetReceiveBuffer(2228224), 0);
@@ -167,31 +129,6 @@ TEST(Vsock, PortsAreTakenOnceAndFreedWithTheirProcess) {
   ASSERT_EQ(next.Bind(port), 0);
   EXPECT_EQ(ErrorOfSend(guest), 0);
   EXPECT_EQ(next.Drain(), 1);
-}
-
-TEST_F(VsockTest, WaitsAreTheKernelsOwn) {
-  GuestSocket guest(5, 1024);
-  pollfd event{daemon.Get(), POLLIN, 0};
-  EXPECT_EQ(poll(&event, 1, 0), 0);
-  std::thread sender([&] {
-    for (int i = 0; i < 1000; ++i) {
-      guest.Send(port, std::to_string(i));
-      if (!guest.Receive(patience)) return;
-    }
-    guest.Send(port, "end");
-  });
-  std::string text;
-  int count = 0;
-  for (; text != "end"; ++count) {
-    char buffer[16];
-    const ssize_t size = recv(daemon.Get(), buffer, sizeof buffer, 0);
-    ASSERT_GT(size, 0);
-    text.assign(buffer, static_cast<std::size_t>(size));
-    daemon.Send(5, 1024, "ok");
-  }
-  sender.join();
-  EXPECT_EQ(count, 1001);
-  EXPECT_EQ(poll(&event, 1, 0), 0);
 }
 
 TEST_F(VsockTest, GuestsThatDoNotReadHoldUpNobody) {
