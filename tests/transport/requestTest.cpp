@@ -52,10 +52,8 @@ TEST(Request, EndsTheConnectionWhenAskedTo) {
 TEST(Request, IsRefusedWithABadHead) {
   TestServer server;
   const std::string tooLong = "POST / HTTP/1.1\r\nA: " + std::string(4096 - 22, 'a') + "\r\n";
-  std::string tooMany = "POST / HTTP/1.1\r\n";
-  for (int i = 0; i < 65; ++i) tooMany += "A: b\r\n";
   for (const std::string& head :
-       {tooLong + "\r\n", tooMany + "\r\n", std::string("GARBAGE\r\n\r\n"),
+       {tooLong + "\r\n", std::string("GARBAGE\r\n\r\n"),
         std::string("POST / HTTP/1.1\r\nContent-Length: x\r\n\r\n"),
         std::string("POST / HTTP/1.1\r\nContent-Length: 18446744073709551616\r\n\r\n")}) {
     Client client(server);
@@ -63,7 +61,7 @@ TEST(Request, IsRefusedWithABadHead) {
     // Nothing of what is behind a refused head is served.
     EXPECT_EQ(client.ReadToEnd(), kBadHead) << head;
   }
-  EXPECT_EQ(server.logger->Lines("2 Invalid Http request").size(), 5U);
+  EXPECT_EQ(server.logger->Lines("2 Invalid Http request").size(), 4U);
 
   Client expecting(server);
   expecting.Send(Request("Expect: magic\r\n"));

@@ -1,16 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <memory>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "framework/transport/acceptOutcome.h"
-#include "framework/transport/ioStream.h"
 #include "framework/transport/serverConfig.h"
-#include "framework/transport/streamServer.h"
-#include "framework/transport/transportErrors.h"
 #include "tests/transport/testServer.h"
 
 namespace Mirel::Transport {
@@ -47,57 +43,6 @@ TEST(AsioTcpApiServer, PrintsItsConfigurationAndIsContentWithOneFamily) {
             "2 IPv4 Failed to listen on: " + EndpointToString(first.server.Endpoint4()) + " ec: system:98");
   BareServer third(io, first.server.Endpoint4(), first.server.Endpoint6());
   EXPECT_EQ(third.server.Start().message(), "server failed to listen");
-}
-
-// An acceptor whose accepts end as the test says. (Without descriptors the sanitizers would fail, too.)
-struct ScriptedAcceptor {
-  Asio::TcpListener& Socket() { return *listener; }
-
-  template <typename Strand, typename Handler>
-  void AsyncAccept(Strand& strand, Handler handler) {
-    ++*accepts;
-    boost::asio::post(strand, [handler = std::move(handler), outcome = *error]() mutable {
-      handler(boost::system::error_code(outcome, boost::system::system_category()),
-              std::shared_ptr<Asio::IoStream>());
-    });
-  }
-
-  std::shared_ptr<Asio::TcpListener> listener;
-  std::shared_ptr<int> accepts = std::make_shared<int>(0);
-  std::shared_ptr<int> error = std::make_shared<int>(EMFILE);
-};
-
-struct NoHandler {
-  void operator()(const std::shared_ptr<Asio::IoStream>&) const {}
-};
-
-TEST(StreamServer, GoesOnAcceptingAfterRunningOutOfDescriptors) {
-  boost::asio::io_context io;
-  const auto logger = std::make_shared<RecordingLogger>();
-  const ScriptedAcceptor acceptor{std::make_shared<Asio::TcpListener>(io.get_executor(), kAny4)};
-  using Spec = Asio::StreamServerSpec<Asio::IoStream>;
-  const auto server =
-      std::make_shared<Asio::StreamServer<ScriptedAcceptor, NoHandler, Asio::AcceptAllCond, Spec>>(
-          io, acceptor, std::make_shared<const NoHandler>(), Spec{{}, logger});
-  ASSERT_FALSE(server->Start());
-  // One retry at once, and then no more until the delay has passed: a busy loop would serve nobody else.
-  io.poll();
-  EXPECT_EQ(*acceptor.accepts, 2);
-  io.run_one();
-  io.poll();
-  EXPECT_EQ(*acceptor.accepts, 4);
-  // Any other error ends the loop.
-  *acceptor.error = ENFILE;
-  io.run();
-  EXPECT_EQ(*acceptor.accepts, 5);
-  const auto lines = logger->Lines("4 Accept Error: system:24 ");
-  ASSERT_EQ(lines.size(), 4U);
-  EXPECT_TRUE(lines[0].ends_with(";DelayAcceptError.Acceptor info:LocalEndpoint:" +
-                                 EndpointToString(acceptor.listener->local_endpoint())));
-  EXPECT_EQ(logger->Lines("4 Accept Error: system:23 ").size(), 1U);
-
-  acceptor.listener->close();
-  EXPECT_EQ(server->Start().value(), EBADF);
 }
 
 TEST(AsioTcpApiServer, LeavesConnectionsAloneWhenItIsDestroyed) {
