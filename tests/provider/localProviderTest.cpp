@@ -107,15 +107,6 @@ TEST_F(LocalProviderTest, AnswersWhatIsNotThere) {
   EXPECT_FALSE(seen);
 }
 
-TEST_F(LocalProviderTest, ArgumentsThatDoNotConvertAreRefused) {
-  const std::string refused =
-      "com.tessaly.mirel.std.errors.unexpected_input: The arguments do not fit the operation: ";
-  EXPECT_EQ(Call("a.b", "echo")->error->ToString(), refused + "text is missing");
-  EXPECT_EQ(Call("a.b", "echo", nullptr)->error->ToString(), refused + "text is missing");
-  EXPECT_EQ(Call("a.b", "echo", Arguments({{"text", Data::DataValue::Create(true)}}))->error->ToString(),
-            refused + "text is not a string");
-}
-
 TEST_F(LocalProviderTest, Introspection) {
   provider->AddIntrospectionServices();
   const auto service = Arguments({{"id", Text("a.b")}});

@@ -85,14 +85,5 @@ TEST(MessageFormat, SpecsReachPrintf) {
   EXPECT_EQ(Format("{1:-----------.1}", {"ab"}).text, "a");
 }
 
-TEST(MessageFormat, MakeMessageRendersTextAndArguments) {
-  const auto message = MakeMessage("some.id", "{1} and {2:.1}", std::string("{1}"), "bc");
-  EXPECT_EQ(message.id, "some.id");
-  EXPECT_EQ(message.defaultMessage, "{1} and b");
-  EXPECT_EQ(message.args, (std::vector<std::string>{"{1}", "bc"}));
-  EXPECT_EQ(MakeMessage("some.id", "cut {2} here", "x").defaultMessage, "cut ");
-  EXPECT_EQ(MakeMessage("some.id", "none {}").defaultMessage, "none ");
-}
-
 }  // namespace
 }  // namespace Mirel
