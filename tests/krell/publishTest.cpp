@@ -108,25 +108,6 @@ class PublishTest : public testing::Test {
   PlainSocket daemon_;
 };
 
-TEST_F(PublishTest, TellsTheOutcomeByItsStatus) {
-  Program accepted("hesper-publish", arguments_);
-  accepted.Write("hi");
-  accepted.CloseInput();
-  EXPECT_EQ(Serve(Good(1)), TextOf(1, "", "aGk="));
-  EXPECT_EQ(accepted.End(), std::pair(0, Good(1)));
-
-  Program refused("hesper-publish", {"--cid", "5", "--raw"});
-  refused.Write("as it is");
-  refused.CloseInput();
-  EXPECT_EQ(Serve(bad_), "as it is");
-  EXPECT_EQ(refused.End(), std::pair(1, bad_));
-
-  Program unanswered("hesper-publish", {"--cid", "5", "--raw", "--timeout", "0.05"});
-  EXPECT_EQ(unanswered.End(), std::pair(2, std::string()));
-  Program unheard("hesper-publish", {"--cid", "5", "--raw", "--port", "1"});
-  EXPECT_EQ(unheard.End().first, 2);
-}
-
 TEST_F(PublishTest, ServesHistoryToTheOneThatAsks) {
   auto arguments = arguments_;
   arguments.insert(arguments.end(), {"--serve-history", "--lines", "--timeout", "3"});
