@@ -115,39 +115,6 @@ TEST(Response, CutsFramesAtSixtyFourKibibytesWithoutRegardToTheirStructure) {
   }
 }
 
-TEST(Response, ToAClientWithoutStreamsIsOneResult) {
-  TestServer server;
-  OpenCall call(server);
-  Client client(server);
-  const auto terminalValue =
-      std::make_shared<const Core::MethodResult>(Data::DataValue::Create("x"), nullptr, true);
-  const auto error = Core::MethodResult::GetErrorInstance(Data::ErrorValue::Create("some.error", {}));
-  struct Case {
-    std::shared_ptr<const Core::MethodResult> result;
-    std::string expected;
-  };
-  for (const auto& [result, expected] :
-       {Case{Value("first"), "first"}, Case{error, "\r\nmirel-error: some.error\r\n"},
-        Case{terminalValue, "com.tessaly.mirel.std.errors.internal_server_error"}}) {
-    for (const bool more : {true, false}) {
-      client.Send(Request());
-      ASSERT_TRUE(call.Begun());
-      call.stopped = false;
-      if (more) {
-        call.Give(result);
-      } else {
-        call.GiveLast(result);
-      }
-      const auto answer = client.ReadAnswer();
-      EXPECT_TRUE(answer.starts_with(
-          "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nContent-Type: application/json\r\n"))
-          << answer;
-      EXPECT_NE(answer.find(expected), std::string::npos) << answer;
-      EXPECT_EQ(call.stopped, more);
-    }
-  }
-}
-
 TEST(Response, OfAStreamEndsWithATerminalResult) {
   TestServer server;
   OpenCall call(server);
