@@ -33,7 +33,7 @@ class AuthzFilterTest : public testing::Test {
   }
 
   std::string Ask(const char* service, const char* operation, const char* entitlement) {
-    const auto activation = MakeActivation();
+    const auto activation = Core::AsyncActivation::GetInstance(nullptr);
     activation->localizer(L10n::LocalizerHelpers::GetDefaultLocalizer());
     if (entitlement) activation->authData(Data::StructValue::GetInstance(entitlement));
     std::string answer;

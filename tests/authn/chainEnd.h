@@ -25,15 +25,6 @@ class ChainEnd final : public Mirel::Core::AsyncApiProvider {
   Mirel::Data::DataValuePtr authData;
 };
 
-inline std::shared_ptr<Mirel::Core::AsyncActivation> MakeActivation(
-    const std::map<std::string, std::string>& security = {}) {
-  Mirel::Core::ExecutionContext context;
-  for (const auto& [key, text] : security)
-    context.securityContext.emplace(key, Mirel::Core::SecurityContextWrappedEntry(text));
-  return Mirel::Core::AsyncActivation::GetInstance(
-      std::make_shared<const Mirel::Core::ExecutionContext>(std::move(context)));
-}
-
 // One call; gives "served", the error's text, or nothing when no answer came before the return.
 inline std::string Call(Mirel::Core::AsyncApiProvider& provider,
                         const std::shared_ptr<Mirel::Core::AsyncActivation>& activation) {

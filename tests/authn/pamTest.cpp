@@ -39,12 +39,6 @@ TEST_F(PamTest, PasswordAndAccountBothCount) {
   EXPECT_FALSE(LogsIn("root", "root secret", "unknown"));
 }
 
-TEST_F(PamTest, TheServiceOfTheDaemon) {
-  Ref<AuthTokenHelper> token;
-  EXPECT_TRUE(AuthenticateUser("root", "root secret", token));
-  EXPECT_EQ(token->GetUserName(), "root");
-}
-
 TEST_F(PamTest, WhatIsNoNameOrPasswordNeverReachesPam) {
   const std::string nul(1, '\0');
   EXPECT_TRUE(LogsIn(std::string(256, 'u'), std::string(1024, 'p'), "open"));
