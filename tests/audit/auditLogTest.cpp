@@ -26,10 +26,7 @@ TEST(TessalyAudit, OneLineOfJsonARecord) {
   EXPECT_EQ(time, "0000-00-00T00:00:00.000000Z");
 
   TessalyAudit_LogList(nullptr, nullptr, nullptr, false, nullptr);
-  const auto bare = LastRecord();
-  EXPECT_EQ(TextOf(bare, "subject"), "");
-  EXPECT_TRUE(bare["result"].IsFalse());
-  EXPECT_FALSE(bare.HasMember("items"));
+  EXPECT_FALSE(LastRecord().HasMember("items"));
 }
 
 TEST(TessalyAudit, HostileTextsStayInTheirPlace) {

@@ -6,7 +6,6 @@
 #include "apps/nornhesperd/auditCallable.h"
 #include "framework/core/asyncActivation.h"
 #include "framework/provider/callRegistrar.h"
-#include "tests/audit/lastRecord.h"
 
 namespace {
 
@@ -39,17 +38,12 @@ class CallAuditTest : public testing::Test {
  protected:
   void Invoke() {
     registrar->Invoke(std::make_shared<const MethodIdentifier>(MethodIdentifier{"a", "b"}), nullptr,
-                      activation,
-                      AsyncApiResultCb([this](const auto&, const auto&, AsyncApiResultCb::Next&& next) {
-                        log.emplace_back("result");
-                        nextResult = std::move(next);
-                      }));
+                      activation, AsyncApiResultCb([this](auto&&...) { log.emplace_back("result"); }));
   }
 
   std::shared_ptr<Mirel::Core::AsyncActivation> activation =
       Mirel::Core::AsyncActivation::GetInstance(nullptr);
   std::vector<std::string> log;
-  AsyncApiResultCb::Next nextResult;
   std::shared_ptr<ScriptedProvider> provider = std::make_shared<ScriptedProvider>();
   std::shared_ptr<Mirel::Observer::CallRegistrar<AuditRecord>> registrar =
       std::make_shared<Mirel::Observer::CallRegistrar<AuditRecord>>(
@@ -72,18 +66,6 @@ TEST_F(CallAuditTest, TheFirstResultIsRecordedBeforeItLeaves) {
             (std::vector<std::string>{"api.call  a:b bad", "result", "api.call root a:b good", "result"}));
 }
 
-TEST_F(CallAuditTest, LaterElementsOfAStreamPassBy) {
-  std::shared_ptr<AsyncApiResultCb> later;
-  provider->script = [&](const auto& result) {
-    result(kElement, {}, [&](std::shared_ptr<AsyncApiResultCb> next) { later = std::move(next); });
-  };
-  Invoke();
-  const auto own = std::make_shared<AsyncApiResultCb>([](auto&&...) {});
-  nextResult(own);
-  EXPECT_EQ(later, own);
-  EXPECT_EQ(log, (std::vector<std::string>{"api.call  a:b good", "result"}));
-}
-
 TEST_F(CallAuditTest, ACallWithoutAResultIsRecordedWhenItIsLetGo) {
   std::vector<AsyncApiResultCb> held;
   provider->userName = "root";
@@ -96,38 +78,6 @@ TEST_F(CallAuditTest, ACallWithoutAResultIsRecordedWhenItIsLetGo) {
   EXPECT_TRUE(log.empty());
   held.clear();
   EXPECT_EQ(log, (std::vector<std::string>{"api.call root a:b bad"}));
-}
-
-TEST(AuditContext, TheRecordIsBuiltOnce) {
-  std::shared_ptr<AuditRecord> written;
-  Api::AuditContext<AuditRecord> context([&](const auto& record, bool) { written = record; });
-  EXPECT_THROW(context.SetResultCode(0), std::bad_optional_access);
-  std::string texts[] = {"a", "b", "early", "late"};
-  Api::AuditContext<AuditRecord> told([&](const auto& record, bool) { written = record; });
-  told.SetService(texts[0]);
-  told.SetOperation(texts[1]);
-  told.SetSubject(texts[2]);
-  told.Prepare();
-  told.SetSubject(texts[3]);
-  EXPECT_EQ(texts[0] + texts[1] + texts[2] + texts[3], "early");
-  told.SetResultCode(0);
-  EXPECT_EQ(*written, (AuditRecord{{"eventID", "api.call"}, {"subject", "early"}, {"object", "a:b"}}));
-}
-
-TEST(WriteAuditRecord, ReachesTheHostsLog) {
-  const auto record = std::make_shared<AuditRecord>(AuditRecord{
-      {"eventID", "api.call"}, {"subject", "root"}, {"object", "a:b"}, {"more", "x"}, {"zeal", "y"}});
-  NornHesper::WriteAuditRecord(record, true);
-  EXPECT_EQ(record->at("result"), "true");
-  auto written = LastRecord();
-  EXPECT_EQ(TextOf(written, "event") + TextOf(written, "subject") + TextOf(written, "object"),
-            "api.callroota:b");
-  EXPECT_TRUE(written["result"].IsTrue());
-  EXPECT_EQ(TextOf(written["items"], "more") + TextOf(written["items"], "zeal"), "xy");
-  EXPECT_EQ(written["items"].MemberCount(), 2U);
-
-  record->erase("object");
-  EXPECT_DEATH(NornHesper::WriteAuditRecord(record, false), "VERIFY sarn/lib/public/api/AuditContext:[0-9]+");
 }
 
 }  // namespace
