@@ -26,17 +26,6 @@ class KeyFileTest : public testing::Test {
   NornToken::KeyFile keys_{path_, log_};
 };
 
-TEST_F(KeyFileTest, FollowsTheFile) {
-  EXPECT_EQ(keys_.Keys()->size(), 0U);
-  Replace(path_, SetWith("first"));
-  EXPECT_TRUE(Has("first"));
-  Replace(path_, SetWith("other"));
-  EXPECT_TRUE(Has("other"));
-  EXPECT_FALSE(Has("first"));
-  Replace(path_, SetOf(""));
-  EXPECT_EQ(keys_.Keys()->size(), 0U);
-}
-
 TEST_F(KeyFileTest, KeepsTheLastGoodKeysAndSaysSoOnceAChange) {
   const auto whole = SetWith("new");
   const std::vector<std::pair<std::string, std::function<void()>>> faults = {
