@@ -3,7 +3,6 @@
 #include <fstream>
 #include <list>
 #include <mutex>
-#include <ranges>
 #include <utility>
 #include <vector>
 
@@ -103,8 +102,9 @@ ProviderPtr CreateLocalProvider(const Enqueuer& enqueuer,
       enqueuer, provider, authzInfo,
       std::make_shared<NornToken::Authz::JwtEntitlementCheckerImpl>(authzLogger), authzLogger);
   // Each filter wraps what stands so far, so that the list's first handler is asked first.
-  for (const auto& handler : MakeAuthnHandlers() | std::views::reverse) {
-    head = std::make_shared<Mirel::Authn::Filter::AsyncAuthnFilter>(head, handler);
+  const auto handlers = MakeAuthnHandlers();
+  for (auto handler = handlers.rbegin(); handler != handlers.rend(); ++handler) {
+    head = std::make_shared<Mirel::Authn::Filter::AsyncAuthnFilter>(head, *handler);
   }
   return std::make_shared<Mirel::Observer::CallRegistrar<AuditRecord>>(head, &WriteAuditRecord);
 }
