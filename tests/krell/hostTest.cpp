@@ -27,8 +27,8 @@ std::string ErrorOf(Call call) {
 TEST(Host, FindsAVmByEachOfItsNames) {
   TestHost host;
   host.AddVm(9);
-  const auto vm = host.AddVm(7, false);
-  EXPECT_FALSE(host->FindByCid(7)->identity.privileged);
+  const auto vm = host.AddVm(7);
+  EXPECT_TRUE(host->FindByCid(7)->identity.privileged);
   EXPECT_EQ(host->FindByBiosUuid("bios 7")->identity.vmUuid, "vm-7");
   EXPECT_EQ(host->FindByCartelId(vm.cartelId)->identity.mgrVmId, "mgr-7");
   EXPECT_EQ(host->FindByLeaderId(vm.leaderId)->identity.cid, 7U);

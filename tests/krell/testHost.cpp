@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <stdexcept>
 
 namespace KrellTest {
@@ -17,10 +18,11 @@ sockaddr* AsSockaddr(Krell::VsockAddress& address) {
 
 }  // namespace
 
-TestHost::TestHost() : top_("/tmp/krell-test.XXXXXX") {
+TestHost::TestHost(const std::string& faults) : top_("/tmp/krell-test.XXXXXX") {
   if (mkdtemp(top_.data()) == nullptr) throw std::runtime_error("mkdtemp");
   const std::string directory = top_ + "/" + std::string(150, 'h');
   host_.emplace(directory);
+  std::ofstream(directory + "/faults") << faults;
   setenv("KRELL_HOST_DIR", directory.c_str(), 1);
 }
 
@@ -30,36 +32,36 @@ TestHost::~TestHost() {
   std::filesystem::remove_all(top_);
 }
 
-Krell::VirtualMachine TestHost::AddVm(std::uint32_t cid, bool privileged) {
-  const std::string number = std::to_string(cid);
-  return host_->Add({cid, "bios " + number, "vm-" + number, "mgr-" + number, privileged});
+Krell::VirtualMachine TestHost::AddVm(std::uint32_t cid, const std::string& name) {
+  const std::string text = name.empty() ? std::to_string(cid) : name;
+  return host_->Add({cid, "bios " + text, "vm-" + text, "mgr-" + text, true});
 }
 
-PlainSocket::PlainSocket(int family) : family_(family), fd_(socket(family, SOCK_DGRAM, 0)) {}
+PlainSocket::PlainSocket() : fd_(socket(Krell::standardVsockFamily, SOCK_DGRAM, 0)) {}
 
 PlainSocket::~PlainSocket() {
   if (fd_ >= 0) close(fd_);
 }
 
 int PlainSocket::Bind(std::uint32_t port) {
-  Krell::VsockAddress address{static_cast<std::uint16_t>(family_), 0, port, Krell::anyCid, 0};
+  Krell::VsockAddress address{Krell::standardVsockFamily, 0, port, Krell::anyCid, 0};
   return bind(fd_, AsSockaddr(address), sizeof address) == 0 ? 0 : errno;
 }
 
 int PlainSocket::Connect(std::uint32_t cid) {
-  Krell::VsockAddress address{static_cast<std::uint16_t>(family_), 0, 0, cid, 0};
+  Krell::VsockAddress address{Krell::standardVsockFamily, 0, 0, cid, 0};
   return connect(fd_, AsSockaddr(address), sizeof address) == 0 ? 0 : errno;
 }
 
 int PlainSocket::Send(std::uint32_t cid, std::uint32_t port, const std::string& text) {
-  Krell::VsockAddress address{static_cast<std::uint16_t>(family_), 0, port, cid, 0};
+  Krell::VsockAddress address{Krell::standardVsockFamily, 0, port, cid, 0};
   const auto size = sendto(fd_, text.data(), text.size(), MSG_NOSIGNAL, AsSockaddr(address), sizeof address);
   return size == static_cast<ssize_t>(text.size()) ? 0 : errno;
 }
 
 int PlainSocket::Get(int option, std::uint32_t& value) {
   socklen_t length = sizeof value;
-  return getsockopt(fd_, family_, option, &value, &length) == 0 ? 0 : errno;
+  return getsockopt(fd_, Krell::standardVsockFamily, option, &value, &length) == 0 ? 0 : errno;
 }
 
 int PlainSocket::SetReceiveBuffer(int bytes) {

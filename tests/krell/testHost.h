@@ -12,13 +12,14 @@ namespace KrellTest {
 // address of an AF_UNIX socket.
 class TestHost {
  public:
-  TestHost();
+  // The faults are lines of the host's file of that name.
+  explicit TestHost(const std::string& faults = "");
   TestHost(const TestHost&) = delete;
   TestHost& operator=(const TestHost&) = delete;
   ~TestHost();
 
-  Krell::VirtualMachine AddVm(std::uint32_t cid, bool privileged = true);
-  Krell::Host& operator*() { return *host_; }
+  // Named "bios X", "vm-X" and "mgr-X"; the name is the cid if there is none.
+  Krell::VirtualMachine AddVm(std::uint32_t cid, const std::string& name = "");
   Krell::Host* operator->() { return &*host_; }
 
  private:
@@ -29,7 +30,7 @@ class TestHost {
 // A datagram socket made by the plain calls that the daemon makes.
 class PlainSocket {
  public:
-  explicit PlainSocket(int family = Krell::standardVsockFamily);
+  PlainSocket();
   PlainSocket(const PlainSocket&) = delete;
   PlainSocket& operator=(const PlainSocket&) = delete;
   ~PlainSocket();
@@ -47,7 +48,6 @@ class PlainSocket {
   int Drain();
 
  private:
-  int family_;
   int fd_;
 };
 
