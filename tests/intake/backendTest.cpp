@@ -6,12 +6,12 @@
 #include <iostream>
 
 #include "apps/nornhesperd/globalContext.h"
-#include "tests/intake/intakeEnvironment.h"
+#include "tests/krell/testHost.h"
 
 // A backend's thread ends with its process only: each case has a process of its own.
 namespace {
 
-using Intake::TestHost;
+using KrellTest::TestHost;
 using testing::ExitedWithCode;
 
 TEST(BackendDeathTest, RunsOnlyWithTheSocketItWants) {

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include "apps/nornhesperd/vsock.h"
-#include "tests/intake/intakeEnvironment.h"
+#include "tests/krell/testHost.h"
 
 namespace {
 
-using Intake::TestHost;
+using KrellTest::TestHost;
 using NornHesper::CidCache;
 using NornHesper::CidInfoPtr;
 using NornHesper::Result;
@@ -27,13 +27,13 @@ class CidCacheTest : public testing::Test {
     return info;
   }
 
-  // The BIOS uuids, each with a blank behind it, and the outcome.
+  // The VMs' names, each with a blank behind it, and the outcome.
   std::string Collect() {
     std::vector<CidInfoPtr> infos;
     const Result result = cache_.Collect(infos);
     std::string text;
     for (const CidInfoPtr& info : infos) {
-      text += info->biosUuid + " ";
+      text += info->biosUuid.substr(5) + " ";
     }
     return text + result.ToString();
   }
@@ -47,12 +47,12 @@ class CidCacheTest : public testing::Test {
 TEST_F(CidCacheTest, BelievesTheKernelAboutAReusedCid) {
   host_.AddVm(5, "old");
   const CidInfoPtr old = Find(5);
-  EXPECT_EQ(std::tie(old->cid, old->vmUuid, old->mgrVmId), std::make_tuple(5U, "vm of old", "mgr of old"));
+  EXPECT_EQ(std::tie(old->cid, old->vmUuid, old->mgrVmId), std::make_tuple(5U, "vm-old", "mgr-old"));
   EXPECT_EQ(Find(5), old);
-  host_.RemoveVm(5);
+  host_->Remove(5);
   host_.AddVm(5, "new");
-  EXPECT_EQ(Find(5)->biosUuid, "new");
-  EXPECT_EQ(old->biosUuid, "old");  // holders of the old identity keep it
+  EXPECT_EQ(Find(5)->biosUuid, "bios new");
+  EXPECT_EQ(old->biosUuid, "bios old");  // holders of the old identity keep it
 }
 
 TEST_F(CidCacheTest, UnusedEntriesExpireBehindTheirLastInstant) {
@@ -93,14 +93,14 @@ TEST_F(CidCacheTest, CollectsKnownVmsInTheKernelsOrder) {
   Find(7);
   Find(9);
   EXPECT_EQ(Collect(), "nine seven error(s): (none)");
-  host_.RemoveVm(9);
+  host_->Remove(9);
   host_.AddVm(9, "other");
   EXPECT_EQ(Collect(), "seven error(s): (none)");
   // The later VM of the same BIOS uuid takes the uuid away with it.
   host_.AddVm(3, "same");
   host_.AddVm(4, "same");
-  host_.RemoveVm(4);
-  EXPECT_EQ(Collect(), "seven error(s): {65544, failed to map uuid same to cid}");
+  host_->Remove(4);
+  EXPECT_EQ(Collect(), "seven error(s): {65544, failed to map uuid bios same to cid}");
   // Only the last VM's outcome counts.
   host_.AddVm(8, "eight");
   EXPECT_EQ(Collect(), "seven error(s): (none)");

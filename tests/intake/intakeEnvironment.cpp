@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-
 #include "apps/nornhesperd/globalContext.h"
+#include "tests/corvane/temporaryFolder.h"
 
 namespace Intake {
 namespace {
@@ -25,19 +24,6 @@ class ContextEnvironment : public testing::Environment {
 const testing::Environment* const kEnvironment = testing::AddGlobalTestEnvironment(new ContextEnvironment);
 
 }  // namespace
-
-TestHost::TestHost(const std::string& faults) : host_(folder_ / ".") {
-  folder_.Write("faults", faults);
-  setenv("KRELL_HOST_DIR", host_.Directory().c_str(), 1);
-}
-
-TestHost::~TestHost() {
-  unsetenv("KRELL_HOST_DIR");
-}
-
-Krell::VirtualMachine TestHost::AddVm(uint32_t cid, const std::string& biosUuid) {
-  return host_.Add({cid, biosUuid, "vm of " + biosUuid, "mgr of " + biosUuid, true});
-}
 
 std::string Text(const std::string& header, const std::string& payload) {
   return R"({"header":{)" + header + R"(},"payload":{)" + payload + "}}";

@@ -5,7 +5,7 @@
 #include <boost/system/system_error.hpp>
 #include <cstdlib>
 
-#include "tests/intake/intakeEnvironment.h"
+#include "tests/krell/testHost.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ TEST(VsockDeathTest, FindsTheFamilyOnce) {
   for (const auto& [faults, first, second] : cases) {
     EXPECT_EXIT(
         {
-          const Intake::TestHost host(faults);
+          const KrellTest::TestHost host(faults);
           const bool good = Family() == first && Family() == second && (second < 0 || CanBeUsed(second));
           std::_Exit(good ? 0 : 1);
         },
