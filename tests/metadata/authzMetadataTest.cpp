@@ -27,16 +27,6 @@ class AuthzMetadata : public testing::Test {
   std::shared_ptr<AuthzInfo> info;
 };
 
-TEST_F(AuthzMetadata, GuestDataNeedsItsEntitlement) {
-  EXPECT_EQ(Load(WriteJson(ReadJson(METADATA_FILE))), "");
-  const EntitlementTable operations{{"com.tessaly.norn.hesper.guest_data.subscribe", {"GUEST_DATA_ACCESS"}}};
-  EXPECT_EQ(info->operationEntitlements, operations);
-  EXPECT_TRUE(info->serviceEntitlements.empty());
-  const EntitlementTable packages{{"com.tessaly.norn.hesper", {"GUEST_DATA_ACCESS"}}};
-  EXPECT_EQ(info->packageEntitlements, packages);
-  EXPECT_FALSE(info->openOperations.contains("com.tessaly.norn.hesper.guest_data.subscribe"));
-}
-
 TEST_F(AuthzMetadata, AFaultIsToldAndChangesNothing) {
   const auto changed = [](const char* pointer, const char* json) { return ChangedMetadata(pointer, json); };
   const std::string subscribe = "/authorization/operations/com.tessaly.norn.hesper.guest_data.subscribe";
