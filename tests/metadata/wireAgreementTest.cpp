@@ -79,4 +79,31 @@ TEST_F(WireAgreement, ErrorsAndMessages) {
   EXPECT_EQ(Fields(Mirel::Data::MessageToValue({})), Fields("com.tessaly.mirel.std.localizable_message"));
 }
 
+// The names of a schema's properties, with those of the schema that it extends.
+Texts Properties(const rapidjson::Value& document, const rapidjson::Value& schema) {
+  Texts names;
+  if (schema.HasMember("allOf")) {
+    const std::string base = At(schema, "/allOf/0/$ref").GetString();
+    names = Properties(document, At(document, base.substr(1)));
+  }
+  if (!schema.HasMember("properties")) return names;
+  for (const auto& member : schema["properties"].GetObject()) names.insert(member.name.GetString());
+  return names;
+}
+
+TEST_F(WireAgreement, OpenRpcDocument) {
+  const auto document = ReadJson(OPENRPC_FILE);
+  const auto schema = [&](const rapidjson::Value& described) -> const rapidjson::Value& {
+    const std::string id = described["id"].GetString();
+    return At(document, "/components/schemas/" + id.substr(id.rfind('.') + 1));
+  };
+  for (const auto& structure : At(file, "/metamodel/structures").GetArray())
+    EXPECT_EQ(Properties(document, schema(structure)), Collect(structure["fields"], "name"));
+  for (const auto& enumeration : At(file, "/metamodel/enumerations").GetArray()) {
+    Texts values;
+    for (const auto& value : schema(enumeration)["enum"].GetArray()) values.insert(value.GetString());
+    EXPECT_EQ(values, Collect(enumeration["values"], "value"));
+  }
+}
+
 }  // namespace

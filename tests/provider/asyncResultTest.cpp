@@ -13,14 +13,6 @@ using Stream = AsyncStreamResult<std::string, AsyncStreamResultTerminateCbPolicy
 
 const auto kError = std::make_shared<const ErrorValue>("some.error");
 
-TEST(AsyncResult, WithoutCallbackThrowsAndIsNotSpent) {
-  Result result{Result::ResultCb{}};
-  EXPECT_THROW(result.error(kError), std::bad_function_call);
-  EXPECT_THROW(result.result("x"), std::bad_function_call);
-  Stream stream{Stream::ResultCb{}};
-  EXPECT_THROW(stream.error(kError), std::bad_function_call);
-}
-
 Stream Ignoring() {
   Stream::ResultCb callbacks;
   callbacks.second = [](auto&&...) {};

@@ -3,7 +3,6 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "framework/core/dataValue.h"
 #include "framework/transport/responseHead.h"
