@@ -78,9 +78,9 @@ std::list<std::shared_ptr<Mirel::Authn::AuthnHandler>> MakeAuthnHandlers() {
 
 template <typename Enqueuer>
 ProviderPtr CreateLocalProvider(const Enqueuer& enqueuer,
-                                std::shared_ptr<Metadata::Cli::MetadataContainer> cli,
-                                std::shared_ptr<Metadata::Metamodel::MetadataContainer> metamodel,
-                                std::shared_ptr<Metadata::Authentication::MetadataContainer> authn) {
+                                const std::shared_ptr<Metadata::Cli::MetadataContainer>& cli,
+                                const std::shared_ptr<Metadata::Metamodel::MetadataContainer>& metamodel,
+                                const std::shared_ptr<Metadata::Authentication::MetadataContainer>& authn) {
   using Com::Tessaly::Norn::Hesper::GuestDataSvc::AsyncServiceBinder;
   using Com::Tessaly::Norn::Hesper::GuestDataSvc::GuestDataImpl;
   using Container = Mirel::Provider::AsyncApiInterfaceConcurrentContainer<std::mutex>;
@@ -110,8 +110,8 @@ ProviderPtr CreateLocalProvider(const Enqueuer& enqueuer,
 }
 
 template ProviderPtr CreateLocalProvider<Mirel::Asio::Enqueuer>(
-    const Mirel::Asio::Enqueuer&, std::shared_ptr<Metadata::Cli::MetadataContainer>,
-    std::shared_ptr<Metadata::Metamodel::MetadataContainer>,
-    std::shared_ptr<Metadata::Authentication::MetadataContainer>);
+    const Mirel::Asio::Enqueuer&, const std::shared_ptr<Metadata::Cli::MetadataContainer>&,
+    const std::shared_ptr<Metadata::Metamodel::MetadataContainer>&,
+    const std::shared_ptr<Metadata::Authentication::MetadataContainer>&);
 
 }  // namespace NornHesper

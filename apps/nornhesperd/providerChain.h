@@ -15,8 +15,8 @@ namespace NornHesper {
 // finds the operation. Ends the process when the authorization table can't be loaded.
 template <typename Enqueuer>
 std::shared_ptr<Mirel::Core::AsyncApiProvider> CreateLocalProvider(
-    const Enqueuer& enqueuer, std::shared_ptr<Mirel::Provider::Metadata::Cli::MetadataContainer> cli,
-    std::shared_ptr<Mirel::Provider::Metadata::Metamodel::MetadataContainer> metamodel,
-    std::shared_ptr<Mirel::Provider::Metadata::Authentication::MetadataContainer> authn);
+    const Enqueuer& enqueuer, const std::shared_ptr<Mirel::Provider::Metadata::Cli::MetadataContainer>& cli,
+    const std::shared_ptr<Mirel::Provider::Metadata::Metamodel::MetadataContainer>& metamodel,
+    const std::shared_ptr<Mirel::Provider::Metadata::Authentication::MetadataContainer>& authn);
 
 }  // namespace NornHesper
