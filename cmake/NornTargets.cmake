@@ -13,7 +13,7 @@ function(norn_program name)
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${CMAKE_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE ${ARG_LINKS})
-  set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  set_target_properties(${name} PROPERTIES INSTALL_RPATH "$ORIGIN/../lib/nornhesperd")
 endfunction()
 
 # norn_test(NAME SOURCES a.cpp ... LINKS x ...): one GoogleTest program, one CTest entry a case.
