@@ -18,7 +18,7 @@ class Beacon {
  public:
   explicit Beacon(std::uint32_t cid) : vm_(cid), socket_(cid, kHistoryPort) {}
 
-  // Opens a subscription; `filter` is more of the specification, such as `,"topic_prefixes":["a"]`.
+  // Opens a subscription; `filter` says more of what is wanted, such as `,"topic_prefixes":["a"]`.
   Subscriber Subscribe(const Daemon& daemon, const std::string& filter = "", int receiveBuffer = 0) {
     Subscriber subscriber(daemon.port(), R"({"vm_id_type":"MGR_VM_ID","past_seconds":60)" + filter + "}",
                           receiveBuffer);

@@ -118,10 +118,10 @@ std::string CallRequest(std::string_view method, std::string_view input, std::st
          "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
-Subscriber::Subscriber(std::uint16_t port, std::string_view specification, int receiveBuffer)
+Subscriber::Subscriber(std::uint16_t port, std::string_view wanted, int receiveBuffer)
     : connection_(port, receiveBuffer) {
   connection_.Send(CallRequest("com.tessaly.norn.hesper.guest_data.subscribe",
-                               R"({"spec":)" + std::string(specification) + "}",
+                               R"({"spec":)" + std::string(wanted) + "}",
                                "application/vnd.tessaly.mirel.clean.stream.json"));
 }
 

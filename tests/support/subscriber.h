@@ -44,8 +44,8 @@ std::string CallRequest(std::string_view method, std::string_view input, std::st
 // A subscription that reads its stream frame by frame.
 class Subscriber {
  public:
-  // The specification is the JSON of the operation's argument.
-  Subscriber(std::uint16_t port, std::string_view specification, int receiveBuffer = 0);
+  // What is wanted is the JSON of the operation's argument.
+  Subscriber(std::uint16_t port, std::string_view wanted, int receiveBuffer = 0);
 
   // Reads the response's head; called by the first Next.
   std::string ReadHead();
