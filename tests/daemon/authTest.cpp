@@ -30,13 +30,6 @@ std::string CallAs(const Daemon& daemon, const std::string& authorization,
   return answer.substr(begin + kHeader.size(), answer.find('\r', begin) - begin - kHeader.size());
 }
 
-std::string Password(const std::string& user, const std::string& password) {
-  const auto plain = user + ":" + password;
-  std::string text;
-  Base64_Encode(plain.data(), plain.size(), text);
-  return "Authorization: Basic " + text + "\r\n";
-}
-
 TEST(Caller, NeedsATokenWithTheEntitlement) {
   Daemon daemon;
   EXPECT_EQ(CallAs(daemon, Authorized()), "unsupported");
@@ -81,6 +74,13 @@ TEST(Caller, IsOnRecord) {
 }
 
 #ifdef PAM_WRAPPER_LIBRARY  // Not under sanitizers, which want to be the first library themselves.
+std::string Password(const std::string& user, const std::string& password) {
+  const auto plain = user + ":" + password;
+  std::string text;
+  Base64_Encode(plain.data(), plain.size(), text);
+  return "Authorization: Basic " + text + "\r\n";
+}
+
 TEST(Caller, ComesInWithRootsPasswordAlone) {
   Daemon daemon({.environment = {"LD_PRELOAD=" PAM_WRAPPER_LIBRARY, "PAM_WRAPPER=1",
                                  "PAM_WRAPPER_SERVICE_DIR=" PAM_WRAPPER_SERVICES}});
