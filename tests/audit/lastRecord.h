@@ -16,7 +16,7 @@ inline rapidjson::Document LastRecord() {
   const auto start = all.rfind('\n');
   const auto line = all.substr(start == std::string::npos ? 0 : start + 1);
   rapidjson::Document record;
-  record.Parse<rapidjson::kParseValidateEncodingFlag>(line.c_str());
+  record.Parse<rapidjson::kParseValidateEncodingFlag>(line.data(), line.size());
   EXPECT_TRUE(record.IsObject());
   return record;
 }

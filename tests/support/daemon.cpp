@@ -31,11 +31,12 @@ std::string MakeFolder() {
 
 // The folder of this process's files; removed at its end.
 const std::string& Folder() {
-  static const std::string folder = [] {
+  // Never destroyed: it is still wanted at the very end.
+  static const auto& folder = *new std::string([] {
     auto name = MakeFolder();
     std::atexit([] { (void)!std::system(("rm -rf " + Folder()).c_str()); });
     return name;
-  }();
+  }());
   return folder;
 }
 
