@@ -120,7 +120,8 @@ TEST(HostileClient, IdleAndHalfRequestsCostLittle) {
     if (i % 3 == 2) idle.back()->Send(Post("Content-Length: 2000000\r\n", "{"));
   }
   EXPECT_TRUE(Serves(daemon));
-  EXPECT_LT(MemoryKiB(daemon) - before, 900 * 16);
+  // A sanitizer's own book-keeping is not the daemon's.
+  if (!SANITIZED) EXPECT_LT(MemoryKiB(daemon) - before, 900 * 16);
 }
 
 TEST(HostileClient, StalledReadersCostOthersNothing) {
@@ -142,7 +143,7 @@ TEST(HostileClient, StalledReadersCostOthersNothing) {
   }
   EXPECT_NE(daemon.Log().find("Dropped Mirel client queue for subscription "), std::string::npos);
   // Streams share the publications that they hold; each one's own part is small.
-  EXPECT_LT(MemoryKiB(daemon) - before, 64 * 1024);
+  if (!SANITIZED) EXPECT_LT(MemoryKiB(daemon) - before, 64 * 1024);
 }
 
 }  // namespace
