@@ -121,7 +121,9 @@ TEST(HostileClient, IdleAndHalfRequestsCostLittle) {
   }
   EXPECT_TRUE(Serves(daemon));
   // A sanitizer's own book-keeping is not the daemon's.
-  if (!SANITIZED) EXPECT_LT(MemoryKiB(daemon) - before, 900 * 16);
+  if (!SANITIZED) {
+    EXPECT_LT(MemoryKiB(daemon) - before, 900 * 16);
+  }
 }
 
 TEST(HostileClient, StalledReadersCostOthersNothing) {
@@ -143,7 +145,9 @@ TEST(HostileClient, StalledReadersCostOthersNothing) {
   }
   EXPECT_NE(daemon.Log().find("Dropped Mirel client queue for subscription "), std::string::npos);
   // Streams share the publications that they hold; each one's own part is small.
-  if (!SANITIZED) EXPECT_LT(MemoryKiB(daemon) - before, 64 * 1024);
+  if (!SANITIZED) {
+    EXPECT_LT(MemoryKiB(daemon) - before, 64 * 1024);
+  }
 }
 
 }  // namespace
