@@ -1,6 +1,7 @@
 #include "apps/nornhesperd/guestDataImpl.h"
 
 #include <algorithm>
+#include <boost/system/system_error.hpp>
 #include <optional>
 #include <set>
 #include <vector>
@@ -145,7 +146,12 @@ void GuestDataImpl::Subscribe(const std::shared_ptr<const SubscriptionSpec>& spe
       Corvane::MakeRef<MessageStream>(spec->vmIdType, vmIds, topicPrefixes, pastSeconds, result);
   // Registered first, so that no guest can answer before the subscription is there to take it.
   stream->RegisterSubscription();
-  stream->RequestHistory();
+  try {
+    stream->RequestHistory();
+  } catch (const boost::system::system_error& error) {
+    // No socket to be had, as when descriptors run out: the subscription stands, and lives without history.
+    HESPER_LOG(3, "failed to request history data, %1", error.what());
+  }
 }
 
 }  // namespace Com::Tessaly::Norn::Hesper::GuestDataSvc
