@@ -157,14 +157,12 @@ class Printer {
     answer.Parse<rapidjson::kParseIterativeFlag>(frame.data(), frame.size());
     if (answer.HasParseError() || !answer.IsObject())
       throw std::runtime_error("an element is no JSON object");
-    const auto error = answer.FindMember("error");
-    if (error != answer.MemberEnd()) throw std::runtime_error(ErrorText(error->value));
-    const auto result = answer.FindMember("result");
-    if (result == answer.MemberEnd())
+    if (answer.HasMember("error")) throw std::runtime_error(ErrorText(answer["error"]));
+    if (!answer.HasMember("result"))
       throw std::runtime_error("an element has neither a result nor an error");
     rapidjson::StringBuffer line;
     JsonWriter writer(line);
-    result->value.Accept(writer);
+    answer["result"].Accept(writer);
     std::fwrite(line.GetString(), 1, line.GetSize(), stdout);
     std::fputc('\n', stdout);
     if (std::fflush(stdout) != 0) throw std::runtime_error("standard output is closed");
