@@ -15,6 +15,8 @@ if(CCACHE_PROGRAM)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-qual -Werror)
+# A program loads only the libraries that it uses.
+add_link_options(-Wl,--as-needed)
 if(NORNHESPER_SANITIZE)
   add_compile_options(-fsanitize=${NORNHESPER_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${NORNHESPER_SANITIZE})

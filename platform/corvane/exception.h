@@ -19,4 +19,16 @@ class Exception : public std::exception {
   std::string text_;
 };
 
+// An argument that the callee can't take.
+class InvalidArgumentException : public Exception {
+ public:
+  using Exception::Exception;
+};
+
+// A call that the object's state doesn't allow.
+class InvalidStateException : public Exception {
+ public:
+  using Exception::Exception;
+};
+
 }  // namespace Corvane
