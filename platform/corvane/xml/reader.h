@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "platform/corvane/object.h"
+
+namespace Corvane {
+
+namespace Xml {
+
+// A text to parse: UTF-8 whatever its XML declaration says.
+class Reader : public ObjectImpl {
+ public:
+  explicit Reader(std::string text) : text_(std::move(text)) {}
+  std::string_view GetText() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+Ref<Reader> CreateStringReader(std::string text);
+
+}  // namespace Xml
+
+// Takes what is written and keeps it as one text.
+class Writer : public ObjectImpl {
+ public:
+  void Write(std::string_view text) { text_.append(text); }
+  const std::string& GetText() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+Ref<Writer> CreateStringWriter();
+
+}  // namespace Corvane

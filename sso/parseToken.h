@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string_view>
+
+#include "platform/corvane/object.h"
+#include "sso/samlToken.h"
+
+namespace SsoClient {
+
+// Gives the key that a token's signature has to be made with. It chooses from keys that are trusted anyway;
+// what the token itself says about its key may only help to choose.
+using KeyResolver = std::function<Corvane::Ref<Corvane::Xml::Security::Key>(const SamlToken&)>;
+
+// How far the clocks of issuer and host may stand apart.
+inline constexpr int64_t kClockToleranceSeconds = 600;
+
+// Parses and validates the text of a SAML 2.0 assertion, then checks its signature with the resolver's key.
+// Throws ParseException, InvalidSignatureException, and std::bad_function_call for an empty resolver;
+// whatever the resolver throws passes.
+std::shared_ptr<const SamlToken> ParseToken(std::string_view text, const KeyResolver& keyResolver);
+
+// The steps of ParseToken. A token is to be believed only after all of them.
+std::shared_ptr<const SamlToken> ParseAssertion(std::string_view text);
+void ValidateToken(const SamlToken& token, const Corvane::System::DateTime& now,
+                   int64_t toleranceSeconds = kClockToleranceSeconds);
+void VerifySignature(const SamlToken& token, const Corvane::Xml::Security::Key& key);
+
+}  // namespace SsoClient
