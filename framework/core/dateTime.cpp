@@ -10,4 +10,10 @@ bool DateTime::Create(const std::string& text, DateTime& out) {
   return true;
 }
 
+DateTime DateTime::Create(std::int64_t utcMicroseconds) {
+  DateTime time;
+  time.text_ = Corvane::System::DateTimeFromUtc(utcMicroseconds).ToShortStringBias();
+  return time;
+}
+
 }  // namespace Mirel

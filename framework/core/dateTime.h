@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace Mirel {
@@ -13,6 +14,8 @@ class DateTime {
   // Gives true and fills out when the text is an RFC 3339 date-time of an existing day and time of day (a
   // leap second, ":60", counts as one); otherwise gives false and leaves out alone.
   static bool Create(const std::string& text, DateTime& out);
+  // In UTC, to the millisecond.
+  static DateTime Create(std::int64_t utcMicroseconds);
 
   const std::string& ToString() const { return text_; }
 

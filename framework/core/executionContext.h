@@ -23,6 +23,12 @@ class SecurityContextWrappedEntry {
 
 using SecurityContext = std::map<std::string, SecurityContextWrappedEntry>;
 
+// An entry's text; empty when there is no such entry.
+inline std::string ReadEntry(const SecurityContext& entries, const char* key) {
+  const auto entry = entries.find(key);
+  return entry == entries.end() ? std::string() : entry->second.text();
+}
+
 // What a caller sends beside the arguments: who it is, and in which language and under which operation id it
 // wants to be served. The application context holds "opId", "acceptLanguage", "formatLocale" and "timezone".
 struct ExecutionContext {

@@ -15,4 +15,18 @@ inline constexpr const char* kPasswordKey = "password";
 inline constexpr const char* kBearerTokenScheme = "com.tessaly.mirel.std.security.bearer_token";
 inline constexpr const char* kTokenKey = "token";
 
+// A session that the session service has created, in the entry "sessionId".
+inline constexpr const char* kSessionScheme = "com.tessaly.mirel.std.security.session_id";
+inline constexpr const char* kSessionIdKey = "sessionId";
+
+// A SAML token whose holder has the key that it names: its XML text, and the algorithm of the request's own
+// signature.
+inline constexpr const char* kSamlHokScheme = "com.tessaly.mirel.std.security.saml_hok_token";
+inline constexpr const char* kSamlHokTokenKey = "samlHokToken";
+inline constexpr const char* kSamlHokTokenAlgorithmKey = "samlHokTokenAlgorithm";
+
+// A ticket by which a session of the host is cloned.
+inline constexpr const char* kSessionTicketScheme = "sarn.corvane.sessionTicket";
+inline constexpr const char* kSessionTicketKey = "sessionTicket";
+
 }  // namespace Mirel::Core::Security

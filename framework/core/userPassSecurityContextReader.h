@@ -14,16 +14,13 @@ class UserPassSecurityContextReader {
   explicit UserPassSecurityContextReader(const SecurityContext& entries) : entries_(entries) {}
 
   // Whether the context carries this scheme; the other two are for a context that does.
-  explicit operator bool() const { return Read(Security::kSchemeIdKey) == Security::kUserPassScheme; }
-  std::string userName() const { return Read(Security::kUserNameKey); }
-  std::string password() const { return Read(Security::kPasswordKey); }
+  explicit operator bool() const {
+    return ReadEntry(entries_, Security::kSchemeIdKey) == Security::kUserPassScheme;
+  }
+  std::string userName() const { return ReadEntry(entries_, Security::kUserNameKey); }
+  std::string password() const { return ReadEntry(entries_, Security::kPasswordKey); }
 
  private:
-  std::string Read(const char* key) const {
-    const auto entry = entries_.find(key);
-    return entry == entries_.end() ? std::string() : entry->second.text();
-  }
-
   const SecurityContext& entries_;
 };
 

@@ -11,7 +11,7 @@
 // A backend's thread ends with its process only: each case has a process of its own.
 namespace {
 
-using KrellTest::TestHost;
+using KrellTest::DeathTestHost;
 using testing::ExitedWithCode;
 
 TEST(BackendDeathTest, RunsOnlyWithTheSocketItWants) {
@@ -23,9 +23,9 @@ TEST(BackendDeathTest, RunsOnlyWithTheSocketItWants) {
       {"getsockopt SO_RCVBUF ENOBUFS", 3, "thrown: get_option: "},
       {"option SO_RCVBUF size 2", 3, "thrown: integer socket option resize"}};
   for (const auto& [faults, status, text] : cases) {
+    const DeathTestHost host(std::string(faults) + "\n");
     EXPECT_EXIT(
         {
-          const TestHost host(std::string(faults) + "\n");
           try {
             NornHesper::GlobalContext::Get()->GetLogger()->SetLevel(6);
             Corvane::MakeRef<NornHesper::Backend>(7777)->Start();

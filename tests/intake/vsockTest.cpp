@@ -31,9 +31,9 @@ TEST(VsockDeathTest, FindsTheFamilyOnce) {
                                                      {"family device\nopen EACCES\n", -97, -97},
                                                      {"family none\n", -97, -97}};
   for (const auto& [faults, first, second] : cases) {
+    const KrellTest::DeathTestHost host(faults);
     EXPECT_EXIT(
         {
-          const KrellTest::TestHost host(faults);
           const bool good = Family() == first && Family() == second && (second < 0 || CanBeUsed(second));
           std::_Exit(good ? 0 : 1);
         },

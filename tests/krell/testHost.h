@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdlib>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -25,6 +27,18 @@ class TestHost {
  private:
   std::string top_;
   std::optional<Krell::Host> host_;
+};
+
+// The host of a death test. The child finds the one of its parent, which also removes it: a child that ends
+// at once removes nothing.
+class DeathTestHost {
+ public:
+  explicit DeathTestHost(const std::string& faults) {
+    if (std::getenv("KRELL_HOST_DIR") == nullptr) host_.emplace(faults);
+  }
+
+ private:
+  std::optional<TestHost> host_;
 };
 
 // A datagram socket made by the plain calls that the daemon makes.
