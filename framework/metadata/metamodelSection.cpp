@@ -7,8 +7,8 @@
 namespace Mirel::Provider::Metadata {
 namespace {
 
-constexpr std::array<std::string_view, 6> kBuiltins = {"BINARY", "BOOLEAN", "DATE_TIME", "DYNAMIC_STRUCTURE",
-                                                       "LONG",   "STRING"};
+constexpr std::array<std::string_view, 8> kBuiltins = {"BINARY", "BOOLEAN", "DATE_TIME", "DYNAMIC_STRUCTURE",
+                                                       "LONG",   "SECRET",  "STRING",    "VOID"};
 // Of optionals and lists inside each other: far more than any type needs.
 constexpr int kMaxTypeDepth = 8;
 
