@@ -6,6 +6,8 @@
 namespace Corvane::Xml::Security {
 
 inline constexpr char kSignatureNamespace[] = "http://www.w3.org/2000/09/xmldsig#";
+// Leaves the signature itself out of what it is over.
+inline constexpr char kEnvelopedTransform[] = "http://www.w3.org/2000/09/xmldsig#enveloped-signature";
 
 // All that is accepted, both in signatures that are checked and in those that are made.
 enum class CanonicalizationMethod {

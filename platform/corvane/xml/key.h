@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,6 +9,7 @@
 
 struct evp_pkey_st;
 struct x509_st;
+struct x509_store_st;
 
 namespace Corvane::Xml::Security {
 
@@ -63,14 +63,15 @@ class TrustAnchors : public ObjectImpl {
  public:
   // All certificates of a PEM text, at least one. Throws XmlSecurityException.
   static Ref<TrustAnchors> FromPem(std::string_view pem);
-  explicit TrustAnchors(std::vector<Ref<Certificate>> anchors) : anchors_(std::move(anchors)) {}
+  explicit TrustAnchors(const std::vector<Ref<Certificate>>& anchors);
+  ~TrustAnchors() override;
 
   // Whether the certificate is an anchor, or is issued by one, directly or through the given intermediates,
   // and whether all of them are in their validity time now. Revocation is not looked at.
   bool Trusts(const Certificate& certificate, const std::vector<Ref<Certificate>>& intermediates = {}) const;
 
  private:
-  std::vector<Ref<Certificate>> anchors_;
+  x509_store_st* store_;
 };
 
 }  // namespace Corvane::Xml::Security

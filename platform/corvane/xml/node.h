@@ -30,6 +30,8 @@ class Node {
  public:
   Node() = default;
   Node(Ref<Document> document, _xmlNode* node) : document_(std::move(document)), node_(node) {}
+  // A node without a parent, which the document is to free.
+  static Node Adopt(const Ref<Document>& document, _xmlNode* node);
 
   explicit operator bool() const { return node_ != nullptr; }
   bool operator==(const Node& other) const { return node_ == other.node_; }
@@ -94,6 +96,12 @@ class NodeFilter {
  public:
   virtual ~NodeFilter() = default;
   virtual bool Accepts(const Node& node) const = 0;
+};
+
+// Sees all children but comments and text that is white space alone, as they don't matter between elements.
+class SkipWsAndCommentsFilter : public NodeFilter {
+ public:
+  bool Accepts(const Node& node) const override;
 };
 
 // Walks over the children of a node that a filter accepts; it doesn't go below them. The filter must outlive

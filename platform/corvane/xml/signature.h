@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,9 +12,11 @@
 
 namespace Corvane::Xml::Security {
 
-// What a reference of a signature says.
+// What a reference of a signature says: a URI, and URIs of algorithms.
 struct Reference {
   std::string uri;
+  std::vector<std::string> transforms;
+  std::string digest;
 };
 
 // One ds:Signature element of a document (XML Signature, RFC 3275): read from one, or new and then computed.
@@ -25,7 +26,7 @@ class Signature : public ObjectImpl {
  public:
   static constexpr size_t kMostReferences = 8;
 
-  explicit Signature(const Node& element);
+  Signature(const Node& element, std::vector<Reference> references);
 
   const Node& GetElement() const { return element_; }
   // In the order of the document.
@@ -50,6 +51,8 @@ class Signature : public ObjectImpl {
   bool Verify(const Key& key) const;
 
  private:
+  Node FindKeyInfo() const;
+
   Node element_;
   std::vector<Reference> references_;
 };

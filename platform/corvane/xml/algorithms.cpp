@@ -1,0 +1,47 @@
+#include "platform/corvane/xml/algorithms.h"
+
+#include "platform/corvane/panic.h"
+
+namespace Corvane::Xml::Security {
+
+const char* GetUri(CanonicalizationMethod method) {
+  switch (method) {
+    case CanonicalizationMethod::Inclusive:
+      return "http://www.w3.org/TR/2001/REC-xml-c14n-20010315";
+    case CanonicalizationMethod::Exclusive:
+      return "http://www.w3.org/2001/10/xml-exc-c14n#";
+  }
+  NOT_REACHED();
+}
+
+const char* GetUri(DigestMethod method) {
+  switch (method) {
+    case DigestMethod::Sha256:
+      return "http://www.w3.org/2001/04/xmlenc#sha256";
+    case DigestMethod::Sha384:
+      return "http://www.w3.org/2001/04/xmldsig-more#sha384";
+    case DigestMethod::Sha512:
+      return "http://www.w3.org/2001/04/xmlenc#sha512";
+  }
+  NOT_REACHED();
+}
+
+const char* GetUri(SignatureMethod method) {
+  switch (method) {
+    case SignatureMethod::RsaSha256:
+      return "http://www.w3.org/2001/04/xmldsig-more#rsa-sha256";
+    case SignatureMethod::RsaSha384:
+      return "http://www.w3.org/2001/04/xmldsig-more#rsa-sha384";
+    case SignatureMethod::RsaSha512:
+      return "http://www.w3.org/2001/04/xmldsig-more#rsa-sha512";
+    case SignatureMethod::EcdsaSha256:
+      return "http://www.w3.org/2001/04/xmldsig-more#ecdsa-sha256";
+    case SignatureMethod::EcdsaSha384:
+      return "http://www.w3.org/2001/04/xmldsig-more#ecdsa-sha384";
+    case SignatureMethod::EcdsaSha512:
+      return "http://www.w3.org/2001/04/xmldsig-more#ecdsa-sha512";
+  }
+  NOT_REACHED();
+}
+
+}  // namespace Corvane::Xml::Security
