@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/corvane/xml/key.h"
+#include "sso/parseToken.h"
+
+namespace SsoClient {
+
+// Resolves to the key of the certificate in a token's signature, if the anchors trust it; further
+// certificates there may lead from it to an anchor. Throws InvalidSignatureException for a signer that is not
+// trusted, or not told.
+KeyResolver MakeAnchorKeyResolver(Corvane::Ref<Corvane::Xml::Security::TrustAnchors> anchors);
+
+}  // namespace SsoClient

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+namespace SsoClient {
+
+// What a token service answered.
+struct SoapAnswer {
+  int status = 0;  // of HTTP: 200, or 500 for what should be a SOAP fault
+  std::string text;
+};
+
+// The road to a token service. Safe to share between threads.
+class Exchange {
+ public:
+  Exchange() = default;
+  Exchange(const Exchange&) = delete;
+  Exchange& operator=(const Exchange&) = delete;
+  virtual ~Exchange() = default;
+
+  // Posts one SOAP 1.1 request and waits for its answer. Throws CommunicationException when there is none.
+  virtual SoapAnswer Post(const std::string& soapAction, const std::string& request) = 0;
+};
+
+}  // namespace SsoClient

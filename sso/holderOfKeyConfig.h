@@ -1,0 +1,13 @@
+#pragma once
+
+#include "platform/corvane/xml/key.h"
+
+namespace SsoClient {
+
+// The key of the client itself, RSA, with the certificate of its public half.
+struct HolderOfKeyConfig {
+  Corvane::Ref<Corvane::Xml::Security::Certificate> certificate;
+  Corvane::Ref<Corvane::Xml::Security::Key> privateKey;
+};
+
+}  // namespace SsoClient

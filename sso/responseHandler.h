@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "sso/parseToken.h"
+
+namespace SsoClient {
+
+// One answer within a GSS negotiation.
+struct NegotiationLeg {
+  std::string contextId;                   // empty when the answer has none
+  std::optional<std::string> leg;          // bytes for the client's side of the negotiation
+  std::shared_ptr<const SamlToken> token;  // once the negotiation is over
+};
+
+// Reads the answers of a token service, one operation for each kind of request. Throws
+// InvalidCredentialsException when the service does not believe who asks, SsoException or ParseException for
+// any other fault or an answer that is not what it should be, and what ParseToken throws.
+class ResponseHandler {
+ public:
+  ResponseHandler() = default;
+  ResponseHandler(const ResponseHandler&) = delete;
+  ResponseHandler& operator=(const ResponseHandler&) = delete;
+  virtual ~ResponseHandler() = default;
+
+  virtual std::shared_ptr<const SamlToken> ReadAcquiredToken(const std::string& response) = 0;
+  virtual std::shared_ptr<const SamlToken> ReadRenewedToken(const std::string& response) = 0;
+  virtual bool ReadVerdict(const std::string& response) = 0;
+  virtual NegotiationLeg ReadNegotiationLeg(const std::string& response) = 0;
+  // Throws what the fault in it means; comes back when there is none.
+  virtual void ReadFault(const std::string& response) = 0;
+};
+
+// For SOAP 1.1 and WS-Trust 1.3. What is expected once may not be there twice. Used by any thread.
+class ResponseHandlerImpl final : public ResponseHandler {
+ public:
+  explicit ResponseHandlerImpl(KeyResolver keyResolver) : keyResolver_(std::move(keyResolver)) {}
+
+  std::shared_ptr<const SamlToken> ReadAcquiredToken(const std::string& response) override;
+  std::shared_ptr<const SamlToken> ReadRenewedToken(const std::string& response) override;
+  bool ReadVerdict(const std::string& response) override;
+  NegotiationLeg ReadNegotiationLeg(const std::string& response) override;
+  void ReadFault(const std::string& response) override;
+
+ private:
+  const KeyResolver keyResolver_;
+};
+
+}  // namespace SsoClient

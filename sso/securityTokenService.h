@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "sso/exchange.h"
+#include "sso/holderOfKeyConfig.h"
+#include "sso/parseToken.h"
+#include "sso/requestBuilder.h"
+#include "sso/responseHandler.h"
+#include "sso/tokenSpec.h"
+
+namespace SsoClient {
+
+// The client's side of a GSS negotiation: turns the service's leg into the next one. The first call gets an
+// empty leg; the result of the last one, when the service is content, is not sent any more.
+using GssStep = std::function<std::string(const std::string& leg)>;
+
+// Asks a token service for tokens, for their renewal and whether they are valid. A token that comes back is
+// checked: by ParseToken, and for being what was asked for, else it is refused with InvalidTokenException.
+// Throws what the builder, the exchange and the handler throw. Blocks; used by any thread.
+class SecurityTokenService {
+ public:
+  using TokenPtr = std::shared_ptr<const SamlToken>;
+
+  // Without a holder-of-key config, only bearer tokens can be had, and no token can be renewed.
+  SecurityTokenService(std::shared_ptr<Exchange> exchange, KeyResolver keyResolver,
+                       std::optional<HolderOfKeyConfig> holderOfKey = {});
+
+  TokenPtr AcquireToken(const std::string& user, const std::string& password, const TokenSpec& spec);
+  TokenPtr AcquireTokenByCertificate(const TokenSpec& spec);
+  // By a token that is bound to the client's key.
+  TokenPtr AcquireTokenByToken(const SamlToken& token, const TokenSpec& spec);
+  // What the step throws passes.
+  TokenPtr AcquireTokenByGss(const TokenSpec& spec, const GssStep& step);
+  // The service's verdict.
+  bool ValidateToken(const SamlToken& token);
+  TokenPtr RenewToken(const SamlToken& token, std::int64_t lifetimeSec);
+
+ private:
+  // Wipes the request, as it may hold a password.
+  std::string Send(std::string request, const std::string& soapAction);
+  void Check(const SamlToken& token, const TokenSpec& spec) const;
+  void CheckBinding(const SamlToken& token, bool isBound) const;
+
+  const std::shared_ptr<Exchange> exchange_;
+  const std::optional<HolderOfKeyConfig> holderOfKey_;
+  RequestBuilderImpl builder_;
+  ResponseHandlerImpl handler_;
+};
+
+}  // namespace SsoClient

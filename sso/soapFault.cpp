@@ -1,0 +1,71 @@
+#include "sso/soapFault.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <string_view>
+
+#include "platform/corvane/textEscape.h"
+#include "platform/corvane/xml/node.h"
+#include "sso/ssoExceptions.h"
+#include "sso/wsTrustNames.h"
+#include "sso/xmlText.h"
+
+namespace SsoClient {
+namespace {
+
+using Corvane::Xml::Node;
+
+struct QualifiedName {
+  std::string_view namespaceUri;
+  std::string_view localName;
+
+  bool operator==(const QualifiedName&) const = default;
+};
+
+// The codes of a service that does not believe who asks.
+constexpr std::array<QualifiedName, 3> kRefusals = {{{Names::kTrust, "FailedAuthentication"},
+                                                     {Names::kTrust, "InvalidSecurityToken"},
+                                                     {Names::kSecurity, "InvalidSecurityToken"}}};
+
+// SOAP 1.1, section 4.4, gives the parts of a fault no namespace; services with a default namespace forget
+// it.
+Node FindPart(const Node& fault, const char* localName) {
+  constexpr char kTwice[] = "Invalid SOAP response: a part of the fault is there twice.";
+  auto part = FindOnlyChild(fault, localName, "", kTwice);
+  return part ? part : FindOnlyChild(fault, localName, Names::kSoap, kTwice);
+}
+
+std::string ResolveNamespace(const Node& element, const std::string& prefix) {
+  if (auto namespaceUri = element.ResolvePrefix(prefix)) return *namespaceUri;
+  throw ParseException("Element " + element.GetQualifiedName() + "at " + element.GetPlace() +
+                       " uses undefined prefix: `" + Corvane::Detail::EscapeLine(prefix) + "'");
+}
+
+bool IsRefusal(const Node& code) {
+  const auto text = GetTextOf(code);
+  const auto colon = text.find(':');
+  const bool hasPrefix = colon != std::string::npos;
+  const auto namespaceUri =
+      hasPrefix ? ResolveNamespace(code, text.substr(0, colon)) : std::string(Names::kSoap);
+  const QualifiedName name{namespaceUri, std::string_view(text).substr(hasPrefix ? colon + 1 : 0)};
+  return std::find(kRefusals.begin(), kRefusals.end(), name) != kRefusals.end();
+}
+
+}  // namespace
+
+void ThrowFault(const Node& body) {
+  const auto fault =
+      FindOnlyChild(body, "Fault", Names::kSoap, "Invalid SOAP response: more than one Fault.");
+  if (!fault) return;
+  const auto code = FindPart(fault, "faultcode");
+  if (!code) throw SsoException("Invalid SOAP response: missing faultcode.");
+  const bool isRefusal = IsRefusal(code);
+  const auto reasonElement = FindPart(fault, "faultstring");
+  // The service's words, which are shown and logged.
+  const auto reason = reasonElement ? Corvane::Detail::EscapeLine(GetTextOf(reasonElement)) : std::string();
+  if (isRefusal) throw InvalidCredentialsException("Authentication failed: " + reason);
+  throw SsoException("Unexpected SOAP fault: " + reason + "; request failed.");
+}
+
+}  // namespace SsoClient
