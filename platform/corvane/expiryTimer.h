@@ -1,0 +1,72 @@
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <utility>
+
+#include "platform/corvane/object.h"
+
+namespace Corvane {
+
+namespace System {
+class Thread;
+}
+
+// Tells its clients when a moment has come. It costs nothing while no client's moment is near: clients that
+// are used again and again need not move theirs each time, but look when they are told whether it has really
+// come, and ask for a later one. Safe from any thread.
+class ExpiryTimer : public ObjectImpl {
+ public:
+  // Microseconds that never go back.
+  using Clock = std::function<int64_t()>;
+  static constexpr int64_t kNever = std::numeric_limits<int64_t>::max();
+
+  class Client {
+   public:
+    virtual ~Client() = default;
+    // The moment asked for has come; the client is told once. On the timer's thread, with no lock held. Must
+    // not throw.
+    virtual void OnTime(int64_t now) = 0;
+  };
+
+  // The timer of the process. The first call starts its thread, which ends before the process's static
+  // objects go; later moments are then told to nobody. Throws Corvane::Exception when there is no thread to
+  // be had.
+  static const Ref<ExpiryTimer>& OfProcess();
+
+  // A timer without a thread: its clients are told from within TellDue.
+  explicit ExpiryTimer(Clock clock);
+  ~ExpiryTimer() override;
+
+  int64_t Now() const { return clock_(); }
+  // Moves what the client has asked for, from one moment to another; kNever is none. The timer holds a
+  // reference to the client for as long as it has a moment.
+  void Move(const std::shared_ptr<Client>& client, int64_t from, int64_t to);
+  // Tells all clients whose moment has come.
+  void TellDue();
+
+  // Starts the thread, and ends it; it is not started again after that.
+  void Start();
+  void Stop();
+
+ private:
+  using Lock = std::unique_lock<std::mutex>;
+
+  // The lock is released while a client is told. Gives false when nothing is due.
+  bool TellNext(Lock& lock);
+  void Run();
+
+  const Clock clock_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::set<std::pair<int64_t, std::shared_ptr<Client>>> queue_;
+  bool stopping_ = false;
+  Ref<System::Thread> thread_;
+};
+
+}  // namespace Corvane
