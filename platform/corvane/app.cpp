@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/corvane/sessionManager.h"
+
 namespace Corvane::Service {
 namespace {
 
@@ -20,10 +22,20 @@ LogSettings ReadLogSettings(const Config& config) {
   return settings;
 }
 
+size_t ReadSessionLimit(const Config& config) {
+  int32_t limit = SessionManager::kDefaultLimit;
+  config.ReadInteger("sessions/limit", &limit, 1);
+  return static_cast<size_t>(limit);
+}
+
 }  // namespace
 
 Application::Application(Ref<Config> config, Ref<Logger> logger)
-    : config_(std::move(config)), logger_(std::move(logger)) {}
+    : config_(std::move(config)),
+      logger_(std::move(logger)),
+      sessionManager_(MakeRef<SessionManager>(ReadSessionLimit(*config_))) {}
+
+Application::~Application() = default;
 
 Ref<System::Thread> Application::StartThread(const std::string& name, std::function<void()> body,
                                              size_t stackBytes) const {

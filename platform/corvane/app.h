@@ -9,15 +9,22 @@
 #include "platform/corvane/object.h"
 #include "platform/corvane/thread.h"
 
+namespace Corvane {
+class SessionManager;
+}
+
 namespace Corvane::Service {
 
-// What the process has one of: its configuration and its logger.
+// What the process has one of: its configuration, its logger and its sessions, whose number "sessions/limit"
+// of the configuration bounds.
 class Application : public ObjectImpl {
  public:
   Application(Ref<Config> config, Ref<Logger> logger);
+  ~Application() override;
 
   const Ref<Config>& GetConfig() const { return config_; }
   const Ref<Logger>& GetLogger() const { return logger_; }
+  const Ref<SessionManager>& GetSessionManager() const { return sessionManager_; }
 
   // Starts a thread that runs the body. The name is shown by the system's tools, cut to 15 bytes; a stack
   // of 0 bytes means the system's default. An exception that leaves the body ends the process. Throws
@@ -28,6 +35,7 @@ class Application : public ObjectImpl {
  private:
   Ref<Config> config_;
   Ref<Logger> logger_;
+  Ref<SessionManager> sessionManager_;
 };
 
 // Reads the configuration file and brings up the application object and the default logger. Throws

@@ -21,8 +21,8 @@ namespace {
 
 constexpr size_t kLargestFile = 1 << 20;
 constexpr const char kRoot[] = "config";
-constexpr std::array<std::string_view, 4> kOwnKeys = {"log/level", "log/file", "log/maxBytes",
-                                                      "log/maxFiles"};
+constexpr std::array<std::string_view, 5> kOwnKeys = {"log/level", "log/file", "log/maxBytes", "log/maxFiles",
+                                                      "sessions/limit"};
 
 std::string_view Trim(std::string_view text) {
   constexpr std::string_view kBlanks = " \t\r\n";

@@ -22,11 +22,14 @@ namespace Corvane::Service {
 //       <maxBytes>10000000</maxBytes>             of one file, default 10000000
 //       <maxFiles>5</maxFiles>                    kept in all, default 5
 //     </log>
+//     <sessions>
+//       <limit>100000</limit>                     of a program that keeps sessions, default 100000
+//     </sessions>
 //   </config>
 //
 // One element is one key, and a slash in a key is nesting: the level above is "log/level". Blanks around a
-// value do not count. Attributes are ignored. The "log" keys belong to this library, all others to the
-// program. The tree does not change once read, so it may be read from any thread.
+// value do not count. Attributes are ignored. The keys below "log" and "sessions" belong to this library, all
+// others to the program. The tree does not change once read, so it may be read from any thread.
 class Config : public ObjectImpl {
  public:
   // Throws Corvane::Exception with the file and the reason: it cannot be read, is above 1 MiB, is not well

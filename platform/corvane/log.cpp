@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/corvane/exception.h"
+#include "platform/corvane/logContext.h"
 #include "platform/corvane/textEscape.h"
 
 namespace Corvane::Service {
@@ -123,7 +124,12 @@ Ref<Logger> Logger::CreateLogger(const std::string& name) const {
 }
 
 void Logger::Write(LogLevel level, std::string_view text) const {
-  backend_->log(ToBackendLevel(level), spdlog::string_view_t(text.data(), text.size()));
+  const std::string context = GetLogContextText();
+  if (context.empty()) {
+    backend_->log(ToBackendLevel(level), spdlog::string_view_t(text.data(), text.size()));
+  } else {
+    backend_->log(ToBackendLevel(level), std::string(text) + context);
+  }
 }
 
 }  // namespace Corvane::Service

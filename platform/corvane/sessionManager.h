@@ -22,7 +22,8 @@ class SessionManager : public ObjectImpl {
   static constexpr int64_t kTicketLife = 60'000'000;
   static constexpr size_t kTicketLimit = 10'000;
 
-  explicit SessionManager(size_t limit = kDefaultLimit, ExpiryTimer::Clock ticketClock = DefaultClock());
+  explicit SessionManager(size_t limit = kDefaultLimit);
+  SessionManager(size_t limit, ExpiryTimer::Clock ticketClock);
   // Ends all of its sessions.
   ~SessionManager() override;
 
@@ -51,8 +52,6 @@ class SessionManager : public ObjectImpl {
   class Table;
   class Leaver;
   class Tickets;
-
-  static ExpiryTimer::Clock DefaultClock();
 
   const std::shared_ptr<Table> table_;
   const std::unique_ptr<Tickets> tickets_;
