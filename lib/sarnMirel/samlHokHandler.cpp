@@ -15,11 +15,6 @@ namespace {
 namespace Security = Mirel::Core::Security;
 using Corvane::Service::LogInternal;
 using Mirel::Core::ReadEntry;
-
-std::string UserName(const SsoClient::Subject& subject) {
-  return subject.domain.empty() ? subject.name : subject.domain + '\\' + subject.name;
-}
-
 }  // namespace
 
 SamlHokHandler::SamlHokHandler(SsoClient::KeyResolver keyResolver,
@@ -73,6 +68,10 @@ std::shared_ptr<const SsoClient::SamlToken> SamlHokHandler::Parse(const std::str
   } catch (const Corvane::Exception&) {
     return nullptr;
   }
+}
+
+std::string UserName(const SsoClient::Subject& subject) {
+  return subject.domain.empty() ? subject.name : subject.domain + '\\' + subject.name;
 }
 
 }  // namespace SarnMirel::Authn

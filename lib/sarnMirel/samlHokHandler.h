@@ -8,6 +8,7 @@
 #include "framework/provider/authnHandler.h"
 #include "platform/corvane/object.h"
 #include "sso/parseToken.h"
+#include "sso/subject.h"
 
 namespace Corvane::Service {
 class Logger;
@@ -46,5 +47,8 @@ class SamlHokHandler final : public Mirel::Authn::AuthnHandler {
   CustomizeAuthData customizeAuthData_;
   RefreshKeys refreshKeys_;
 };
+
+// "DOMAIN\NAME", or the name alone when the domain is empty.
+std::string UserName(const SsoClient::Subject& subject);
 
 }  // namespace SarnMirel::Authn

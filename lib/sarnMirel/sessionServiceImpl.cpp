@@ -91,7 +91,13 @@ void SessionServiceImpl::Create(const ActivationPtr& activation, const CreateRes
   session->AttachObject("sarnMirelSessionMapping",
                         Corvane::MakeRef<UnregisterMappingObject>(mapping_, apiSessionId));
   if (sessionCreatedCb_) sessionCreatedCb_(activation, session.get());
-  Manager().Add(session);
+  if (!Manager().Add(session)) {
+    // The host has no room, or the session has ended meanwhile. What is attached takes the entry out.
+    LogInternal(logger_.get(), 4, "Unable to add the session to the session manager.");
+    session->End();
+    result.error(Authn::MakeUnauthenticatedError());
+    return;
+  }
   LogInternal(logger_.get(), 6, "Create Mirel session for Sarn Session id: %1", session->GetId());
   result.result(Mirel::SecretString(apiSessionId));
 }
