@@ -49,7 +49,7 @@ void AuthorizeManager::Grant(std::string_view user, std::string_view object, std
 
 bool AuthorizeManager::Revoke(std::string_view user, std::string_view object, std::string_view privilege) {
   const std::lock_guard lock(mutex_);
-  const auto position = privileges_.find(std::tuple(user, object, privilege));
+  const auto position = privileges_.find(PrivilegeView(user, object, privilege));
   if (position == privileges_.end()) {
     return false;
   }
@@ -65,8 +65,8 @@ bool AuthorizeManager::HasPrivilege(const Session* session, std::string_view obj
   }
   const std::string_view name = user->GetUserName();
   const std::shared_lock lock(mutex_);
-  return privileges_.contains(std::tuple(name, object, privilege)) ||
-         privileges_.contains(std::tuple(name, kEveryObject, privilege));
+  return privileges_.contains(PrivilegeView(name, object, privilege)) ||
+         privileges_.contains(PrivilegeView(name, kEveryObject, privilege));
 }
 
 }  // namespace Corvane::Authorize

@@ -65,10 +65,16 @@ class AuthorizeManager : public ObjectImpl {
   bool HasPrivilege(const Session* session, std::string_view object, std::string_view privilege) const;
 
  private:
-  using Privilege = std::tuple<std::string, std::string, std::string>;  // user, object, privilege
+  // User, object, privilege.
+  using Privilege = std::tuple<std::string, std::string, std::string>;
+  using PrivilegeView = std::tuple<std::string_view, std::string_view, std::string_view>;
+  struct Less {
+    using is_transparent = void;
+    bool operator()(const PrivilegeView& one, const PrivilegeView& other) const { return one < other; }
+  };
 
   mutable std::shared_mutex mutex_;
-  std::set<Privilege, std::less<>> privileges_;
+  std::set<Privilege, Less> privileges_;
 };
 
 }  // namespace Corvane::Authorize
