@@ -10,6 +10,7 @@
 #include "platform/corvane/xml/node.h"
 #include "platform/corvane/xml/parser.h"
 #include "platform/corvane/xml/reader.h"
+#include "sso/samlNames.h"
 #include "sso/samlToken.h"
 #include "sso/soapFault.h"
 #include "sso/ssoExceptions.h"
@@ -51,7 +52,7 @@ Node GetTrustChild(const Node& parent, std::string_view localName) {
 }
 
 Node FindAssertion(const Node& requestedToken) {
-  return FindOnlyChild(requestedToken, "Assertion", Names::kAssertion, kUnexpectedFormat);
+  return FindOnlyChild(requestedToken, "Assertion", kAssertionNamespace, kUnexpectedFormat);
 }
 
 std::shared_ptr<const SamlToken> ReadAssertion(const Node& assertion, const KeyResolver& keyResolver) {
@@ -82,9 +83,9 @@ std::string DecodeLeg(std::string text) {
 void CheckTokenType(const Node& answer) {
   const auto element = FindTrustChild(answer, "TokenType");
   const auto type = element ? GetTextOf(element) : std::string();
-  if (type == Names::kAssertion) return;
+  if (type == kAssertionNamespace) return;
   throw SsoException("Invalid token type: " + Corvane::Detail::EscapeLine(type) +
-                     " (expected: " + Names::kAssertion);
+                     " (expected: " + kAssertionNamespace);
 }
 
 }  // namespace

@@ -29,11 +29,20 @@ Node Find(const Node& parent, std::string_view localName, std::string_view names
   throw Corvane::InvalidArgumentException("The envelope has no " + std::string(localName));
 }
 
+// An xs:ID may not begin with a digit.
+std::string MakeId() {
+  std::string id;
+  do {
+    id = Corvane::StringUtil::GenerateUuid();
+  } while (id.front() < 'a');
+  return id;
+}
+
 // The identifier of an element that is to be signed; one without gets one.
 std::string GetOrMakeId(const Node& element) {
   auto id = element.GetAttribute("Id", Names::kUtility);
   if (!id) {
-    id = Corvane::StringUtil::GenerateUuid();
+    id = MakeId();
     element.SetAttribute("xmlns:wsu", Names::kUtility);
     element.SetAttribute("wsu:Id", *id);
   }

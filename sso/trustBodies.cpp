@@ -6,6 +6,7 @@
 
 #include "platform/corvane/dateTime.h"
 #include "platform/corvane/stringUtil.h"
+#include "sso/samlNames.h"
 #include "sso/samlToken.h"
 #include "sso/wsTrustNames.h"
 
@@ -57,9 +58,9 @@ XMLBuilderPtr MakeAdvice(const Advice& advice) {
 XMLBuilderPtr MakeAdviceSet(const std::vector<Advice>& advice) {
   auto set = MakeComposite("rsa-advice", "AdviceSet",
                            {{"xmlns:rsa-advice", Names::kRequestAdvice},
-                            {"xmlns:saml", Names::kAssertion},
+                            {"xmlns:saml", kAssertionNamespace},
                             {"xmlns:xs", Names::kSchema},
-                            {"xmlns:xsi", Names::kSchemaInstance}});
+                            {"xmlns:xsi", kSchemaInstanceNamespace}});
   for (const auto& one : advice) set->Append(MakeAdvice(one));
   return set;
 }
@@ -91,7 +92,7 @@ XMLBuilderPtr MakeBinaryExchange(std::string_view leg) {
 XMLBodyBuilderIssue::XMLBodyBuilderIssue(const TokenSpec& spec, bool proof, bool useKey)
     : XMLCompositeBuilder("wst", "RequestSecurityToken",
                           {{"xmlns:wst", Names::kTrust}, {"xmlns:wst14", Names::kTrust14}}) {
-  AppendTypes(*this, Names::kAssertion, Names::kIssue);
+  AppendTypes(*this, kAssertionNamespace, Names::kIssue);
   Append<TextElementBuilderImpl>("wst", "KeyType", proof ? Names::kPublicKey : Names::kBearer);
   Append(MakeLifetime(spec.tokenLifetimeSec));
   Append<ElementBuilderImpl>("wst", "Renewing",
@@ -116,7 +117,7 @@ XMLBodyBuilderValidate::XMLBodyBuilderValidate(const SamlToken& token)
 
 XMLBodyBuilderRenew::XMLBodyBuilderRenew(const SamlToken& token, std::int64_t lifetimeSec)
     : XMLCompositeBuilder("wst", "RequestSecurityToken", {{"xmlns:wst", Names::kTrust}}) {
-  AppendTypes(*this, Names::kAssertion, Names::kRenew);
+  AppendTypes(*this, kAssertionNamespace, Names::kRenew);
   Append(MakeLifetime(lifetimeSec));
   Append(MakeTokenHolder("wst", "RenewTarget", token));
 }
