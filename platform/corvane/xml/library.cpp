@@ -48,8 +48,9 @@ void TakeSecurityComplaint(const char*, int, const char*, const char* object, co
 
 void Initialize() {
   xmlInitParser();
-  xmlSecErrorsSetCallback(&TakeSecurityComplaint);
   VERIFY(xmlSecInit() == 0 && xmlSecOpenSSLInit() == 0);
+  // Afterwards, since starting the library sets a callback that writes to standard error.
+  xmlSecErrorsSetCallback(&TakeSecurityComplaint);
 }
 
 }  // namespace
