@@ -36,6 +36,10 @@ struct RenewRestriction {
 
 // What an assertion says, in the order in which it says it.
 struct TokenData {
+  TokenData();
+  TokenData(TokenData&&) noexcept;
+  ~TokenData();
+
   std::string text;  // the exact text that was parsed
   std::string version;
   std::string id;
@@ -104,6 +108,8 @@ class SamlToken {
   std::string GetLastName() const;
 
  private:
+  std::string GetFirstValue(const char* attribute) const;
+
   TokenData data_;
 };
 

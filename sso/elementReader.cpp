@@ -1,0 +1,127 @@
+#include "sso/elementReader.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "platform/corvane/textEscape.h"
+#include "sso/ssoExceptions.h"
+
+namespace SsoClient {
+
+using Corvane::Detail::EscapeLine;
+using Corvane::System::DateTime;
+using Corvane::Xml::Attribute;
+using Corvane::Xml::Node;
+using Corvane::Xml::NodeType;
+
+namespace {
+
+std::string PathOf(const Node& element, std::string_view attribute) {
+  return std::string(element.GetLocalName()).append("/@").append(attribute);
+}
+
+bool Holds(AttributeNames names, const Attribute& attribute) {
+  return std::any_of(names.begin(), names.end(), [&](const AttributeName& name) {
+    return name.localName == attribute.localName && name.namespaceUri == attribute.namespaceUri;
+  });
+}
+
+}  // namespace
+
+const SkipWsAndCommentsFilter Children::kFilter;
+
+void CheckElement(const Node& node, std::string_view localName, std::string_view namespaceUri) {
+  if (!node || !node.IsElement() || node.GetLocalName() != localName) {
+    throw ParseException("Expected element '" + std::string(localName) + "' not found.");
+  }
+  if (node.GetNamespace() != namespaceUri) {
+    throw ParseException("Element '" + std::string(localName) + "' has unexpected namespace");
+  }
+}
+
+void CheckAttributes(const Node& element, AttributeNames required, AttributeNames optional) {
+  const std::string name(element.GetLocalName());
+  for (const AttributeName& attribute : required) {
+    if (!element.GetAttribute(attribute.localName, attribute.namespaceUri)) {
+      throw ParseException("Node '" + name + " is missing required attribute '" +
+                           std::string(attribute.localName));
+    }
+  }
+  for (const Attribute& attribute : element.GetAttributes()) {
+    if (!Holds(required, attribute) && !Holds(optional, attribute)) {
+      throw ParseException("Unexpected attribute '" + std::string(attribute.localName) + "' on element '" +
+                           name);
+    }
+  }
+}
+
+std::string ReadAttribute(const Node& element, std::string_view attribute) {
+  return element.GetAttribute(attribute).value_or("");
+}
+
+DateTime ReadDate(const Node& element, std::string_view attribute) {
+  try {
+    return DateTime::Parse(ReadAttribute(element, attribute));
+  } catch (const Corvane::DateTimeFormatException&) {
+    throw ParseException(PathOf(element, attribute) + " is not a date");
+  }
+}
+
+bool ReadBoolean(const Node& element, std::string_view attribute) {
+  const std::string value = ReadAttribute(element, attribute);
+  const bool isTrue = value == "true" || value == "1";
+  if (!isTrue && value != "false" && value != "0") {
+    throw ParseException(PathOf(element, attribute) + " is not a Boolean");
+  }
+  return isTrue;
+}
+
+uint64_t ReadCount(const Node& element, std::string_view attribute) {
+  const std::string value = ReadAttribute(element, attribute);
+  const char* end = value.data() + value.size();
+  uint64_t count = 0;
+  const auto [stop, error] = std::from_chars(value.data(), end, count);
+  if (error != std::errc() || stop != end) {
+    throw ParseException(PathOf(element, attribute) + " is not a non-negative integer.");
+  }
+  return count;
+}
+
+std::string ReadText(const Node& element) {
+  const Node text = element.GetFirstChild();
+  const SkipWsAndCommentsFilter filter;
+  if (!text || text.GetType() != NodeType::Text || text.GetNextSibling() || !filter.Accepts(text)) {
+    throw ParseException("Element '" + std::string(element.GetLocalName()) +
+                         "' must only have textual content (but has extra children or is empty).");
+  }
+  return std::string(text.GetText());
+}
+
+void CheckEmpty(const Node& element) {
+  if (!Children(element).AtEnd()) {
+    throw ParseException("Element '" + std::string(element.GetLocalName()) + "' must be empty");
+  }
+}
+
+bool Children::IsNext(std::string_view localName) const {
+  return !AtEnd() && Current().IsElement() && Current().GetLocalName() == localName;
+}
+
+Node Children::Take(std::string_view localName, std::string_view namespaceUri) {
+  CheckElement(Current(), localName, namespaceUri);
+  return TakeAny();
+}
+
+Node Children::TakeAny() {
+  const Node child = Current();
+  walker_.Next();
+  return child;
+}
+
+void Children::CheckEnd(const char* fault) const {
+  if (!AtEnd()) {
+    throw ParseException(fault);
+  }
+}
+
+}  // namespace SsoClient
