@@ -1,0 +1,95 @@
+// What the session of one call costs: the look-up by its identifier, which counts as an access, and the
+// question for one privilege of its user.
+
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/corvane/authorize.h"
+#include "platform/corvane/session.h"
+#include "platform/corvane/sessionManager.h"
+
+namespace {
+
+using Corvane::MakeRef;
+using Corvane::Ref;
+using Corvane::Session;
+using Corvane::SessionManager;
+using Corvane::Authorize::AuthorizeManager;
+
+constexpr size_t kUsers = 100;
+
+// Made before the first measurement of that size; all threads use the same.
+struct Sessions {
+  explicit Sessions(size_t count) {
+    for (size_t i = 0; i < kUsers; ++i) authorize.Grant(User(i), AuthorizeManager::kEveryObject, "read");
+    for (size_t i = 0; i < count; ++i) {
+      Ref<Session> session;
+      Corvane::CreateSession(3'600'000'000, session);
+      authorize.AddConnection(session.get(), User(i), nullptr, false, nullptr);
+      manager.Add(session);
+      ids.push_back(session->GetId());
+    }
+  }
+
+  static std::string User(size_t i) { return "user-" + std::to_string(i % kUsers); }
+
+  static Sessions& OfSize(int64_t count) {
+    static Sessions few(10);
+    static Sessions many(10'000);
+    static Sessions most(100'000);
+    return count == 10 ? few : count == 10'000 ? many : most;
+  }
+
+  SessionManager manager;
+  AuthorizeManager authorize;
+  std::vector<std::string> ids;
+};
+
+// Each thread goes through the sessions in an order of its own.
+template <typename Use>
+void ForEachSession(benchmark::State& state, Use use) {
+  auto& sessions = Sessions::OfSize(state.range(0));
+  size_t next = static_cast<size_t>(state.thread_index()) * sessions.ids.size() / 2;
+  for (auto _ : state) {
+    use(sessions, sessions.ids[next]);
+    next = (next + 7919) % sessions.ids.size();
+  }
+}
+
+void BM_LookUp(benchmark::State& state) {
+  ForEachSession(state, [](Sessions& sessions, const std::string& id) {
+    Ref<Session> session;
+    benchmark::DoNotOptimize(sessions.manager.Find(id, session));
+  });
+}
+
+void BM_LookUpAndHasPrivilege(benchmark::State& state) {
+  ForEachSession(state, [](Sessions& sessions, const std::string& id) {
+    Ref<Session> session;
+    sessions.manager.Find(id, session);
+    benchmark::DoNotOptimize(sessions.authorize.HasPrivilege(session.get(), "vm-1", "read"));
+  });
+}
+
+void BM_CreateAndEnd(benchmark::State& state) {
+  for (auto _ : state) {
+    Ref<Session> session;
+    Corvane::CreateSession(30'000'000, session);
+  }
+}
+
+BENCHMARK(BM_LookUp)->Arg(10)->Arg(10'000)->Arg(100'000)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(BM_LookUpAndHasPrivilege)
+    ->Arg(10)
+    ->Arg(10'000)
+    ->Arg(100'000)
+    ->Threads(1)
+    ->Threads(2)
+    ->UseRealTime();
+BENCHMARK(BM_CreateAndEnd)->Threads(1)->Threads(2)->UseRealTime();
+
+}  // namespace
