@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "framework/authz/privilegeChecker.h"
 #include "framework/core/asyncApiProvider.h"
 #include "framework/core/log.h"
 #include "framework/core/message.h"
@@ -16,7 +17,8 @@ struct AuthzTag;
 template <typename Tag>
 struct Message;
 
-// The texts of refusals, as templates for the localizer: the field is {operation}.
+// The texts of refusals. Those of the filter are templates for the localizer, with the field {operation};
+// that of missing privileges, "mirel.authz.error.no.privs", is one of MakeMessage, with one field.
 template <>
 struct Message<AuthzTag> {
   static std::string DefaultMessageForId(std::string_view id);
@@ -39,6 +41,11 @@ namespace Mirel::Authz::Filter {
 // does not exist: what nobody has thought of stays shut. Where a rule covers it and the caller is entitled,
 // one that does not exist goes on, and the provider says so.
 //
+// Where the metadata asks for privileges on objects, that is a rule as well, and comes on top of those above,
+// also for an open operation: the privilege checker looks at the objects that the call names, and says
+// whether it passes. The call is refused without a checker, and when an argument that should name objects
+// doesn't.
+//
 // Refusals are answered as jobs of the enqueuer, never in the caller's stack.
 class AsyncAuthzFilter final : public Core::AsyncApiProvider {
  public:
@@ -46,7 +53,8 @@ class AsyncAuthzFilter final : public Core::AsyncApiProvider {
 
   AsyncAuthzFilter(Enqueuer enqueuer, std::shared_ptr<Core::AsyncApiProvider> next,
                    std::shared_ptr<const AuthzInfo> info, std::shared_ptr<const EntitlementChecker> checker,
-                   std::shared_ptr<Log::Logger> logger);
+                   std::shared_ptr<Log::Logger> logger,
+                   std::shared_ptr<PrivilegeChecker> privilegeChecker = nullptr);
 
   // Gives "AsyncAuthzFilter".
   std::string ToString() const override;
@@ -58,6 +66,12 @@ class AsyncAuthzFilter final : public Core::AsyncApiProvider {
  private:
   Data::ErrorValuePtr Decide(const Core::MethodIdentifier& method,
                              const std::shared_ptr<Core::AsyncActivation>& activation) const;
+  // Answers, or goes on to the next link, when the checker has called back.
+  void CheckPrivileges(const MethodCollectionPrivileges& rules,
+                       const std::shared_ptr<const Core::MethodIdentifier>& method,
+                       const Data::DataValuePtr& input,
+                       const std::shared_ptr<Core::AsyncActivation>& activation,
+                       const Core::AsyncApiResultCb& result) const;
   // Null when there is none.
   const std::set<std::string>* FindRule(const Core::MethodIdentifier& method) const;
 
@@ -66,6 +80,7 @@ class AsyncAuthzFilter final : public Core::AsyncApiProvider {
   std::shared_ptr<const AuthzInfo> info_;
   std::shared_ptr<const EntitlementChecker> checker_;
   std::shared_ptr<Log::Logger> logger_;
+  std::shared_ptr<PrivilegeChecker> privilegeChecker_;
 };
 
 }  // namespace Mirel::Authz::Filter

@@ -4,10 +4,16 @@
 #include <set>
 #include <string>
 
+#include "framework/authz/privilegeChecker.h"
+
 namespace Mirel::Authz {
 
 // Names of operations, services or packages, each with its entitlements: a caller needs one of them.
 using EntitlementTable = std::map<std::string, std::set<std::string>>;
+
+// Names of operations, each with what it requires. A requirement that has an argument stands for the objects
+// that this argument of a call names.
+using PrivilegeTable = std::map<std::string, MethodCollectionPrivileges>;
 
 // Who may call what. Filled at start, then only read.
 struct AuthzInfo {
@@ -21,6 +27,7 @@ struct AuthzInfo {
   EntitlementTable operationEntitlements;
   EntitlementTable serviceEntitlements;
   EntitlementTable packageEntitlements;
+  PrivilegeTable operationPrivileges;
 };
 
 }  // namespace Mirel::Authz

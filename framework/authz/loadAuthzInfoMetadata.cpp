@@ -6,6 +6,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <rapidjson/document.h>
 #include <rapidjson/error/en.h>
@@ -71,28 +72,67 @@ Names OperationNames(const rapidjson::Value& root) {
   return names;
 }
 
-Names ReadEntitlements(const rapidjson::Value& list, const std::string& place) {
+// What: what the texts are, in the plural.
+std::vector<std::string> ReadTexts(const rapidjson::Value& list, const std::string& place,
+                                   const std::string& what) {
   // With none at all, nobody could tell whether everyone was meant or no one.
-  if (!list.IsArray() || list.Empty()) throw Fault(place, "expected a list of entitlements");
-  Names entitlements;
-  for (const auto& entitlement : list.GetArray()) {
-    if (!entitlement.IsString() || entitlement.GetStringLength() == 0)
+  if (!list.IsArray() || list.Empty()) throw Fault(place, "expected a list of " + what);
+  std::vector<std::string> texts;
+  for (const auto& element : list.GetArray()) {
+    if (!element.IsString() || element.GetStringLength() == 0)
       throw Fault(place, "expected texts that are not empty");
-    if (!entitlements.insert(Text(entitlement)).second)
-      throw Fault(place, '"' + Text(entitlement) + "\" is there twice");
+    if (std::find(texts.begin(), texts.end(), Text(element)) != texts.end())
+      throw Fault(place, '"' + Text(element) + "\" is there twice");
+    texts.push_back(Text(element));
   }
-  return entitlements;
+  return texts;
 }
 
-EntitlementTable ReadTable(const rapidjson::Value& section, const char* name, const Names& known) {
+Names ReadEntitlements(const rapidjson::Value& list, const std::string& place) {
+  const auto texts = ReadTexts(list, place, "entitlements");
+  return {texts.begin(), texts.end()};
+}
+
+std::string TextMember(const rapidjson::Value& object, const std::string& place, const char* name) {
+  const auto& member = Member(object, place, name);
+  if (!member.IsString() || member.GetStringLength() == 0)
+    throw Fault(place, "member \"" + std::string(name) + "\" is not a text, or an empty one");
+  return Text(member);
+}
+
+MethodCollectionPrivilege ReadRequirement(const rapidjson::Value& object, const std::string& place) {
+  CheckMembers(object, place, {"object", "argument", "type", "privileges"});
+  if (object.HasMember("object") == object.HasMember("argument"))
+    throw Fault(place, "expected one of \"object\" and \"argument\"");
+  MethodCollectionPrivilege requirement;
+  const bool fixed = object.HasMember("object");
+  (fixed ? requirement.object : requirement.argument) =
+      TextMember(object, place, fixed ? "object" : "argument");
+  requirement.type = TextMember(object, place, "type");
+  requirement.privileges = std::make_shared<const std::vector<std::string>>(
+      ReadTexts(Member(object, place, "privileges"), place, "privileges"));
+  return requirement;
+}
+
+MethodCollectionPrivileges ReadRequirements(const rapidjson::Value& list, const std::string& place) {
+  if (!list.IsArray() || list.Empty()) throw Fault(place, "expected a list of requirements");
+  MethodCollectionPrivileges requirements;
+  for (const auto& element : list.GetArray()) requirements.push_back(ReadRequirement(element, place));
+  return requirements;
+}
+
+// A table from names that the model knows to what `read` makes of their values.
+template <typename Entry>
+std::map<std::string, Entry> ReadTable(const rapidjson::Value& section, const char* name, const Names& known,
+                                       Entry (*read)(const rapidjson::Value&, const std::string& place)) {
   const std::string place = std::string("/authorization/") + name;
   const auto& object = Member(section, "/authorization", name);
   if (!object.IsObject()) throw Fault(place, "expected an object");
-  EntitlementTable table;
+  std::map<std::string, Entry> table;
   for (const auto& member : object.GetObject()) {
     const auto key = Text(member.name);
     if (!known.contains(key)) throw Fault(place, "the model has no \"" + key + '"');
-    if (!table.emplace(key, ReadEntitlements(member.value, (place + '/').append(key))).second)
+    if (!table.emplace(key, read(member.value, (place + '/').append(key))).second)
       throw Fault(place, "repeated member \"" + key + '"');
   }
   return table;
@@ -109,13 +149,18 @@ void ReadTables(std::istream& file, AuthzInfo& info) {
   }
   CheckMembers(root, "the document", {"component", "metamodel", "cli", "authentication", "authorization"});
   const auto& section = Member(root, "the document", "authorization");
-  CheckMembers(section, "/authorization", {"operations", "services", "packages"});
-  auto operations = ReadTable(section, "operations", OperationNames(root));
-  auto services = ReadTable(section, "services", Identifiers(root, "/metamodel/services"));
-  auto packages = ReadTable(section, "packages", Identifiers(root, "/metamodel/packages"));
+  CheckMembers(section, "/authorization", {"operations", "services", "packages", "privileges"});
+  const auto operationNames = OperationNames(root);
+  auto operations = ReadTable(section, "operations", operationNames, &ReadEntitlements);
+  auto services = ReadTable(section, "services", Identifiers(root, "/metamodel/services"), &ReadEntitlements);
+  auto packages = ReadTable(section, "packages", Identifiers(root, "/metamodel/packages"), &ReadEntitlements);
+  PrivilegeTable privileges;
+  if (section.HasMember("privileges"))
+    privileges = ReadTable(section, "privileges", operationNames, &ReadRequirements);
   info.operationEntitlements = std::move(operations);
   info.serviceEntitlements = std::move(services);
   info.packageEntitlements = std::move(packages);
+  info.operationPrivileges = std::move(privileges);
 }
 
 }  // namespace
