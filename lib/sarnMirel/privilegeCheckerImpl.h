@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "framework/authz/privilegeChecker.h"
 #include "platform/corvane/object.h"
@@ -48,6 +49,13 @@ class PrivilegeCheckerImpl final : public Mirel::Authz::PrivilegeChecker {
                        const Callback& callback) override;
 
  private:
+  using Privileges = std::shared_ptr<const std::vector<std::string>>;
+
+  // The privileges of one requirement that the session does not hold; null when it holds them all.
+  Privileges Missing(const std::shared_ptr<const Mirel::Core::MethodIdentifier>& method,
+                     const Corvane::Ref<Corvane::Session>& session,
+                     const Mirel::Authz::MethodCollectionPrivilege& requirement) const;
+
   Corvane::Ref<Corvane::Service::Logger> logger_;
   ObjectResolver objectResolver_;
   PrivilegeTest privilegeTest_;
