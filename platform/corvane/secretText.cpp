@@ -2,7 +2,7 @@
 
 #include <openssl/crypto.h>
 
-#include <array>
+#include <algorithm>
 #include <functional>
 
 #include "platform/corvane/crypto.h"
@@ -22,12 +22,18 @@ std::string MakeSecretText() {
   return StringUtil::HexEncode(bytes);
 }
 
-size_t SecretTextHash::operator()(std::string_view text) const noexcept {
-  return std::hash<std::string_view>()(text.substr(0, kHashedDigits));
+size_t SecretKey::Hash::operator()(const SecretKey& key) const noexcept {
+  return std::hash<std::string_view>()({key.digits_.data(), kHashedDigits});
 }
 
-bool SecretTextEqual::operator()(std::string_view one, std::string_view other) const noexcept {
-  return one.size() == other.size() && CRYPTO_memcmp(one.data(), other.data(), one.size()) == 0;
+SecretKey::SecretKey(std::string_view text) {
+  if (text.size() == digits_.size()) {
+    std::copy(text.begin(), text.end(), digits_.begin());
+  }
+}
+
+bool SecretKey::operator==(const SecretKey& other) const noexcept {
+  return CRYPTO_memcmp(digits_.data(), other.digits_.data(), digits_.size()) == 0;
 }
 
 }  // namespace Corvane::Detail

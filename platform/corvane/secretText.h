@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <compare>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -10,16 +12,24 @@ namespace Corvane::Detail {
 // there is no randomness to be had.
 std::string MakeSecretText();
 
-// Hash and equality for tables of such texts. How long a look-up takes must not help somebody who tries out
-// texts: it depends on the first 64 bits alone, by the hash and the walk through a bucket, and the comparison
-// takes the same time wherever the texts differ. The other 128 bits stay unknown.
-struct SecretTextHash {
-  using is_transparent = void;
-  size_t operator()(std::string_view text) const noexcept;
-};
-struct SecretTextEqual {
-  using is_transparent = void;
-  bool operator()(std::string_view one, std::string_view other) const noexcept;
+// The key of such a text in a hash table, kept in place. How long a look-up takes must not help somebody who
+// tries out texts: it depends on the first 64 bits alone, which the hash is made of, as the comparison takes
+// the same time wherever two texts differ. The other 128 bits stay unknown.
+class SecretKey {
+ public:
+  struct Hash {
+    size_t operator()(const SecretKey& key) const noexcept;
+  };
+
+  // Of a text of another length, which nothing was made of: a key that no other text has.
+  explicit SecretKey(std::string_view text);
+
+  bool operator==(const SecretKey& other) const noexcept;
+  // For tables that nobody outside looks into.
+  auto operator<=>(const SecretKey& other) const noexcept = default;
+
+ private:
+  std::array<char, 48> digits_{};
 };
 
 }  // namespace Corvane::Detail

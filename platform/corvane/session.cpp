@@ -48,7 +48,7 @@ struct Session::State : ExpiryTimer::Client, std::enable_shared_from_this<State>
   };
 
   State(int64_t timeout, Ref<ExpiryTimer> itsTimer)
-      : timer(std::move(itsTimer)), created(UtcNow()), idleTimeout(timeout) {
+      : timer(std::move(itsTimer)), idleTimeout(timeout), created(UtcNow()) {
     Touch();
   }
 
@@ -74,21 +74,22 @@ struct Session::State : ExpiryTimer::Client, std::enable_shared_from_this<State>
     }
   }
 
-  const std::string id = Detail::MakeSecretText();
+  // What every access touches stands together.
   const Ref<ExpiryTimer> timer;
-  const int64_t created;  // UTC
-
   mutable std::mutex mutex;
   bool ended = false;
   int64_t lastAccess = 0;
   int64_t lastAccessUtc = 0;
+  Ref<Authorize::UserData> user;
+
   int64_t idleTimeout;
   int64_t connectionExpiry = kNever;
   int64_t asked = kNever;  // of the timer
   uint64_t leases = 0;
   Ref<SessionAuthData> authData;
-  Ref<Authorize::UserData> user;
   std::vector<Attached> objects;
+  const int64_t created;  // UTC
+  const std::string id = Detail::MakeSecretText();
 };
 
 void Session::State::OnTime(int64_t now) {

@@ -128,16 +128,26 @@ TEST(Session, NothingStaysOfOneThatNobodyRefersTo) {
   EXPECT_EQ(cycle.gone, 1);
 }
 
+// Says on which thread the session has ended.
+class Signal : public Corvane::SessionObject {
+ public:
+  void SessionEnded() override { promise_.set_value(std::this_thread::get_id()); }
+  std::future<std::thread::id> Future() { return promise_.get_future(); }
+
+ private:
+  std::promise<std::thread::id> promise_;
+};
+
 TEST(Session, EndsByItselfOnTheTimersThread) {
   Ref<Session> patient;
   Ref<Session> hasty;
-  std::promise<std::thread::id> told;
-  Fate fate;
+  const auto signal = MakeRef<Signal>();
+  auto thread = signal->Future();
   Corvane::CreateSession(3'600'000'000, patient);
   Corvane::CreateSession(1000, hasty);
-  hasty->AttachObject("a", MakeRef<Witness>(fate, [&] { told.set_value(std::this_thread::get_id()); }));
-  auto thread = told.get_future();
+  hasty->AttachObject("a", signal);
   ASSERT_EQ(thread.wait_for(std::chrono::minutes(1)), std::future_status::ready);
+  EXPECT_NE(thread.get(), std::this_thread::get_id());
   EXPECT_FALSE(patient->HasEnded());
   EXPECT_NE(patient->GetId(), hasty->GetId());
 }
