@@ -202,6 +202,9 @@ std::vector<Ref<Certificate>> Signature::GetCertificates() const {
   std::vector<Ref<Certificate>> certificates;
   const SkipWsAndCommentsFilter filter;
   const Node keyInfo = FindKeyInfo();
+  if (!keyInfo) {
+    return certificates;
+  }
   for (ChildWalker data(keyInfo, filter); data.Current(); data.Next()) {
     if (!data.Current().IsElement("X509Data", kSignatureNamespace)) {
       continue;
