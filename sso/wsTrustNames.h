@@ -41,10 +41,8 @@ inline constexpr char kSamlId[] = "http://docs.oasis-open.org/wss/oasis-wss-saml
 // WS-Addressing 1.0 and XML Schema.
 inline constexpr char kAddressing[] = "http://www.w3.org/2005/08/addressing";
 inline constexpr char kSchema[] = "http://www.w3.org/2001/XMLSchema";
-inline constexpr char kSchemaInstance[] = "http://www.w3.org/2001/XMLSchema-instance";
 
-inline constexpr char kAssertion[] = "urn:oasis:names:tc:SAML:2.0:assertion";
-inline constexpr char kRequestAdvice[] =
-    "http://www.tessaly.example/names/2009/12/std-ext/WS-Trust1.4/advice";
+// The vendor's.
+inline constexpr char kRequestAdvice[] = "http://www.tessaly.com/names/2009/12/std-ext/WS-Trust1.4/advice";
 
 }  // namespace SsoClient::Names
