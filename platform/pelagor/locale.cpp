@@ -19,9 +19,15 @@ constexpr const char* kFirstLocale = "en";
 // A field is never longer, so that a template without an end of one is not searched through for each brace.
 constexpr std::size_t kMaxFieldLength = 32;
 
-// "de_AT" for "de-AT" and "de_at". Empty for what ICU can't read.
+// The locale of no country for a name that ICU can't read.
+icu::Locale MakeLocale(const std::string& name) {
+  auto locale = icu::Locale::createCanonical(name.c_str());
+  return locale.isBogus() ? icu::Locale::getRoot() : locale;
+}
+
+// "de_AT" for "de-AT" and "de_at".
 std::string CanonicalName(const std::string& name) {
-  return icu::Locale::createCanonical(name.c_str()).getBaseName();
+  return MakeLocale(name).getBaseName();
 }
 
 std::map<std::string, Catalogue> ReadCatalogues(const std::string& folder) {
@@ -80,7 +86,7 @@ class Locale::Impl {
 
   void Select(const std::string& name) {
     if (formats_ && name == selected_) return;
-    formats_.emplace(icu::Locale::createCanonical(name.c_str()));
+    formats_.emplace(MakeLocale(name));
     canonical_ = CanonicalName(name);
     selected_ = name;
   }
