@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <vector>
 
 #include "framework/authz/authzInfo.h"
 #include "framework/authz/loadAuthzInfoMetadata.h"
@@ -10,6 +11,12 @@ namespace Mirel::Authz {
 namespace {
 
 using namespace MetadataTest;
+
+// The service's metadata, with requirements for its operation.
+std::string Requiring(const std::string& requirements) {
+  return ChangedMetadata("/authorization/privileges",
+                         R"({"com.tessaly.norn.hesper.guest_data.subscribe":[)" + requirements + "]}");
+}
 
 class AuthzMetadata : public testing::Test {
  protected:
@@ -45,6 +52,19 @@ TEST_F(AuthzMetadata, AFaultIsToldAndChangesNothing) {
       {changed(subscribe.c_str(), R"("GUEST_DATA_ACCESS")"), "expected a list of entitlements"},
       {changed(subscribe.c_str(), R"(["X",1])"), "expected texts that are not empty"},
       {changed(subscribe.c_str(), R"(["X","X"])"), "\"X\" is there twice"},
+      {changed("/authorization/privileges", "[]"), "/authorization/privileges: expected an object"},
+      {changed("/authorization/privileges", R"({"a.b.c":[]})"), "the model has no \"a.b.c\""},
+      {Requiring(""), "expected a list of requirements"},
+      {Requiring("1"), "expected an object"},
+      {Requiring(R"({"object":"a","type":"t","privilege":["P"]})"), "unknown member \"privilege\""},
+      {Requiring(R"({"type":"t","privileges":["P"]})"), "expected one of \"object\" and \"argument\""},
+      {Requiring(R"({"object":"a","argument":"b","type":"t","privileges":["P"]})"), "expected one of"},
+      {Requiring(R"({"object":"","type":"t","privileges":["P"]})"), "member \"object\" is not a text"},
+      {Requiring(R"({"argument":1,"type":"t","privileges":["P"]})"), "member \"argument\" is not a text"},
+      {Requiring(R"({"object":"a","privileges":["P"]})"), "member \"type\" is missing"},
+      {Requiring(R"({"object":"a","type":"t"})"), "member \"privileges\" is missing"},
+      {Requiring(R"({"object":"a","type":"t","privileges":[]})"), "expected a list of privileges"},
+      {Requiring(R"({"object":"a","type":"t","privileges":["P","P"]})"), "\"P\" is there twice"},
       // Without a model there is nothing that a rule could be for.
       {changed("/metamodel", R"({"services":[1,{"id":2},{"id":"a"}]})"), "the model has no"},
   };
@@ -53,7 +73,19 @@ TEST_F(AuthzMetadata, AFaultIsToldAndChangesNothing) {
     EXPECT_NE(message.find(expected), std::string::npos) << message << "\nexpected: " << expected;
     EXPECT_EQ(info->operationEntitlements, (EntitlementTable{{"old", {"KEPT"}}}));
     EXPECT_TRUE(info->serviceEntitlements.empty() && info->packageEntitlements.empty());
+    EXPECT_TRUE(info->operationPrivileges.empty());
   }
+}
+
+TEST_F(AuthzMetadata, RequirementsKeepTheirOrder) {
+  EXPECT_EQ(Load(Requiring(R"({"argument":"spec.vm","type":"vm","privileges":["Z","A"]},)"
+                           R"({"object":"root","type":"folder","privileges":["A"]})")),
+            "");
+  const auto& required = info->operationPrivileges.at("com.tessaly.norn.hesper.guest_data.subscribe");
+  ASSERT_EQ(required.size(), 2U);
+  EXPECT_EQ(required[0].object + '|' + required[0].type + '|' + required[0].argument, "|vm|spec.vm");
+  EXPECT_EQ(*required[0].privileges, (std::vector<std::string>{"Z", "A"}));
+  EXPECT_EQ(required[1].object + '|' + required[1].type + '|' + required[1].argument, "root|folder|");
 }
 
 }  // namespace
