@@ -1,7 +1,5 @@
 #include "tests/sarnMirel/bridgeEnvironment.h"
 
-#include <gtest/gtest.h>
-
 #include "lib/sarnMirel/refValue.h"
 #include "platform/corvane/app.h"
 #include "platform/corvane/authenticate.h"
@@ -14,10 +12,10 @@ class AppEnvironment : public testing::Environment {
  public:
   void SetUp() override {
     const TemporaryFolder folder;
-    const auto timeout = std::to_string(kEphemeralTimeout);
     Corvane::Service::InitApp(folder.Write(
         "config.xml", "<config><log><level>3</level></log><sarnMirel><EphemeralSessionIdleTimeout>" +
-                          timeout + "</EphemeralSessionIdleTimeout></sarnMirel></config>"));
+                          std::to_string(kEphemeralTimeout) +
+                          "</EphemeralSessionIdleTimeout></sarnMirel></config>"));
   }
 };
 

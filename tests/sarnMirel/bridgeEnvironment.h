@@ -1,22 +1,23 @@
 #pragma once
 
-#include <cstdint>
+#include <gtest/gtest.h>
+
 #include <functional>
 #include <map>
-#include <memory>
 #include <string>
+#include <utility>
 
 #include "framework/core/asyncActivation.h"
-#include "framework/core/dataValue.h"
-#include "lib/sarnMirel/sessionFunctions.h"
+#include "lib/sarnMirel/sessionServiceImpl.h"
 #include "platform/corvane/session.h"
 #include "platform/corvane/sessionManager.h"
 
-// The application object of this program is brought up before the first test. Its configuration has
-// the ephemeral timeout that kEphemeralTimeout names, and its logger writes faults only.
+// The application object of this program is brought up before the first test: with the ephemeral timeout that
+// stands here, and a logger that writes faults only.
 namespace Bridge {
 
 constexpr std::int64_t kEphemeralTimeout = 7'000'000;
+constexpr char kRefused[] = "com.tessaly.mirel.std.errors.unauthenticated";
 
 using Entries = std::map<std::string, std::string>;
 
@@ -33,5 +34,26 @@ Corvane::SessionManager& Manager();
 
 // What is written to standard error while the function runs.
 std::string CaptureLog(const std::function<void()>& function);
+
+// Calls an operation of the session service. Nothing when it is refused.
+template <typename T>
+boost::optional<T> Call(SarnMirel::SessionServiceImpl& service,
+                        void (SarnMirel::SessionServiceImpl::*operation)(
+                            const SarnMirel::ActivationPtr&,
+                            const Mirel::AsyncResult<T, Mirel::AsyncResultTerminateCbPolicy>&),
+                        const SarnMirel::ActivationPtr& activation) {
+  using Result = Mirel::AsyncResult<T, Mirel::AsyncResultTerminateCbPolicy>;
+  boost::optional<T> answer;
+  int answers = 0;
+  typename Result::ResultCb callbacks;
+  callbacks.first = [&](const auto& value, const auto& error, const auto&) {
+    ++answers;
+    answer = value;
+    EXPECT_EQ(value ? kRefused : error->name(), kRefused);
+  };
+  (service.*operation)(activation, Result(std::move(callbacks)));
+  EXPECT_EQ(answers, 1);
+  return answer;
+}
 
 }  // namespace Bridge
