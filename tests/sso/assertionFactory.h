@@ -35,15 +35,15 @@ struct CertificateSpec {
 Identity MakeIdentity(KeyKind kind = KeyKind::Rsa2048, const CertificateSpec& spec = {});
 
 struct AssertionSpec {
-  std::string id;  // empty for a new one
+  std::string id = {};  // empty for a new one
   std::string issuer = "https://sts.example/websso";
   std::string user = "admin@example.local";
   int64_t startsInSeconds = -60;  // from now
   int64_t endsInSeconds = 3600;
-  std::string holderCertificate;  // base 64 of DER; empty for a bearer token
-  std::string delegateTo;         // name@domain; empty for none
-  std::vector<std::string> audiences;
-  std::optional<unsigned> proxyCount;
+  std::string holderCertificate = {};  // base 64 of DER; empty for a bearer token
+  std::string delegateTo = {};         // name@domain; empty for none
+  std::vector<std::string> audiences = {};
+  std::optional<unsigned> proxyCount = {};
   bool renewable = false;
   std::vector<std::string> groups = {"example.local\\Administrators", "example.local\\Users"};
   std::optional<std::string> isSolution = "false";
@@ -57,8 +57,8 @@ struct SigningSpec {
   Corvane::Xml::Security::DigestMethod digest = Corvane::Xml::Security::DigestMethod::Sha256;
   Corvane::Xml::Security::CanonicalizationMethod canonicalization =
       Corvane::Xml::Security::CanonicalizationMethod::Exclusive;
-  std::optional<std::string> uri;  // without one, "#" and the assertion's ID
-  bool withCertificate = true;     // in the key info
+  std::optional<std::string> uri = {};  // without one, "#" and the assertion's ID
+  bool withCertificate = true;          // in the key info
 };
 
 // The assertion with its signature behind the issuer.
