@@ -21,6 +21,7 @@ namespace SsoClient {
 namespace {
 
 using Corvane::Xml::Node;
+namespace Security = Corvane::Xml::Security;
 
 constexpr char kUnexpectedFormat[] = "Unexpected XML format";
 
@@ -55,12 +56,18 @@ Node FindAssertion(const Node& requestedToken) {
   return FindOnlyChild(requestedToken, "Assertion", kAssertionNamespace, kUnexpectedFormat);
 }
 
-std::shared_ptr<const SamlToken> ReadAssertion(const Node& assertion, const KeyResolver& keyResolver) {
+// In inclusive form, as the declarations around the assertion may be used in its values.
+std::string Canonicalize(const Node& assertion) try {
   const auto writer = Corvane::CreateStringWriter();
-  // Inclusive, as the declarations around the assertion may be used in its values.
-  Corvane::Xml::Security::CreateCanonicalizer(Corvane::Xml::Security::CanonicalizationMethod::Inclusive)
+  Security::CreateCanonicalizer(Security::CanonicalizationMethod::Inclusive)
       ->Canonicalize(assertion, *writer);
-  return ParseToken(writer->GetText(), keyResolver);
+  return writer->GetText();
+} catch (const Security::XmlSecurityException& fault) {
+  throw SsoException("The assertion has no canonical form: " + fault.GetText());
+}
+
+std::shared_ptr<const SamlToken> ReadAssertion(const Node& assertion, const KeyResolver& keyResolver) {
+  return ParseToken(Canonicalize(assertion), keyResolver);
 }
 
 std::shared_ptr<const SamlToken> ReadToken(const Node& holder, const KeyResolver& keyResolver) {

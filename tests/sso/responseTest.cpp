@@ -8,6 +8,7 @@
 #include "platform/corvane/stringUtil.h"
 #include "sso/anchorKeyResolver.h"
 #include "sso/responseHandler.h"
+#include "sso/samlNames.h"
 #include "sso/ssoExceptions.h"
 #include "sso/wsTrustNames.h"
 #include "tests/sso/assertionFactory.h"
@@ -137,6 +138,11 @@ TEST_F(ResponseTest, TokensInTheirTwoShapes) {
     EXPECT_EQ(Reason([&] { handler_.ReadRenewedToken(Body(content)); }), format) << content;
     EXPECT_EQ(Reason([&] { handler_.ReadAcquiredToken(Body(Collection(content))); }), format) << content;
   }
+  EXPECT_TRUE(Reason([&] {
+                handler_.ReadRenewedToken(Body(Answer(Requested(std::string("<a:Assertion xmlns:a='") +
+                                                                kAssertionNamespace + "' xmlns:b='c?'/>"))));
+              }).starts_with("sso: The assertion has no canonical form: "))
+      << "a relative namespace";
   auto forged = direct;
   forged.replace(forged.find("admin@"), 5, "nobod");
   EXPECT_EQ(Reason([&] { handler_.ReadRenewedToken(forged); }),
