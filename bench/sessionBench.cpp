@@ -18,7 +18,6 @@
 
 namespace {
 
-using Corvane::MakeRef;
 using Corvane::Ref;
 using Corvane::Session;
 using Corvane::SessionManager;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -26,7 +25,7 @@ class SecretKey {
 
   bool operator==(const SecretKey& other) const noexcept;
   // For tables that nobody outside looks into.
-  auto operator<=>(const SecretKey& other) const noexcept = default;
+  bool operator<(const SecretKey& other) const noexcept { return digits_ < other.digits_; }
 
  private:
   std::array<char, 48> digits_{};

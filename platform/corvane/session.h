@@ -41,10 +41,11 @@ class SessionAuthData : public SessionObject {
 // doesn't end by idleness until the lease is given back.
 class Session : public ObjectImpl {
  public:
-  explicit Session(int64_t idleTimeoutMicroseconds, const Ref<ExpiryTimer>& timer);
+  Session(int64_t idleTimeoutMicroseconds, const Ref<ExpiryTimer>& timer);
   ~Session() override;
 
-  // 48 hexadecimal digits. It opens the session: it must not be shown to those who don't have it.
+  // 48 hexadecimal digits, by which a manager finds the session: not for clients, who get identifiers of
+  // their own.
   const std::string& GetId() const;
 
   // Null when there is none, as in a session that has ended, where setting has no effect. Setting null

@@ -48,12 +48,11 @@ class SessionManager::Table {
 
   Ref<Session> Take(const SecretKey& key) {
     const std::lock_guard lock(mutex_);
-    const auto entry = sessions_.find(key);
-    if (entry == sessions_.end()) {
-      return nullptr;
+    Ref<Session> session;
+    if (const auto entry = sessions_.find(key); entry != sessions_.end()) {
+      std::swap(session, entry->second);
+      sessions_.erase(entry);
     }
-    const Ref<Session> session = std::move(entry->second);
-    sessions_.erase(entry);
     return session;
   }
 
