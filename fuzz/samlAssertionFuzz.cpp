@@ -1,0 +1,83 @@
+// SAML assertions of hostile clients. The key is a stranger's: whatever the text says, and whatever is said
+// with the bytes of a token that was signed once, nothing is believed.
+
+#include <openssl/evp.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "platform/corvane/xml/key.h"
+#include "platform/corvane/xml/node.h"
+#include "platform/corvane/xml/parser.h"
+#include "platform/corvane/xml/reader.h"
+#include "platform/corvane/xml/signature.h"
+#include "sso/parseToken.h"
+#include "sso/ssoExceptions.h"
+
+namespace {
+
+using namespace Corvane::Xml;
+
+void Require(bool condition) {
+  if (!condition) std::abort();
+}
+
+const Security::Key& Stranger(bool isRsa) {
+  static const Security::Key kRsa(EVP_RSA_gen(2048));
+  static const Security::Key kCurve(EVP_EC_gen("P-256"));
+  return isRsa ? kRsa : kCurve;
+}
+
+std::string Write(const Node& node) {
+  const auto writer = Corvane::CreateStringWriter();
+  WriteNode(node, *writer);
+  return writer->GetText();
+}
+
+// A text that is well-formed can be written, and reads the same again.
+void WriteAndReadAgain(const std::string& text) {
+  const auto document = CreateXMLDocument();
+  Node element;
+  try {
+    element = CreateElementFromText(document, text);
+  } catch (const XMLParseException&) {
+    return;
+  }
+  const auto root = CreateElementNode(document, "root");
+  root.AppendChild(element);
+  document->SetRoot(root);
+  const auto again = ParseText(Write(root));
+  Require(again->GetRoot().GetFirstChild());
+}
+
+void CheckSignature(const SsoClient::SamlToken& token) {
+  for (const bool isRsa : {true, false}) {
+    try {
+      SsoClient::VerifySignature(token, Stranger(isRsa));
+      Require(false);
+    } catch (const SsoClient::InvalidSignatureException&) {
+    }
+  }
+  try {
+    token.GetSignature()->GetCertificates();
+  } catch (const Security::XmlSecurityException&) {
+  }
+  SsoClient::IsHolderOfKey(token, Stranger(true));
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string text(data, data + size);
+  WriteAndReadAgain(text);
+  try {
+    const auto token = SsoClient::ParseAssertion(text);
+    Require(token->GetText() == text && !token->GetSubject().name.empty() &&
+            !token->GetSubject().domain.empty());
+    CheckSignature(*token);
+    SsoClient::ValidateToken(*token, Corvane::System::DateTime(1'795'000'000'000'000));
+  } catch (const SsoClient::ParseException&) {
+  }
+  return 0;
+}

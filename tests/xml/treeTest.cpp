@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/corvane/exception.h"
+#include "platform/corvane/xml/canonicalizer.h"
+#include "platform/corvane/xml/node.h"
+#include "platform/corvane/xml/parser.h"
+#include "platform/corvane/xml/reader.h"
+
+namespace {
+
+using namespace Corvane::Xml;
+using Corvane::CreateStringWriter;
+using Security::CanonicalizationMethod;
+
+std::string Write(const Node& node) {
+  const auto writer = CreateStringWriter();
+  WriteNode(node, *writer);
+  return writer->GetText();
+}
+
+std::string Canonical(const Node& node, CanonicalizationMethod method) {
+  const auto writer = CreateStringWriter();
+  Security::CreateCanonicalizer(method)->Canonicalize(node, *writer);
+  return writer->GetText();
+}
+
+TEST(XmlTreeTest, ResolvesPrefixesWhereTheyAreDeclared) {
+  const auto document = CreateXMLDocument();
+  const auto root = CreateElementNode(document, "p:root");
+  const auto child = CreateElementNode(document, "p:child");
+  const auto inner = CreateElementNode(document, "q:inner");
+  inner.SetAttribute("p:a", "1 < \"2\"");
+  child.AppendChild(inner);
+  root.AppendChild(child);
+  EXPECT_EQ(inner.GetNamespace(), "");
+  EXPECT_EQ(inner.GetPrefix(), "q");
+  root.SetAttribute("xmlns:p", "urn:p");
+  inner.SetAttribute("xmlns:q", "urn:q");
+  document->SetRoot(root);
+  EXPECT_TRUE(child.IsElement("child", "urn:p"));
+  EXPECT_TRUE(inner.IsElement("inner", "urn:q"));
+  EXPECT_EQ(inner.GetAttribute("a", "urn:p"), "1 < \"2\"");
+  EXPECT_EQ(inner.ResolvePrefix("p"), "urn:p");
+  EXPECT_EQ(inner.ResolvePrefix("r"), std::nullopt);
+  child.PrependChild(CreateTextNode(document, "<&>"));
+  EXPECT_EQ(Write(root),
+            "<p:root xmlns:p=\"urn:p\"><p:child>&lt;&amp;&gt;<q:inner xmlns:q=\"urn:q\" p:a=\"1 &lt; "
+            "&quot;2&quot;\"/>"
+            "</p:child></p:root>");
+  EXPECT_THROW(root.SetAttribute("xmlns:p", "urn:other"), Corvane::InvalidArgumentException);
+  EXPECT_THROW(root.AppendChild(child), Corvane::InvalidArgumentException);
+  EXPECT_THROW(root.AppendChild(CreateElementNode(CreateXMLDocument(), "x")),
+               Corvane::InvalidArgumentException);
+  EXPECT_THROW(document->SetRoot(CreateElementNode(document, "x")), Corvane::InvalidStateException);
+}
+
+TEST(XmlTreeTest, WritesAPreBuiltElementAsItWas) {
+  const std::string text = "<t:a  xmlns:t='urn:t' b = 'c'><t:d></t:d>&#65;</t:a >";
+  const auto document = CreateXMLDocument();
+  const auto root = CreateElementNode(document, "root");
+  const auto element = CreateElementFromText(document, "\xef\xbb\xbf<?xml version='1.0'?>\n" + text);
+  EXPECT_EQ(Write(element), text);
+  root.AppendChild(element);
+  document->SetRoot(root);
+  EXPECT_EQ(Write(root), "<root>" + text + "</root>");
+  // The tree stays a tree: it is what is signed.
+  EXPECT_EQ(Canonical(root, CanonicalizationMethod::Exclusive),
+            "<root><t:a xmlns:t=\"urn:t\" b=\"c\"><t:d></t:d>A</t:a></root>");
+  EXPECT_THROW(CreateElementFromText(document, "<a>"), XMLParseException);
+}
+
+TEST(XmlTreeTest, CanonicalFormsKeepTheDeclarationsInScope) {
+  const auto document =
+      ParseText("<r xmlns:u='urn:u' xmlns:p='urn:p'><p:a z='1' b=\"'\"><!-- c --> x</p:a></r>");
+  const auto element = document->GetRoot().GetFirstChild();
+  EXPECT_EQ(Canonical(element, CanonicalizationMethod::Inclusive),
+            "<p:a xmlns:p=\"urn:p\" xmlns:u=\"urn:u\" b=\"'\" z=\"1\"> x</p:a>");
+  EXPECT_EQ(Canonical(element, CanonicalizationMethod::Exclusive),
+            "<p:a xmlns:p=\"urn:p\" b=\"'\" z=\"1\"> x</p:a>");
+}
+
+}  // namespace
