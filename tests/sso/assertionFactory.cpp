@@ -1,7 +1,6 @@
 #include "tests/sso/assertionFactory.h"
 
 #include <openssl/bio.h>
-#include <openssl/ec.h>
 #include <openssl/evp.h>
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
@@ -37,7 +36,7 @@ EVP_PKEY* Generate(KeyKind kind) {
     case KeyKind::Rsa2048:
       return EVP_RSA_gen(2048);
     case KeyKind::EcP256:
-      return EVP_EC_gen("P-256");
+      return EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256");
   }
   return nullptr;
 }
