@@ -16,7 +16,7 @@ namespace SsoClient {
 namespace {
 
 constexpr std::string_view kScheme = "https://";
-constexpr std::size_t kLargestHead = 64 * 1024;
+constexpr std::size_t kLargestHead = 65536;
 constexpr int kOk = 200;
 constexpr int kServerError = 500;  // SOAP 1.1, section 6.2: the status of a fault
 

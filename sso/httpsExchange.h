@@ -12,7 +12,7 @@ struct HttpsSettings {
   std::string caFile;  // PEM: the authorities that the service's certificate is checked against, no others
   int connectSeconds = 10;
   int totalSeconds = 60;
-  std::size_t largestAnswer = 1024 * 1024;  // bytes
+  std::size_t largestAnswer = 1 << 20;  // bytes
 };
 
 // Posts over HTTPS, each time on a new connection: TLS 1.2 or newer, the service's certificate and host name

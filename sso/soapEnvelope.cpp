@@ -19,7 +19,7 @@ using Corvane::Xml::Document;
 using Corvane::Xml::Node;
 namespace Security = Corvane::Xml::Security;
 
-constexpr std::int64_t kRequestLifeSec = 10 * 60;
+constexpr std::int64_t kRequestLifeSec = 600;
 constexpr char kCertificateId[] = "holderOfKeyCertificate";
 
 Node Find(const Node& parent, std::string_view localName, std::string_view namespaceUri) {
@@ -119,8 +119,7 @@ XMLBuilderPtr XMLSignedSoapBuilder::MakeKeyInfo() const {
     attributes.emplace_back("xmlns:wsse11", Names::kSecurity11);
     attributes.emplace_back("wsse11:TokenType", Names::kSamlV2);
   }
-  auto reference =
-      std::make_unique<XMLCompositeBuilder>("wsse", "SecurityTokenReference", std::move(attributes));
+  auto reference = std::make_unique<XMLCompositeBuilder>("wsse", "SecurityTokenReference", attributes);
   if (tokenId_) {
     reference->Append<TextElementBuilderImpl>("wsse", "KeyIdentifier", *tokenId_,
                                               XMLAttributes{{"ValueType", Names::kSamlId}});

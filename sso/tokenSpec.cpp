@@ -18,8 +18,10 @@ std::string Join(const Texts& texts) {
 
 std::string ToText(const std::vector<Advice>& advice) {
   std::vector<std::string> texts;
+  texts.reserve(advice.size());
   for (const auto& [source, attributes] : advice) {
     std::vector<std::string> lists;
+    lists.reserve(attributes.size());
     for (const auto& attribute : attributes)
       lists.push_back(attribute.name + "=[" + Join(attribute.values) + "]");
     texts.push_back(source + ": " + Join(lists));

@@ -15,8 +15,8 @@ namespace {
 
 using Composite = std::unique_ptr<XMLCompositeBuilder>;
 
-Composite MakeComposite(const char* prefix, const char* localName, XMLAttributes attributes = {}) {
-  return std::make_unique<XMLCompositeBuilder>(prefix, localName, std::move(attributes));
+Composite MakeComposite(const char* prefix, const char* localName, const XMLAttributes& attributes = {}) {
+  return std::make_unique<XMLCompositeBuilder>(prefix, localName, attributes);
 }
 
 const char* ToText(bool value) {
@@ -144,10 +144,9 @@ XMLBuilderPtr MakeUsernameToken(const std::string& user, const std::string* pass
   return token;
 }
 
-XMLBuilderPtr MakePeriod(std::string prefix, std::string localName, std::int64_t seconds,
-                         XMLAttributes attributes) {
-  auto period =
-      std::make_unique<XMLCompositeBuilder>(std::move(prefix), std::move(localName), std::move(attributes));
+XMLBuilderPtr MakePeriod(const std::string& prefix, const std::string& localName, std::int64_t seconds,
+                         const XMLAttributes& attributes) {
+  auto period = std::make_unique<XMLCompositeBuilder>(prefix, localName, attributes);
   const auto now = Corvane::System::GetUtcDateTime();
   period->Append<TextElementBuilderImpl>("wsu", "Created", now.ToShortStringBias());
   period->Append<TextElementBuilderImpl>("wsu", "Expires", Later(now, seconds).ToShortStringBias());

@@ -48,7 +48,7 @@ class XMLBodyBuilderContinuedSPNego final : public XMLCompositeBuilder {
 XMLBuilderPtr MakeUsernameToken(const std::string& user, const std::string* password);
 
 // An element with wsu:Created, the current time, and wsu:Expires, that many seconds later.
-XMLBuilderPtr MakePeriod(std::string prefix, std::string localName, std::int64_t seconds,
-                         XMLAttributes attributes = {});
+XMLBuilderPtr MakePeriod(const std::string& prefix, const std::string& localName, std::int64_t seconds,
+                         const XMLAttributes& attributes = {});
 
 }  // namespace SsoClient

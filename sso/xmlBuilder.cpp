@@ -42,9 +42,10 @@ void Check(const std::string& place, std::string_view text) {
 
 }  // namespace
 
-ElementBuilderImpl::ElementBuilderImpl(std::string prefix, std::string localName, XMLAttributes attributes)
-    : qualifiedName_(std::move(prefix) + ":" + localName) {
-  for (auto& [name, value] : attributes) AddAttribute(std::move(name), std::move(value));
+ElementBuilderImpl::ElementBuilderImpl(const std::string& prefix, const std::string& localName,
+                                       const XMLAttributes& attributes)
+    : qualifiedName_(prefix + ":" + localName) {
+  for (const auto& [name, value] : attributes) AddAttribute(name, value);
 }
 
 void ElementBuilderImpl::AddAttribute(std::string qualifiedName, std::string value) {
@@ -58,10 +59,9 @@ Node ElementBuilderImpl::Build(const Ref<Document>& document) const {
   return element;
 }
 
-TextElementBuilderImpl::TextElementBuilderImpl(std::string prefix, std::string localName, std::string text,
-                                               XMLAttributes attributes)
-    : ElementBuilderImpl(std::move(prefix), std::move(localName), std::move(attributes)),
-      text_(std::move(text)) {
+TextElementBuilderImpl::TextElementBuilderImpl(const std::string& prefix, const std::string& localName,
+                                               std::string text, const XMLAttributes& attributes)
+    : ElementBuilderImpl(prefix, localName, attributes), text_(std::move(text)) {
   Check(GetQualifiedName(), text_);
 }
 

@@ -34,7 +34,8 @@ using XMLAttributes = std::vector<std::pair<std::string, std::string>>;
 // An element without children.
 class ElementBuilderImpl : public XMLBaseBuilder {
  public:
-  ElementBuilderImpl(std::string prefix, std::string localName, XMLAttributes attributes = {});
+  ElementBuilderImpl(const std::string& prefix, const std::string& localName,
+                     const XMLAttributes& attributes = {});
 
   void AddAttribute(std::string qualifiedName, std::string value);
   Corvane::Xml::Node Build(const Corvane::Ref<Corvane::Xml::Document>& document) const override;
@@ -50,8 +51,8 @@ class ElementBuilderImpl : public XMLBaseBuilder {
 // An element with one text child. The text is wiped at the end, as it may be a password.
 class TextElementBuilderImpl final : public ElementBuilderImpl {
  public:
-  TextElementBuilderImpl(std::string prefix, std::string localName, std::string text,
-                         XMLAttributes attributes = {});
+  TextElementBuilderImpl(const std::string& prefix, const std::string& localName, std::string text,
+                         const XMLAttributes& attributes = {});
   ~TextElementBuilderImpl() override;
 
   Corvane::Xml::Node Build(const Corvane::Ref<Corvane::Xml::Document>& document) const override;
