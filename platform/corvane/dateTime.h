@@ -37,7 +37,10 @@ class DateTime {
   // have a text; times before and after give the first and the last moment of these.
   std::string ToShortStringBias() const;
 
-  auto operator<=>(const DateTime&) const = default;
+  bool operator==(const DateTime&) const = default;
+  std::strong_ordering operator<=>(const DateTime& other) const {
+    return microseconds_ <=> other.microseconds_;
+  }
 
  private:
   std::int64_t microseconds_ = 0;
