@@ -119,7 +119,7 @@ TEST_F(ExchangeTest, AnswersThatAreNone) {
       {"/no-http", "Received HTTP/0.9"},
   };
   for (const auto& [path, reason] : cases) {
-    const auto got = Reason([&] { WithPassword(process_->Bearer(path)); });
+    const auto got = Reason([&, at = path] { WithPassword(process_->Bearer(at)); });
     EXPECT_TRUE(got.starts_with("communication: Token service: ") && got.find(reason) != std::string::npos)
         << path << ": " << got;
     EXPECT_EQ(got.find(password_), std::string::npos);
@@ -231,7 +231,7 @@ TEST_F(ExchangeTest, TokensThatWereNotAskedFor) {
       {"/other-signer", "The token's signer is not trusted."},
   };
   for (const auto& [path, reason] : cases) {
-    EXPECT_EQ(Reason([&] { WithPassword(process_->Holder(path)); }), reason) << path;
+    EXPECT_EQ(Reason([&, at = path] { WithPassword(process_->Holder(at)); }), reason) << path;
   }
   EXPECT_EQ(Reason([&] { WithPassword(process_->Bearer("/bound")); }),
             "The token is bound to a key, which was not asked for");

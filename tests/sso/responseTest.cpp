@@ -106,7 +106,9 @@ TEST_F(ResponseTest, FaultsAndBrokenAnswersInEveryOperation) {
        "credentials: Authentication failed: two\\nlines"},
       {FaultBody("<faultcode>t:FailedAuthentication</faultcode>"), "credentials: Authentication failed: "},
   };
-  for (const auto& [answer, expected] : cases) {
+  for (const auto& one : cases) {
+    const auto& answer = one.first;
+    const auto& expected = one.second;
     for (const auto& reason :
          {Reason([&] { handler_.ReadAcquiredToken(answer); }),
           Reason([&] { handler_.ReadRenewedToken(answer); }), Reason([&] { handler_.ReadVerdict(answer); }),
@@ -196,8 +198,9 @@ TEST_F(ResponseTest, NegotiationLegs) {
       {Answer(Requested(token_)),
        "sso: Invalid token type:  (expected: urn:oasis:names:tc:SAML:2.0:assertion"},
   };
-  for (const auto& [content, expected] : cases) {
-    EXPECT_EQ(Reason([&] { handler_.ReadNegotiationLeg(Body(content)); }), expected) << content;
+  for (const auto& [part, expected] : cases) {
+    const auto answer = Body(part);
+    EXPECT_EQ(Reason([&] { handler_.ReadNegotiationLeg(answer); }), expected) << answer;
   }
 }
 
