@@ -158,8 +158,7 @@ class Printer {
     if (answer.HasParseError() || !answer.IsObject())
       throw std::runtime_error("an element is no JSON object");
     if (answer.HasMember("error")) throw std::runtime_error(ErrorText(answer["error"]));
-    if (!answer.HasMember("result"))
-      throw std::runtime_error("an element has neither a result nor an error");
+    if (!answer.HasMember("result")) throw std::runtime_error("an element has neither a result nor an error");
     rapidjson::StringBuffer line;
     JsonWriter writer(line);
     answer["result"].Accept(writer);
