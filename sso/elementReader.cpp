@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <charconv>
 
-#include "platform/corvane/textEscape.h"
 #include "sso/ssoExceptions.h"
 
 namespace SsoClient {
 
-using Corvane::Detail::EscapeLine;
 using Corvane::System::DateTime;
 using Corvane::Xml::Attribute;
 using Corvane::Xml::Node;
@@ -113,7 +111,7 @@ Node Children::Take(std::string_view localName, std::string_view namespaceUri) {
 }
 
 Node Children::TakeAny() {
-  const Node child = Current();
+  Node child = Current();
   walker_.Next();
   return child;
 }

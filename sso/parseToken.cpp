@@ -62,7 +62,7 @@ void VerifySignature(const SamlToken& token, const Corvane::Xml::Security::Key& 
 }
 
 std::shared_ptr<const SamlToken> ParseToken(std::string_view text, const KeyResolver& keyResolver) {
-  const auto token = ParseAssertion(text);
+  auto token = ParseAssertion(text);
   ValidateToken(*token, Corvane::System::GetUtcDateTime());
   const auto key = keyResolver(*token);
   if (!key) {

@@ -71,7 +71,7 @@ std::string Certificate::GetBase64() const {
   if (length < 0) {
     FailWithOpenSsl("The certificate has no DER form");
   }
-  const std::string text =
+  std::string text =
       StringUtil::Base64Encode({reinterpret_cast<const char*>(der), static_cast<size_t>(length)});
   OPENSSL_free(der);
   return text;

@@ -7,8 +7,9 @@
 
 #include "platform/corvane/object.h"
 
-struct _xmlDoc;
-struct _xmlNode;
+// Tags of the library.
+struct _xmlDoc;   // NOLINT(bugprone-reserved-identifier)
+struct _xmlNode;  // NOLINT(bugprone-reserved-identifier)
 
 namespace Corvane {
 class Writer;

@@ -195,6 +195,10 @@ Node Node::GetNextSibling() const {
   return Node(document_, node_->next);
 }
 
+void Node::Advance() {
+  node_ = node_->next;
+}
+
 std::string_view Node::GetText() const {
   return IsElement() ? std::string_view() : View(node_->content);
 }
@@ -280,7 +284,7 @@ Node CreateElementFromText(const Ref<Document>& document, std::string_view text)
   if (copy == nullptr) {
     throw std::bad_alloc();
   }
-  const Node element = Node::Adopt(document, copy);
+  Node element = Node::Adopt(document, copy);
   document->preBuilt_.emplace(copy, StripDeclaration(text));
   return element;
 }
@@ -324,13 +328,13 @@ ChildWalker::ChildWalker(const Node& parent, const NodeFilter& filter)
 }
 
 void ChildWalker::Next() {
-  current_ = current_.GetNextSibling();
+  current_.Advance();
   SkipUnaccepted();
 }
 
 void ChildWalker::SkipUnaccepted() {
   while (current_ && !filter_->Accepts(current_)) {
-    current_ = current_.GetNextSibling();
+    current_.Advance();
   }
 }
 

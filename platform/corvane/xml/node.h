@@ -52,6 +52,8 @@ class Node {
   Node GetParent() const;
   Node GetFirstChild() const;
   Node GetNextSibling() const;
+  // Becomes the next sibling.
+  void Advance();
 
   // The text of a text, CDATA section or comment.
   std::string_view GetText() const;

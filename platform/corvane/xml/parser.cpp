@@ -92,7 +92,7 @@ Ref<Document> ParseText(std::string_view text) {
   xmlDoc* tree =
       xmlCtxtReadMemory(parser.get(), text.data(), static_cast<int>(text.size()), nullptr, nullptr,
                         XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_IGNORE_ENC);
-  const Ref<Document> document = tree != nullptr ? MakeRef<Document>(tree) : nullptr;
+  Ref<Document> document = tree != nullptr ? MakeRef<Document>(tree) : nullptr;
   if (progress.fault != nullptr) {
     Fail(xmlSAX2GetLineNumber(parser.get()), xmlSAX2GetColumnNumber(parser.get()), progress.fault);
   }

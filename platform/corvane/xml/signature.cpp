@@ -30,7 +30,7 @@ xmlSecKeyPtr MakeSecurityKey(const Key& key) {
   if (data == nullptr) {
     throw XmlSecurityException("the key can't be used.");
   }
-  shared.release();
+  static_cast<void>(shared.release());  // the data has it
   xmlSecKeyPtr made = xmlSecKeyCreate();
   if (made == nullptr || xmlSecKeySetValue(made, data) != 0) {
     xmlSecKeyDataDestroy(data);
@@ -118,7 +118,7 @@ class ReadyForSigning {
 // Appends a new element with its parent's prefix.
 Node Append(const Node& parent, const char* name, const char* algorithm = nullptr) {
   const std::string prefix(parent.GetPrefix());
-  const Node child =
+  Node child =
       CreateElementNode(parent.GetDocument(), prefix.empty() ? std::string(name) : prefix + ':' + name);
   if (algorithm != nullptr) {
     child.SetAttribute("Algorithm", algorithm);

@@ -10,7 +10,7 @@ namespace {
 
 const SkipWsAndCommentsFilter kFilter;
 
-[[noreturn]] void Fail(std::string text) {
+[[noreturn]] void Fail(const std::string& text) {
   throw XmlSecurityException(Corvane::Detail::EscapeLine(text));
 }
 
@@ -20,7 +20,7 @@ bool Is(const Node& node, std::string_view name) {
 
 // Gives the current child, which has to have this name, and goes on to the next one.
 Node Take(ChildWalker& children, std::string_view name) {
-  const Node child = children.Current();
+  Node child = children.Current();
   if (!Is(child, name)) {
     Fail("element '" + std::string(name) + "' not found.");
   }
