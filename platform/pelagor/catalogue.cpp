@@ -26,13 +26,14 @@ Catalogue ReadCatalogue(const std::filesystem::path& file) {
   std::ifstream in(file, std::ios::binary);
   if (!in) throw fault(std::strerror(errno));
   rapidjson::IStreamWrapper stream(in);
-  rapidjson::Document root;
+  rapidjson::Document document;
   // Without recursion, so that no nesting ends the process.
-  root.ParseStream<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(stream);
-  if (root.HasParseError()) {
-    throw fault("byte " + std::to_string(root.GetErrorOffset()) + ": " +
-                rapidjson::GetParseError_En(root.GetParseError()));
+  document.ParseStream<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(stream);
+  if (document.HasParseError()) {
+    throw fault("byte " + std::to_string(document.GetErrorOffset()) + ": " +
+                rapidjson::GetParseError_En(document.GetParseError()));
   }
+  const rapidjson::Value& root = document;
   if (!root.IsObject()) throw fault("expected an object");
   Catalogue catalogue;
   for (const auto& message : root.GetObject()) {
