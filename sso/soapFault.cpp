@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <string>
-#include <string_view>
 
 #include "platform/corvane/textEscape.h"
 #include "platform/corvane/xml/node.h"
+#include "sso/qualifiedName.h"
 #include "sso/ssoExceptions.h"
 #include "sso/wsTrustNames.h"
 #include "sso/xmlText.h"
@@ -16,17 +16,10 @@ namespace {
 
 using Corvane::Xml::Node;
 
-struct QualifiedName {
-  std::string_view namespaceUri;
-  std::string_view localName;
-
-  bool operator==(const QualifiedName&) const = default;
-};
-
 // The codes of a service that does not believe who asks.
-constexpr std::array<QualifiedName, 3> kRefusals = {{{Names::kTrust, "FailedAuthentication"},
-                                                     {Names::kTrust, "InvalidSecurityToken"},
-                                                     {Names::kSecurity, "InvalidSecurityToken"}}};
+const std::array<QualifiedName, 3> kRefusals = {{{Names::kTrust, "FailedAuthentication"},
+                                                 {Names::kTrust, "InvalidSecurityToken"},
+                                                 {Names::kSecurity, "InvalidSecurityToken"}}};
 
 // SOAP 1.1, section 4.4, gives the parts of a fault no namespace; services with a default namespace forget
 // it.
@@ -36,19 +29,10 @@ Node FindPart(const Node& fault, const char* localName) {
   return part ? part : FindOnlyChild(fault, localName, Names::kSoap, kTwice);
 }
 
-std::string ResolveNamespace(const Node& element, const std::string& prefix) {
-  if (auto namespaceUri = element.ResolvePrefix(prefix)) return *namespaceUri;
-  throw ParseException("Element " + element.GetQualifiedName() + "at " + element.GetPlace() +
-                       " uses undefined prefix: `" + Corvane::Detail::EscapeLine(prefix) + "'");
-}
-
 bool IsRefusal(const Node& code) {
   const auto text = GetTextOf(code);
-  const auto colon = text.find(':');
-  const bool hasPrefix = colon != std::string::npos;
-  const auto namespaceUri =
-      hasPrefix ? ResolveNamespace(code, text.substr(0, colon)) : std::string(Names::kSoap);
-  const QualifiedName name{namespaceUri, std::string_view(text).substr(hasPrefix ? colon + 1 : 0)};
+  auto name = ResolveName(code, text);
+  if (text.find(':') == std::string::npos) name.namespaceUri = Names::kSoap;
   return std::find(kRefusals.begin(), kRefusals.end(), name) != kRefusals.end();
 }
 

@@ -211,6 +211,9 @@ std::vector<Ref<Certificate>> Signature::GetCertificates() const {
     }
     for (ChildWalker item(data.Current(), filter); item.Current(); item.Next()) {
       if (item.Current().IsElement("X509Certificate", kSignatureNamespace)) {
+        if (certificates.size() == kMostCertificates) {
+          throw XmlSecurityException("too many certificates.");
+        }
         const Node text = item.Current().GetFirstChild();
         certificates.push_back(Certificate::FromBase64(text ? text.GetText() : std::string_view()));
       }

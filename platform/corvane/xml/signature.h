@@ -25,6 +25,7 @@ struct Reference {
 class Signature : public ObjectImpl {
  public:
   static constexpr size_t kMostReferences = 8;
+  static constexpr size_t kMostCertificates = 8;
 
   Signature(const Node& element, std::vector<Reference> references);
 
@@ -32,7 +33,7 @@ class Signature : public ObjectImpl {
   // In the order of the document.
   const std::vector<Reference>& GetReferences() const { return references_; }
   // The X.509 certificates of the key info. Whoever wrote the document put them there: a hint, nothing more.
-  // Throws XmlSecurityException when one is broken.
+  // Throws XmlSecurityException when one is broken, and for more than kMostCertificates.
   std::vector<Ref<Certificate>> GetCertificates() const;
 
   // The following three build a new signature.
