@@ -130,7 +130,7 @@ class AuthzPrivileges : public AuthzFilterTest {
     return input;
   }
 
-  static std::shared_ptr<Data::ListValue> Vms(std::initializer_list<Data::DataValuePtr> names) {
+  static Data::DataValuePtr Vms(std::initializer_list<Data::DataValuePtr> names) {
     auto list = Data::ListValue::GetInstance();
     for (const auto& name : names) list->Add(name);
     return list;
@@ -155,16 +155,11 @@ TEST_F(AuthzPrivileges, AreCheckedOnEachObjectThatTheCallNames) {
   EXPECT_EQ(Check("p.q.s", "OP", Input(Vms({y, x}))), root + "op vm y View;op vm x View;");
   EXPECT_EQ(Check("p.q.s", "OP", Input(std::make_shared<Data::OptionalValue>(x))), root + "op vm x View;");
   EXPECT_EQ(Check("p.q.s", "OP", Input(Vms({}))), root);
-  const Data::DataValuePtr nameless[] = {nullptr,
-                                         Data::DataValue::Create(""),
-                                         Data::DataValue::Create(true),
-                                         Vms({x, nullptr}),
-                                         Vms({Vms({x})}),
-                                         std::make_shared<Data::OptionalValue>(nullptr)};
   const auto noObject = kUnauthorized + ": The call of p.q.s.op does not name the objects that it is about.";
-  for (const auto& vm : nameless) EXPECT_EQ(Check("p.q.s", "OP", Input(vm)), noObject);
+  for (const Data::DataValuePtr& vm : {Data::DataValuePtr(), Data::DataValue::Create(""),
+                                       Data::DataValue::Create(true), Vms({x, nullptr}), Vms({Vms({x})})})
+    EXPECT_EQ(Check("p.q.s", "OP", Input(vm)), noObject);
   EXPECT_EQ(Check("p.q.s", "OP", nullptr), noObject);
-
   refusal = Data::ErrorValue::Create("refused", {});
   EXPECT_EQ(Check("p.q.s", "OP", Input(x)), root + "op vm x View;refused");
 }

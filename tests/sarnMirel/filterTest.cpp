@@ -1,31 +1,59 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include <mutex>
 #include <optional>
 #include <stdexcept>
-#include <string>
 #include <thread>
 #include <vector>
 
+#include "lib/sarnMirel/corvaneWrapLogger.h"
 #include "lib/sarnMirel/opIdExtractFilter.h"
 #include "lib/sarnMirel/refValue.h"
 #include "lib/sarnMirel/sessionLeaseFilter.h"
-#include "platform/corvane/log.h"
 #include "platform/corvane/logContext.h"
 #include "tests/corvane/sessionSupport.h"
 #include "tests/sarnMirel/bridgeEnvironment.h"
-#include "tests/sarnMirel/filterChain.h"
 
 namespace SarnMirel::Filter {
 namespace {
 
 using namespace Bridge;
 using Mirel::Core::AsyncApiResultCb;
-using Mirel::Core::MethodResult;
 
-class LeaseFilterTest : public testing::Test {
+const AsyncApiResultCb kNobody([](const auto&, const auto&, auto&&) {});
+
+// The end of the chain: a call is what the test makes of it.
+struct ScriptedProvider final : Mirel::Core::AsyncApiProvider {
+  std::string ToString() const override { return ""; }
+  void Invoke(const std::shared_ptr<const Mirel::Core::MethodIdentifier>&, const Mirel::Data::DataValuePtr&,
+              const ActivationPtr&, const AsyncApiResultCb& result) override {
+    script(result);
+  }
+  std::function<void(const AsyncApiResultCb&)> script;
+};
+
+class FilterTest : public testing::Test {
+ protected:
+  static void Call(Mirel::Core::AsyncApiProvider& filter, const ActivationPtr& activation,
+                   const AsyncApiResultCb& result = kNobody) {
+    static const Mirel::Core::MethodIdentifier method{"a.b", "c"};
+    filter.Invoke(std::make_shared<const Mirel::Core::MethodIdentifier>(method), nullptr, activation, result);
+  }
+
+  // The texts of the log lines without what stands in front of them.
+  static std::string LogTexts(const std::function<void()>& function) {
+    std::istringstream lines(CaptureLog(function));
+    std::string texts;
+    for (std::string line; std::getline(lines, line);) texts += line.substr(line.find(" debug ") + 7) + '\n';
+    return texts;
+  }
+
+  Corvane::Ref<Corvane::Service::Logger> logger = Corvane::Service::Logger::Create({.level = 7});
+  std::shared_ptr<CorvaneWrapLoggger> log = std::make_shared<CorvaneWrapLoggger>(logger);
+  std::shared_ptr<ScriptedProvider> next = std::make_shared<ScriptedProvider>();
+};
+
+class LeaseFilterTest : public FilterTest {
  protected:
   ActivationPtr InTheSession() const {
     const auto authData = Mirel::Data::StructValue::GetInstance("");
@@ -36,88 +64,61 @@ class LeaseFilterTest : public testing::Test {
   // Takes them all, and so ends the session.
   int CountLeases() {
     int leases = 0;
-    for (time.Pass(100); !session->HasEnded() && leases < 100; time.Pass(100)) {
+    for (time.Pass(100); !session->HasEnded() && leases < 100; time.Pass(100), ++leases)
       session->RemoveLease();
-      ++leases;
-    }
     return leases;
   }
 
-  void Invoke(AsyncApiResultCb::Callable result) { Call(*filter, InTheSession(), std::move(result)); }
-
   ManualTime time;
   SessionRef session = time.MakeSession(100);
-  std::shared_ptr<ScriptedProvider> next = std::make_shared<ScriptedProvider>();
-  std::shared_ptr<TraceLog> log = std::make_shared<TraceLog>();
   std::vector<std::function<void()>> tasks;
-  std::shared_ptr<SessionLeaseFilter> filter = std::make_shared<SessionLeaseFilter>(
-      [this](std::function<void()> task) { tasks.push_back(std::move(task)); }, next, log);
+  SessionLeaseFilter filter{[this](auto task) { tasks.push_back(std::move(task)); }, next, nullptr};
 };
 
 TEST_F(LeaseFilterTest, SessionLivesWhileTheCallRuns) {
+  SessionLeaseFilter logging(nullptr, next, log);
   std::optional<AsyncApiResultCb> kept;
   next->script = [&](const auto& result) { kept = result; };
-  const auto answer = MethodResult::GetInstance(nullptr);
-  int answers = 0;
+  const auto answer = Mirel::Core::MethodResult::GetInstance(nullptr);
   int continued = 0;
-  Invoke([&](const auto& result, const auto& progress, auto&& continuation) {
-    ++answers;
-    EXPECT_EQ(result, answer);
-    EXPECT_EQ(progress.max, 7);
+  const AsyncApiResultCb result([&](const auto& method, const auto& progress, auto&& continuation) {
+    EXPECT_TRUE(method == answer && progress.max == 7);
     continuation(nullptr);
   });
-  time.Pass(1000);
-  EXPECT_FALSE(session->HasEnded());
-  (*kept)(answer, {1, 7, 3}, [&](const auto&) { ++continued; });
-  EXPECT_TRUE(answers == 1 && continued == 1);
-  time.Pass(100);
-  EXPECT_TRUE(session->HasEnded());
-  EXPECT_EQ(log->text, "Invoke: method: a.b.c\nInvoke: AddLease. sessionID : " + session->GetId() +
-                           "\noperator(): RemoveLease. sessionID : " + session->GetId() + "\n");
+  const auto texts = LogTexts([&] {
+    Call(logging, InTheSession(), result);
+    time.Pass(1000);
+    EXPECT_FALSE(session->HasEnded());
+    (*kept)(answer, {1, 7, 3}, [&](const auto&) { ++continued; });
+  });
+  EXPECT_EQ(continued, 1);
+  EXPECT_EQ(CountLeases(), 0);
+  EXPECT_EQ(texts, "Invoke: method: a.b.c\nInvoke: AddLease. sessionID : " + session->GetId() +
+                       "\noperator(): RemoveLease. sessionID : " + session->GetId() + "\n");
 }
 
 TEST_F(LeaseFilterTest, EachEndOfACallGivesItsLeaseBackOnce) {
-  const auto report = [](const AsyncApiResultCb& result) {
-    result(MethodResult::GetInstance(nullptr), {}, nullptr);
-  };
+  // What the provider does: report, keep copies of the callback, drop them, throw. Each report counts, and
+  // may take a lease that is another one's.
+  const std::pair<std::string, int> calls[] = {{"", 1},  {"r", 1},  {"t", 1},   {"rt", 1}, {"kt", 0},
+                                               {"d", 2}, {"kd", 1}, {"krd", 1}, {"rr", 2}};
   std::vector<AsyncApiResultCb> kept;
-  const std::vector<std::pair<std::function<void(const AsyncApiResultCb&)>, int>> ends = {
-      {report, 1},
-      {[](const auto&) {}, 1},
-      {[](const auto&) { throw std::runtime_error("at once"); }, 1},
-      {[&](const auto& result) {
-         kept.assign(3, result);
-         throw std::runtime_error("with copies left");
-       },
-       0},
-      {[&](const auto&) { kept.clear(); }, 2},
-      {[&](const auto& result) {
-         report(result);
-         throw std::runtime_error("behind a report");
-       },
-       1},
-      {[&](const auto& result) {
-         kept.assign(3, result);
-         report(kept.back());
-         kept.clear();
-       },
-       1},
-      // Each report counts, and takes a lease that is another one's.
-      {[&](const auto& result) {
-         report(result);
-         report(result);
-       },
-       2},
-  };
   int leases = 0;
-  for (int i = 0; i < 20; ++i, ++leases) session->AddLease();
-  for (const auto& [end, given] : ends) {
-    next->script = end;
-    leases += 1 - given;
+  for (; leases < 20; ++leases) session->AddLease();
+  for (const auto& [steps, givenBack] : calls) {
+    next->script = [&, steps = steps](const AsyncApiResultCb& result) {
+      for (const char step : steps) {
+        if (step == 'r') result(nullptr, {}, nullptr);
+        if (step == 'k') kept.assign(3, result);
+        if (step == 'd') kept.clear();
+        if (step == 't') throw std::runtime_error("thrown");
+      }
+    };
     try {
-      Invoke([](const auto&, const auto&, auto&&) {});
+      Call(filter, InTheSession());
     } catch (const std::runtime_error&) {
     }
+    leases += 1 - givenBack;
   }
   EXPECT_EQ(CountLeases(), leases);
 }
@@ -126,41 +127,29 @@ TEST_F(LeaseFilterTest, EndedSessionIsAnsweredLater) {
   session->End();
   next->script = [](const auto&) { ADD_FAILURE() << "reached"; };
   std::string answer;
-  Invoke([&](const auto& result, const auto& progress, auto&& continuation) {
-    answer += result->error->ToString();
-    EXPECT_TRUE(result->terminal && !continuation && progress.max == 1);
-    const auto list =
-        std::static_pointer_cast<const Mirel::Data::ListValue>(result->error->GetField("messages"));
-    EXPECT_TRUE(list->elements().empty());
-  });
+  Call(filter, InTheSession(), AsyncApiResultCb([&](const auto& result, const auto&, auto&& continuation) {
+         answer += result->error->ToString();
+         EXPECT_TRUE(result->terminal && !continuation);
+       }));
   EXPECT_EQ(answer, "");
-  ASSERT_EQ(tasks.size(), 1U);
-  filter.reset();
-  tasks.front()();
+  tasks.at(0)();
   EXPECT_EQ(answer, "com.tessaly.mirel.std.errors.unauthenticated");
-
   SessionLeaseFilter withoutExecutor(nullptr, next, nullptr);
-  EXPECT_THROW(Call(withoutExecutor, InTheSession(), [](const auto&, const auto&, auto&&) {}),
-               std::bad_function_call);
+  EXPECT_THROW(Call(withoutExecutor, InTheSession()), std::bad_function_call);
 }
 
 TEST_F(LeaseFilterTest, CallsWithoutASessionPass) {
-  int calls = 0;
-  next->script = [&](const auto& result) {
-    ++calls;
-    result(nullptr, {}, nullptr);
-  };
-  Call(*filter, Activation({}), [&](const auto&, const auto&, auto&&) { ++calls; });
-  EXPECT_EQ(log->text, "Invoke: method: a.b.c\nFailed to lookup session by activation\n");
-  SessionLeaseFilter silent(nullptr, next, nullptr);
-  Call(silent, InTheSession(), [&](const auto&, const auto&, auto&&) { ++calls; });
-  EXPECT_EQ(calls, 4);
-  EXPECT_EQ(CountLeases(), 0);
+  SessionLeaseFilter logging(nullptr, next, log);
+  int answers = 0;
+  next->script = [](const auto& result) { result(nullptr, {}, nullptr); };
+  const AsyncApiResultCb result([&](const auto&, const auto&, auto&&) { ++answers; });
+  EXPECT_EQ(LogTexts([&] { Call(logging, Activation({}), result); }),
+            "Invoke: method: a.b.c\nFailed to lookup session by activation\n");
+  EXPECT_EQ(answers, 1);
 }
 
 // Calls come on one thread and are answered, or dropped, on another one.
 TEST_F(LeaseFilterTest, LeasesCrossThreads) {
-  SessionLeaseFilter silent(nullptr, next, nullptr);
   std::mutex mutex;
   std::vector<std::thread> answers;
   next->script = [&](const AsyncApiResultCb& result) {
@@ -169,82 +158,56 @@ TEST_F(LeaseFilterTest, LeasesCrossThreads) {
       if (report) result(nullptr, {}, nullptr);
     });
   };
-  std::vector<std::thread> callers;
-  for (int i = 0; i < 4; ++i) {
-    callers.emplace_back([&] {
-      for (int call = 0; call < 50; ++call)
-        Call(silent, InTheSession(), [](const auto&, const auto&, auto&&) {});
-    });
-  }
-  for (auto& caller : callers) caller.join();
+  const auto callOften = [&] {
+    for (int call = 0; call < 50; ++call) Call(filter, InTheSession());
+  };
+  std::thread other(callOften);
+  callOften();
+  other.join();
   for (auto& answer : answers) answer.join();
-  EXPECT_EQ(answers.size(), 200U);
   EXPECT_EQ(CountLeases(), 0);
 }
 
-// The prefix and so many hexadecimal digits.
-bool EndsIn(const std::string& text, const std::string& prefix, std::size_t digits) {
-  return text.starts_with(prefix) && text.size() == prefix.size() + digits &&
-         text.find_first_not_of("0123456789abcdef", prefix.size()) == std::string::npos;
-}
-
-class OpIdFilterTest : public testing::Test {
+class OpIdFilterTest : public FilterTest {
  protected:
-  // Gives what a record within the call shows of the context.
+  // Gives the lines of the filter and of the provider behind it.
   std::string Invoke(const std::string& clientOpId) {
     auto context = std::make_shared<Mirel::Core::ExecutionContext>();
     context->applicationContext["opId"] = clientOpId;
-    std::string seen;
-    next->script = [&](const auto& result) {
-      seen = Corvane::Service::GetLogContextText();
-      result(nullptr, {}, nullptr);
-    };
-    Call(filter, Mirel::Core::AsyncActivation::GetInstance(context), [](const auto&, const auto&, auto&&) {});
-    return seen;
+    next->script = [&](const auto&) { logger->Write(7, "provider"); };
+    return LogTexts([&] { Call(filter, Mirel::Core::AsyncActivation::GetInstance(context)); });
   }
 
-  std::shared_ptr<ScriptedProvider> next = std::make_shared<ScriptedProvider>();
-  std::shared_ptr<TraceLog> log = std::make_shared<TraceLog>();
   OpIdExtractFilter filter{next, log};
 };
 
 TEST_F(OpIdFilterTest, IdentifierIsInTheContextOfTheCallAlone) {
-  const auto own = Invoke("");
-  EXPECT_TRUE(EndsIn(own, " opId=", 16)) << own;
-  const auto id = own.substr(own.find('=') + 1);
-  EXPECT_EQ(log->text, "Invoke: method: a.b.c opId: " + id + "\n");
-  EXPECT_EQ(Corvane::Service::GetLogContextText(), "");
-
   const Corvane::Service::LogContextOnStack outer(Corvane::Service::SetLogContext("opId", "outer"));
-  const auto joined = Invoke("client");
-  EXPECT_TRUE(EndsIn(joined, " opId=client-", 8)) << joined;
-  EXPECT_NE(Invoke("client"), joined);
-  EXPECT_EQ(Corvane::Service::GetLogContextText(), " opId=outer");
+  for (const std::string client : {"", "client-"}) {
+    const auto texts = Invoke(client == "" ? "" : "client");
+    const auto id = texts.substr(texts.rfind('=') + 1, texts.size() - texts.rfind('=') - 2);
+    EXPECT_EQ(texts, "Invoke: method: a.b.c opId: " + id + " opId=" + id + "\nprovider opId=" + id + "\n");
+    EXPECT_EQ(id.size(), client == "" ? 16U : client.size() + 8);
+    EXPECT_TRUE(id.starts_with(client) && id.find_first_not_of("0123456789abcdef", client.size()) == id.npos);
+    EXPECT_EQ(Corvane::Service::GetLogContextText(), " opId=outer");
+  }
   next->script = [](const auto&) { throw std::runtime_error("passes"); };
-  EXPECT_THROW(Call(filter, Activation({}), [](const auto&, const auto&, auto&&) {}), std::runtime_error);
+  OpIdExtractFilter silent(next, nullptr);
+  EXPECT_THROW(Call(silent, Activation({})), std::runtime_error);
   EXPECT_EQ(Corvane::Service::GetLogContextText(), " opId=outer");
 }
 
 TEST_F(OpIdFilterTest, HostileIdentifiersForgeNothing) {
-  const auto logged = [&](const std::string& clientOpId) {
-    const auto context = Invoke(clientOpId);
-    return CaptureLog([&] {
-      const Corvane::Service::LogContextOnStack scope(
-          Corvane::Service::SetLogContext("opId", context.substr(context.find('=') + 1)));
-      Corvane::Service::Logger::sDefaultLogger->Write(3, "line");
-    });
-  };
-  const auto forged = logged("x\n2026-01-01T00:00:00 error forged\r\x1b[2J\xff");
-  EXPECT_EQ(std::count(forged.begin(), forged.end(), '\n'), 1) << forged;
-  EXPECT_NE(forged.find("opId=x\\n2026-01-01T00:00:00 error forged\\r\\x1b[2J\\xff-"), std::string::npos);
-
+  const auto forged = Invoke("x\n2026-01-01T00:00:00 error forged\r\x1b[2J\xff");
+  EXPECT_NE(forged.find("\nprovider opId=x\\n2026-01-01T00:00:00 error forged\\r\\x1b[2J\\xff-"),
+            forged.npos);
   // An odd offset, so that the bound is inside a character.
   std::string large = "x";
   while (large.size() < 1000000) large += "\u00e9";
-  const auto cut = logged(large);
-  EXPECT_LT(cut.size(), 512U);
-  EXPECT_EQ(cut.find('\\'), std::string::npos) << cut;
-  EXPECT_LT(logged(std::string(1000000, '\x80')).size(), 2000U);
+  const auto cut = Invoke(large);
+  EXPECT_LT(cut.size(), 1000U);
+  EXPECT_EQ(cut.find('\\'), cut.npos) << cut;
+  EXPECT_LT(Invoke(std::string(1000000, '\x80')).size(), 4000U);
 }
 
 }  // namespace
