@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/xml/key.h"
 #include "platform/corvane/xml/parser.h"
 #include "sso/parseToken.h"
-#include "tests/sso/assertionFactory.h"
 
 // A SAML assertion of about 4 KiB, from its text to a token that is believed. The verification of one RSA
 // signature stands beside as the measure: it can't be avoided.

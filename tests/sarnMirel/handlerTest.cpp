@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "examples/token-service/assertionFactory.h"
 #include "lib/sarnMirel/samlHokHandler.h"
 #include "lib/sarnMirel/sessionHandler.h"
 #include "lib/sarnMirel/sessionMapping.h"
@@ -7,7 +8,6 @@
 #include "platform/corvane/log.h"
 #include "sso/samlToken.h"
 #include "tests/sarnMirel/bridgeEnvironment.h"
-#include "tests/sso/assertionFactory.h"
 
 namespace SarnMirel::Authn {
 namespace {

@@ -5,11 +5,11 @@
 #include <thread>
 #include <vector>
 
+#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/xml/signature.h"
 #include "sso/parseToken.h"
 #include "sso/ssoExceptions.h"
 #include "tests/corvane/temporaryFolder.h"
-#include "tests/sso/assertionFactory.h"
 
 namespace {
 

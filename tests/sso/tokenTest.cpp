@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "examples/token-service/assertionFactory.h"
 #include "sso/parseToken.h"
 #include "sso/ssoExceptions.h"
-#include "tests/sso/assertionFactory.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/xml/key.h"
-#include "tests/sso/assertionFactory.h"
 
 namespace {
 

@@ -2,11 +2,11 @@
 
 #include <string>
 
+#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/xml/node.h"
 #include "platform/corvane/xml/parser.h"
 #include "platform/corvane/xml/reader.h"
 #include "platform/corvane/xml/signature.h"
-#include "tests/sso/assertionFactory.h"
 
 namespace {
 

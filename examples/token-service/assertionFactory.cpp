@@ -1,4 +1,4 @@
-#include "tests/sso/assertionFactory.h"
+#include "examples/token-service/assertionFactory.h"
 
 #include <openssl/bio.h>
 #include <openssl/evp.h>

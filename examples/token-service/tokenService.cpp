@@ -1,4 +1,4 @@
-// test-token-service: a small WS-Trust service over HTTPS, for tests and for the demo. It makes its keys in
+// test-token-service: a small WS-Trust service over HTTPS, to try clients against. It makes its keys in
 // the folder that is given and writes its URL there, when it listens. Requests' signatures are checked with
 // the command xmlsec1, which knows nothing of this tree. The path chooses how it behaves; see kBehaviours.
 
@@ -23,6 +23,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/dateTime.h"
 #include "platform/corvane/stringUtil.h"
 #include "platform/corvane/xml/canonicalizer.h"
@@ -33,9 +34,6 @@
 #include "sso/parseToken.h"
 #include "sso/samlNames.h"
 #include "sso/wsTrustNames.h"
-#include "tests/sso/assertionFactory.h"
-
-extern char** environ;
 
 namespace {
 
