@@ -21,9 +21,9 @@ using Mirel::Transport::PicoHttp::AsioTcpApiServer;
 
 // Listens on the loopback addresses alone: passwords and sessions pass in plain text.
 std::unique_ptr<AsioTcpApiServer> StartServer(boost::asio::io_context& io, const std::string& metadataFile) {
-  const auto& app = *Corvane::Service::GetApp();
+  const auto app = Corvane::Service::GetApp();
   std::int32_t port = 9990;
-  app.GetConfig()->ReadInteger("port", &port, 1, 65535);
+  app->GetConfig()->ReadInteger("port", &port, 1, 65535);
   const Mirel::Asio::Enqueuer enqueuer(io);
   Mirel::Transport::PicoHttp::ServerConfig config;
   config.readTimeout = std::chrono::minutes(1);
@@ -35,10 +35,10 @@ std::unique_ptr<AsioTcpApiServer> StartServer(boost::asio::io_context& io, const
   };
   auto server = std::make_unique<AsioTcpApiServer>(
       io, endpoint("127.0.0.1"), endpoint("::1"), SessionExample::BuildProviderChain(enqueuer, metadataFile),
-      enqueuer, std::make_shared<SarnMirel::CorvaneWrapLoggger>(app.GetLogger()->CreateLogger("server")),
+      enqueuer, std::make_shared<SarnMirel::CorvaneWrapLoggger>(app->GetLogger()->CreateLogger("server")),
       nullptr, config);
   if (const auto error = server->Start()) throw Corvane::Exception("cannot listen: " + error.message());
-  LogInternal(app.GetLogger().get(), 6, "session-service listens on port %1", port);
+  LogInternal(app->GetLogger().get(), 6, "session-service listens on port %1", port);
   return server;
 }
 

@@ -51,13 +51,13 @@ bool TakeToken(const SsoClient::SamlToken& token, const StructValuePtr& authData
 
 std::list<std::shared_ptr<Mirel::Authn::AuthnHandler>> MakeAuthnHandlers(
     const std::shared_ptr<SarnMirel::SessionMapping>& mapping) {
-  const auto& app = *Corvane::Service::GetApp();
-  const auto logger = app.GetLogger()->CreateLogger("authn");
+  const auto app = Corvane::Service::GetApp();
+  const auto logger = app->GetLogger()->CreateLogger("authn");
   std::list<std::shared_ptr<Mirel::Authn::AuthnHandler>> handlers{
       std::make_shared<SarnMirel::Authn::UserPassHandler>(&CheckPassword, logger, &TakePasswordLogin),
       std::make_shared<SarnMirel::Authn::SessionHandler>(mapping, logger, nullptr)};
   std::string trustFile;
-  if (app.GetConfig()->ReadString("tokenTrust", &trustFile)) {
+  if (app->GetConfig()->ReadString("tokenTrust", &trustFile)) {
     const auto trust = std::make_shared<TokenTrust>(trustFile);
     handlers.push_back(std::make_shared<SarnMirel::Authn::SamlHokHandler>(
         [trust](const SsoClient::SamlToken& token) { return trust->Resolve(token); }, logger, &TakeToken,
