@@ -157,11 +157,15 @@ class Printer {
     answer.Parse<rapidjson::kParseIterativeFlag>(frame.data(), frame.size());
     if (answer.HasParseError() || !answer.IsObject())
       throw std::runtime_error("an element is no JSON object");
-    if (answer.HasMember("error")) throw std::runtime_error(ErrorText(answer["error"]));
-    if (!answer.HasMember("result")) throw std::runtime_error("an element has neither a result nor an error");
+    const rapidjson::Value& members = answer;
+    const auto error = members.FindMember("error");
+    if (error != members.MemberEnd()) throw std::runtime_error(ErrorText(error->value));
+    const auto result = members.FindMember("result");
+    if (result == members.MemberEnd())
+      throw std::runtime_error("an element has neither a result nor an error");
     rapidjson::StringBuffer line;
     JsonWriter writer(line);
-    answer["result"].Accept(writer);
+    result->value.Accept(writer);
     std::fwrite(line.GetString(), 1, line.GetSize(), stdout);
     std::fputc('\n', stdout);
     if (std::fflush(stdout) != 0) throw std::runtime_error("standard output is closed");
