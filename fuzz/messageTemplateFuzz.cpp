@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <sstream>
@@ -12,11 +11,22 @@ namespace {
 using Mirel::Detail::format_arg;
 using StringFormatter = Mirel::Detail::formatter<std::string, false>;
 
+// Takes up to three digits off the text.
+void SkipNumber(std::string_view& text) {
+  for (int i = 0; i < 3 && !text.empty() && text.front() >= '0' && text.front() <= '9'; ++i)
+    text.remove_prefix(1);
+}
+
 // A spec goes to printf as it stands, and templates are program text: what the program would never write
-// ("n", "*", a column of gigabytes) is kept away from it here.
+// ("n", "*", a column of gigabytes, what is no spec at all) is kept away from it here.
 bool IsHarmless(std::string_view spec) {
-  return spec.find_first_not_of("0123456789-.") == std::string_view::npos &&
-         std::count_if(spec.begin(), spec.end(), [](char c) { return c >= '0' && c <= '9'; }) <= 3;
+  if (!spec.empty() && spec.front() == '-') spec.remove_prefix(1);
+  SkipNumber(spec);
+  if (!spec.empty() && spec.front() == '.') {
+    spec.remove_prefix(1);
+    SkipNumber(spec);
+  }
+  return spec.empty();
 }
 
 void Print(std::ostream& out, std::string_view spec, const void* value) {
