@@ -63,8 +63,9 @@ DocumentPtr Parse(const std::string& path, const std::string& content) {
     throw std::bad_alloc();
   }
   parser->sax->internalSubset = &RefuseDocumentType;
+  // UTF-8 whatever the file says: the library's converters write their complaints to standard error.
   DocumentPtr document(
-      xmlCtxtReadMemory(parser.get(), content.data(), static_cast<int>(content.size()), nullptr, nullptr,
+      xmlCtxtReadMemory(parser.get(), content.data(), static_cast<int>(content.size()), nullptr, "UTF-8",
                         XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOCDATA),
       &xmlFreeDoc);
   if (parser->_private != nullptr) {

@@ -12,7 +12,7 @@
 
 namespace Corvane::Service {
 
-// The configuration tree, read once from an XML file:
+// The configuration tree, read once from an XML file in UTF-8:
 //
 //   <config>
 //     <mirelPort>9999</mirelPort>
