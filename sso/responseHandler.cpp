@@ -1,6 +1,5 @@
 #include "sso/responseHandler.h"
 
-#include <array>
 #include <string_view>
 #include <utility>
 

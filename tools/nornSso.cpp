@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <exception>
 #include <fstream>
-#include <functional>
 #include <iostream>
 #include <iterator>
 #include <memory>

@@ -1,7 +1,6 @@
 #include "examples/session-service/providerChain.h"
 
 #include <fstream>
-#include <list>
 #include <mutex>
 
 #include "bindings/sessionService.h"

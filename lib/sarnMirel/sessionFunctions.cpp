@@ -19,7 +19,6 @@ namespace {
 using Corvane::System::AuthTokenHelper;
 using Mirel::Data::DataType;
 using Mirel::Data::DataValue;
-using Mirel::Data::DataValuePtr;
 using Mirel::Data::StringValue;
 using Mirel::Data::StructValue;
 

@@ -10,11 +10,8 @@
 #include "platform/corvane/session.h"
 
 namespace SarnMirel::Filter {
-namespace {
 
 using Mirel::Log::SeverityLevel;
-
-}  // namespace
 
 // One call's lease, shared by the copies of its callback. Each report gives back a lease; when the last copy
 // dies without any report, that gives it back.
