@@ -8,7 +8,9 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -125,14 +127,17 @@ std::string Quoted(std::string_view name) {
 }
 
 void RequireDistinctNames(const rapidjson::Value& object) {
-  std::vector<std::string_view> names;
+  // Ordered by their hashes, so that texts are compared only where these are equal.
+  using HashedName = std::pair<std::size_t, std::string_view>;
+  std::vector<HashedName> names;
   names.reserve(object.MemberCount());
   for (const auto& member : object.GetObject()) {
-    names.emplace_back(member.name.GetString(), member.name.GetStringLength());
+    const std::string_view name(member.name.GetString(), member.name.GetStringLength());
+    names.emplace_back(std::hash<std::string_view>()(name), name);
   }
   std::sort(names.begin(), names.end());
   const auto twice = std::adjacent_find(names.begin(), names.end());
-  if (twice != names.end()) throw RequestFault("a member is given twice: " + Quoted(*twice));
+  if (twice != names.end()) throw RequestFault("a member is given twice: " + Quoted(twice->second));
 }
 
 }  // namespace Mirel::Protocol::Json

@@ -36,19 +36,15 @@ TEST(HostileRequest, NestingEndsAtTheLimit) {
 }
 
 TEST(HostileRequest, NumberOfValuesIsBounded) {
-  ExpectRefused(RequestWithInput(Filled("[1", ",1", ']')), "more than 250000 values");
-  ExpectRefused(RequestWithInput(Filled(R"({"a":"")", R"(,"":"")", '}')), "more than 250000 values");
+  ExpectRefused(RequestWithInput(Filled("[1", ",1", ']')), "more than 32768 values");
+  ExpectRefused(RequestWithInput(Filled(R"({"a":"")", R"(,"":"")", '}')), "more than 32768 values");
 }
 
-// These took minutes when the work for a value grew with its neighbours or with the names around it.
+// This took minutes when the work for a value grew with the names around it.
 TEST(HostileRequest, ManyMembersAndLongNamesAreReadInOneGo) {
-  std::string members = R"({"k":0)";
-  for (int i = 0; members.size() < kBodyLimit - 100; ++i) members += ",\"" + std::to_string(i) + "\":0";
-  Understood request;
-  EXPECT_FALSE(Deserialize(RequestWithInput(members + "}"), request));
-
   std::string list = "{\"" + std::string(kBodyLimit * 3 / 4, 'k') + "\":[1";
-  for (int i = 0; i < 240000; ++i) list += ",1";
+  for (int i = 0; i < 32000; ++i) list += ",1";
+  Understood request;
   EXPECT_FALSE(Deserialize(RequestWithInput(list + "]}"), request));
 }
 
