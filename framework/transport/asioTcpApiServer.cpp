@@ -6,12 +6,15 @@
 #include <utility>
 
 #include "framework/transport/acceptOutcome.h"
+#include "framework/transport/admission.h"
+#include "framework/transport/bodyBudget.h"
 #include "framework/transport/bodyHttpHandler.h"
 #include "framework/transport/ioStream.h"
 #include "framework/transport/picoHttpApiRequestHandler.h"
 #include "framework/transport/picoHttpStreamHandler.h"
 #include "framework/transport/streamServer.h"
 #include "framework/transport/transportErrors.h"
+#include "framework/transport/turns.h"
 
 namespace Mirel::Transport::PicoHttp {
 namespace {
@@ -24,24 +27,32 @@ using TcpStreamServer = Asio::StreamServer<TcpAcceptor, Handler, Asio::AcceptAll
 
 constexpr int kBacklog = 128;
 
-// A result must not wait for the acknowledgement of the one before.
+// Makes an accepted stream one of the server's connections.
 struct StreamTuner {
   void operator()(Asio::IoStream& stream) const {
     if (!stream.LowestSocket().is_open()) return;
+    // A result must not wait for the acknowledgement of the one before.
     boost::system::error_code ignored;
     stream.LowestSocket().set_option(tcp::no_delay(true), ignored);
+    keepAlive.Apply(stream.LowestSocket());
+    stream.TableSlot().Join(connections, [&stream] { stream.Close(); });
   }
+
+  Asio::KeepAlive keepAlive;
+  std::shared_ptr<Asio::ConnectionTable> connections;
 };
 
 std::shared_ptr<Asio::PolymorphicStreamServer> MakeServer(boost::asio::io_context& io,
                                                           std::shared_ptr<Asio::TcpListener> listener,
-                                                          const ServerConfig& config) {
+                                                          const ServerConfig& config,
+                                                          const StreamTuner& tuner,
+                                                          const std::shared_ptr<Admission>& admission) {
   const auto& logger = config.spec.logger;
   auto handler = std::make_shared<const Handler>(
       BodyHttpHandler<PicoHttpApiRequestHandler>(PicoHttpApiRequestHandler(config.spec), logger), logger);
   return std::make_shared<TcpStreamServer>(
       io, TcpAcceptor(std::move(listener), {config.readTimeout, config.writeTimeout}), std::move(handler),
-      ServerSpec{StreamTuner(), logger});
+      ServerSpec{tuner, [admission] { return admission->HasRoom(); }, logger});
 }
 
 }  // namespace
@@ -74,11 +85,17 @@ AsioTcpApiServer::AsioTcpApiServer(boost::asio::io_context& io, std::optional<st
   const bool ownLocalizer = localizer != nullptr;
   if (ownLocalizer) config.spec.localizer = std::move(localizer);
 
+  config.spec.bodyBudget = Http::BodyBudget::Make(io.get_executor(), config.bodyBudgetInBytes);
+  config.spec.turns = std::make_shared<Http::Turns>(io.get_executor());
+
+  const auto connections = std::make_shared<Asio::ConnectionTable>();
+  const StreamTuner tuner{config.keepAlive, connections};
+  const auto admission = std::make_shared<Admission>(config.descriptorReserve, connections, logger_);
   family4_.endpoint = endpoint4;
   family6_.endpoint = endpoint6;
   for (Family* family : {&family4_, &family6_}) {
     family->listener = std::make_shared<Asio::TcpListener>(io.get_executor());
-    family->server = MakeServer(io, family->listener, config);
+    family->server = MakeServer(io, family->listener, config, tuner, admission);
   }
   LogConfig(config, ownLocalizer);
 }

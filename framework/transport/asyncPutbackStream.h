@@ -39,9 +39,6 @@ class AsyncPutbackStream : public Stream {
     }
   }
 
-  // The layer at the bottom of every stack, to which all writes go.
-  AsyncPutbackStream& Base() { return *this; }
-
  private:
   PutBackBuffer held_;
 };

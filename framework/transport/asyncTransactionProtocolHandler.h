@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <boost/asio/completion_condition.hpp>
 #include <boost/asio/error.hpp>
 #include <boost/asio/post.hpp>
@@ -22,11 +23,15 @@
 #include "framework/core/text.h"
 #include "framework/json/jsonApiRequestDeserializer.h"
 #include "framework/transport/asyncProtocolHandler.h"
+#include "framework/transport/bodyBudget.h"
+#include "framework/transport/localCaller.h"
+#include "framework/transport/peerWatch.h"
 #include "framework/transport/protocolHandlerSpec.h"
 #include "framework/transport/requestLog.h"
 #include "framework/transport/requestSpecExtractor.h"
 #include "framework/transport/response.h"
 #include "framework/transport/transportErrors.h"
+#include "framework/transport/turns.h"
 #include "framework/transport/updateExecutionCtxHelper.h"
 
 namespace Mirel::Transport::Http {
@@ -49,7 +54,9 @@ class AsyncTransactionProtocolHandler final
         extractors_(spec.extractors),
         limit_(spec.httpBodySizeLimitInBytes),
         logger_(spec.logger),
-        errToHeaders_(spec.errToHeaders) {}
+        errToHeaders_(spec.errToHeaders),
+        bodyBudget_(spec.bodyBudget),
+        turns_(spec.turns) {}
 
   std::error_code Handle(const OnRequestRead& onRequestRead, const OnEnd& onEnd) override {
     boost::asio::post(
@@ -61,63 +68,116 @@ class AsyncTransactionProtocolHandler final
  private:
   class AsyncRequestVisitor;
 
+  // What a request is served with, from its head on.
+  struct Call {
+    OnRequestRead onRequestRead;
+    OnEnd onEnd;
+    std::shared_ptr<RequestSpec> spec;
+    std::shared_ptr<Response> response;
+  };
+
   RequestId Id() const { return {transaction_.get()}; }
 
   void Start(const OnRequestRead& onRequestRead, const OnEnd& onEnd) {
     Log::Write(logger_, kNormal, "Request head: ", Id());
     headers_->Reset();
     const std::shared_ptr<RequestSpec> spec = Extractor::Extract(*headers_);
-    auto response = std::make_shared<Response>(transaction_->Connection(), Id(), transaction_->Method(),
-                                               logger_, errToHeaders_, spec, onEnd);
-    if (!spec->deserializer || !spec->serializer) {
+    auto response = std::make_shared<Response>(transaction_->Connection(), transaction_,
+                                               transaction_->Method(), logger_, errToHeaders_, spec, onEnd);
+    if (!spec->deserializer || !spec->serializer || !IsLocalCaller(*headers_)) {
       Log::Write(logger_, kFailure, "Request is considered as bad");
       response->Refuse();
     } else if (spec->framed) {
       Log::Write(logger_, kFailure, "Request is framed. Not supported");
       response->Refuse();
     } else {
-      ReadBody(onRequestRead, onEnd, spec, response);
+      ReadBody({onRequestRead, onEnd, spec, response});
     }
   }
 
-  void ReadBody(const OnRequestRead& onRequestRead, const OnEnd& onEnd,
-                const std::shared_ptr<RequestSpec>& spec, const std::shared_ptr<Response>& response) {
+  // Reads the body in one go, but for a large one that has to claim its memory first.
+  void ReadBody(Call call) {
     // One byte above the limit tells a body that is too long from one that just fits.
     const std::uint64_t target = limit_ == std::numeric_limits<std::uint64_t>::max() ? limit_ : limit_ + 1;
+    const auto length = transaction_->BodyLength();
+    if (length && *length > BodyBudget::kUnasked) {
+      ClaimAndRead(std::min(*length, target), target, std::move(call));
+    } else {
+      ReadUpTo(std::min(target, BodyBudget::kUnasked), target, std::move(call));
+    }
+  }
+
+  void ReadUpTo(std::uint64_t size, std::uint64_t target, Call call) {
     boost::asio::async_read(
-        transaction_->BodyStream(), *body_, boost::asio::transfer_exactly(target),
-        [self = this->shared_from_this(), onRequestRead, onEnd, spec, response, target](
-            boost::system::error_code error, std::size_t bytes) {
-          if (bytes == target) {
+        transaction_->BodyStream(), *body_, boost::asio::transfer_exactly(size - body_->size()),
+        [self = this->shared_from_this(), size, target, call = std::move(call)](
+            boost::system::error_code error, std::size_t) mutable {
+          const bool full = self->body_->size() == size;
+          if (!error && full && size < target) {
+            self->ClaimAndRead(target, target, std::move(call));
+            return;
+          }
+          if (full && size == target) {
             error = Error::Code::MessageTooLong;
           } else if (error == Error::Code::EndOfBody || error == boost::asio::error::eof) {
             error = {};
           }
-          self->OnBodyRead(error, error ? 0 : bytes, onRequestRead, onEnd, spec, response);
+          self->OnBodyRead(error, std::move(call));
         });
   }
 
-  void OnBodyRead(const boost::system::error_code& error, std::size_t bytes,
-                  const OnRequestRead& onRequestRead, const OnEnd& onEnd,
-                  const std::shared_ptr<RequestSpec>& spec, const std::shared_ptr<Response>& response) {
+  void ClaimAndRead(std::uint64_t bytes, std::uint64_t target, Call call) {
+    const auto budget = bodyBudget_.lock();
+    if (!budget) {
+      ReadUpTo(target, target, std::move(call));
+      return;
+    }
+    const auto giveUp = [weak = std::weak_ptr(transaction_->Connection())] {
+      if (const auto connection = weak.lock()) connection->Close();
+    };
+    budget->AsyncClaim({bytes, HasCredentials(*headers_), giveUp},
+                       [self = this->shared_from_this(), target,
+                        call = std::move(call)](const BodyBudget::SharePtr& share) mutable {
+                         self->share_ = share;
+                         self->ReadUpTo(target, target, std::move(call));
+                       });
+  }
+
+  void OnBodyRead(const boost::system::error_code& error, Call call) {
     if (error) {
       Log::Write(logger_, kFailure, "RequestReadCb: ", Id(), " Error: ", StringOfError(error));
-      response->Refuse();
+      ReleaseRequest();
+      call.response->Refuse();
       return;
     }
     Log::Write(logger_, kNormal, "RequestReadCb", Id());
-    onRequestRead();
-    if (bytes == 0) {
-      onEnd(nullptr);
+    call.onRequestRead();
+    if (body_->size() == 0) {
+      call.onEnd(nullptr);
       return;
     }
-    AsyncRequestVisitor visitor(this->shared_from_this(), response);
+    const auto turns = turns_.lock();
+    if (!share_ || !turns) {
+      Understand(call);
+      return;
+    }
+    share_->Complete();
+    turns->Enqueue([self = this->shared_from_this(), call = std::move(call)] { self->Understand(call); });
+  }
+
+  void Understand(const Call& call) {
+    AsyncRequestVisitor visitor(this->shared_from_this(), call.response);
     std::shared_ptr<const Data::ErrorValue> deserializerError;
-    const bool understood = spec->deserializer->Deserialize(*body_, visitor, deserializerError);
-    // An answer can stay open for days; it needs neither the request's text nor its headers any more.
+    const bool understood = call.spec->deserializer->Deserialize(*body_, visitor, deserializerError);
+    ReleaseRequest();
+    if (!understood) call.response->SendDeserializerError(deserializerError);
+  }
+
+  // An answer can stay open for days; it needs neither the request's text nor its headers any more.
+  void ReleaseRequest() {
     body_.reset();
     headers_.reset();
-    if (!understood) response->SendDeserializerError(deserializerError);
+    share_.reset();
   }
 
   std::error_code Visit(const std::string& requestIdentifier,
@@ -132,7 +192,11 @@ class AsyncTransactionProtocolHandler final
     std::error_code localeError;
     activation->localeSpec(L10n::LocaleSpecHelpers::ExtractLocaleSpec(*context, localeError));
     activation->localizer(localizer_);
+    const auto connection = transaction_->Connection();
+    connection->TableSlot().Enter(Asio::Stage::AnswersStranger);
+    Asio::CloseWhenPeerHasGone(connection);
     provider_->Invoke(method, input, activation, response.Begin(requestIdentifier));
+    if (activation->authData()) connection->TableSlot().Enter(Asio::Stage::Serves);
     return {};
   }
 
@@ -145,6 +209,11 @@ class AsyncTransactionProtocolHandler final
   std::uint64_t limit_;
   std::shared_ptr<Log::Logger> logger_;
   ProtocolHandlerSpec::ErrToHeaders errToHeaders_;
+  // They hold jobs of this handler, so they are not held by it.
+  std::weak_ptr<BodyBudget> bodyBudget_;
+  std::weak_ptr<Turns> turns_;
+  // Of a large body.
+  BodyBudget::SharePtr share_;
 };
 
 // What the deserializer calls once it knows the request.

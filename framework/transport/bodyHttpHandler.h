@@ -77,6 +77,19 @@ class BodyHttpHandler {
     };
   }
 
+  // What is left of a chunked body must not be taken for the next request.
+  template <typename Body>
+  static Continuation OnceRead(const std::shared_ptr<Body>& body, const Continuation& continuation) {
+    if (!continuation) return nullptr;
+    return [body, continuation] {
+      if (body->Finished()) {
+        continuation();
+      } else {
+        Close(body->Base());
+      }
+    };
+  }
+
   template <typename Stream>
   void ChooseBody(const std::shared_ptr<Stream>& stream, const RequestPtr& request,
                   const boost::asio::const_buffer& remainder, const Continuation& continuation) const {
@@ -85,7 +98,8 @@ class BodyHttpHandler {
     if (ec) {
       Close(stream->Base());
     } else if (request->chunked) {
-      handler_(std::make_shared<ChunkedBody<Stream>>(stream), request, continuation);
+      const auto body = std::make_shared<ChunkedBody<Stream>>(stream);
+      handler_(body, request, OnceRead(body, continuation));
     } else if (request->hasContentLength) {
       handler_(std::make_shared<CountedBody<Stream>>(stream, request->contentLength), request, continuation);
     } else {

@@ -51,6 +51,8 @@ class AsyncHttpBodyStream : public BodyLayer<StreamPtr> {
   AsyncHttpBodyStream(StreamPtr below, std::uint64_t total)
       : BodyLayer<StreamPtr>(std::move(below)), remaining_(total) {}
 
+  std::uint64_t Remaining() const { return remaining_; }
+
   template <typename Handler>
   void async_read_some(const boost::asio::mutable_buffer& buffer, Handler&& handler) {
     if (remaining_ == 0) {
@@ -112,6 +114,10 @@ class AsyncHttpChunkedBodyStream : public BodyLayer<StreamPtr> {
       handler(error, bytes);
     });
   }
+
+  // Whether the body was read to its last chunk. It may not be though the reader took it for whole: a read
+  // that holds nothing but a part of a chunk's size gives no bytes and no error, which is how a body ends.
+  bool Finished() const { return finished_; }
 
  private:
   // Leaves the number of body bytes in `decoded`.

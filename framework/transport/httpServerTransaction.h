@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -26,6 +28,14 @@ class HttpServerTransaction {
 
   Stream& BodyStream() { return *stream_; }
   const std::string& Method() const { return method_; }
+  // Of the body, before it is read; none when the head doesn't tell it.
+  std::optional<std::uint64_t> BodyLength() const {
+    if constexpr (requires { stream_->Remaining(); }) {
+      return stream_->Remaining();
+    } else {
+      return std::nullopt;
+    }
+  }
   // The connection, together with the layers on it.
   std::shared_ptr<Asio::IoStream> Connection() const { return {stream_, &stream_->Base()}; }
 

@@ -30,6 +30,7 @@ class PicoHttpStreamHandler : public std::enable_shared_from_this<PicoHttpStream
 
   // Starts the connection's next request.
   void operator()(const StreamPtr& stream) const {
+    stream->TableSlot().Enter(Asio::Stage::AwaitsHead);
     auto request = std::make_shared<ServerDetail::Request>();
     request->head.headerCount = PhrRequest::kMaxHeaders;
     Read(stream, std::move(request), 0);
@@ -72,6 +73,7 @@ class PicoHttpStreamHandler : public std::enable_shared_from_this<PicoHttpStream
       Fail(stream, request, error);
       return;
     }
+    stream->TableSlot().Enter(Asio::Stage::AwaitsBody);
     std::function<void()> continuation;
     if (request->keepAlive) continuation = [self = this->shared_from_this(), stream] { (*self)(stream); };
     handler_(stream, request, remainder, continuation);

@@ -13,6 +13,9 @@
 
 namespace Mirel::Transport::Http {
 
+class BodyBudget;
+class Turns;
+
 // What every request is served with. A default-constructed one has the default localizer and the default
 // response head, and neither provider nor logger.
 struct ProtocolHandlerSpec {
@@ -40,6 +43,9 @@ struct ProtocolHandlerSpec {
   std::uint64_t httpBodySizeLimitInBytes = 2500000;
   std::shared_ptr<Log::Logger> logger;
   ErrToHeaders errToHeaders;
+  // What the requests of one server share. Null sets no bound.
+  std::shared_ptr<BodyBudget> bodyBudget;
+  std::shared_ptr<Turns> turns;
 };
 
 }  // namespace Mirel::Transport::Http

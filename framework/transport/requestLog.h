@@ -23,6 +23,8 @@ inline constexpr auto kNormal = Log::SeverityLevel::Trace;
 inline constexpr auto kFailure = Log::SeverityLevel::Debug;
 // The server's start, and refused heads.
 inline constexpr auto kServer = Log::SeverityLevel::Info;
+// Connections that give way to others.
+inline constexpr auto kAdmission = Log::SeverityLevel::Warning;
 // Faults of accepting.
 inline constexpr auto kAcceptError = Log::SeverityLevel::Error;
 

@@ -62,11 +62,13 @@ class Response::ResponseWrapper {
   std::shared_ptr<Response> response_;
 };
 
-Response::Response(std::shared_ptr<Asio::IoStream> stream, RequestId id, std::string requestMethod,
-                   std::shared_ptr<Log::Logger> logger, ProtocolHandlerSpec::ErrToHeaders errToHeaders,
-                   std::shared_ptr<const RequestSpec> spec, OnEnd onEnd)
+Response::Response(std::shared_ptr<Asio::IoStream> stream, std::shared_ptr<const void> transaction,
+                   std::string requestMethod, std::shared_ptr<Log::Logger> logger,
+                   ProtocolHandlerSpec::ErrToHeaders errToHeaders, std::shared_ptr<const RequestSpec> spec,
+                   OnEnd onEnd)
     : stream_(std::move(stream)),
-      id_(id),
+      transaction_(std::move(transaction)),
+      id_{transaction_.get()},
       requestMethod_(std::move(requestMethod)),
       logger_(std::move(logger)),
       errToHeaders_(std::move(errToHeaders)),

@@ -24,9 +24,12 @@ class Response : public std::enable_shared_from_this<Response> {
   using OnEnd = Provider::AsyncProtocolHandler::OnEnd;
   using ErrorPtr = std::shared_ptr<const Data::ErrorValue>;
 
-  Response(std::shared_ptr<Asio::IoStream> stream, RequestId id, std::string requestMethod,
-           std::shared_ptr<Log::Logger> logger, ProtocolHandlerSpec::ErrToHeaders errToHeaders,
-           std::shared_ptr<const RequestSpec> spec, OnEnd onEnd);
+  // The transaction's address is the request's identifier in log lines; held, so that no live request has the
+  // same.
+  Response(std::shared_ptr<Asio::IoStream> stream, std::shared_ptr<const void> transaction,
+           std::string requestMethod, std::shared_ptr<Log::Logger> logger,
+           ProtocolHandlerSpec::ErrToHeaders errToHeaders, std::shared_ptr<const RequestSpec> spec,
+           OnEnd onEnd);
 
   // Answers 400 and ends the request with an error, so that the connection is closed.
   void Refuse();
@@ -57,6 +60,7 @@ class Response : public std::enable_shared_from_this<Response> {
   }
 
   std::shared_ptr<Asio::IoStream> stream_;
+  std::shared_ptr<const void> transaction_;
   RequestId id_;
   std::string requestMethod_;
   std::shared_ptr<Log::Logger> logger_;

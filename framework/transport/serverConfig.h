@@ -1,10 +1,12 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
 
+#include "framework/transport/keepAlive.h"
 #include "framework/transport/protocolHandlerSpec.h"
 
 namespace Mirel::Transport::PicoHttp {
@@ -15,6 +17,11 @@ struct ServerConfig {
   std::chrono::nanoseconds writeTimeout = std::chrono::minutes(30);
   // Takes the place of the limit in `spec`.
   std::uint64_t httpBodySizeLimitInBytes = 2500000;
+  // Descriptors that the connections leave to the rest of the process; 0 leaves none.
+  std::size_t descriptorReserve = 64;
+  // What the bodies of all requests in flight may take together.
+  std::uint64_t bodyBudgetInBytes = std::uint64_t{64} << 20;
+  Asio::KeepAlive keepAlive;
   Http::ProtocolHandlerSpec spec;
 };
 

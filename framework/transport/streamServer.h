@@ -65,6 +65,8 @@ template <typename Stream>
 struct StreamServerSpec {
   // Sets the options of an accepted stream.
   std::function<void(Stream&)> tuner;
+  // Whether another connection may be accepted now; asked before each accept.
+  std::function<bool()> hasRoom;
   std::shared_ptr<Log::Logger> logger;
 };
 
@@ -101,6 +103,10 @@ class StreamServer final : public PolymorphicStreamServer,
   // One accept is outstanding at a time.
   void Arm() {
     if (armed_) return;
+    if (!spec_.hasRoom()) {
+      if (!delayed_) Delay();
+      return;
+    }
     armed_ = true;
     if (!acceptor_.Socket().is_open()) {
       boost::asio::post(strand_, [self = this->shared_from_this()] {

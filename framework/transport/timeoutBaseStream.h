@@ -45,6 +45,17 @@ class TimeoutBaseStream {
   Socket& LowestSocket() { return socket_; }
   void SetTimeouts(const IOTimeouts& timeouts) { timeouts_ = timeouts; }
 
+  // Closes the socket for its owner, on any thread; what is pending then ends as if the peer had gone.
+  void Close() {
+    const std::lock_guard lock(data_->mutex);
+    CloseSocket();
+  }
+  // The same, but leaves a socket alone on which an operation is pending.
+  void CloseUnlessBusy() {
+    const std::lock_guard lock(data_->mutex);
+    if (pending_ == 0) CloseSocket();
+  }
+
   template <typename Handler>
   void async_read_some(const boost::asio::mutable_buffer& buffer, Handler&& handler) {
     const std::lock_guard lock(data_->mutex);
@@ -54,10 +65,10 @@ class TimeoutBaseStream {
       });
       return;
     }
-    Arm(data_->readTimer, timeouts_.readTimeout);
+    Begin(data_->readTimer, timeouts_.readTimeout);
     socket_.async_read_some(buffer, [this, data = data_, handler = std::forward<Handler>(handler)](
                                         boost::system::error_code error, std::size_t bytes) mutable {
-      if (!Disarm(*data, data->readTimer)) {
+      if (!End(*data, data->readTimer)) {
         error = boost::asio::error::eof;
         bytes = 0;
       }
@@ -72,11 +83,12 @@ class TimeoutBaseStream {
     boost::system::error_code error;
     std::size_t bytes = 0;
     if (WriteAtOnce(buffers, error, bytes)) {
+      ++pending_;
       boost::asio::defer(get_executor(), [this, data = data_, handler = std::forward<Handler>(handler), error,
                                           bytes]() mutable { CompleteWrite(*data, handler, error, bytes); });
       return;
     }
-    Arm(data_->writeTimer, timeouts_.writeTimeout);
+    Begin(data_->writeTimer, timeouts_.writeTimeout);
     socket_.async_write_some(buffers, [this, data = data_, handler = std::forward<Handler>(handler)](
                                           const boost::system::error_code& ec, std::size_t written) mutable {
       CompleteWrite(*data, handler, ec, written);
@@ -106,7 +118,8 @@ class TimeoutBaseStream {
            error != boost::asio::error::interrupted;
   }
 
-  void Arm(Timer& timer, std::chrono::nanoseconds timeout) {
+  void Begin(Timer& timer, std::chrono::nanoseconds timeout) {
+    ++pending_;
     timer.expires_at(Deadline<Clock>(Clock::now(), timeout));
     timer.async_wait([this, data = data_, &timer](const boost::system::error_code& error) {
       if (!error) OnDeadline(*data, timer);
@@ -115,8 +128,9 @@ class TimeoutBaseStream {
 
   // Ends the wait, and tells whether the socket is still open. A queued callback then finds its deadline
   // moved, and so does not touch a stream that is gone.
-  bool Disarm(Data& data, Timer& timer) {
+  bool End(Data& data, Timer& timer) {
     const std::lock_guard lock(data.mutex);
+    --pending_;
     timer.expires_at(Clock::time_point::max());
     return socket_.is_open();
   }
@@ -124,11 +138,16 @@ class TimeoutBaseStream {
   template <typename Handler>
   void CompleteWrite(Data& data, Handler& handler, const boost::system::error_code& error,
                      std::size_t bytes) {
-    if (Disarm(data, data.writeTimer)) {
+    if (End(data, data.writeTimer)) {
       handler(error, bytes);
     } else {
       handler(boost::system::error_code(EPIPE, boost::system::system_category()), std::size_t{0});
     }
+  }
+
+  void CloseSocket() {
+    boost::system::error_code ignored;
+    socket_.close(ignored);
   }
 
   void OnDeadline(Data& data, Timer& timer) {
@@ -144,6 +163,8 @@ class TimeoutBaseStream {
   std::shared_ptr<Data> data_;
   // The peer has sent its last byte. The reactor tells that once only, and would let a further read wait.
   bool ended_ = false;
+  // Reads and writes whose handlers have not been called.
+  int pending_ = 0;
 };
 
 }  // namespace Mirel::Asio

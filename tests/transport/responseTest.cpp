@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "framework/core/dataValue.h"
 #include "framework/transport/responseHead.h"
@@ -142,6 +145,62 @@ TEST(Response, GivesUpOnAClientThatNeverReads) {
     return call.stopped;
   }));
   EXPECT_EQ(server.logger->Lines("1 Failed to sent response body [").size(), 1U);
+  // The request ends with it, and the connection.
+  EXPECT_EQ(server.logger->Lines("0 Handle request error: [").size(), 1U);
+  client.ReadToEnd();
+}
+
+TEST(Response, ToAClientThatHasGoneEndsWithItsHead) {
+  TestServer server;
+  OpenCall call(server);
+  Client client(server);
+  client.Send(Request(kStream));
+  ASSERT_TRUE(call.Begun());
+  client.Reset();
+  server.Settle();
+  call.Give(Value("unread"));
+  EXPECT_TRUE(server.RunUntil([&] { return call.stopped; }));
+  EXPECT_EQ(server.logger->Lines("1 Failed to sent response head[").size(), 1U);
+  EXPECT_EQ(server.logger->Lines("0 Handle request error: [").size(), 1U);
+}
+
+TEST(Response, ToAClientWithoutStreamsIsOneValueOrAnError) {
+  TestServer server;
+  OpenCall call(server);
+  Client client(server);
+  client.Send(Request("Accept: application/vnd.tessaly.mirel.cleanjson, application/json\r\n"));
+  ASSERT_TRUE(call.Begun());
+  call.Give(Value("first"));
+  const auto answer = client.ReadAnswer();
+  EXPECT_NE(answer.find("Content-Type: application/vnd.tessaly.mirel.cleanjson\r\n"), std::string::npos)
+      << answer;
+  EXPECT_NE(answer.find("first"), std::string::npos);
+  EXPECT_TRUE(call.stopped);
+
+  client.Send(Request());
+  ASSERT_TRUE(call.Begun());
+  call.GiveLast(std::make_shared<const Core::MethodResult>(Data::DataValue::Create("no"), nullptr, true));
+  EXPECT_NE(client.ReadAnswer().find("com.tessaly.mirel.std.errors.internal_server_error"),
+            std::string::npos);
+}
+
+TEST(Response, HasAnIdentifierThatNoOtherLiveOneHas) {
+  TestServer server;
+  OpenCall call(server);
+  std::vector<std::unique_ptr<Client>> clients;
+  std::vector<Core::AsyncApiResultCb> live;
+  for (int i = 0; i < 8; ++i) {
+    clients.push_back(std::make_unique<Client>(server));
+    clients.back()->Send(Request(kStream));
+    ASSERT_TRUE(call.Begun());
+    call.Give(Value("element"));
+    ASSERT_TRUE(call.Begun());
+    live.push_back(*std::exchange(call.result, std::nullopt));
+  }
+  auto ids = server.logger->Lines("0 ResponseSentCb[");
+  ASSERT_EQ(ids.size(), 8U);
+  std::sort(ids.begin(), ids.end());
+  EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end());
 }
 
 TEST(ResponseHead, AlwaysTellsALengthThatIsKnown) {
