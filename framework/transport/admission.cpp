@@ -12,6 +12,7 @@ namespace Mirel::Transport {
 namespace {
 
 constexpr std::size_t kListeners = 2;
+constexpr std::size_t kMostUncounted = 16;
 constexpr auto kQuiet = std::chrono::minutes(1);
 
 std::size_t QuarterOfLimit() {
@@ -41,7 +42,7 @@ bool Admission::HasRoom() {
     }
     Tell("Few descriptors left: connections without a request are closed, the oldest first");
   }
-  uncounted_ = (left - least) / 2;
+  uncounted_ = std::min((left - least) / 4, kMostUncounted);
   return true;
 }
 

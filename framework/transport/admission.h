@@ -29,7 +29,7 @@ class Admission {
   std::shared_ptr<Asio::ConnectionTable> connections_;
   std::shared_ptr<Log::Logger> logger_;
   std::mutex mutex_;
-  // How many may come before it is counted again: half of what was left, as others may take the other half.
+  // How many may come before it is counted again; few, as others take descriptors too and limits change.
   std::size_t uncounted_ = 0;
   // When a line about it may be written again.
   std::chrono::steady_clock::time_point quietUntil_;
