@@ -17,7 +17,9 @@ namespace {
 using Next = Core::AsyncApiResultCb::Next;
 using NextPtr = std::shared_ptr<Core::AsyncApiResultCb>;
 
-constexpr const char* kStream = "Accept: application/vnd.tessaly.mirel.stream.json\r\n";
+// The forms that a client accepts count in an order of their own.
+constexpr const char* kStream =
+    "Accept: application/vnd.tessaly.mirel.cleanjson, application/vnd.tessaly.mirel.stream.json\r\n";
 
 std::shared_ptr<const Core::MethodResult> Value(const std::string& text) {
   return Core::MethodResult::GetInstance(Data::DataValue::Create(text));
@@ -121,7 +123,9 @@ TEST(Response, OfAStreamEndsWithATerminalResult) {
   TestServer server;
   OpenCall call(server);
   Client client(server);
-  client.Send(Request("Accept: application/vnd.tessaly.mirel.clean.stream.json, application/json\r\n"));
+  client.Send(
+      Request("Accept: application/vnd.tessaly.mirel.stream.json, "
+              "application/vnd.tessaly.mirel.clean.stream.json, application/json\r\n"));
   ASSERT_TRUE(call.Begun());
   call.Give(Core::MethodResult::GetErrorInstance(Data::ErrorValue::Create("some.error", {})));
   const auto answer = client.ReadAnswer();
