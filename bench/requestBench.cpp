@@ -4,8 +4,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/streambuf.hpp>
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -51,12 +53,21 @@ void Deserialize(benchmark::State& state, const std::string& input) {
   const Mirel::Protocol::Json::JsonApiRequestDeserializer deserializer;
   Taker taker;
   bool understood = false;
+  std::chrono::duration<double, std::milli> longest{};
   for (auto _ : state) {
     boost::asio::streambuf body;
     body.commit(boost::asio::buffer_copy(body.prepare(text.size()), boost::asio::buffer(text)));
-    std::shared_ptr<const Mirel::Data::ErrorValue> error;
-    understood = deserializer.Deserialize(body, taker, error);
+    auto steps = deserializer.Begin(body, taker);
+    decltype(longest) longestNow{};
+    for (bool more = true; more;) {
+      const auto start = std::chrono::steady_clock::now();
+      more = steps.Next();
+      longestNow = std::max<decltype(longest)>(longestNow, std::chrono::steady_clock::now() - start);
+    }
+    longest += longestNow;
+    understood = !steps.Error();
   }
+  state.counters["longest_ms"] = benchmark::Counter(longest.count(), benchmark::Counter::kAvgIterations);
   state.SetLabel(std::to_string(text.size()) + " bytes, " + (understood ? "taken" : "refused"));
 }
 

@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "framework/core/executionContext.h"
 #include "framework/json/jsonText.h"
@@ -109,38 +110,72 @@ Data::DataValuePtr ReadInput(const Value* params) {
   return ReadValue(*input, "params.input");
 }
 
-std::error_code Read(std::string_view text, Core::ApiRequestVisitor& visitor) {
-  rapidjson::Document request;
-  ParseRequest(text, request);
-  if (request.IsArray()) throw RequestFault("batches are not supported");
-  if (!request.IsObject()) throw RequestFault("the request is not an object");
-  RequireDistinctNames(request);
-  const auto* version = Find(request, "jsonrpc");
-  if (!version || *version != "2.0") throw RequestFault("jsonrpc is not \"2.0\"");
-  const auto id = ReadId(request);
-  const auto method = ReadMethod(request);
-  const auto* params = FindObject(request, "params", "params", {"ctx", "input"});
-  const auto context = ReadContext(params);
-  const auto input = ReadInput(params);
-  return visitor.Visit(id, method, input, context);
+}  // namespace
+
+struct JsonApiRequestDeserializer::Steps::Request {
+  rapidjson::Document json;
+  std::string id;
+  std::shared_ptr<const Core::MethodIdentifier> method;
+  std::shared_ptr<Core::ExecutionContext> context;
+  Data::DataValuePtr input;
+};
+
+JsonApiRequestDeserializer::Steps::Steps(const boost::asio::streambuf& body, Core::ApiRequestVisitor& visitor)
+    : body_(body), visitor_(visitor), request_(std::make_unique<Request>()) {}
+
+JsonApiRequestDeserializer::Steps::~Steps() = default;
+
+bool JsonApiRequestDeserializer::Steps::Next() {
+  const Step step = std::exchange(next_, nullptr);
+  try {
+    (this->*step)();
+  } catch (const ParseFault& fault) {
+    error_ = MakeError("parse_error", fault.what());
+  } catch (const RequestFault& fault) {
+    error_ = MakeError("invalid_request", fault.what());
+  }
+  return next_ != nullptr;
 }
 
-}  // namespace
+void JsonApiRequestDeserializer::Steps::Parse() {
+  // A streambuf keeps its bytes in one piece.
+  const auto bytes = body_.data();
+  ParseRequest({static_cast<const char*>(bytes.data()), bytes.size()}, request_->json);
+  next_ = &Steps::Interpret;
+}
+
+void JsonApiRequestDeserializer::Steps::Interpret() {
+  const auto& json = request_->json;
+  if (json.IsArray()) throw RequestFault("batches are not supported");
+  if (!json.IsObject()) throw RequestFault("the request is not an object");
+  RequireDistinctNames(json);
+  const auto* version = Find(json, "jsonrpc");
+  if (!version || *version != "2.0") throw RequestFault("jsonrpc is not \"2.0\"");
+  request_->id = ReadId(json);
+  request_->method = ReadMethod(json);
+  const auto* params = FindObject(json, "params", "params", {"ctx", "input"});
+  request_->context = ReadContext(params);
+  request_->input = ReadInput(params);
+  next_ = &Steps::Visit;
+}
+
+void JsonApiRequestDeserializer::Steps::Visit() {
+  const auto refusal = visitor_.Visit(request_->id, request_->method, request_->input, request_->context);
+  if (refusal) error_ = MakeError("invalid_request", refusal.message());
+}
+
+JsonApiRequestDeserializer::Steps JsonApiRequestDeserializer::Begin(const boost::asio::streambuf& body,
+                                                                    Core::ApiRequestVisitor& visitor) const {
+  return {body, visitor};
+}
 
 bool JsonApiRequestDeserializer::Deserialize(boost::asio::streambuf& body, Core::ApiRequestVisitor& visitor,
                                              std::shared_ptr<const Data::ErrorValue>& errorOut) const {
-  // A streambuf keeps its bytes in one piece.
-  const auto bytes = body.data();
-  try {
-    const auto refusal = Read({static_cast<const char*>(bytes.data()), bytes.size()}, visitor);
-    if (refusal) errorOut = MakeError("invalid_request", refusal.message());
-    return !refusal;
-  } catch (const ParseFault& fault) {
-    errorOut = MakeError("parse_error", fault.what());
-  } catch (const RequestFault& fault) {
-    errorOut = MakeError("invalid_request", fault.what());
+  auto steps = Begin(body, visitor);
+  while (steps.Next()) {
   }
-  return false;
+  errorOut = steps.Error();
+  return !errorOut;
 }
 
 }  // namespace Mirel::Protocol::Json

@@ -23,10 +23,43 @@ namespace Mirel::Protocol::Json {
 // object that has one of the typed serializer's own shapes becomes that typed value.
 class JsonApiRequestDeserializer {
  public:
+  class Steps;
+
   // Gives true after the visitor has taken the request. Otherwise gives false and sets errorOut: the text is
   // no valid request, or the visitor refused it. Usable for any number of requests.
   bool Deserialize(boost::asio::streambuf& body, Core::ApiRequestVisitor& visitor,
                    std::shared_ptr<const Data::ErrorValue>& errorOut) const;
+
+  // Body and visitor must outlive the steps.
+  Steps Begin(const boost::asio::streambuf& body, Core::ApiRequestVisitor& visitor) const;
+};
+
+// The same for a thread that serves others as well: in steps, of which even the longest text makes none
+// longer than some milliseconds.
+class JsonApiRequestDeserializer::Steps {
+ public:
+  Steps(const boost::asio::streambuf& body, Core::ApiRequestVisitor& visitor);
+  ~Steps();
+
+  // Does the next step, and gives true when another one follows.
+  bool Next();
+  // After the last step: null when the visitor has taken the request.
+  const std::shared_ptr<const Data::ErrorValue>& Error() const { return error_; }
+
+ private:
+  struct Request;
+  using Step = void (Steps::*)();
+
+  void Parse();
+  void Interpret();
+  void Visit();
+
+  const boost::asio::streambuf& body_;
+  Core::ApiRequestVisitor& visitor_;
+  std::unique_ptr<Request> request_;
+  // Null at the end.
+  Step next_ = &Steps::Parse;
+  std::shared_ptr<const Data::ErrorValue> error_;
 };
 
 }  // namespace Mirel::Protocol::Json

@@ -26,6 +26,7 @@ using ServerSpec = Asio::StreamServerSpec<Asio::IoStream>;
 using TcpStreamServer = Asio::StreamServer<TcpAcceptor, Handler, Asio::AcceptAllCond, ServerSpec>;
 
 constexpr int kBacklog = 128;
+constexpr int kReceiveBuffer = 65536;
 
 // Makes an accepted stream one of the server's connections.
 struct StreamTuner {
@@ -34,6 +35,8 @@ struct StreamTuner {
     // A result must not wait for the acknowledgement of the one before.
     boost::system::error_code ignored;
     stream.LowestSocket().set_option(tcp::no_delay(true), ignored);
+    // A body that waits unread must not wait in the kernel's memory instead.
+    stream.LowestSocket().set_option(boost::asio::socket_base::receive_buffer_size(kReceiveBuffer), ignored);
     keepAlive.Apply(stream.LowestSocket());
     stream.TableSlot().Join(connections, [&stream] { stream.Close(); });
   }

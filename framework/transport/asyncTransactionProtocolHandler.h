@@ -67,6 +67,7 @@ class AsyncTransactionProtocolHandler final
 
  private:
   class AsyncRequestVisitor;
+  class Understanding;
 
   // What a request is served with, from its head on.
   struct Call {
@@ -157,20 +158,14 @@ class AsyncTransactionProtocolHandler final
       return;
     }
     const auto turns = turns_.lock();
-    if (!share_ || !turns) {
-      Understand(call);
-      return;
+    const auto understanding = std::make_shared<Understanding>(this->shared_from_this(), std::move(call));
+    if (share_ && turns) {
+      share_->Complete();
+      turns->Enqueue([understanding] { return understanding->Next(); });
+    } else {
+      while (understanding->Next()) {
+      }
     }
-    share_->Complete();
-    turns->Enqueue([self = this->shared_from_this(), call = std::move(call)] { self->Understand(call); });
-  }
-
-  void Understand(const Call& call) {
-    AsyncRequestVisitor visitor(this->shared_from_this(), call.response);
-    std::shared_ptr<const Data::ErrorValue> deserializerError;
-    const bool understood = call.spec->deserializer->Deserialize(*body_, visitor, deserializerError);
-    ReleaseRequest();
-    if (!understood) call.response->SendDeserializerError(deserializerError);
   }
 
   // An answer can stay open for days; it needs neither the request's text nor its headers any more.
@@ -235,6 +230,31 @@ class AsyncTransactionProtocolHandler<Transaction, Extractor>::AsyncRequestVisit
  private:
   std::shared_ptr<AsyncTransactionProtocolHandler> handler_;
   std::shared_ptr<Response> response_;
+};
+
+// A request's way from its text to its visit, step by step.
+template <typename Transaction, typename Extractor>
+class AsyncTransactionProtocolHandler<Transaction, Extractor>::Understanding {
+ public:
+  Understanding(std::shared_ptr<AsyncTransactionProtocolHandler> handler, Call call)
+      : handler_(std::move(handler)),
+        call_(std::move(call)),
+        visitor_(handler_, call_.response),
+        steps_(call_.spec->deserializer->Begin(*handler_->body_, visitor_)) {}
+
+  // Gives true when another step follows.
+  bool Next() {
+    if (steps_.Next()) return true;
+    handler_->ReleaseRequest();
+    if (steps_.Error()) call_.response->SendDeserializerError(steps_.Error());
+    return false;
+  }
+
+ private:
+  std::shared_ptr<AsyncTransactionProtocolHandler> handler_;
+  Call call_;
+  AsyncRequestVisitor visitor_;
+  Protocol::Json::JsonApiRequestDeserializer::Steps steps_;
 };
 
 }  // namespace Mirel::Transport::Http

@@ -18,7 +18,7 @@ BodyBudget::BodyBudget(const Asio::Executor& executor, std::uint64_t bytes,
     : timer_(executor),
       bytes_(bytes),
       patience_(patience),
-      strangers_{bytes / 2, 0, {}},
+      strangers_{bytes / 4, 0, {}},
       known_{bytes, 0, {}} {}
 
 void BodyBudget::AsyncClaim(Claim claim, Ready ready) {

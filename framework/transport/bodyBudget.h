@@ -14,7 +14,7 @@
 namespace Mirel::Transport::Http {
 
 // The memory that the bodies of all requests in flight may take together. A body claims its share before it
-// is read; one that finds too little left waits unread. Requests without credentials share one half, so that
+// is read; one that finds too little left waits unread. Requests without credentials share a quarter, so that
 // those with credentials don't wait for them. Usable on any thread.
 class BodyBudget : public std::enable_shared_from_this<BodyBudget> {
  public:

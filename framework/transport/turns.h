@@ -9,19 +9,20 @@
 
 namespace Mirel::Transport::Http {
 
-// Runs long jobs one at a time, each as a handler of its own, and lets all that waits in the I/O context go
-// between two of them. Usable on any thread.
+// Runs long jobs one after the other, each step of them as a handler of its own, and lets all that waits in
+// the I/O context go between two steps. Usable on any thread.
 class Turns : public std::enable_shared_from_this<Turns> {
  public:
-  using Job = std::function<void()>;
+  // Does its next step, and gives true when another one follows.
+  using Job = std::function<bool()>;
 
   explicit Turns(Asio::Executor executor) : executor_(std::move(executor)) {}
 
   void Enqueue(Job job);
 
  private:
-  void RunOne();
-  void PostOne();
+  void PostStep();
+  void RunStep(Job job);
 
   Asio::Executor executor_;
   std::mutex mutex_;

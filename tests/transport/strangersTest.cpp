@@ -137,7 +137,7 @@ TEST(Strangers, GiveTheirDescriptorBackWhenTheyHaveGone) {
 
 TEST(Strangers, WaitUnreadForTheMemoryOfOtherBodies) {
   PicoHttp::ServerConfig config;
-  config.bodyBudgetInBytes = 100000;
+  config.bodyBudgetInBytes = 200000;
   TestServer server(config);
   Client holder(server);
   holder.Send(HeadOfBody(40000) + "{");
@@ -157,7 +157,7 @@ TEST(Strangers, WaitUnreadForTheMemoryOfOtherBodies) {
 
 TEST(Strangers, LoseTheBodyThatTricklesInWhileOthersWait) {
   boost::asio::io_context io;
-  const auto budget = BodyBudget::Make(io.get_executor(), 100, std::chrono::milliseconds(1));
+  const auto budget = BodyBudget::Make(io.get_executor(), 200, std::chrono::milliseconds(1));
   std::vector<BodyBudget::SharePtr> shares;
   std::vector<int> givenUp;
   const auto claim = [&](int number) {
