@@ -1,0 +1,92 @@
+// Bodies of callers without credentials: many that never end, and a few that are long and dear to read.
+
+#include <algorithm>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bench/siege/attacks.h"
+#include "bench/siege/client.h"
+#include "bench/siege/crowd.h"
+
+namespace Siege {
+namespace {
+
+constexpr std::size_t kHalfBodies = 1000;
+constexpr std::size_t kHalfBodyPause = 10;  // ms between two of them
+constexpr std::size_t kWholeBody = 2'400'000;
+constexpr std::size_t kBigBody = 1'900'000;
+constexpr auto kThinkingTime = milliseconds(10);
+
+// Begin, the part as often as it fits, end; `%` in the part is the number of the part.
+std::string Filled(std::string_view begin, std::string_view part, std::string_view end) {
+  std::string text(begin);
+  for (std::size_t number = 0; text.size() + part.size() + end.size() + 10 < kBigBody; ++number) {
+    if (number != 0) text += ',';
+    const auto at = part.find('%');
+    text.append(part.substr(0, at));
+    if (at != std::string_view::npos) text.append(std::to_string(number)).append(part.substr(at + 1));
+  }
+  return text.append(end);
+}
+
+std::string Escapes() {
+  std::string text = R"({"a":")";
+  while (text.size() + 20 < kBigBody) text += R"(\u00e9\n\"\ud83d\ude00)";
+  return text + "\"}";
+}
+
+// Narrow towers of the deepest nesting that is read, side by side.
+std::string Towers() {
+  std::string tower;
+  for (int i = 0; i < 25; ++i) tower += R"({"a":[)";
+  for (int i = 0; i < 25; ++i) tower += "]}";
+  return Filled(R"({"a":[)", tower, "]}");
+}
+
+// One for each client.
+std::vector<std::string> BigInputs() {
+  return {
+      Filled("{", R"("member%":1)", "}"),
+      Filled(R"({"a":[)", "1", "]}"),
+      Filled(R"({"a":[)", "{}", "]}"),
+      Filled(R"({"a":[)", R"("")", "]}"),
+      Filled("{", R"("same":{"optional":["x"]})", "}"),
+      Filled("{", R"("structure%":{"structure":"s","fields":{"f":[1.5,true,null]}})", "}"),
+      Escapes(),
+      Towers(),
+  };
+}
+
+}  // namespace
+
+void HalfBodies(const Assault& assault) {
+  const auto text =
+      HalfPost(kWholeBody, R"({"jsonrpc":"2.0","id":1,"method":")" + std::string(kWholeBody / 2, 'x'));
+  Crowd crowd(assault.port);
+  for (std::size_t made = 0; assault.GoesOn();) {
+    const auto due = static_cast<std::size_t>(MillisecondsSince(assault.begin)) / kHalfBodyPause;
+    for (; made < std::min(due, kHalfBodies); ++made) {
+      crowd.Add(text);
+      assault.Count();
+    }
+    crowd.Turn(milliseconds(20));
+    assault.Hold(crowd.Size());
+    Sleep(milliseconds(1));
+  }
+}
+
+void BigBodies(const Assault& assault) {
+  std::vector<std::thread> clients;
+  for (const auto& input : BigInputs()) {
+    clients.emplace_back([&assault, request = AnonymousCall('"' + std::string(kOpenCall) + '"', input)] {
+      while (assault.GoesOn()) {
+        if (!Ask(assault.port, request).empty()) assault.Count();
+        Sleep(kThinkingTime);
+      }
+    });
+  }
+  for (auto& client : clients) client.join();
+}
+
+}  // namespace Siege

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <sys/types.h>
+
+namespace Siege {
+
+// What the kernel tells of a process; all zeros when it has ended.
+struct ProcessFigures {
+  double rssMiB = 0;
+  double peakMiB = 0;  // VmHWM
+  double cpuSeconds = 0;
+  unsigned descriptors = 0;
+};
+
+ProcessFigures Look(pid_t pid);
+
+}  // namespace Siege

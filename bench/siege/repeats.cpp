@@ -1,0 +1,65 @@
+// Guests that name one live subscription as often as a datagram holds it, each as often as it may send.
+
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "bench/siege/attacks.h"
+#include "bench/siege/client.h"
+#include "tests/support/daemon.h"
+#include "tests/support/subscriber.h"
+
+namespace Siege {
+namespace {
+
+constexpr std::uint32_t kGuests = 150;
+constexpr std::uint32_t kListenerCid = kFirstHostileCid + kGuests;
+constexpr std::uint32_t kHistoryPort = 766;
+constexpr auto kPause = std::chrono::microseconds(500'000) / kGuests;  // twice a second each
+
+// What a VM is told when a subscription asks for history.
+std::string IdIn(const std::string& historyRequest) {
+  constexpr std::string_view kMark = "\"id\": ";
+  const auto at = historyRequest.find(kMark);
+  if (at == std::string::npos) throw std::runtime_error("no id in " + historyRequest);
+  return std::to_string(std::strtoull(historyRequest.c_str() + at + kMark.size(), nullptr, 10));
+}
+
+std::string TextThatRepeats(const std::string& id) {
+  const auto size = Support::PublicationText(1, "siege", "", ",\"subscribers\":[]").size();
+  std::string list = id;
+  while (size + list.size() + 1 + id.size() <= Krell::GuestSocket::largestDatagram)
+    list.append(",").append(id);
+  return Support::PublicationText(1, "siege", "", ",\"subscribers\":[" + list + "]");
+}
+
+// The named subscription's client, who reads all that it gets.
+void ReadAll(Support::Subscriber& subscriber) try {
+  while (true) subscriber.Next();
+} catch (const std::exception&) {
+}
+
+}  // namespace
+
+void Repeats(const Assault& assault) {
+  Krell::GuestSocket listener(kListenerCid, kHistoryPort);
+  Support::Subscriber named(assault.port,
+                            R"({"vm_id_type":"MGR_VM_ID","topic_prefixes":["siege"],"past_seconds":1})");
+  const auto request = listener.Receive(seconds(20));
+  if (!request) throw std::runtime_error("no subscription");
+  const auto text = TextThatRepeats(IdIn(request->text));
+  std::thread([&named] { ReadAll(named); }).detach();  // ends with the process
+  std::vector<Krell::GuestSocket> guests;
+  for (std::uint32_t i = 0; i < kGuests; ++i) guests.emplace_back(kFirstHostileCid + i);
+  for (auto due = Clock::now(); assault.GoesOn(); due += kPause) {
+    auto& guest = guests[assault.tally.done % kGuests];
+    guest.Send(assault.vmPort, text);
+    while (guest.Receive(milliseconds(0))) continue;
+    assault.Count();
+    std::this_thread::sleep_until(due);
+  }
+}
+
+}  // namespace Siege

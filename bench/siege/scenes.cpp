@@ -1,0 +1,53 @@
+#include "bench/siege/scenes.h"
+
+#include <algorithm>
+
+#include "bench/siege/attacks.h"
+
+namespace Siege {
+namespace {
+
+constexpr auto kShort = seconds(15);
+constexpr auto kMiddle = seconds(30);
+constexpr auto kLong = seconds(60);
+// Two minutes, and what the scene's own clock may be late.
+constexpr auto kTwoMinutes = seconds(125);
+
+}  // namespace
+
+std::span<const Scene> Scenes() {
+  static const std::vector<Scene> scenes = {
+      {"none", "nothing", {}, kShort},
+      {"connections", "connections", {IdleConnections}, kLong},
+      {"leavers", "subscribers", {Leavers}, kMiddle, {}, kTwoMinutes},
+      {"half-bodies", "connections", {HalfBodies}, kMiddle},
+      {"big-bodies", "calls", {BigBodies}, kMiddle},
+      {"repeats", "datagrams", {Repeats}, kMiddle},
+      {"long-names", "calls", {LongNames}, kShort},
+      {"control-names", "calls", {ControlNames}, kShort},
+      {"long-contexts", "calls", {LongContexts}, kShort},
+      {"stderr-full", "calls", {ManyRefusals}, kShort, {ErrorSink::kFullPipe}},
+      {"stderr-gone", "calls", {ManyRefusals}, kShort, {ErrorSink::kBrokenPipe}},
+      {"logins", "guesses", {WrongLogins}, kMiddle, {ErrorSink::kFile, Passwords::kFast}},
+      {"slow-login", "guesses", {OneSlowLogin}, kMiddle, {ErrorSink::kFile, Passwords::kSlow}},
+      {"slow-clients", "datagrams", {SlowClients}, kMiddle},
+      {"pipelines", "connections", {Pipelines}, kMiddle},
+      {"together",
+       "all of them",
+       {IdleConnections, Leavers, HalfBodies, BigBodies, Repeats, LongNames, ControlNames, LongContexts,
+        WrongLogins, SlowClients, Pipelines},
+       kLong,
+       {ErrorSink::kFile, Passwords::kFast},
+       kTwoMinutes},
+  };
+  return scenes;
+}
+
+const Scene* FindScene(std::string_view name) {
+  const auto scenes = Scenes();
+  const auto found =
+      std::find_if(scenes.begin(), scenes.end(), [&](const Scene& scene) { return scene.name == name; });
+  return found == scenes.end() ? nullptr : &*found;
+}
+
+}  // namespace Siege
