@@ -15,7 +15,7 @@ void IdleConnections(const Assault& assault);
 // leavers.cpp
 void Leavers(const Assault& assault);
 // bodies.cpp
-void HalfBodies(const Assault& assault);
+void UnfinishedBodies(const Assault& assault);
 void BigBodies(const Assault& assault);
 // repeats.cpp
 void Repeats(const Assault& assault);

@@ -1,4 +1,5 @@
-// Bodies of callers without credentials: many that never end, and a few that are long and dear to read.
+// Bodies of callers without credentials: many whose last bytes never come, and a few that are long and dear
+// to read.
 
 #include <algorithm>
 #include <string>
@@ -12,8 +13,8 @@
 namespace Siege {
 namespace {
 
-constexpr std::size_t kHalfBodies = 1000;
-constexpr std::size_t kHalfBodyPause = 10;  // ms between two of them
+constexpr std::size_t kUnfinished = 1000;
+constexpr std::size_t kUnfinishedPause = 10;  // ms between two of them
 constexpr std::size_t kWholeBody = 2'400'000;
 constexpr std::size_t kBigBody = 1'900'000;
 constexpr auto kThinkingTime = milliseconds(10);
@@ -60,13 +61,13 @@ std::vector<std::string> BigInputs() {
 
 }  // namespace
 
-void HalfBodies(const Assault& assault) {
+void UnfinishedBodies(const Assault& assault) {
   const auto text =
-      HalfPost(kWholeBody, R"({"jsonrpc":"2.0","id":1,"method":")" + std::string(kWholeBody / 2, 'x'));
+      HalfPost(kWholeBody, R"({"jsonrpc":"2.0","id":1,"method":")" + std::string(kWholeBody - 1000, 'x'));
   Crowd crowd(assault.port);
   for (std::size_t made = 0; assault.GoesOn();) {
-    const auto due = static_cast<std::size_t>(MillisecondsSince(assault.begin)) / kHalfBodyPause;
-    for (; made < std::min(due, kHalfBodies); ++made) {
+    const auto due = static_cast<std::size_t>(MillisecondsSince(assault.begin)) / kUnfinishedPause;
+    for (; made < std::min(due, kUnfinished); ++made) {
       crowd.Add(text);
       assault.Count();
     }

@@ -63,13 +63,10 @@ CanaryFigures Canary::Stop() {
   figures.sent = lastCounted_ - first_;
   for (auto sequence = first_ + 1; sequence <= lastCounted_; ++sequence) {
     if (sent_[sequence].ackMs >= 0) figures.ackMs.push_back(sent_[sequence].ackMs);
+    if (sent_[sequence].deliveryMs >= 0) figures.deliveryMs.push_back(sent_[sequence].deliveryMs);
   }
-  figures.acknowledged = figures.ackMs.size();
-  figures.received =
-      static_cast<std::uint64_t>(std::count_if(received_.begin(), received_.end(), [this](auto sequence) {
-        return sequence > first_ && sequence <= lastCounted_;
-      }));
   std::sort(figures.ackMs.begin(), figures.ackMs.end());
+  std::sort(figures.deliveryMs.begin(), figures.deliveryMs.end());
   return figures;
 }
 
@@ -123,11 +120,16 @@ void Canary::ReadStream() try {
   while (lastReceived_ <= lastCounted_) {
     const auto sequence = NumberBehind(subscriber.Next(), "\"canary.");
     if (first_ == 0) first_ = sequence;
-    received_.push_back(sequence);
-    lastReceived_ = sequence;
+    Receive(sequence);
   }
 } catch (const std::exception&) {
   // The stream was lost; what's missing tells.
+}
+
+void Canary::Receive(std::uint64_t sequence) {
+  lastReceived_ = sequence;
+  const std::lock_guard lock(sentMutex_);
+  if (sequence < sent_.size()) sent_[sequence].deliveryMs = MillisecondsSince(sent_[sequence].at);
 }
 
 void Canary::ReceiveNewcomers() {
