@@ -6,9 +6,10 @@
 
 namespace Siege {
 
-// The VMs of hostile guests.
+// The VMs of hostile guests. The last ones belong to the friends of slow readers.
 inline constexpr std::uint32_t kFirstHostileCid = 5000;
-inline constexpr std::uint32_t kHostileVms = 160;
+inline constexpr std::uint32_t kHostileVms = 170;
+inline constexpr std::uint32_t kFirstLargeCid = kFirstHostileCid + 160;
 
 // connections.cpp
 void IdleConnections(const Assault& assault);
@@ -17,8 +18,9 @@ void Leavers(const Assault& assault);
 // bodies.cpp
 void UnfinishedBodies(const Assault& assault);
 void BigBodies(const Assault& assault);
-// repeats.cpp
+// hostileGuests.cpp
 void Repeats(const Assault& assault);
+void BadTexts(const Assault& assault);
 // names.cpp
 void LongNames(const Assault& assault);
 void ControlNames(const Assault& assault);
@@ -29,6 +31,9 @@ void WrongLogins(const Assault& assault);
 void OneSlowLogin(const Assault& assault);
 // slow.cpp
 void SlowClients(const Assault& assault);
+// strangers.cpp
+void Churn(const Assault& assault);
+void ForgedTokens(const Assault& assault);
 // pipelines.cpp
 void Pipelines(const Assault& assault);
 

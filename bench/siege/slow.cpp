@@ -37,7 +37,7 @@ void SlowClients(const Assault& assault) {
   Crowd crowd(assault.port);
   for (std::size_t i = 0; i < kTricklers; ++i) crowd.Add(trickle, kBytePause);
   std::vector<Krell::GuestSocket> guests;
-  for (std::uint32_t i = 0; i < kGuests; ++i) guests.emplace_back(kFirstHostileCid + i);
+  for (std::uint32_t i = 0; i < kGuests; ++i) guests.emplace_back(kFirstLargeCid + i);
   const auto text = Support::PublicationText(1, "siege", std::string(60'000, 'Q'));
   assault.Hold(subscribers.size() + crowd.Size());
   for (auto due = Clock::now(); assault.GoesOn();) {

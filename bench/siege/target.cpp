@@ -87,6 +87,7 @@ int Target::OpenSink(ErrorSink sink) {
 void Target::Run(int standardError, Passwords passwords, const std::string& configFile) const {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   dup2(standardError, STDERR_FILENO);
+  close_range(STDERR_FILENO + 1, ~0U, 0);  // the victims' sockets aren't the daemon's
   UsePasswords(passwords);
   execl(NORNHESPERD_PROGRAM, NORNHESPERD_PROGRAM, configFile.c_str(), nullptr);
   _exit(127);

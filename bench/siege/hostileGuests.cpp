@@ -1,4 +1,5 @@
-// Guests that name one live subscription as often as a datagram holds it, each as often as it may send.
+// Guests that send the dearest texts as often as they may: one live subscription named as often as a datagram
+// holds it, and nonsense that grows when it's escaped.
 
 #include <cstdlib>
 #include <stdexcept>
@@ -7,7 +8,7 @@
 #include <vector>
 
 #include "bench/siege/attacks.h"
-#include "bench/siege/client.h"
+#include "platform/krell/guestSocket.h"
 #include "tests/support/daemon.h"
 #include "tests/support/subscriber.h"
 
@@ -17,7 +18,6 @@ namespace {
 constexpr std::uint32_t kGuests = 150;
 constexpr std::uint32_t kListenerCid = kFirstHostileCid + kGuests;
 constexpr std::uint32_t kHistoryPort = 766;
-constexpr auto kPause = std::chrono::microseconds(500'000) / kGuests;  // twice a second each
 
 // What a VM is told when a subscription asks for history.
 std::string IdIn(const std::string& historyRequest) {
@@ -41,6 +41,20 @@ void ReadAll(Support::Subscriber& subscriber) try {
 } catch (const std::exception&) {
 }
 
+// So many VMs send the text, each twice a second, and throw their acknowledgements away.
+void SendFromAll(const Assault& assault, std::uint32_t guests, const std::string& text) {
+  const auto pause = std::chrono::microseconds(500'000) / guests;  // twice a second each
+  std::vector<Krell::GuestSocket> sockets;
+  for (std::uint32_t i = 0; i < guests; ++i) sockets.emplace_back(kFirstHostileCid + i);
+  for (auto due = Clock::now(); assault.GoesOn(); due += pause) {
+    auto& socket = sockets[assault.tally.done % guests];
+    socket.Send(assault.vmPort, text);
+    while (socket.Receive(milliseconds(0))) continue;
+    assault.Count();
+    std::this_thread::sleep_until(due);
+  }
+}
+
 }  // namespace
 
 void Repeats(const Assault& assault) {
@@ -51,15 +65,12 @@ void Repeats(const Assault& assault) {
   if (!request) throw std::runtime_error("no subscription");
   const auto text = TextThatRepeats(IdIn(request->text));
   std::thread([&named] { ReadAll(named); }).detach();  // ends with the process
-  std::vector<Krell::GuestSocket> guests;
-  for (std::uint32_t i = 0; i < kGuests; ++i) guests.emplace_back(kFirstHostileCid + i);
-  for (auto due = Clock::now(); assault.GoesOn(); due += kPause) {
-    auto& guest = guests[assault.tally.done % kGuests];
-    guest.Send(assault.vmPort, text);
-    while (guest.Receive(milliseconds(0))) continue;
-    assault.Count();
-    std::this_thread::sleep_until(due);
-  }
+  SendFromAll(assault, kGuests, text);
+}
+
+// Text that is no JSON comes back in the answer, and stands in the log.
+void BadTexts(const Assault& assault) {
+  SendFromAll(assault, kGuests, std::string(Krell::GuestSocket::largestDatagram, '\1'));
 }
 
 }  // namespace Siege
