@@ -13,10 +13,12 @@ inline constexpr std::uint32_t kFirstLargeCid = kFirstHostileCid + 160;
 
 // connections.cpp
 void IdleConnections(const Assault& assault);
+void AnsweredConnections(const Assault& assault);
 // leavers.cpp
 void Leavers(const Assault& assault);
 // bodies.cpp
 void UnfinishedBodies(const Assault& assault);
+void PretendersBodies(const Assault& assault);
 void BigBodies(const Assault& assault);
 // hostileGuests.cpp
 void Repeats(const Assault& assault);

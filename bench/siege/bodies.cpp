@@ -13,7 +13,6 @@
 namespace Siege {
 namespace {
 
-constexpr std::size_t kUnfinished = 1000;
 constexpr std::size_t kUnfinishedPause = 10;  // ms between two of them
 constexpr std::size_t kWholeBody = 2'400'000;
 constexpr std::size_t kBigBody = 1'900'000;
@@ -59,15 +58,14 @@ std::vector<std::string> BigInputs() {
   };
 }
 
-}  // namespace
-
-void UnfinishedBodies(const Assault& assault) {
-  const auto text =
-      HalfPost(kWholeBody, R"({"jsonrpc":"2.0","id":1,"method":")" + std::string(kWholeBody - 1000, 'x'));
+// So many connections whose bodies lack their last kilobyte.
+void SendUnfinished(const Assault& assault, std::size_t connections, std::string_view moreHeaders) {
+  const std::string begin = R"({"jsonrpc":"2.0","id":1,"method":")";
+  const auto text = HalfPost(kWholeBody, begin + std::string(kWholeBody - 1000, 'x'), moreHeaders);
   Crowd crowd(assault.port);
   for (std::size_t made = 0; assault.GoesOn();) {
     const auto due = static_cast<std::size_t>(MillisecondsSince(assault.begin)) / kUnfinishedPause;
-    for (; made < std::min(due, kUnfinished); ++made) {
+    for (; made < std::min(due, connections); ++made) {
       crowd.Add(text);
       assault.Count();
     }
@@ -75,6 +73,17 @@ void UnfinishedBodies(const Assault& assault) {
     assault.Hold(crowd.Size());
     Sleep(milliseconds(1));
   }
+}
+
+}  // namespace
+
+void UnfinishedBodies(const Assault& assault) {
+  SendUnfinished(assault, 1000, "");
+}
+
+// More of them than there are descriptors.
+void PretendersBodies(const Assault& assault) {
+  SendUnfinished(assault, 1300, "Authorization: Bearer e30.e30.c2lnbmVk\r\n");
 }
 
 void BigBodies(const Assault& assault) {

@@ -49,8 +49,8 @@ std::string Post(std::string_view body, std::string_view moreHeaders) {
   return Head(body.size(), moreHeaders).append(body);
 }
 
-std::string HalfPost(std::size_t length, std::string_view begin) {
-  return Head(length, "").append(begin);
+std::string HalfPost(std::size_t length, std::string_view begin, std::string_view moreHeaders) {
+  return Head(length, moreHeaders).append(begin);
 }
 
 std::string AnonymousCall(std::string_view method, std::string_view input) {

@@ -20,7 +20,7 @@ bool CanConnect(std::uint16_t port);
 // A POST with that body and the header lines that it needs, its length among them.
 std::string Post(std::string_view body, std::string_view moreHeaders = "");
 // The same head, and only the first bytes of a body of that length.
-std::string HalfPost(std::size_t length, std::string_view begin);
+std::string HalfPost(std::size_t length, std::string_view begin, std::string_view moreHeaders = "");
 // What a caller without credentials sends to call the method with the input; both are JSON.
 std::string AnonymousCall(std::string_view method, std::string_view input);
 

@@ -19,8 +19,10 @@ std::span<const Scene> Scenes() {
   static const std::vector<Scene> scenes = {
       {"none", "nothing", {}, kShort},
       {"connections", "connections", {IdleConnections}, kLong},
+      {"answered", "connections", {AnsweredConnections}, kMiddle},
       {"leavers", "subscribers", {Leavers}, kMiddle, {}, kTwoMinutes},
       {"unfinished-bodies", "connections", {UnfinishedBodies}, kMiddle},
+      {"pretenders-bodies", "connections", {PretendersBodies}, kMiddle},
       {"big-bodies", "calls", {BigBodies}, kMiddle},
       {"repeats", "datagrams", {Repeats}, kMiddle},
       {"bad-texts", "datagrams", {BadTexts}, kShort},
