@@ -3,10 +3,10 @@
 
 #include <algorithm>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "bench/siege/attacks.h"
+#include "bench/siege/callers.h"
 #include "bench/siege/client.h"
 #include "bench/siege/crowd.h"
 
@@ -87,16 +87,10 @@ void PretendersBodies(const Assault& assault) {
 }
 
 void BigBodies(const Assault& assault) {
-  std::vector<std::thread> clients;
-  for (const auto& input : BigInputs()) {
-    clients.emplace_back([&assault, request = AnonymousCall('"' + std::string(kOpenCall) + '"', input)] {
-      while (assault.GoesOn()) {
-        if (!Ask(assault.port, request).empty()) assault.Count();
-        Sleep(kThinkingTime);
-      }
-    });
-  }
-  for (auto& client : clients) client.join();
+  std::vector<std::string> requests;
+  for (const auto& input : BigInputs())
+    requests.push_back(AnonymousCall('"' + std::string(kOpenCall) + '"', input));
+  CallAgainAndAgain(assault, requests, kThinkingTime);
 }
 
 }  // namespace Siege

@@ -96,6 +96,7 @@ void Canary::SendOne(std::vector<Krell::GuestSocket>& guests) {
 
 void Canary::TakeAcknowledgements(std::vector<Krell::GuestSocket>& guests, Clock::time_point until) {
   std::vector<pollfd> polled;
+  polled.reserve(guests.size());
   for (const auto& guest : guests) polled.push_back({guest.Descriptor(), POLLIN, 0});
   while (true) {
     const auto left = std::chrono::ceil<milliseconds>(until - Clock::now()).count();

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "bench/siege/attacks.h"
+#include "bench/siege/callers.h"
 #include "bench/siege/client.h"
 #include "platform/corvane/crypto.h"
 #include "tests/support/subscriber.h"
@@ -12,7 +13,7 @@
 namespace Siege {
 namespace {
 
-constexpr int kGuessers = 4;
+constexpr std::size_t kGuessers = 4;
 constexpr auto kGuessPause = milliseconds(20);
 constexpr auto kRootsPause = seconds(1);
 constexpr auto kRootsPatience = seconds(60);
@@ -42,26 +43,20 @@ std::string RootsWait(std::uint16_t port) {
   return "not in within " + std::to_string(kRootsPatience.count()) + " s";
 }
 
-void Guess(const Assault& assault) {
-  const auto request = CallWithPassword("root", "wrong");
-  while (assault.GoesOn()) {
-    if (!Ask(assault.port, request).empty()) assault.Count();
-    Sleep(kGuessPause);
-  }
-}
-
 }  // namespace
 
 void WrongLogins(const Assault& assault) {
-  std::vector<std::thread> guessers;
-  for (int i = 0; i < kGuessers; ++i) guessers.emplace_back([&assault] { Guess(assault); });
+  std::thread guessers([&assault] {
+    const auto guess = CallWithPassword("root", "wrong");
+    CallAgainAndAgain(assault, std::vector<std::string>(kGuessers, guess), kGuessPause);
+  });
   int tried = 0;
   int in = 0;
   for (; assault.GoesOn(); ++tried) {
     if (RootComesIn(assault.port)) ++in;
     Sleep(kRootsPause);
   }
-  for (auto& guesser : guessers) guesser.join();
+  guessers.join();
   assault.Remark("root came in " + std::to_string(in) + " of " + std::to_string(tried) +
                  " times, and afterwards " + RootsWait(assault.port));
 }

@@ -2,17 +2,17 @@
 // signature.
 
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "bench/siege/attacks.h"
+#include "bench/siege/callers.h"
 #include "bench/siege/client.h"
 #include "tests/support/subscriber.h"
 
 namespace Siege {
 namespace {
 
-constexpr int kForgers = 4;
+constexpr std::size_t kForgers = 4;
 constexpr auto kForgersPause = milliseconds(2);
 constexpr int kAtOnce = 20;  // connections, then a pause
 constexpr auto kChurnPause = milliseconds(5);
@@ -40,16 +40,7 @@ void Churn(const Assault& assault) {
 void ForgedTokens(const Assault& assault) {
   const auto request = Support::CallRequest(kSubscribe, R"({"spec":{"vm_id_type":"MGR_VM_ID"}})", kStreaming,
                                             "Connection: close\r\n", Forged(Support::Authorized()));
-  std::vector<std::thread> forgers;
-  for (int i = 0; i < kForgers; ++i) {
-    forgers.emplace_back([&] {
-      while (assault.GoesOn()) {
-        if (!Ask(assault.port, request).empty()) assault.Count();
-        Sleep(kForgersPause);
-      }
-    });
-  }
-  for (auto& forger : forgers) forger.join();
+  CallAgainAndAgain(assault, std::vector<std::string>(kForgers, request), kForgersPause);
 }
 
 }  // namespace Siege
