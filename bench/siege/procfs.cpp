@@ -34,6 +34,20 @@ unsigned Descriptors(const std::string& process) {
 
 }  // namespace
 
+double MachineCpuSeconds() {
+  std::ifstream file("/proc/stat");
+  std::string skipped;
+  double user = 0;
+  double nice = 0;
+  double system = 0;
+  file >> skipped >> user >> nice >> system;
+  return (user + nice + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+double OwnCpuSeconds() {
+  return CpuSeconds("/proc/self");
+}
+
 ProcessFigures Look(pid_t pid) {
   const auto process = "/proc/" + std::to_string(pid);
   ProcessFigures figures;

@@ -14,4 +14,8 @@ struct ProcessFigures {
 
 ProcessFigures Look(pid_t pid);
 
+// What all processes of the machine, and this one, have used so far.
+double MachineCpuSeconds();
+double OwnCpuSeconds();
+
 }  // namespace Siege

@@ -63,8 +63,11 @@ Outcome Play(const Scene& scene) {
   Sleep(seconds(2));
   Outcome outcome;
   outcome.before = Look(target.pid());
+  const auto others = MachineCpuSeconds() - OwnCpuSeconds();
   LetGo(target, outcome, attackers, scene.length);
   Collect(outcome, attackers);
+  outcome.otherCpuSeconds = MachineCpuSeconds() - OwnCpuSeconds() - others - outcome.attackerCpuSeconds -
+                            (outcome.after.cpuSeconds - outcome.before.cpuSeconds);
   AwaitDescriptors(target, outcome, scene.patience);
   outcome.canary = canary.Stop();
   if (!target.IsRunning()) outcome.remarks += " THE DAEMON HAS ENDED: " + target.ending();

@@ -14,6 +14,7 @@ struct Outcome {
   std::uint64_t done = 0;
   std::uint64_t held = 0;
   double attackerCpuSeconds = 0;
+  double otherCpuSeconds = 0;  // of processes that have no part in the scene
   double seconds = 0;
   ProcessFigures before;  // of the daemon, with the canary there
   ProcessFigures after;

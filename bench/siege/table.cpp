@@ -5,7 +5,7 @@
 namespace Siege {
 namespace {
 
-constexpr int kColumns = 21;
+constexpr int kColumns = 22;
 
 double Percentile(const std::vector<double>& ascending, double part) {
   if (ascending.empty()) return 0;
@@ -38,7 +38,8 @@ void PrintDaemon(const Outcome& outcome) {
 
 void PrintHeading() {
   std::printf(
-      "| scene | attack | its CPU s | sent | lost acks | lost elements | ack ms: p50 | p99 | max | element "
+      "| scene | attack | its CPU s | others' CPU s | sent | lost acks | lost elements | ack ms: p50 | p99 | "
+      "max | element "
       "ms: p50 "
       "| p99 | max | newcomers | slowest ms | peak MiB | CPU s | log KiB | audit KiB | descriptors | back s "
       "| remarks |\n|");
@@ -48,9 +49,10 @@ void PrintHeading() {
 }
 
 void PrintRow(const Scene& scene, const Outcome& outcome) {
-  std::printf("| %s, %.0f s | %llu %s, %llu held | %.1f |", scene.name, outcome.seconds,
+  std::printf("| %s, %.0f s | %llu %s, %llu held | %.1f | %.0f |", scene.name, outcome.seconds,
               static_cast<unsigned long long>(outcome.done), scene.counted,
-              static_cast<unsigned long long>(outcome.held), outcome.attackerCpuSeconds);
+              static_cast<unsigned long long>(outcome.held), outcome.attackerCpuSeconds,
+              outcome.otherCpuSeconds);
   PrintVictims(outcome.canary);
   PrintDaemon(outcome);
   std::fflush(stdout);
