@@ -1,5 +1,6 @@
 #include "apps/nornhesperd/messageStream.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "apps/nornhesperd/globalContext.h"
@@ -10,6 +11,7 @@
 #include "framework/core/validator.h"
 #include "framework/provider/localization.h"
 #include "platform/corvane/panic.h"
+#include "platform/corvane/system.h"
 
 namespace Com::Tessaly::Norn::Hesper::GuestDataSvc {
 namespace {
@@ -18,6 +20,8 @@ using Corvane::System::Synchronized;
 using NornHesper::CidInfo;
 using NornHesper::GlobalContext;
 using NornHesper::PublicationPtr;
+
+constexpr std::int64_t kDropTellingInterval = 1'000'000;  // microseconds
 
 // The VM's identifier of the kind that a subscription speaks in. The service refuses unknown kinds.
 const std::string& VmIdentifier(const CidInfo& vm, const VmIdentifierType& type) {
@@ -92,10 +96,12 @@ MessageStream::MessageStream(const VmIdentifierType& vmIdType,
       resultCb_(std::make_shared<ResultCb>(result)) {}
 
 void MessageStream::RegisterSubscription() {
+  const auto offer = [self = Corvane::Ref<MessageStream>(this)](const PublicationPtr& publication,
+                                                                std::uint64_t times = 1) {
+    self->Offer(publication, times);
+  };
   subscriptionId_ = GlobalContext::Get()->GetRegistry().Register(
-      [self = Corvane::Ref<MessageStream>(this)](const PublicationPtr& publication) {
-        self->Offer(publication);
-      });
+      [offer](const PublicationPtr& publication) { offer(publication); }, offer);
 }
 
 void MessageStream::RequestHistory() {
@@ -120,30 +126,61 @@ bool MessageStream::TakesTopic(std::string_view topic) const {
   return !topicPrefixes_ || NornHesper::TopicMatches(topic, *topicPrefixes_);
 }
 
-void MessageStream::Offer(const PublicationPtr& publication) {
-  if (TakesVm(*publication->cidInfo) && TakesTopic(publication->Topic())) EnquePublication(publication);
+void MessageStream::Offer(const PublicationPtr& publication, std::uint64_t times) {
+  if (TakesVm(*publication->cidInfo) && TakesTopic(publication->Topic()))
+    EnquePublication(publication, times);
 }
 
-void MessageStream::EnquePublication(const PublicationPtr& publication) {
+void MessageStream::EnquePublication(const PublicationPtr& publication, std::uint64_t times) {
   Synchronized lock(this);
-  // Compared as unsigned, so that a negative setting means a queue that is never dropped.
-  const auto limit = static_cast<std::uint32_t>(GlobalContext::Get()->GetConfigInfo().GetMirelQueueLimit());
-  if (queue_.size() > limit) {
-    std::deque<PublicationPtr> dropped;
-    dropped.swap(queue_);
-    HESPER_LOG(6, "Dropped Mirel client queue for subscription %1", subscriptionId_);
-  }
-  queue_.push_back(publication);
-  if (!sending_) {
+  if (!sending_) {  // and so the queue is empty
+    Push(publication, 1);
     StartSend();
-  } else {
-    TRACE_PUBLICATION("Pushed", publication, "in Mirel client queue for", subscriptionId_);
+    if (--times == 0) return;
   }
+  // One more than the limit is kept; the next one drops them all and is the first of a new queue. The limit
+  // is unsigned, so that a negative setting means a queue that is never dropped.
+  const auto limit = static_cast<std::uint32_t>(GlobalContext::Get()->GetConfigInfo().GetMirelQueueLimit());
+  const std::uint64_t capacity = std::uint64_t{limit} + 1;
+  const std::uint64_t room = capacity - std::min(queued_, capacity);
+  std::uint64_t kept = times;
+  if (times > room) {
+    const std::uint64_t drops = (times - room - 1) / capacity + 1;
+    kept = times - room - (drops - 1) * capacity;
+    DropQueue(drops);
+  }
+  Push(publication, kept);
+  TRACE_PUBLICATION("Pushed", publication, "in Mirel client queue for", subscriptionId_);
+  if (times > 1) HESPER_LOG(7, "Pushed it %1 times for subscription %2", times, subscriptionId_);
+}
+
+void MessageStream::Push(const PublicationPtr& publication, std::uint64_t times) {
+  queue_.push_back({publication, times});
+  queued_ += times;
+}
+
+// A guest can have a queue dropped thousands of times by one publication. These are one line, and a count of
+// the others that is told at most once a second.
+void MessageStream::DropQueue(std::uint64_t times) {
+  std::deque<Run> dropped;
+  dropped.swap(queue_);
+  queued_ = 0;
+  HESPER_LOG(6, "Dropped Mirel client queue for subscription %1", subscriptionId_);
+  untoldDrops_ += times - 1;
+  if (untoldDrops_ == 0) return;
+  const std::int64_t now = Corvane::System::GetMonotonicTime();
+  if (now < nextTellingOfDrops_) return;
+  HESPER_LOG(6, "Mirel client queue for subscription %1 was dropped %2 more times by repetitions",
+             subscriptionId_, untoldDrops_);
+  untoldDrops_ = 0;
+  nextTellingOfDrops_ = now + kDropTellingInterval;
 }
 
 void MessageStream::StartSend() {
-  sending_ = std::move(queue_.front());
-  queue_.pop_front();
+  Run& front = queue_.front();
+  sending_ = front.publication;
+  --queued_;
+  if (--front.length == 0) queue_.pop_front();
   TRACE_PUBLICATION("Sending", sending_, "to", subscriptionId_);
   const Corvane::Ref<MessageStream> self(this);
   const auto element = MakeElement(MakeResult(sending_, vmIdType_));

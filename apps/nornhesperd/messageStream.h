@@ -34,14 +34,23 @@ class MessageStream : public Corvane::System::LockableObjectImpl {
   // as publications addressed to this subscription.
   void RequestHistory();
 
-  // Takes a publication that has passed the filter.
-  void EnquePublication(const NornHesper::PublicationPtr& publication);
+  // Takes a publication that has passed the filter, so many times (at least once). Neither the cost nor
+  // the memory depends on how many.
+  void EnquePublication(const NornHesper::PublicationPtr& publication, std::uint64_t times = 1);
 
  private:
-  void Offer(const NornHesper::PublicationPtr& publication);
+  // Publications that are sent one after the other, all of them the same one.
+  struct Run {
+    NornHesper::PublicationPtr publication;
+    std::uint64_t length;
+  };
+
+  void Offer(const NornHesper::PublicationPtr& publication, std::uint64_t times);
   bool TakesVm(const NornHesper::CidInfo& vm) const;
   bool TakesTopic(std::string_view topic) const;
 
+  void Push(const NornHesper::PublicationPtr& publication, std::uint64_t times);
+  void DropQueue(std::uint64_t times);
   void StartSend();
   void UpdateResultCb(const ResultCbPtr& next);
 
@@ -55,7 +64,11 @@ class MessageStream : public Corvane::System::LockableObjectImpl {
   std::uint64_t subscriptionId_ = 0;
   // On its way to the client; null when the stream is idle, and the queue is then empty.
   NornHesper::PublicationPtr sending_;
-  std::deque<NornHesper::PublicationPtr> queue_;
+  std::deque<Run> queue_;
+  std::uint64_t queued_ = 0;  // publications in the queue
+  // Drops that had no line of their own in the log, and when they may be told.
+  std::uint64_t untoldDrops_ = 0;
+  std::int64_t nextTellingOfDrops_ = 0;  // monotonic microseconds
 };
 
 }  // namespace Com::Tessaly::Norn::Hesper::GuestDataSvc

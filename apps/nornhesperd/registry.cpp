@@ -1,6 +1,7 @@
 #include "apps/nornhesperd/registry.h"
 
 #include <boost/asio/post.hpp>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -23,10 +24,11 @@ PublishOutcome Registry::Publish(const char* text, size_t length, const CidInfoP
   return outcome;
 }
 
-uint64_t Registry::Register(PublicationCb callback) {
+uint64_t Registry::Register(PublicationCb callback, RepeatedPublicationCb repeated) {
   const Synchronized lock(this);
   const uint64_t id = nextSubscriptionId_++;
-  subscriptions_.emplace(id, std::move(callback));
+  subscriptions_.emplace(
+      id, std::make_shared<const Subscription>(Subscription{std::move(callback), std::move(repeated)}));
   return id;
 }
 
@@ -38,28 +40,49 @@ void Registry::Unregister(uint64_t id) {
 }
 
 void Registry::Dispatch(const PublicationPtr& publication) {
+  const auto& ids = publication->subscribers;
   // The callables are run outside of the lock, as they take their streams' locks and may end up here again.
-  for (const PublicationCb& callback : SelectSubscriptions(*publication)) {
-    callback(publication);
+  for (const auto& [subscription, times] : ids.empty() ? SelectAll() : SelectListed(ids)) {
+    if (times == 1) {
+      subscription->callback(publication);
+    } else {
+      subscription->repeated(publication, times);
+    }
   }
 }
 
-std::vector<PublicationCb> Registry::SelectSubscriptions(const Publication& publication) {
-  std::vector<PublicationCb> selected;
+std::vector<Registry::Offer> Registry::SelectAll() {
+  std::vector<Offer> offers;
   const Synchronized lock(this);
-  if (publication.subscribers.empty()) {
-    selected.reserve(subscriptions_.size());
-    for (const auto& [id, callback] : subscriptions_) {
-      selected.push_back(callback);
-    }
-    return selected;
+  offers.reserve(subscriptions_.size());
+  for (const auto& [id, subscription] : subscriptions_) {
+    offers.push_back({subscription});
   }
-  for (const uint64_t id : publication.subscribers) {
-    if (const auto found = subscriptions_.find(id); found != subscriptions_.end()) {
-      selected.push_back(found->second);
+  return offers;
+}
+
+// In the order of the list, and with its repetitions: these are a guest's choice, tens of thousands in one
+// text, so that each of them must not cost more than a look-up and a counter here.
+//
+// A repetition that is counted is offered where the list names the subscription first, ahead of what stands
+// between. Nobody can tell: what a stream makes of an offer depends on earlier offers to itself alone; it
+// starts to send with the first one if at all, as no client has a turn while a dispatch runs; and the first
+// ones keep the list's order.
+std::vector<Registry::Offer> Registry::SelectListed(const std::vector<uint64_t>& ids) {
+  std::vector<Offer> offers;
+  std::unordered_map<uint64_t, size_t> places;  // in the offers; of live subscriptions alone, which are few
+  const Synchronized lock(this);
+  for (const uint64_t id : ids) {
+    if (const auto place = places.find(id); place != places.end()) {
+      ++offers[place->second].times;
+    } else if (const auto found = subscriptions_.find(id); found != subscriptions_.end()) {
+      if (found->second->repeated) {
+        places.emplace(id, offers.size());
+      }
+      offers.push_back({found->second});
     }
   }
-  return selected;
+  return offers;
 }
 
 }  // namespace NornHesper

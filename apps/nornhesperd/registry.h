@@ -19,6 +19,9 @@ using PublicationPtr = std::shared_ptr<Publication>;
 // All that a subscription is to the Registry. It runs on the I/O context, outside of the Registry's lock.
 using PublicationCb = std::function<void(const PublicationPtr&)>;
 
+// Does in one call what `times` calls of the subscription's PublicationCb in a row would do.
+using RepeatedPublicationCb = std::function<void(const PublicationPtr&, uint64_t times)>;
+
 // What became of a datagram's text.
 struct PublishOutcome {
   Result errors;             // no records: accepted
@@ -33,19 +36,30 @@ class Registry : public Corvane::System::LockableObjectImpl {
   // offered to the subscriptions it concerns. The text is copied and need not end in a NUL.
   PublishOutcome Publish(const char* text, size_t length, const CidInfoPtr& cidInfo);
 
-  // Gives the subscription's id. Ids are never given out again.
-  uint64_t Register(PublicationCb callback);
+  // Gives the subscription's id. Ids are never given out again. A publication whose list names one
+  // subscription many times is as many calls of its callback, each in its place in the list, or one call of
+  // `repeated` in the place of the first, where there is one.
+  uint64_t Register(PublicationCb callback, RepeatedPublicationCb repeated = nullptr);
 
   // An unknown id is no fault. A publication that is being dispatched can still reach the callable.
   void Unregister(uint64_t id);
 
  private:
-  void Dispatch(const PublicationPtr& publication);
-  // In ascending order of id for a live publication, otherwise in the order of its list, repetitions
-  // included.
-  std::vector<PublicationCb> SelectSubscriptions(const Publication& publication);
+  struct Subscription {
+    PublicationCb callback;
+    RepeatedPublicationCb repeated;  // may be empty
+  };
+  using SubscriptionPtr = std::shared_ptr<const Subscription>;
+  struct Offer {
+    SubscriptionPtr subscription;
+    uint64_t times = 1;
+  };
 
-  std::map<uint64_t, PublicationCb> subscriptions_;
+  void Dispatch(const PublicationPtr& publication);
+  std::vector<Offer> SelectAll();  // in ascending order of id
+  std::vector<Offer> SelectListed(const std::vector<uint64_t>& ids);
+
+  std::map<uint64_t, SubscriptionPtr> subscriptions_;
   uint64_t nextSubscriptionId_ = 0;
 };
 

@@ -99,6 +99,23 @@ TEST(Stream, MetadataAndIntrospectionAreServed) {
             std::string::npos);
 }
 
+TEST(Stream, NegativeQueueLimitKeepsEveryRepetition) {
+  Daemon daemon({.settings = std::string(kAskAll) + "<mirelQueueLimit>-1</mirelQueueLimit>"});
+  Beacon beacon(81);
+  auto subscriber = beacon.Subscribe(daemon);
+  Vm vm(82);
+  Krell::GuestSocket guest(vm.cid());
+  constexpr int kTimes = 3000;
+  std::string ids = "0";
+  for (int i = 1; i < kTimes; ++i) ids += ",0";
+  ASSERT_EQ(Publish(guest, daemon, PublicationText(1, "repeated", "", ",\"subscribers\":[" + ids + "]")),
+            GoodAcknowledgement(1));
+  ASSERT_EQ(Publish(guest, daemon, PublicationText(2, "last", "")), GoodAcknowledgement(2));
+  int received = 0;
+  while (subscriber.Next().find(R"("topic":"repeated")") != std::string::npos) ++received;
+  EXPECT_EQ(received, kTimes);
+}
+
 TEST(Stream, GoneClientIsForgottenAndOthersGoOn) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(38);

@@ -60,6 +60,15 @@ TEST_F(RegistryTest, AddressedPublicationsFollowTheirList) {
   EXPECT_THAT(Deliver(), ElementsAre(5, 1, 2, 1, 5, 1));
 }
 
+TEST_F(RegistryTest, RepetitionsAreCountedForWhoCanTakeThemAtOnce) {
+  RegisterRecorder();
+  registry_.Register([this](const NornHesper::PublicationPtr&) { calls_.push_back(100); },
+                     [this](const NornHesper::PublicationPtr&, uint64_t times) { calls_.push_back(times); });
+  EXPECT_TRUE(Publish(GoodText(7, R"(,"subscribers":[0,1,1,0,9,1])")) &&
+              Publish(GoodText(8, R"(,"subscribers":[1])")) && Publish(GoodText(9)));
+  EXPECT_THAT(Deliver(), ElementsAre(0, 7, 3, 0, 7, 100, 0, 9, 100));
+}
+
 TEST_F(RegistryTest, DispatchGoesByTheSubscriptionsOfItsStart) {
   // Takes itself and the next one away, and adds a third.
   registry_.Register([this](const NornHesper::PublicationPtr&) {

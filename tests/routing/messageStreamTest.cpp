@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <deque>
+#include <random>
+
 #include "apps/nornhesperd/globalContext.h"
+#include "tests/corvane/temporaryFolder.h"
 #include "tests/routing/scriptedClient.h"
 
 namespace {
@@ -13,19 +17,42 @@ using NornHesper::CidInfo;
 using NornHesper::GlobalContext;
 using NornHesper::OptionalStringVector;
 
-constexpr std::size_t kQueueLimit = 16;
+constexpr std::size_t kQueueLimit = 4;  // not the built-in one
 
 class MessageStreamTest : public ::testing::Test {
  protected:
   MessageStreamTest() {
-    static const bool ready = !GlobalContext::Get()->GetPublicationSchema().Init().HasErrors();
+    static const bool ready = [] {
+      const TemporaryFolder folder;
+      const auto config =
+          folder.Write("config.xml", "<config><mirelQueueLimit>" + std::to_string(kQueueLimit) +
+                                         "</mirelQueueLimit></config>");
+      testing::internal::CaptureStderr();
+      const bool started = !GlobalContext::Get()->InitializeApplication(config.c_str()).HasErrors();
+      testing::internal::GetCapturedStderr();
+      GlobalContext::Get()->GetLogger()->SetLevel(2);
+      return started;
+    }();
     EXPECT_TRUE(ready);
   }
 
   void Subscribe(const char* kind, const std::optional<std::set<std::string>>& vms = {},
                  const OptionalStringVector& topics = {}) {
-    Corvane::MakeRef<MessageStream>(VmIdentifierType::FromText(kind), vms, topics, 0, client_.MakeResult())
+    Subscribe(client_, kind, vms, topics);
+  }
+  void Subscribe(ScriptedClient& client, const char* kind,
+                 const std::optional<std::set<std::string>>& vms = {},
+                 const OptionalStringVector& topics = {}) {
+    Corvane::MakeRef<MessageStream>(VmIdentifierType::FromText(kind), vms, topics, 0, client.MakeResult())
         ->RegisterSubscription();
+  }
+
+  // Ids are given out in order.
+  std::uint64_t NextId() {
+    auto& registry = GlobalContext::Get()->GetRegistry();
+    const auto id = registry.Register([](const NornHesper::PublicationPtr&) {});
+    registry.Unregister(id);
+    return id + 1;
   }
 
   // The whole way from a text to the subscriptions.
@@ -39,9 +66,10 @@ class MessageStreamTest : public ::testing::Test {
     context->GetIoService().poll();
   }
 
-  std::vector<std::string> Topics() const {
+  std::vector<std::string> Topics() const { return Topics(client_); }
+  static std::vector<std::string> Topics(const ScriptedClient& client) {
     std::vector<std::string> topics;
-    for (const auto& element : client_.elements) topics.push_back(TextField(*element, "topic"));
+    for (const auto& element : client.elements) topics.push_back(TextField(*element, "topic"));
     return topics;
   }
 
@@ -97,11 +125,78 @@ TEST_F(MessageStreamTest, FullQueueIsDroppedWholeForTheNewest) {
   client_.Leave();
 }
 
-TEST_F(MessageStreamTest, QueueAtItsLimitIsKept) {
+// What a client gets when offers come one by one.
+struct OneByOne {
+  void Offer(const std::string& topic) {
+    if (queue.size() > kQueueLimit) queue.clear();
+    queue.push_back(topic);
+    if (!sending) Send();
+  }
+  void TakeNext() {
+    sending = false;
+    if (!queue.empty()) Send();
+  }
+  void Send() {
+    sending = true;
+    sent.push_back(queue.front());
+    queue.pop_front();
+  }
+
+  bool sending = false;
+  std::deque<std::string> queue;
+  std::vector<std::string> sent;
+};
+
+TEST_F(MessageStreamTest, RepeatedIdsAreAsManyOffers) {
+  constexpr std::size_t kClients = 3;
+  std::mt19937 random(7);
+  const auto upTo = [&](std::size_t most) {
+    return std::uniform_int_distribution<std::size_t>(0, most)(random);
+  };
+  const auto firstId = NextId();
+  ScriptedClient clients[kClients];
+  OneByOne models[kClients];
+  for (auto& client : clients) Subscribe(client, "MGR_VM_ID");
+  for (int i = 0; i < 500; ++i) {
+    const auto topic = "t" + std::to_string(i);
+    std::string ids;
+    for (auto count = upTo(4 * kQueueLimit); count > 0; --count) {
+      const auto client = upTo(kClients);  // one that isn't there, too
+      ids += (ids.empty() ? "" : ",") + std::to_string(client < kClients ? firstId + client : 1000000);
+      if (client < kClients) models[client].Offer(topic);
+    }
+    if (ids.empty()) continue;
+    Publish(topic, ",\"subscribers\":[" + ids + "]");
+    for (std::size_t client = 0; client < kClients; ++client) {
+      for (auto turns = upTo(2 * kQueueLimit); turns > 0 && clients[client].HasTurn(); --turns) {
+        clients[client].TakeNext();
+        models[client].TakeNext();
+      }
+    }
+  }
+  for (std::size_t client = 0; client < kClients; ++client) {
+    EXPECT_EQ(clients[client].HasTurn(), models[client].sending);
+    EXPECT_EQ(Topics(clients[client]), models[client].sent);
+  }
+  Publish("last");
+  for (auto& client : clients) client.Leave();
+}
+
+TEST_F(MessageStreamTest, RepetitionsThatDropTheQueueAreOneLineAndACount) {
+  auto* logger = GlobalContext::Get()->GetLogger();
+  const auto id = std::to_string(NextId());
   Subscribe("MGR_VM_ID");
-  for (std::size_t i = 1; i <= kQueueLimit + 2; ++i) Publish("t");
-  for (std::size_t i = 1; i <= kQueueLimit + 1; ++i) client_.TakeNext();
-  EXPECT_EQ(Topics().size(), kQueueLimit + 2);
+  std::string list = id;
+  for (int i = 1; i < 30000; ++i) list += "," + id;
+  testing::internal::CaptureStderr();
+  logger->SetLevel(6);
+  Publish("t", ",\"subscribers\":[" + list + "]");
+  logger->SetLevel(2);
+  const auto log = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2) << log.substr(0, 1000);
+  EXPECT_NE(log.find("Dropped Mirel client queue for subscription " + id + "\n"), std::string::npos);
+  // Of the 29999 behind the one that is on its way, every fifth finds a full queue, but for the first time.
+  EXPECT_NE(log.find(" was dropped 5998 more times by repetitions\n"), std::string::npos) << log;
   client_.Leave();
 }
 
@@ -130,10 +225,7 @@ TEST_F(MessageStreamTest, EmptyFiltersTakeNothing) {
 }
 
 TEST_F(MessageStreamTest, HistoryReachesItsSubscriptionAloneAndThroughItsFilter) {
-  // Ids are given out in order: the next registration's is one above this one's.
-  auto& registry = GlobalContext::Get()->GetRegistry();
-  const auto id = registry.Register([](const NornHesper::PublicationPtr&) {}) + 1;
-  registry.Unregister(id - 1);
+  const auto id = NextId();
   Subscribe("MGR_VM_ID", std::nullopt, std::vector<std::string>{"a"});
   const auto mine = ",\"subscribers\":[" + std::to_string(id) + "]";
   Publish("a", ",\"subscribers\":" + std::to_string(id + 1000));
