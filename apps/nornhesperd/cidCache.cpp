@@ -44,8 +44,12 @@ bool CidCache::ValidateCid(CidInfoPtr& info, unsigned int cid, int64_t now) {
     return false;
   }
   const Entries::iterator entry = position->second;
-  const uint32_t mapped = MapBiosUuidToCid(entry->info->biosUuid);
-  if (mapped == kNoCid || mapped != cid) {
+  const std::optional<uint32_t> mapped = MapBiosUuidToCid(entry->info->biosUuid);
+  if (!mapped) {
+    // Neither confirmed nor refuted: the entry stays, and the sender has to be identified in the other way.
+    return false;
+  }
+  if (*mapped == kNoCid || *mapped != cid) {
     HESPER_LOG(6, "Evict cache entry, cid %1 mismatches cached bios uuid %2", cid, entry->info->biosUuid);
     RemoveEntry(position);
     return false;
@@ -57,6 +61,9 @@ bool CidCache::ValidateCid(CidInfoPtr& info, unsigned int cid, int64_t now) {
 }
 
 void CidCache::InsertEntry(const CidInfoPtr& info, unsigned int cid, int64_t now) {
+  if (const auto position = index_.find(cid); position != index_.end()) {
+    RemoveEntry(position);  // one that could not be checked
+  }
   entries_.push_front({info, now});
   index_[cid] = entries_.begin();
 }

@@ -4,6 +4,7 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,9 @@ class CidCache : public Corvane::System::LockableObjectImpl {
   std::vector<CidInfoPtr> SelectKnown(const std::vector<CidInfoPtr>& vms);
 
   // The questions to the kernel, in cidLookup.cpp. They touch no member.
-  static uint32_t MapBiosUuidToCid(const std::string& biosUuid);  // kNoCid when there is no telling
+  // kNoCid when no VM has the uuid or the kernel can't tell; nothing when it could not be asked for want of
+  // descriptors or memory.
+  static std::optional<uint32_t> MapBiosUuidToCid(const std::string& biosUuid);
   static Result RetrieveCidInfo(CidInfoPtr& info, unsigned int cid);
   static Result RetrieveCidInfoByVmmId(CidInfoPtr& info, uint64_t vmmId);
   static Result ListVmmIds(std::vector<unsigned long>& ids);

@@ -107,14 +107,14 @@ Result ReadLeaderId(uint32_t& leaderId, uint32_t cartelId) {
 
 }  // namespace
 
-uint32_t CidCache::MapBiosUuidToCid(const std::string& biosUuid) {
+std::optional<uint32_t> CidCache::MapBiosUuidToCid(const std::string& biosUuid) {
   const FileDescriptor device(OpenVsockDevice());
-  if (!device.IsOpen()) {
-    return kNoCid;
-  }
   UuidToCidRequest request{};
   biosUuid.copy(request.uuid.data(), request.uuid.size() - 1);
-  return ioctl(device.Get(), kIoctlUuidToCid, &request) < 0 ? kNoCid : request.cid;
+  if (device.IsOpen() && ioctl(device.Get(), kIoctlUuidToCid, &request) >= 0) {
+    return request.cid;
+  }
+  return IsShortage(errno) ? std::nullopt : std::optional(kNoCid);
 }
 
 Result CidCache::RetrieveCidInfo(CidInfoPtr& info, unsigned int cid) {
@@ -144,7 +144,7 @@ Result CidCache::RetrieveCidInfoByVmmId(CidInfoPtr& info, uint64_t vmmId) {
     return result;
   }
   const std::string biosUuid = ToString(record.biosUuid);
-  const uint32_t cid = MapBiosUuidToCid(biosUuid);
+  const uint32_t cid = MapBiosUuidToCid(biosUuid).value_or(kNoCid);
   if (cid == kNoCid) {
     HESPER_FAIL(result, kErrorUuidMapping, "failed to map uuid %1 to cid", biosUuid);
   } else {

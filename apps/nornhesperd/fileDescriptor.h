@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+
 namespace NornHesper {
 
 // Closes a descriptor at the end of the scope. Negative means none.
@@ -22,5 +24,11 @@ class FileDescriptor {
  private:
   int descriptor_;
 };
+
+// Whether a call failed with this errno for want of descriptors or memory, which says nothing about what it
+// was asked.
+inline bool IsShortage(int error) {
+  return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
+}
 
 }  // namespace NornHesper

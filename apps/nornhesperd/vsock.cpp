@@ -6,6 +6,9 @@
 
 #include <boost/system/errc.hpp>
 #include <boost/system/system_error.hpp>
+#include <cerrno>
+
+#include "apps/nornhesperd/fileDescriptor.h"
 
 namespace {
 
@@ -62,7 +65,15 @@ int GetVsockAddressFamily() {
 
 int OpenVsockDevice() {
   const int device = open("/dev/vsock", O_RDONLY | O_CLOEXEC);
-  return device >= 0 ? device : open("/calyx/devices/char/vsock/vsock", O_RDONLY | O_CLOEXEC);
+  if (device >= 0) {
+    return device;
+  }
+  const int error = errno;
+  const int alternative = open("/calyx/devices/char/vsock/vsock", O_RDONLY | O_CLOEXEC);
+  if (alternative < 0 && NornHesper::IsShortage(error)) {
+    errno = error;
+  }
+  return alternative;
 }
 
 void vsock::endpoint::resize(size_t size) {

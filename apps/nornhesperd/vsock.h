@@ -12,7 +12,8 @@
 // vsock, in every call anew. The first call has to be over before a second thread calls.
 int GetVsockAddressFamily();
 
-// Opens the vsock device for its ioctls; gives the descriptor, or -1 with errno.
+// Opens the vsock device for its ioctls; gives the descriptor, or -1 with errno. A shortage shows in errno at
+// whichever of the device's paths it struck.
 int OpenVsockDevice();
 
 // Vsock for boost::asio.

@@ -262,6 +262,9 @@ std::vector<VirtualMachine> Host::List() const {
 
 std::optional<VirtualMachine> Host::FindByCid(std::uint32_t cid) const {
   const Descriptor file(openat(directoryFd_, VmPath(cid).c_str(), O_RDONLY | O_CLOEXEC));
+  // A VM that can't be read, as when descriptors run out, isn't one that doesn't run.
+  if (file.Get() < 0 && errno != ENOENT)
+    throw std::system_error(errno, std::generic_category(), "cannot read VM " + std::to_string(cid));
   VmRecord record{};
   if (file.Get() < 0 || read(file.Get(), &record, sizeof record) != sizeof record ||
       record.magic != recordMagic || record.cid != cid)

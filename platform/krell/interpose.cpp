@@ -13,6 +13,7 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <unordered_map>
 
 #include "platform/krell/libc.h"
@@ -101,6 +102,8 @@ auto Guarded(Call call) noexcept -> decltype(call()) {
     return Answer(call());
   } catch (const std::bad_alloc&) {
     errno = ENOMEM;
+  } catch (const std::system_error& error) {
+    errno = error.code().value();
   } catch (const std::exception&) {
     errno = EIO;
   }

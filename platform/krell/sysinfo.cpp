@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstring>
+#include <system_error>
 
 #include "platform/krell/host.h"
 
@@ -63,6 +64,8 @@ void Sysinfo::Get(void* buffer, unsigned int size) try {
     Fail("node has no record");
   }
 } catch (const Krell::HostError& error) {
+  Fail(error.what());
+} catch (const std::system_error& error) {
   Fail(error.what());
 }
 

@@ -1,7 +1,11 @@
 #include "apps/nornhesperd/cidCache.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include "apps/nornhesperd/fileDescriptor.h"
+#include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/vsock.h"
 #include "tests/krell/testHost.h"
 
@@ -85,6 +89,20 @@ TEST_F(CidCacheTest, TrimsTheLeastRecentlyUsedBeforeItInserts) {
   EXPECT_NE(Find(1004), newFour);
 }
 
+// The settings are those of the tests' environment: one VM, ten minutes.
+TEST_F(CidCacheTest, SettingsBoundTheProcessesCache) {
+  CidCache& cache = NornHesper::GlobalContext::Get()->GetCidCache();
+  CidInfoPtr first;
+  CidInfoPtr other;
+  CidInfoPtr again;
+  for (const unsigned cid : {3, 4, 5}) {
+    host_.AddVm(cid);
+    cache.Lookup(cid == 3 ? first : other, cid);
+  }
+  EXPECT_FALSE(cache.Lookup(again, 3).HasErrors());
+  EXPECT_NE(again, first);
+}
+
 TEST_F(CidCacheTest, CollectsKnownVmsInTheKernelsOrder) {
   host_.AddVm(9, "nine");
   host_.AddVm(5, "five");
@@ -104,6 +122,71 @@ TEST_F(CidCacheTest, CollectsKnownVmsInTheKernelsOrder) {
   // Only the last VM's outcome counts.
   host_.AddVm(8, "eight");
   EXPECT_EQ(Collect(), "seven error(s): (none)");
+}
+
+// Lets so many more descriptors be opened for the life of the object.
+class DescriptorsLeft {
+ public:
+  explicit DescriptorsLeft(rlim_t count) {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const NornHesper::FileDescriptor next(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const rlimit limit{static_cast<rlim_t>(next.Get()) + count, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &limit);
+  }
+  DescriptorsLeft(const DescriptorsLeft&) = delete;
+  DescriptorsLeft& operator=(const DescriptorsLeft&) = delete;
+  ~DescriptorsLeft() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+ private:
+  rlimit before_{};
+};
+
+TEST_F(CidCacheTest, LackOfDescriptorsEvictsNobody) {
+  host_.AddVm(5, "five");
+  host_.AddVm(6, "six");
+  const CidInfoPtr five = Find(5);
+  for (const rlim_t left : {0, 1, 2, 3, 4, 5}) {
+    {
+      const DescriptorsLeft few(left);
+      CidInfoPtr info;
+      const bool found = !cache_.Lookup(info, 5).HasErrors();
+      EXPECT_EQ(found, left >= 2);
+      EXPECT_EQ(info, found ? five : nullptr);
+      cache_.Lookup(info, 6);
+      Collect();
+    }
+    EXPECT_EQ(Find(5), five) << left << " descriptors";
+    EXPECT_EQ(Find(6)->biosUuid, "bios six");
+  }
+}
+
+// An entry that can't be checked is not believed either; only a kernel without the device refutes it.
+TEST(CidCacheFaultTest, ShortageIsNoMismatch) {
+  auto* logger = NornHesper::GlobalContext::Get()->GetLogger();
+  const std::pair<const char*, bool> cases[] = {{"open EMFILE", false},
+                                                {"open ENFILE", false},
+                                                {"ioctl 1991 ENOMEM", false},
+                                                {"open EACCES", true},
+                                                {"ioctl 1991 EIO", true}};
+  for (const auto& [fault, evicts] : cases) {
+    SCOPED_TRACE(fault);
+    TestHost host(std::string(fault) + " 1\n");
+    host.AddVm(5, "old");
+    CidCache cache;
+    CidInfoPtr info;
+    cache.Lookup(info, 5);
+    host->Remove(5);
+    host.AddVm(5, "new");
+    testing::internal::CaptureStderr();
+    logger->SetLevel(6);
+    EXPECT_FALSE(cache.Lookup(info, 5).HasErrors());
+    logger->SetLevel(2);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().find("Evict") != std::string::npos, evicts);
+    EXPECT_EQ(info->biosUuid, "bios new");
+    CidInfoPtr again;
+    cache.Lookup(again, 5);
+    EXPECT_EQ(again, info);
+  }
 }
 
 TEST(CidCacheFaultTest, NamesTheStepThatFailed) {

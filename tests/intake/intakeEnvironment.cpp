@@ -16,7 +16,9 @@ class ContextEnvironment : public testing::Environment {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     const TemporaryFolder folder;
     auto* context = NornHesper::GlobalContext::Get();
-    EXPECT_FALSE(context->InitializeApplication(folder.Write("config.xml", "<config/>").c_str()).HasErrors());
+    const std::string config =
+        folder.Write("config.xml", "<config><cidCacheMaxEntries>1</cidCacheMaxEntries></config>");
+    EXPECT_FALSE(context->InitializeApplication(config.c_str()).HasErrors());
     context->GetLogger()->SetLevel(2);
   }
 };
