@@ -4,11 +4,14 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <exception>
 #include <string>
+#include <thread>
 
 #include "apps/nornhesperd/acknowledgement.h"
 #include "apps/nornhesperd/globalContext.h"
@@ -23,6 +26,8 @@ constexpr int kOptionPeerPrivilege = 10;
 constexpr int kPrivilegedPeersOnly = 1;
 // The receive buffer lies on the thread's stack.
 constexpr size_t kThreadStackBytes = size_t{1024} * 1024;
+// Short for those who wait for an answer when the failure is over, long for a processor.
+constexpr std::chrono::milliseconds kRestBetweenFailures{100};
 
 bool SetVsockOption(int socket, int option, int value) {
   return setsockopt(socket, GetVsockAddressFamily(), option, &value, sizeof(value)) == 0;
@@ -66,7 +71,7 @@ ssize_t Receive(int socket, iovec text, vsock::endpoint& sender) {
   return length;
 }
 
-ssize_t Send(int socket, std::string& text, vsock::endpoint& receiver) {
+ssize_t Send(int socket, std::string& text, vsock::endpoint receiver) {
   iovec bytes{text.data(), text.size()};
   const msghdr header = MakeHeader(receiver, bytes);
   return CallWhenReady(socket, POLLOUT, [&] { return sendmsg(socket, &header, MSG_NOSIGNAL); });
@@ -141,28 +146,49 @@ void Backend::RequirePrivilegedPeers() {
 }
 
 void Backend::ThreadFunc() {
-  GlobalContext* context = GlobalContext::Get();
-  const int socket = socket_->native_handle();
   std::array<char, kLargestDatagram> buffer;
   for (;;) {
     vsock::endpoint sender;
-    ssize_t length = Receive(socket, {buffer.data(), buffer.size()}, sender);
+    const ssize_t length = Receive(socket_->native_handle(), {buffer.data(), buffer.size()}, sender);
     if (length < 0 && errno == EINTR) {
       HESPER_LOG(6, "Packet receiving interrupted by a signal");
-      continue;
+    } else if (!KeepsFailing(length)) {
+      // A failure goes on as an empty text of an unknown sender, and normally ends at the look-up.
+      Serve({buffer.data(), static_cast<size_t>(std::max<ssize_t>(length, 0))}, sender);
     }
-    // Another failure goes on as an empty text of an unknown sender, and normally ends at the look-up.
-    length = std::max<ssize_t>(length, 0);
-    CidInfoPtr vm;
-    if (context->GetCidCache().Lookup(vm, sender.cid()).HasErrors()) {
-      HESPER_LOG(6, "Cannot retrieve cid info for endpoint %1", sender.cid());
-      continue;
+  }
+}
+
+// True for a failure behind another one, with errno still set. A state that lasts is told when it begins and
+// when it ends, and the thread rests between its tries.
+bool Backend::KeepsFailing(ssize_t received) {
+  if (received >= 0) {
+    if (failuresInARow_ > 1) {
+      HESPER_LOG(6, "Receiving packets works again");
     }
-    std::string answer =
-        MakeAcknowledgement(context->GetRegistry().Publish(buffer.data(), static_cast<size_t>(length), vm));
-    if (Send(socket, answer, sender) < 0) {
-      HESPER_LOG(6, "Cannot send response: %1", std::strerror(errno));
-    }
+    failuresInARow_ = 0;
+    return false;
+  }
+  if (++failuresInARow_ == 1) {
+    return false;
+  }
+  if (failuresInARow_ == 2) {
+    HESPER_LOG(3, "Receiving packets keeps failing, %1", std::strerror(errno));
+  }
+  std::this_thread::sleep_for(kRestBetweenFailures);
+  return true;
+}
+
+void Backend::Serve(std::string_view text, const vsock::endpoint& sender) {
+  GlobalContext* context = GlobalContext::Get();
+  CidInfoPtr vm;
+  if (context->GetCidCache().Lookup(vm, sender.cid()).HasErrors()) {
+    HESPER_LOG(6, "Cannot retrieve cid info for endpoint %1", sender.cid());
+    return;
+  }
+  std::string answer = MakeAcknowledgement(context->GetRegistry().Publish(text.data(), text.size(), vm));
+  if (Send(socket_->native_handle(), answer, sender) < 0) {
+    HESPER_LOG(6, "Cannot send response: %1", std::strerror(errno));
   }
 }
 

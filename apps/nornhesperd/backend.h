@@ -1,6 +1,10 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <cstdint>
 #include <memory>
+#include <string_view>
 
 #include "apps/nornhesperd/vsock.h"
 #include "platform/corvane/object.h"
@@ -27,10 +31,13 @@ class Backend : public Corvane::ObjectImpl {
   void LimitPeerRate();
   void RequirePrivilegedPeers();
   void ThreadFunc();
+  bool KeepsFailing(ssize_t received);
+  void Serve(std::string_view text, const vsock::endpoint& sender);
 
   const unsigned port_;
   std::unique_ptr<Socket> socket_;
   Corvane::Ref<Corvane::System::Thread> thread_;
+  uint64_t failuresInARow_ = 0;  // of receiving
 };
 
 }  // namespace NornHesper

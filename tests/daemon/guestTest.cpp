@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+
 #include "tests/daemon/liveSubscriber.h"
 #include "tests/support/daemon.h"
 #include "tests/support/subscriber.h"
@@ -72,16 +75,90 @@ TEST(Guest, AnswersARequestForHistoryToItsSubscriberAlone) {
   EXPECT_NE(other.Next().find(R"("topic":"b.d")"), std::string::npos);
 }
 
-TEST(Guest, ThatPublishedLatelyIsAskedForHistoryByDefault) {
+TEST(Guest, IsAskedForHistoryIfItPublishedLatelyAndIsWanted) {
   Daemon daemon;
-  Beacon silent(18);
-  Vm vm(19);
-  Krell::GuestSocket guest(vm.cid(), 766);
+  // They are asked in the order of their start, and the last one's request comes last.
+  const Vm vms[] = {Vm(18), Vm(19), Vm(20)};
+  Krell::GuestSocket silent(18, 766);
+  Krell::GuestSocket unwanted(19, 766);
+  Krell::GuestSocket guest(20, 766);
+  EXPECT_EQ(Publish(unwanted, daemon, PublicationText(1, "a", "")), GoodAcknowledgement(1));
   EXPECT_EQ(Publish(guest, daemon, PublicationText(1, "a", "")), GoodAcknowledgement(1));
-  Subscriber subscriber(daemon.port(), R"({"vm_id_type":"MGR_VM_ID","past_seconds":5})");
+  Subscriber subscriber(
+      daemon.port(),
+      R"({"vm_id_type":"MGR_VM_ID","past_seconds":5,"vm_filter":[{"mgr_vm_id":"vm-18"},{"mgr_vm_id":"vm-20"}]})");
   const auto request = guest.Receive(std::chrono::seconds(20));
   ASSERT_TRUE(request);
   EXPECT_EQ(request->text, R"({ "pastSeconds": 5, "id": 0 })");
+  EXPECT_FALSE(silent.Receive(milliseconds(0)));
+  EXPECT_FALSE(unwanted.Receive(milliseconds(0)));
+}
+
+// What the daemons that are started meanwhile meet; guests and programs of this process don't.
+class KernelFaults {
+ public:
+  explicit KernelFaults(const std::string& lines) {
+    std::ofstream(Path()) << "program nornhesperd\n" << lines;
+  }
+  KernelFaults(const KernelFaults&) = delete;
+  KernelFaults& operator=(const KernelFaults&) = delete;
+  ~KernelFaults() { std::filesystem::remove(Path()); }
+
+ private:
+  static std::string Path() { return TestHost().Directory() + "/faults"; }
+};
+
+std::size_t Count(const std::string& text, const std::string& part) {
+  std::size_t times = 0;
+  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++times;
+  return times;
+}
+
+// The sender of a datagram that could not be received.
+constexpr const char kNobody[] = "Cannot retrieve cid info for endpoint 4294967295";
+
+TEST(Guest, IsServedBehindFaultsOfOthers) {
+  const KernelFaults faults(
+      "recvmsg EINTR 1\nrecvmsg EAGAIN 1\ngetsockopt 3 ENOTCONN 1\nsendmsg ENOBUFS 1\nsendmsg EAGAIN 1\n");
+  Daemon daemon;
+  const Vm vms[] = {Vm(83), Vm(84), Vm(85)};
+  Krell::GuestSocket unknown(83);
+  Krell::GuestSocket unanswered(84);
+  Krell::GuestSocket last(85);
+  unknown.Send(daemon.vmPort(), PublicationText(1, "a", ""));
+  unanswered.Send(daemon.vmPort(), PublicationText(2, "a", ""));
+  EXPECT_EQ(Publish(last, daemon, PublicationText(3, "a", "")), GoodAcknowledgement(3));
+  EXPECT_FALSE(unknown.Receive(milliseconds(0)));
+  EXPECT_FALSE(unanswered.Receive(milliseconds(0)));
+  const auto log = daemon.Log();
+  EXPECT_EQ(Count(log, "Packet receiving interrupted by a signal"), 1U);
+  EXPECT_EQ(Count(log, "Cannot retrieve cid info for endpoint 83"), 1U);
+  EXPECT_EQ(Count(log, "Cannot send response: "), 1U);
+  EXPECT_EQ(Count(log, "Cannot send response: No buffer space available"), 1U);
+  EXPECT_EQ(Count(log, kNobody), 0U);
+}
+
+TEST(Guest, IsServedWhenReceivingWorksAgain) {
+  const KernelFaults faults("recvmsg ENETDOWN 3\n");
+  Daemon daemon;
+  const Vm vm(87);
+  Krell::GuestSocket guest(vm.cid());
+  EXPECT_EQ(Publish(guest, daemon, PublicationText(1, "a", "")), GoodAcknowledgement(1));
+  EXPECT_EQ(Publish(guest, daemon, PublicationText(2, "a", "")), GoodAcknowledgement(2));
+  const auto log = daemon.Log();
+  EXPECT_EQ(Count(log, kNobody), 1U);
+  EXPECT_EQ(Count(log, "Receiving packets keeps failing, Network is down"), 1U);
+  EXPECT_EQ(Count(log, "Receiving packets works again"), 1U);
+}
+
+// So many failures are over in a moment for a thread that doesn't rest.
+TEST(Guest, IsNotServedByASpinningThread) {
+  const KernelFaults faults("recvmsg ENETDOWN 10000\n");
+  Daemon daemon;
+  ASSERT_TRUE(daemon.WaitForLog("Receiving packets keeps failing"));
+  const Vm vm(88);
+  Krell::GuestSocket guest(vm.cid());
+  EXPECT_EQ(Publish(guest, daemon, PublicationText(1, "a", ""), kNoAnswer), "");
 }
 
 }  // namespace
