@@ -61,6 +61,7 @@ Result Publication::Parse() {
   }
   Result result;
   if (fault.empty()) {
+    KeepWhatIsReadLater();
     parsed = true;
   } else {
     HESPER_FAIL(result, kErrorPublication, "%1", fault);
@@ -166,6 +167,39 @@ void Publication::NormalizeLastGroup(std::string_view base64, const std::vector<
   Base64_Encode(bytes.data() + bytes.size() - inLastGroup, inLastGroup, lastGroup);
   const std::ptrdiff_t end = base64.data() + base64.size() - parseText_.get();
   lastGroup.copy(parseText_.get() + end - lastGroup.size(), lastGroup.size());
+}
+
+// A publication can wait for long, with many others. A text of tens of thousands of values, which nobody
+// reads again, would keep ten times its length.
+void Publication::KeepWhatIsReadLater() {
+  if (parsePool_.Capacity() <= parseNodes_.size()) {
+    return;
+  }
+  auto strings =
+      std::make_unique_for_overwrite<char[]>(topic_.size() + token_.size() + payloadBase64_.size() + 3);
+  char* end = strings.get();
+  for (std::string_view* view : {&topic_, &token_, &payloadBase64_}) {
+    const size_t length = view->copy(end, view->size());
+    *view = {end, length};
+    end += length;
+    *end++ = '\0';
+  }
+  document.SetNull();
+  parsePool_.Clear();
+  parseText_ = std::move(strings);
+  const auto add = [](rapidjson::Document& target, std::string_view name, std::string_view value) {
+    target.Key(name.data(), static_cast<rapidjson::SizeType>(name.size()), false);
+    target.String(value.data(), static_cast<rapidjson::SizeType>(value.size()), false);
+  };
+  auto rebuild = [&](rapidjson::Document& target) {
+    target.StartObject();
+    target.Key("header", sizeof("header") - 1, false);
+    target.StartObject();
+    add(target, "topic", topic_);
+    add(target, "token", token_);
+    return target.EndObject(2) && target.EndObject(1);
+  };
+  document.Populate(rebuild);
 }
 
 }  // namespace NornHesper

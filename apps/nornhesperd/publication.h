@@ -41,7 +41,8 @@ class Publication {
 
  private:
   // Memory of the document: its strings are views of a copy of the text that the parser changes in place,
-  // and the values of a usual publication fit in the array.
+  // and the values of a usual publication fit in the array. Of a document that doesn't fit, only the strings
+  // below and the members that hold them are there behind Parse.
   std::unique_ptr<char[]> parseText_;
   alignas(std::max_align_t) std::array<char, 512> parseNodes_;
   rapidjson::MemoryPoolAllocator<> parsePool_;
@@ -65,6 +66,7 @@ class Publication {
 
   bool DecodePayload(std::string_view base64);
   void NormalizeLastGroup(std::string_view base64, const std::vector<unsigned char>& bytes);
+  void KeepWhatIsReadLater();
 
   std::string_view topic_;
   std::string_view token_;

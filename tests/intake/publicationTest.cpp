@@ -56,6 +56,21 @@ TEST(PublicationTest, TakesFieldsOutOfTheText) {
   EXPECT_EQ(publication.text, text.substr(0, text.size() - 1));  // the parser works on another copy
 }
 
+TEST(PublicationTest, KeepsOfManyValuesWhatIsReadLater) {
+  const std::string text = Text(R"("subscribers":[7)" + Repeat(",7", 20000) + R"(],"x":[1)" +
+                                    Repeat(",1", 10000) + "]," + kTime + R"("topic":"a.\u0062","token":"t")",
+                                R"("category":"c","base64":"aGl=")");
+  Publication publication(text.data(), text.size(), nullptr);
+  EXPECT_EQ(Parse(publication), "7 good");
+  EXPECT_LE(publication.document.GetAllocator().Capacity(), 512U);
+  EXPECT_EQ(publication.Topic(), "a.b");
+  EXPECT_EQ(publication.Token(), "t");
+  EXPECT_EQ(publication.PayloadBase64(), "aGk=");
+  EXPECT_STREQ(publication.document["header"]["topic"].GetString(), "a.b");
+  EXPECT_STREQ(publication.document["header"]["token"].GetString(), "t");
+  EXPECT_EQ(publication.subscribers.size(), 20001U);
+}
+
 TEST(PublicationTest, RefusesInTheOrderOfTheChecks) {
   const std::string bad = R"("sequence":7,"subscribers":)";
   const std::pair<std::string, std::string> cases[] = {
