@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <filesystem>
+
 #include "apps/nornhesperd/fileDescriptor.h"
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/vsock.h"
@@ -140,6 +142,35 @@ class DescriptorsLeft {
  private:
   rlimit before_{};
 };
+
+// A kernel whose information tree has lost what its other parts still know.
+TEST_F(CidCacheTest, NamesTheReadThatFailed) {
+  const std::string folder = host_->Directory();
+  const auto record = [](const std::string& text) { return "error(s): {65545, failed to get " + text + "}"; };
+  const auto lookUp = [&](unsigned cid) {
+    CidInfoPtr info;
+    const std::string text = cache_.Lookup(info, cid).ToString();
+    return text.substr(0, text.find(", {65540"));
+  };
+  const auto five = host_.AddVm(5);
+  const auto six = host_.AddVm(6);
+  const std::string leader = std::to_string(five.leaderId);
+  const std::string cartel = std::to_string(six.cartelId);
+  // Its leader is still listed.
+  std::filesystem::remove(folder + "/leader/" + leader);
+  std::filesystem::create_symlink("99", folder + "/leader/" + leader);
+  const std::string noUuids = record("uuids from vmm leader id " + leader + ", sysinfo node 786 instance " +
+                                     leader + ": no such VMM");
+  EXPECT_EQ(lookUp(5), noUuids);
+  std::filesystem::remove(folder + "/cartel/" + cartel);
+  EXPECT_EQ(lookUp(6), record("vmm leader id from cartel id " + cartel + ", sysinfo node 1299 instance " +
+                              cartel + ": no such cartel"));
+  host_->Remove(6);
+  EXPECT_EQ(Collect(), noUuids);
+  std::filesystem::remove_all(folder + "/leader");
+  EXPECT_EQ(Collect(), record("vmm id list, sysinfo node 783 instance 0: cannot read leader: "
+                              "No such file or directory"));
+}
 
 TEST_F(CidCacheTest, LackOfDescriptorsEvictsNobody) {
   host_.AddVm(5, "five");

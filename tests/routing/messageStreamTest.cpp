@@ -6,7 +6,7 @@
 #include <random>
 
 #include "apps/nornhesperd/globalContext.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "tests/routing/routingEnvironment.h"
 #include "tests/routing/scriptedClient.h"
 
 namespace {
@@ -16,26 +16,10 @@ using Com::Tessaly::Norn::Hesper::GuestDataSvc::MessageStream;
 using NornHesper::CidInfo;
 using NornHesper::GlobalContext;
 using NornHesper::OptionalStringVector;
-
-constexpr std::size_t kQueueLimit = 4;  // not the built-in one
+using Routing::kQueueLimit;
 
 class MessageStreamTest : public ::testing::Test {
  protected:
-  MessageStreamTest() {
-    static const bool ready = [] {
-      const TemporaryFolder folder;
-      const auto config =
-          folder.Write("config.xml", "<config><mirelQueueLimit>" + std::to_string(kQueueLimit) +
-                                         "</mirelQueueLimit></config>");
-      testing::internal::CaptureStderr();
-      const bool started = !GlobalContext::Get()->InitializeApplication(config.c_str()).HasErrors();
-      testing::internal::GetCapturedStderr();
-      GlobalContext::Get()->GetLogger()->SetLevel(2);
-      return started;
-    }();
-    EXPECT_TRUE(ready);
-  }
-
   void Subscribe(const char* kind, const std::optional<std::set<std::string>>& vms = {},
                  const OptionalStringVector& topics = {}) {
     Subscribe(client_, kind, vms, topics);
