@@ -56,9 +56,10 @@ void RefuseDocumentType(void* context, const xmlChar*, const xmlChar*, const xml
 
 using DocumentPtr = std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)>;
 
-DocumentPtr Parse(const std::string& path, const std::string& content) {
-  const std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)> parser(xmlNewParserCtxt(),
-                                                                            &xmlFreeParserCtxt);
+using ParserPtr = std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)>;
+
+// Null when the content isn't well-formed; the parser then knows why.
+DocumentPtr Read(const ParserPtr& parser, const std::string& path, const std::string& content) {
   if (parser == nullptr) {
     throw std::bad_alloc();
   }
@@ -71,6 +72,12 @@ DocumentPtr Parse(const std::string& path, const std::string& content) {
   if (parser->_private != nullptr) {
     throw Exception(path + ": a document type is not accepted");
   }
+  return document;
+}
+
+DocumentPtr Parse(const std::string& path, const std::string& content) {
+  const ParserPtr parser(xmlNewParserCtxt(), &xmlFreeParserCtxt);
+  auto document = Read(parser, path, content);
   if (document == nullptr) {
     const xmlError& error = parser->lastError;
     const std::string_view reason = error.message != nullptr ? error.message : "no content";
@@ -78,6 +85,12 @@ DocumentPtr Parse(const std::string& path, const std::string& content) {
         Detail::ASPrintInternal("%1:%2: not well-formed XML: %3", path, error.line, Trim(reason))));
   }
   return document;
+}
+
+// Whether there's nothing in the file but what may stand in front of an element: blanks and comments.
+bool IsEmpty(const std::string& path, const std::string& content) {
+  const ParserPtr parser(xmlNewParserCtxt(), &xmlFreeParserCtxt);
+  return Read(parser, path, content + "<config/>") != nullptr;
 }
 
 std::string_view NameOf(const xmlNode& node) {
@@ -123,7 +136,11 @@ class Config::Reader {
 Ref<Config> Config::Load(const std::string& path) {
   auto config = MakeRef<Config>();
   config->path_ = path;
-  const DocumentPtr document = Parse(path, ReadWholeFile(path));
+  const std::string content = ReadWholeFile(path);
+  if (IsEmpty(path, content)) {
+    return config;
+  }
+  const DocumentPtr document = Parse(path, content);
   const xmlNode* root = xmlDocGetRootElement(document.get());
   if (NameOf(*root) != kRoot) {
     throw Exception(Detail::ASPrintInternal("%1:%2: the root element is <%3>, not <%4>", path,

@@ -29,7 +29,8 @@ namespace Corvane::Service {
 //
 // One element is one key, and a slash in a key is nesting: the level above is "log/level". Blanks around a
 // value do not count. Attributes are ignored. The keys below "log" and "sessions" belong to this library, all
-// others to the program. The tree does not change once read, so it may be read from any thread.
+// others to the program. An empty file is a tree without keys. The tree does not change once read, so it may
+// be read from any thread.
 class Config : public ObjectImpl {
  public:
   // Throws Corvane::Exception with the file and the reason: it cannot be read, is above 1 MiB, is not well

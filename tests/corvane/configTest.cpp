@@ -69,9 +69,17 @@ TEST_F(ConfigTest, WrongFormsKeepTheDefaultAndTellThePlace) {
   }
 }
 
+TEST_F(ConfigTest, AnEmptyFileSetsNothing) {
+  for (const char* content : {"", " \n", "<?xml version=\"1.0\"?>\n", "<!-- nothing yet -->\n"}) {
+    int32_t port = 0;
+    EXPECT_FALSE(Load(content)->ReadInteger("port", &port)) << content;
+  }
+}
+
 TEST_F(ConfigTest, UnusableFilesAreRefusedWithTheReason) {
   const std::pair<std::string, const char*> cases[] = {
-      {"", "config.xml"},
+      {"x", "config.xml:1: not well-formed"},
+      {"<!-- only -->x", "not well-formed"},
       {"<config>\n<port>1</prot></config>", "config.xml:2: not well-formed"},
       {"<config><port>1</port>", "not well-formed"},
       {"<configuration/>", "<configuration>, not <config>"},
