@@ -25,13 +25,16 @@ class AuthTokenHelper : public ObjectImpl {
 // either are refused without asking PAM, and so is an empty password by it. Why a login is refused is told to
 // nobody.
 //
-// The call blocks for as long as PAM takes, some tens of milliseconds for one of today's password hashes; a
-// name that the host doesn't have is refused sooner. A fail delay that modules ask for is not waited. So that
-// a flood of passwords can't hold up the caller's thread, all checks of the process share one LoginBudget;
-// when it is used up, logins are refused at once, right passwords among them, until it has filled again, some
-// seconds a check. That is the price: a flood keeps root's password out too. Other ways to authenticate are
-// not touched by it. A check that root passes costs nothing; other users' do, or one of them could use up the
-// thread with a right password.
+// The call blocks for as long as PAM takes, some tens of milliseconds for one of today's password hashes. A
+// fail delay that modules ask for is not waited. So that a flood of passwords can't hold up the caller's
+// thread, all checks of the process share one LoginBudget; when it is used up, logins are refused at once,
+// right passwords among them, until there is something in it again, some seconds a check, and the log has a
+// line when that begins. That is the price: a flood keeps root's password out too. Other ways to authenticate
+// are not touched by it. A check that root passes costs nothing; other users' do, or one of them could use up
+// the thread with a right password.
+//
+// Whoever is named, what is not root's right password takes as long as the longest such check so far, up to
+// 25 ms: PAM itself is quicker with a name that the host doesn't have.
 bool AuthenticateUser(const std::string& user, const std::string& password, Ref<AuthTokenHelper>& out);
 
 // The same as another service, on a budget of the caller's.

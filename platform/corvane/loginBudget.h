@@ -8,7 +8,8 @@ namespace Corvane::System {
 
 // Bounds the time that password checks take from a thread with other work: a bucket of microseconds. It is
 // filled by half a hundredth of the time that passes, up to a tenth of a second, and a check is admitted
-// while there is anything in it. A check may overdraw it; the debt is then waited off. Safe from any thread.
+// while there is anything in it. A check may overdraw it; the debt is then waited off, but for four seconds
+// at most, or one slow check would keep everybody out for hours. Safe from any thread.
 class LoginBudget {
  public:
   // Microseconds that never go back.
@@ -16,7 +17,14 @@ class LoginBudget {
 
   explicit LoginBudget(Clock clock);
 
-  bool Admits();
+  enum class Verdict {
+    Admitted,
+    Refused,
+    // The first one since the bucket was full: a flood begins.
+    RefusedFirst,
+  };
+
+  Verdict Admit();
   void Charge(int64_t microseconds);
   int64_t Now() const { return clock_(); }
 
@@ -27,6 +35,7 @@ class LoginBudget {
   std::mutex mutex_;
   int64_t refilledAt_;
   int64_t balance_;
+  bool flooded_ = false;
 };
 
 }  // namespace Corvane::System

@@ -8,6 +8,10 @@
 namespace Corvane::System {
 namespace {
 
+bool IsAdmitted(LoginBudget& budget) {
+  return budget.Admit() == LoginBudget::Verdict::Admitted;
+}
+
 // The services and users are those of the files beside this one.
 class PamTest : public testing::Test {
  protected:
@@ -57,10 +61,10 @@ TEST_F(PamTest, ThePasswordIsSaidOnceAndNeverToBeShown) {
 TEST_F(PamTest, PasswordsUseUpTheBudgetAndTimeFillsIt) {
   step = 10'000;
   int wrong = 0;
-  for (; budget.Admits() && wrong < 100; ++wrong) EXPECT_FALSE(LogsIn("root", "wrong"));
+  for (; IsAdmitted(budget) && wrong < 100; ++wrong) EXPECT_FALSE(LogsIn("root", "wrong"));
   EXPECT_GE(wrong, 3);
   EXPECT_LE(wrong, 20);
-  EXPECT_FALSE(LogsIn("root", "root secret")) << "the flood keeps everybody out";
+  for (int i = 0; i < 5; ++i) EXPECT_FALSE(LogsIn("root", "root secret")) << "the flood keeps everybody out";
   now += 60'000'000;
   EXPECT_TRUE(LogsIn("root", "root secret"));
   for (int i = 0; i < 100; ++i) EXPECT_TRUE(LogsIn("root", "root secret")) << i;
@@ -73,20 +77,25 @@ TEST(LoginBudget, FillsByTimeUpToItsCapacity) {
   int64_t now = 7;
   LoginBudget budget([&] { return now; });
   budget.Charge(100'000);
-  EXPECT_FALSE(budget.Admits());
+  EXPECT_FALSE(IsAdmitted(budget));
   // Many short steps earn what one long step does.
   for (int i = 0; i < 199; ++i) {
     ++now;
-    EXPECT_FALSE(budget.Admits());
+    EXPECT_FALSE(IsAdmitted(budget));
   }
   ++now;
-  EXPECT_TRUE(budget.Admits());
-  budget.Charge(50'001);
-  now += 50'000 * 200;
-  EXPECT_FALSE(budget.Admits()) << "a debt is waited off";
+  EXPECT_TRUE(IsAdmitted(budget));
+  budget.Charge(10'001);
+  now += 10'000 * 200;
+  EXPECT_FALSE(IsAdmitted(budget)) << "a debt is waited off";
+  budget.Charge(2'000'000'000);
+  now += 4'000'200;
+  EXPECT_TRUE(IsAdmitted(budget)) << "one slow check keeps everybody out for seconds, not for days";
   now += int64_t{1} << 50;
   budget.Charge(100'000);
-  EXPECT_FALSE(budget.Admits()) << "no stock for worse times";
+  using Verdict = LoginBudget::Verdict;
+  EXPECT_EQ(budget.Admit(), Verdict::RefusedFirst) << "no stock for worse times";
+  EXPECT_EQ(budget.Admit(), Verdict::Refused);
 }
 
 }  // namespace
