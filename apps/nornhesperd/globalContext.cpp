@@ -5,16 +5,17 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <ctime>
 #include <fstream>
-#include <iostream>
 #include <stdexcept>
 
 #include "apps/nornhesperd/logMessage.h"
 #include "platform/corvane/exception.h"
 #include "platform/corvane/files.h"
 #include "platform/corvane/paths.h"
+#include "platform/corvane/standardError.h"
 #include "platform/corvane/system.h"
 #include "platform/corvane/textEscape.h"
 
@@ -41,6 +42,13 @@ Result LimitOpenFiles() {
   return result;
 }
 
+// A peer or a reader of standard error that has gone is told by the call that fails. SIGHUP does nothing to
+// this daemon at any time, and so not before its handler is there either.
+void OutliveOthers() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGHUP, SIG_IGN);
+}
+
 }  // namespace
 
 GlobalContext* GlobalContext::Get() {
@@ -52,6 +60,7 @@ GlobalContext* GlobalContext::Get() {
 }
 
 Result GlobalContext::InitializeApplication(const char* configPath) {
+  OutliveOthers();
   Result result;
   configPath_ = configPath != nullptr ? configPath : Corvane::Paths::kDefaultConfigFile;
   try {
@@ -114,7 +123,7 @@ void GlobalContext::EarlyLog(const std::string& message) {
   // A record stays one line here too; ordinary text is not changed.
   const std::string line =
       LocalTime() + "Z(NonCorvane Early): " + Corvane::Detail::EscapeLine(message) + '\n';
-  std::cerr << line << std::flush;
+  Corvane::Service::StandardError::Get().Write(line);
   try {
     std::ofstream(Corvane::Paths::kEarlyLogFile, std::ios::app) << line << std::flush;
   } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): early logging never stops the daemon

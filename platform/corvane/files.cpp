@@ -1,5 +1,7 @@
 #include "platform/corvane/files.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -7,13 +9,19 @@
 #include "platform/corvane/exception.h"
 
 namespace Corvane::System {
+namespace {
+
+constexpr mode_t kFileMode = 0644;
+constexpr mode_t kDirectoryMode = 0755;
+
+}  // namespace
 
 Ref<Path> Path::GetParent() const {
   return MakeRef<Path>(std::filesystem::path(text_).parent_path().string());
 }
 
 FileWriter::FileWriter(const Path& path) : path_(path.GetText()), file_(std::fopen(path_.c_str(), "we")) {
-  if (file_ == nullptr) {
+  if (file_ == nullptr || ::fchmod(::fileno(file_), kFileMode) != 0) {
     Fail("open");
   }
 }
@@ -66,10 +74,15 @@ bool SystemFactory::DirectoryExists(const Path& path) const {
 }
 
 bool SystemFactory::CreateDirectory(const Path& path) const {
-  std::error_code error;
-  std::filesystem::create_directories(path.GetText(), error);
-  errno = error.value();
-  return !error;
+  if (DirectoryExists(path)) return true;
+  const auto parent = path.GetParent();
+  if (!parent->GetText().empty() && parent->GetText() != path.GetText() && !CreateDirectory(*parent)) {
+    return false;
+  }
+  const char* text = path.GetText().c_str();
+  if (::mkdir(text, kDirectoryMode) == 0) return ::chmod(text, kDirectoryMode) == 0;
+  if (errno == EEXIST) errno = ENOTDIR;
+  return false;
 }
 
 Ref<FileWriter> SystemFactory::OpenFileForWriting(const Path& path) const {

@@ -20,8 +20,8 @@ class Path : public ObjectImpl {
   std::string text_;
 };
 
-// A file opened for writing, emptied or new. Each operation throws Corvane::Exception with the path and the
-// system's reason.
+// A file opened for writing, emptied or new; its mode is 0644 whatever the umask says. Each operation throws
+// Corvane::Exception with the path and the system's reason.
 class FileWriter : public ObjectImpl {
  public:
   explicit FileWriter(const Path& path);
@@ -47,7 +47,8 @@ class SystemFactory : public ObjectImpl {
 
   Ref<Path> MakePath(const std::string& text) const;
   bool DirectoryExists(const Path& path) const;
-  // With its missing parents. Gives false and sets errno when that fails.
+  // With its missing parents, all of mode 0755 whatever the umask says. Gives false and sets errno when that
+  // fails.
   bool CreateDirectory(const Path& path) const;
   Ref<FileWriter> OpenFileForWriting(const Path& path) const;
 };

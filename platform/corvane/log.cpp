@@ -2,8 +2,8 @@
 
 #include <spdlog/logger.h>
 #include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
-#include <spdlog/sinks/stdout_sinks.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,10 +11,12 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <mutex>
 #include <vector>
 
 #include "platform/corvane/exception.h"
 #include "platform/corvane/logContext.h"
+#include "platform/corvane/standardError.h"
 #include "platform/corvane/textEscape.h"
 
 namespace Corvane::Service {
@@ -81,6 +83,23 @@ bool IsJournal(int descriptor) {
          Detail::ASPrintInternal("%1:%2", status.st_dev, status.st_ino) == stream;
 }
 
+class StandardErrorSink final : public spdlog::sinks::base_sink<std::mutex> {
+ public:
+  explicit StandardErrorSink(bool forJournal) : prefixOfLost_(forJournal ? "<4>" : "") {
+    set_formatter_(std::make_unique<LineFormatter>(forJournal));
+  }
+
+ private:
+  void sink_it_(const spdlog::details::log_msg& record) override {
+    spdlog::memory_buf_t line;
+    formatter_->format(record, line);
+    StandardError::Get().Write({line.data(), line.size()}, prefixOfLost_);
+  }
+  void flush_() override {}
+
+  const std::string_view prefixOfLost_;
+};
+
 spdlog::sink_ptr MakeFileSink(const LogSettings& settings) {
   spdlog::file_event_handlers handlers;
   // The texts of guests stand in the log, tokens included.
@@ -102,13 +121,16 @@ Ref<Logger> Logger::sDefaultLogger = Logger::Create({});
 
 Ref<Logger> Logger::Create(const LogSettings& settings) {
   std::vector<spdlog::sink_ptr> sinks;
-  sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
-  sinks.back()->set_formatter(std::make_unique<LineFormatter>(IsJournal(STDERR_FILENO)));
+  sinks.push_back(std::make_shared<StandardErrorSink>(IsJournal(STDERR_FILENO)));
   if (!settings.file.empty()) {
     sinks.push_back(MakeFileSink(settings));
   }
   auto backend = std::make_shared<spdlog::logger>("", sinks.begin(), sinks.end());
   backend->set_level(spdlog::level::trace);
+  // Such as a full disk under the file. The library's own handler would wait for a pipe that nobody reads.
+  backend->set_error_handler([](const std::string& reason) {
+    StandardError::Get().Write("log: " + Detail::EscapeLine(reason) + '\n');
+  });
   // The process ends without warning, and lines that wait in a buffer would be lost.
   backend->flush_on(spdlog::level::trace);
   return MakeRef<Logger>(std::move(backend), settings.level);

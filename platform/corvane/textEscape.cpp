@@ -15,10 +15,11 @@ bool IsPlainAscii(char c) {
   return c >= 0x20 && c < 0x7f;
 }
 
-// C1 controls, line and paragraph separators, embeddings, overrides and isolates of direction.
+// C1 controls, line and paragraph separators, marks, embeddings, overrides and isolates of direction.
 bool IsUnsafe(uint32_t codePoint) {
-  return codePoint < 0x20 || (codePoint >= 0x7f && codePoint < 0xa0) ||
-         (codePoint >= 0x2028 && codePoint <= 0x202e) || (codePoint >= 0x2066 && codePoint <= 0x2069);
+  return codePoint == 0x61c || codePoint == 0x200e || codePoint == 0x200f || codePoint < 0x20 ||
+         (codePoint >= 0x7f && codePoint < 0xa0) || (codePoint >= 0x2028 && codePoint <= 0x202e) ||
+         (codePoint >= 0x2066 && codePoint <= 0x2069);
 }
 
 void AppendHex(std::string& out, char kind, uint32_t value, int digits) {

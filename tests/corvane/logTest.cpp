@@ -1,7 +1,12 @@
 #include "platform/corvane/log.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <utility>
 
 #include "tests/corvane/temporaryFolder.h"
 
@@ -37,10 +42,67 @@ TEST(Log, HostileTextStaysOneLine) {
   const auto logger = Logger::Create({});
   const std::string line = Capture([&] {
     LogInternal(logger.get(), 3, "failed to json-parse '%1'",
-                "{}\n2024-01-01 error forged\x1b[2J %1 {} \xff");
+                "{}\n2024-01-01 error forged\x1b[2J %1 {} \xff \u061c\u200f\u202e\u009b\x7f \u00e4");
   });
-  EXPECT_THAT(line, HasSubstr("'{}\\n2024-01-01 error forged\\x1b[2J %1 {} \\xff'\n"));
+  EXPECT_THAT(
+      line,
+      HasSubstr(
+          "'{}\\n2024-01-01 error forged\\x1b[2J %1 {} \\xff \\u061c\\u200f\\u202e\\u009b\\x7f \u00e4'\n"));
   EXPECT_EQ(std::count(line.begin(), line.end(), '\n'), 1);
+}
+
+// Standard error for as long as the object lives.
+class ErrorPipe {
+ public:
+  ErrorPipe() : before_(::dup(STDERR_FILENO)) {
+    EXPECT_EQ(::pipe(ends_), 0);
+    ::dup2(ends_[1], STDERR_FILENO);
+    ::close(ends_[1]);
+  }
+  ~ErrorPipe() {
+    ::dup2(before_, STDERR_FILENO);
+    ::close(before_);
+    Close();
+  }
+
+  void Close() {
+    if (ends_[0] >= 0) ::close(std::exchange(ends_[0], -1));
+  }
+  // What waits in the pipe.
+  std::string Read() {
+    ::fcntl(ends_[0], F_SETFL, O_NONBLOCK);
+    std::string text(1 << 20, '\0');
+    const auto size = ::read(ends_[0], text.data(), text.size());
+    return text.substr(0, size < 0 ? 0 : static_cast<size_t>(size));
+  }
+
+ private:
+  const int before_;
+  int ends_[2] = {-1, -1};
+};
+
+TEST(Log, StandardErrorThatNobodyReadsHoldsUpNobody) {
+  const auto logger = Logger::Create({});
+  const std::string text(9999, 'x');
+  const auto before = ::signal(SIGPIPE, SIG_IGN);
+  std::string first;
+  std::string second;
+  {
+    ErrorPipe pipe;
+    for (int i = 0; i < 200; ++i) logger->Write(6, text);
+    first = pipe.Read();
+    logger->Write(6, "later");
+    second = pipe.Read();
+    pipe.Close();
+    logger->Write(6, text);
+  }
+  ::signal(SIGPIPE, before);
+  // The line that the pipe's end cut is finished, and then it is told what was lost.
+  const auto read = std::count(first.begin(), first.end(), '\n');
+  EXPECT_GT(read, 3);
+  EXPECT_THAT(second,
+              MatchesRegex("x*\n" + std::to_string(199 - read) +
+                           " lines were lost, as standard error could not be written\n[^\n]+ later\n"));
 }
 
 TEST(Log, FileIsRotatedWithinItsBounds) {

@@ -35,16 +35,6 @@ TEST(Start, UnusableConfigurationIsToldOnStandardError) {
   EXPECT_NE(log.find("Nornhesperd failed to initialize, error(s): {65536, "), std::string::npos) << log;
 }
 
-TEST(Start, SettingsAreLoggedWithTheirOrigin) {
-  Daemon::Options options;
-  options.settings = "<mirelQueueLimit>4</mirelQueueLimit><historyPort>x</historyPort>";
-  Daemon daemon(options);
-  const auto log = daemon.Log();
-  EXPECT_NE(log.find("Configuration mirelQueueLimit=4(updated)"), std::string::npos);
-  EXPECT_NE(log.find("Configuration historyPort=766(default)"), std::string::npos);
-  EXPECT_NE(log.find("Configuration requestHistoryAll=false(default)"), std::string::npos);
-}
-
 // A second host directory whose kernel fails as told.
 class FaultyKernel : public ::testing::TestWithParam<std::pair<const char*, const char*>> {};
 

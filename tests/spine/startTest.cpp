@@ -1,8 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
+#include <csignal>
 #include <iostream>
 
 #include "apps/nornhesperd/globalContext.h"
@@ -76,6 +79,47 @@ TEST_F(StartDeathTest, PidFileThatCannotBeWritten) {
   std::ofstream(folder).put('x');
   EXPECT_EXIT(StartContext(), ExitedWithCode(1),
               "\\{65536, failed to create pid file directories [^ ]+/var/run/tessaly, Not a directory\\}\n$");
+}
+
+TEST_F(StartDeathTest, PidFileAndFolderAreReadableWhateverTheUmask) {
+  EXPECT_EXIT(
+      {
+        ::umask(0077);
+        StartContext();
+        const auto file = fs::status(Paths::kPidFile).permissions();
+        const auto folder = fs::status(fs::path(Paths::kPidFile).parent_path()).permissions();
+        ::_exit(file == fs::perms(0644) && folder == fs::perms(0755) ? 0 : 2);
+      },
+      ExitedWithCode(0), "");
+}
+
+TEST_F(StartDeathTest, SettingsAreToldOneByOneWithTheirOrigin) {
+  const auto lines = [](const std::array<const char*, 7>& values, const char* origin) {
+    const char* const keys[] = {"mirelPort",
+                                "vmListenPort",
+                                "mirelQueueLimit",
+                                "cidCacheMaxEntries",
+                                "cidCacheExpirationInSeconds",
+                                "requestHistoryAll",
+                                "historyPort"};
+    std::string pattern;
+    for (size_t i = 0; i < values.size(); ++i) {
+      pattern += std::string("[^\n]+, Configuration ") + keys[i] + "=" + values[i] + "\\(" + origin + "\\)\n";
+    }
+    return pattern;
+  };
+  EXPECT_EXIT((StartContext(""), ::_exit(0)), ExitedWithCode(0),
+              lines({"9999", "7777", "16", "3000", "600", "false", "766"}, "default"));
+  EXPECT_EXIT((StartContext("<config><historyPort>7</historyPort><requestHistoryAll>true</requestHistoryAll>"
+                            "<cidCacheExpirationInSeconds>5</cidCacheExpirationInSeconds>"
+                            "<cidCacheMaxEntries>4</cidCacheMaxEntries><mirelQueueLimit>-3</mirelQueueLimit>"
+                            "<vmListenPort>2</vmListenPort><mirelPort>1</mirelPort></config>"),
+               ::_exit(0)),
+              ExitedWithCode(0), lines({"1", "2", "-3", "4", "5", "true", "7"}, "updated"));
+}
+
+TEST_F(StartDeathTest, NeitherABrokenPipeNorALostTerminalEndsIt) {
+  EXPECT_EXIT((StartContext(), ::raise(SIGPIPE), ::raise(SIGHUP), ::_exit(0)), ExitedWithCode(0), "");
 }
 
 TEST_F(StartDeathTest, OpenFilesAreLimited) {
