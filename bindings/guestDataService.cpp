@@ -51,7 +51,16 @@ class SubscribeOperation : public ::Mirel::Provider::AsyncApiOperation {
   void Call(const ::Mirel::Data::DataValuePtr& input, const AsyncActivationPtr& activation,
             const AsyncApiResultCb& result) const override {
     activation->localizer(localizer_);
-    const auto answer = MakeResultCb(std::make_shared<const AsyncApiResultCb>(result));
+    auto untyped = std::make_shared<const AsyncApiResultCb>(result);
+    const std::weak_ptr kept(untyped);
+    Start(input, activation, MakeResultCb(std::move(untyped)));
+    // Whoever neither answers nor lets the answer object go has taken the call.
+    if (!kept.expired()) activation->NotifyOnAccept();
+  }
+
+ private:
+  void Start(const ::Mirel::Data::DataValuePtr& input, const AsyncActivationPtr& activation,
+             const ResultCb& answer) const {
     std::shared_ptr<const SubscriptionSpec> spec;
     try {
       spec = std::make_shared<const SubscriptionSpec>(ReadSubscribeArguments(input));
@@ -62,7 +71,6 @@ class SubscribeOperation : public ::Mirel::Provider::AsyncApiOperation {
     implementation_->Subscribe(spec, activation, answer);
   }
 
- private:
   std::shared_ptr<AsyncServiceInterface> implementation_;
   std::shared_ptr<const ::Mirel::L10n::Localizer> localizer_;
 };

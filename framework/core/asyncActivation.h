@@ -39,9 +39,16 @@ class AsyncActivation {
   std::map<std::string, std::string>& values() { return values_; }
 
   // Observers learn that the call has reached the service.
-  void AddInvokeObserver(std::function<void()> observer) { observers_.push_back(std::move(observer)); }
+  void AddInvokeObserver(std::function<void()> observer) { invokeObservers_.push_back(std::move(observer)); }
   void NotifyOnInvoke() const {
-    for (const auto& observer : observers_) observer();
+    for (const auto& observer : invokeObservers_) observer();
+  }
+
+  // Observers learn that the service has taken a call whose answer is a stream: it has returned, refused
+  // nothing, and keeps the answer object for elements that may be long in coming.
+  void AddAcceptObserver(std::function<void()> observer) { acceptObservers_.push_back(std::move(observer)); }
+  void NotifyOnAccept() const {
+    for (const auto& observer : acceptObservers_) observer();
   }
 
  private:
@@ -50,7 +57,8 @@ class AsyncActivation {
   std::shared_ptr<const L10n::Localizer> localizer_;
   L10n::LocaleSpec localeSpec_;
   std::map<std::string, std::string> values_;
-  std::vector<std::function<void()>> observers_;
+  std::vector<std::function<void()>> invokeObservers_;
+  std::vector<std::function<void()>> acceptObservers_;
 };
 
 }  // namespace Mirel::Core

@@ -33,6 +33,9 @@ class ObservedCall {
     observer_->Prepare();
   }
 
+  // For a stream, which may wait for its first element for days.
+  void OnAccept() { End(kCallSucceeded); }
+
   void OnFirstResult(const std::shared_ptr<const Core::MethodResult>& result, const Progress& progress,
                      Core::AsyncApiResultCb::Next&& next) {
     End(result && !result->error ? kCallSucceeded : kCallFailed);
@@ -69,6 +72,9 @@ void CallRegistrarBase::Invoke(const std::shared_ptr<const Core::MethodIdentifie
   auto call = std::make_shared<ObservedCall>(observer, activation, result);
   activation->AddInvokeObserver([reached = std::weak_ptr(call)] {
     if (const auto pending = reached.lock()) pending->TakeSubject();
+  });
+  activation->AddAcceptObserver([accepted = std::weak_ptr(call)] {
+    if (const auto pending = accepted.lock()) pending->OnAccept();
   });
   auto onFirstResult = [call = std::move(call)](const std::shared_ptr<const Core::MethodResult>& first,
                                                 const Progress& progress,

@@ -14,15 +14,16 @@ namespace Mirel::Observer {
 // What an observer gets as its result code.
 inline constexpr std::uint32_t kCallSucceeded = 0;
 inline constexpr std::uint32_t kCallFailed = 1;
-// The call ended without any result, such as a stream whose client left before its first element.
+// The call ended without any result: whoever had it dropped it.
 inline constexpr std::uint32_t kCallAbandoned = 2;
 
 namespace Detail {
 
 // The outermost link of the provider chain: has each call observed, also those that links behind it refuse.
 // An observer gets its result code exactly once: with the call's first result, before the client sees it, so
-// that nothing leaves unrecorded; or, when no result came, when the last holder lets the call go. Later
-// elements of a stream pass this link by.
+// that nothing leaves unrecorded; for a stream, when the service has accepted the call, so that neither an
+// idle stream nor the end of the process leaves it unrecorded; or, when none of that came, when the last
+// holder lets the call go. Later elements of a stream pass this link by.
 class CallRegistrarBase : public Core::AsyncApiProvider {
  public:
   explicit CallRegistrarBase(std::shared_ptr<Core::AsyncApiProvider> next) : next_(std::move(next)) {}

@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
 #include "apps/nornhesperd/auditCallable.h"
+#include "bindings/guestDataService.h"
 #include "framework/core/asyncActivation.h"
+#include "framework/core/l10n.h"
+#include "framework/provider/asyncApiInterface.h"
 #include "framework/provider/callRegistrar.h"
 
 namespace {
@@ -78,6 +82,54 @@ TEST_F(CallAuditTest, ACallWithoutAResultIsRecordedWhenItIsLetGo) {
   EXPECT_TRUE(log.empty());
   held.clear();
   EXPECT_EQ(log, (std::vector<std::string>{"api.call root a:b bad"}));
+}
+
+namespace GuestDataSvc = Com::Tessaly::Norn::Hesper::GuestDataSvc;
+
+class ScriptedService final : public GuestDataSvc::AsyncServiceInterface {
+ public:
+  std::function<void(const GuestDataSvc::ResultCb&)> script;
+
+  void Subscribe(const std::shared_ptr<const Com::Tessaly::Norn::Hesper::SubscriptionSpec>& /*spec*/,
+                 const GuestDataSvc::AsyncActivationPtr& /*activation*/,
+                 const GuestDataSvc::ResultCb& result) override {
+    script(result);
+  }
+};
+
+TEST_F(CallAuditTest, AStreamIsRecordedWhenItIsAcceptedAndNotAgain) {
+  using Mirel::Data::StructValue;
+  const auto service = std::make_shared<ScriptedService>();
+  const auto binding = GuestDataSvc::AsyncServiceBinder::BindImplementation(service, nullptr);
+  std::shared_ptr<const Mirel::Provider::AsyncApiOperation> subscribe;
+  Mirel::MessageList messages;
+  ASSERT_TRUE(binding->LookupOperation("subscribe", subscribe, messages));
+  const auto spec = StructValue::GetInstance("spec");
+  spec->SetField("vm_id_type", Mirel::Data::DataValue::Create("MGR_VM_ID"));
+  const auto input = StructValue::GetInstance("input");
+  input->SetField("spec", spec);
+  provider->script = [&](const auto& result) {
+    activation->NotifyOnInvoke();
+    subscribe->Call(input, activation, result);
+  };
+
+  std::vector<GuestDataSvc::ResultCb> kept;
+  service->script = [&](const auto& result) { kept.push_back(result); };
+  Invoke();
+  EXPECT_EQ(log, (std::vector<std::string>{"api.call  a:b good"}));
+  kept.back().error(Mirel::ErrorValue::Create("later", {}));
+  kept.clear();
+  EXPECT_EQ(log, (std::vector<std::string>{"api.call  a:b good", "result"}));
+
+  log.clear();
+  service->script = [](const auto& result) { result.error(Mirel::ErrorValue::Create("refused", {})); };
+  Invoke();
+  service->script = [](const auto& /*dropped*/) {};
+  Invoke();
+  service->script = [](const auto& /*result*/) { throw std::runtime_error("no stream"); };
+  EXPECT_THROW(Invoke(), std::runtime_error);
+  EXPECT_EQ(log, (std::vector<std::string>{"api.call  a:b bad", "result", "api.call  a:b bad",
+                                           "api.call  a:b bad"}));
 }
 
 }  // namespace
