@@ -24,6 +24,7 @@
 #include "framework/provider/localization.h"
 #include "lib/sarnMirel/corvaneWrapLogger.h"
 #include "lib/sarnMirel/userPassHandler.h"
+#include "platform/audit/audit.h"
 #include "platform/corvane/authenticate.h"
 #include "platform/corvane/log.h"
 #include "platform/corvane/panic.h"
@@ -106,6 +107,7 @@ ProviderPtr CreateLocalProvider(const Enqueuer& enqueuer,
   for (auto handler = handlers.rbegin(); handler != handlers.rend(); ++handler) {
     head = std::make_shared<Mirel::Authn::Filter::AsyncAuthnFilter>(head, *handler);
   }
+  TessalyAudit_Open();
   return std::make_shared<Mirel::Observer::CallRegistrar<AuditRecord>>(head, &WriteAuditRecord);
 }
 

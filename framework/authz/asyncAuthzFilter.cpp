@@ -9,6 +9,7 @@
 #include "framework/core/asyncActivation.h"
 #include "framework/core/l10n.h"
 #include "framework/provider/errorFactory.h"
+#include "platform/corvane/textEscape.h"
 
 namespace Mirel {
 namespace {
@@ -49,7 +50,8 @@ Data::ErrorValuePtr MakeUnauthenticated() {
 void Refuse(const AsyncAuthzFilter::Enqueuer& enqueuer, const std::shared_ptr<Log::Logger>& logger,
             const Core::MethodIdentifier& method, const Core::AsyncApiResultCb& result,
             Data::ErrorValuePtr refusal) {
-  Log::Write(logger, Log::SeverityLevel::Debug, "Refused: ", method.ToString(), ": ", refusal->name());
+  Log::Write(logger, Log::SeverityLevel::Debug, "Refused: ", Corvane::Detail::EscapeName(method.ToString()),
+             ": ", refusal->name());
   enqueuer([result, refusal = std::move(refusal)] {
     result(Core::MethodResult::GetErrorInstance(refusal), Progress{}, nullptr);
   });

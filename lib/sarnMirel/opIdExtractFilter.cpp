@@ -7,6 +7,7 @@
 #include "framework/core/log.h"
 #include "platform/corvane/logContext.h"
 #include "platform/corvane/stringUtil.h"
+#include "platform/corvane/textEscape.h"
 
 namespace SarnMirel::Filter {
 namespace {
@@ -51,8 +52,8 @@ void OpIdExtractFilter::Invoke(const std::shared_ptr<const Mirel::Core::MethodId
                                const Mirel::Core::AsyncApiResultCb& result) {
   const auto opId = MakeOpId(Mirel::Core::ActivationHelpers::GetActivationOpId(activation));
   const Corvane::Service::LogContextOnStack context(Corvane::Service::SetLogContext(kOpIdKey, opId));
-  Mirel::Log::Write(logger_, Mirel::Log::SeverityLevel::Trace, "Invoke", ": method: ", method->ToString(),
-                    " opId: ", opId);
+  Mirel::Log::Write(logger_, Mirel::Log::SeverityLevel::Trace, "Invoke",
+                    ": method: ", Corvane::Detail::EscapeName(method->ToString()), " opId: ", opId);
   next_->Invoke(method, input, activation, result);
 }
 

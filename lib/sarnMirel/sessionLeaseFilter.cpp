@@ -8,6 +8,7 @@
 #include "lib/sarnMirel/genUnauthenticated.h"
 #include "lib/sarnMirel/sessionFunctions.h"
 #include "platform/corvane/session.h"
+#include "platform/corvane/textEscape.h"
 
 namespace SarnMirel::Filter {
 
@@ -50,7 +51,8 @@ void SessionLeaseFilter::Invoke(const std::shared_ptr<const Mirel::Core::MethodI
                                 const std::shared_ptr<const Mirel::Data::DataValue>& input,
                                 const std::shared_ptr<Mirel::Core::AsyncActivation>& activation,
                                 const Mirel::Core::AsyncApiResultCb& result) {
-  Mirel::Log::Write(logger_, SeverityLevel::Trace, "Invoke", ": method: ", method->ToString());
+  Mirel::Log::Write(logger_, SeverityLevel::Trace, "Invoke",
+                    ": method: ", Corvane::Detail::EscapeName(method->ToString()));
   const auto session = SessionFromActivation(activation);
   if (!session) {
     Mirel::Log::Write(logger_, SeverityLevel::Trace, "Failed to lookup session by activation");

@@ -16,6 +16,7 @@
 #include "platform/corvane/session.h"
 #include "platform/corvane/sessionManager.h"
 #include "platform/corvane/stringUtil.h"
+#include "platform/corvane/textEscape.h"
 
 namespace SarnMirel {
 namespace {
@@ -29,8 +30,6 @@ using Mirel::Core::SessionSecurityContextReader;
 
 constexpr std::int64_t kIdleTimeout = 1'800'000'000;
 constexpr std::size_t kIdBytes = 20;
-// No scheme's name is nearly as long; a hostile client's could fill the log.
-constexpr std::size_t kLongestLoggedScheme = 256;
 
 const SecurityContext& ContextOf(const ActivationPtr& activation) {
   return activation->executionContext()->securityContext;
@@ -39,7 +38,7 @@ const SecurityContext& ContextOf(const ActivationPtr& activation) {
 // For the log: "{ schemeId : NAME }", or nothing when the context names no scheme.
 std::string SchemeText(const SecurityContext& context) {
   if (!context.contains(Security::kSchemeIdKey)) return {};
-  const auto scheme = ReadEntry(context, Security::kSchemeIdKey).substr(0, kLongestLoggedScheme);
+  const auto scheme = Corvane::Detail::EscapeName(ReadEntry(context, Security::kSchemeIdKey));
   return std::string("{ ") + Security::kSchemeIdKey + " : " + scheme + " }";
 }
 

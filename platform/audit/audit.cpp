@@ -1,12 +1,9 @@
 #include "platform/audit/audit.h"
 
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
-
-#include <algorithm>
 #include <array>
 #include <boost/locale/utf.hpp>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -15,36 +12,56 @@
 
 #include "platform/audit/auditFile.h"
 #include "platform/corvane/paths.h"
+#include "platform/corvane/textEscape.h"
 
 namespace {
 
-using Writer = rapidjson::Writer<rapidjson::StringBuffer>;
-
-constexpr std::size_t kMaxTextBytes = 8192;
+constexpr std::size_t kMaxTextBytes = 256;
+constexpr std::size_t kLongestCharacter = 4;
 constexpr std::string_view kCut = "...";
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-std::string ValidText(const char* text) {
-  namespace Utf = boost::locale::utf;
-  if (text == nullptr) return {};
-  const std::size_t length = strnlen(text, kMaxTextBytes + 1);
-  const char* at = text;
-  const char* const end = text + std::min(length, kMaxTextBytes);
-  std::string valid;
-  valid.reserve(static_cast<std::size_t>(end - at) + kCut.size());
-  while (at != end) {
-    const char* next = at;
-    if (Utf::is_valid_codepoint(Utf::utf_traits<char>::decode(next, end))) {
-      valid.append(at, next);
-      at = next;
-    } else {
-      // One byte at a time, so that a good character right behind a bad byte is not lost.
-      valid.append(kReplacement);
-      ++at;
-    }
+// In UTF-16, as JSON's escapes are (RFC 8259, 7).
+std::string Escape(std::uint32_t character) {
+  std::array<char, 13> text{};
+  if (character < 0x10000) {
+    std::snprintf(text.data(), text.size(), "\\u%04x", character);
+  } else {
+    const auto offset = character - 0x10000;
+    std::snprintf(text.data(), text.size(), "\\u%04x\\u%04x", 0xd800 + (offset >> 10),
+                  0xdc00 + (offset & 0x3ff));
   }
-  if (length > kMaxTextBytes) valid.append(kCut);
-  return valid;
+  return text.data();
+}
+
+// Takes the next character, and gives what stands for it in a JSON string that can be shown on a terminal.
+std::string Take(const char*& at, const char* end) {
+  namespace Utf = boost::locale::utf;
+  const char* const start = at;
+  const auto character = Utf::utf_traits<char>::decode(at, end);
+  if (!Utf::is_valid_codepoint(character)) {
+    // One byte at a time, so that a good character right behind a bad byte is not lost.
+    at = start + 1;
+    return std::string(kReplacement);
+  }
+  const std::string_view text(start, static_cast<std::size_t>(at - start));
+  if (text == "\"" || text == "\\") return std::string("\\").append(text);
+  return Corvane::Detail::IsPlainLine(text) ? std::string(text) : Escape(character);
+}
+
+void PutText(std::string& line, const char* text) {
+  line += '"';
+  const char* at = text == nullptr ? "" : text;
+  const char* const end = at + strnlen(at, kMaxTextBytes + kLongestCharacter);
+  for (const auto start = line.size(); at != end;) {
+    const auto character = Take(at, end);
+    if (line.size() - start + character.size() > kMaxTextBytes) {
+      line += kCut;
+      break;
+    }
+    line += character;
+  }
+  line += '"';
 }
 
 // Microseconds, in UTC (RFC 3339).
@@ -62,35 +79,38 @@ std::string TimeNow() {
   return std::string(whole.data(), length).append(fraction.data());
 }
 
-void Put(Writer& writer, std::string_view key, std::string_view text) {
-  writer.Key(key.data(), static_cast<rapidjson::SizeType>(key.size()));
-  writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+void PutItems(std::string& line, const TessalyAuditItem* item) {
+  line += ",\"items\":{";
+  for (const char* separator = ""; item->key != nullptr; ++item, separator = ",") {
+    line += separator;
+    PutText(line, item->key);
+    line += ':';
+    PutText(line, item->value);
+  }
+  line += '}';
 }
 
-void PutItems(Writer& writer, const TessalyAuditItem* item) {
-  if (item == nullptr || item->key == nullptr) return;
-  writer.Key("items");
-  writer.StartObject();
-  for (; item->key != nullptr; ++item) Put(writer, ValidText(item->key), ValidText(item->value));
-  writer.EndObject();
+Tessaly::Audit::AuditFile& File() {
+  static Tessaly::Audit::AuditFile file(Corvane::Paths::kAuditFile);
+  return file;
 }
 
 }  // namespace
 
+void TessalyAudit_Open() {
+  File().Open();
+}
+
 void TessalyAudit_LogList(const char* eventId, const char* subject, const char* object, bool result,
                           const TessalyAuditItem* items) {
-  static Tessaly::Audit::AuditFile file(Corvane::Paths::kAuditFile);
-  rapidjson::StringBuffer line;
-  Writer writer(line);
-  writer.StartObject();
-  Put(writer, "time", TimeNow());
-  Put(writer, "event", ValidText(eventId));
-  Put(writer, "subject", ValidText(subject));
-  Put(writer, "object", ValidText(object));
-  writer.Key("result");
-  writer.Bool(result);
-  PutItems(writer, items);
-  writer.EndObject();
-  line.Put('\n');
-  file.Append({line.GetString(), line.GetSize()});
+  std::string line = "{\"time\":\"" + TimeNow() + "\",\"event\":";
+  PutText(line, eventId);
+  line += ",\"subject\":";
+  PutText(line, subject);
+  line += ",\"object\":";
+  PutText(line, object);
+  line += result ? ",\"result\":true" : ",\"result\":false";
+  if (items != nullptr && items->key != nullptr) PutItems(line, items);
+  line += "}\n";
+  File().Append(line);
 }

@@ -6,10 +6,14 @@ struct TessalyAuditItem {
   const char* value;
 };
 
+// Opens the audit log now instead of at the first record, so that a process short of descriptors has it.
+void TessalyAudit_Open();
+
 // Appends one record to the host's audit log: a line of JSON with the members "time" (RFC 3339, UTC),
 // "event", "subject", "object", "result" and, if there are items, "items". Each text is written as valid
-// UTF-8: U+FFFD stands for what is not, and what goes beyond 8 KiB is cut off, with "..." at its end. A null
-// text is empty. Nothing is thrown and nothing reported: a record that can't be written is lost, and the log
-// of the process tells so once, until records can be written again. From any thread.
+// UTF-8, with U+FFFD for what is not, and with JSON's escapes for what a terminal must not be shown; what
+// goes beyond 256 bytes in that form is cut off, with "..." at its end. A null text is empty. Nothing is
+// thrown and nothing reported: a record that can't be written is lost, and the log of the process tells so
+// once, until records can be written again. From any thread.
 void TessalyAudit_LogList(const char* eventId, const char* subject, const char* object, bool result,
                           const TessalyAuditItem* items);

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "platform/corvane/log.h"
 
@@ -22,11 +23,43 @@ void Log(int level, const char* format, const Args&... args) {
   Corvane::Service::LogInternal(Corvane::Service::Logger::sDefaultLogger.get(), level, format, args...);
 }
 
+int OpenToAppend(const std::string& path) {
+  // To be read for its last byte; and without waiting, should someone have put a pipe there.
+  constexpr int kFlags = O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  return ::open(path.c_str(), kFlags, S_IRUSR | S_IWUSR);
+}
+
 void MakeFolder(const std::filesystem::path& folder) {
   std::error_code ignored;
   std::filesystem::create_directories(folder.parent_path(), ignored);
   // Whether it worked shows when the file is opened.
   ::mkdir(folder.c_str(), S_IRWXU);
+}
+
+// Gives -1 and sets errno when that fails, as for a pipe: it would keep records until it is full.
+int OpenOrMake(const std::string& path) {
+  int descriptor = OpenToAppend(path);
+  if (descriptor < 0 && errno == ENOENT) {
+    MakeFolder(std::filesystem::path(path).parent_path());
+    descriptor = OpenToAppend(path);
+  }
+  struct stat status {};
+  if (descriptor < 0 || ::fstat(descriptor, &status) != 0 || !S_ISFIFO(status.st_mode)) return descriptor;
+  ::close(descriptor);
+  errno = ENXIO;
+  return -1;
+}
+
+bool IsRemoved(int descriptor) {
+  struct stat status {};
+  return ::fstat(descriptor, &status) != 0 || status.st_nlink == 0;
+}
+
+bool EndsWithinLine(int descriptor) {
+  struct stat status {};
+  char last = '\n';
+  return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0 &&
+         ::pread(descriptor, &last, 1, status.st_size - 1) == 1 && last != '\n';
 }
 
 }  // namespace
@@ -45,24 +78,42 @@ bool AuditFile::Append(std::string_view line) {
   return true;
 }
 
+bool AuditFile::Open() {
+  const std::lock_guard lock(mutex_);
+  return EnsureOpen();
+}
+
 bool AuditFile::EnsureOpen() {
+  if (LeadsToOpenFile() || OpenAnew()) return true;
+  NoteLoss("open", errno);
+  return false;
+}
+
+bool AuditFile::LeadsToOpenFile() const {
   struct stat atPath {};
   struct stat open {};
-  const bool same = descriptor_ >= 0 && ::stat(path_.c_str(), &atPath) == 0 &&
-                    ::fstat(descriptor_, &open) == 0 && atPath.st_dev == open.st_dev &&
-                    atPath.st_ino == open.st_ino;
-  if (same) return true;
+  return descriptor_ >= 0 && ::stat(path_.c_str(), &atPath) == 0 && ::fstat(descriptor_, &open) == 0 &&
+         atPath.st_dev == open.st_dev && atPath.st_ino == open.st_ino;
+}
+
+bool AuditFile::OpenAnew() {
+  const int fresh = OpenOrMake(path_);
+  if (fresh < 0) return KeepOutdated(errno);
   Close();
-  // Without waiting, should someone have put a pipe there.
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  descriptor_ = ::open(path_.c_str(), kFlags, S_IRUSR | S_IWUSR);
-  if (descriptor_ < 0 && errno == ENOENT) {
-    MakeFolder(std::filesystem::path(path_).parent_path());
-    descriptor_ = ::open(path_.c_str(), kFlags, S_IRUSR | S_IWUSR);
+  descriptor_ = fresh;
+  endsWithinLine_ = EndsWithinLine(fresh);
+  isOutdated_ = false;
+  return true;
+}
+
+bool AuditFile::KeepOutdated(int error) {
+  const bool isOfUse = descriptor_ >= 0 && !IsRemoved(descriptor_);
+  if (isOfUse && !std::exchange(isOutdated_, true)) {
+    Log(kFaultLevel, "Audit records go on to the file that was renamed: cannot open %1: %2", path_,
+        strerror(error));
   }
-  if (descriptor_ < 0) NoteLoss("open", errno);
-  endsWithinLine_ = false;
-  return descriptor_ >= 0;
+  errno = error;
+  return isOfUse;
 }
 
 bool AuditFile::Write(std::string_view line) {

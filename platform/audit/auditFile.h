@@ -7,9 +7,10 @@
 
 namespace Tessaly::Audit {
 
-// A file that only grows, by whole lines. It is opened at the first line, made with its folder if they are
-// missing, for the owner alone, and opened anew whenever its path leads to another file, so that it can be
-// rotated by a rename. From any thread.
+// A file that only grows, by whole lines: what an interrupted writer has left of a line is closed with a line
+// feed first. It is made with its folder if they are missing, for the owner alone, and opened anew whenever
+// its path leads to another file, so that it can be rotated by a rename. While that fails, as without free
+// descriptors, the renamed file goes on to take the lines. From any thread.
 class AuditFile {
  public:
   explicit AuditFile(std::string path) : path_(std::move(path)) {}
@@ -17,12 +18,19 @@ class AuditFile {
   AuditFile& operator=(const AuditFile&) = delete;
   ~AuditFile();
 
+  // Opens the file now instead of at the first line, while descriptors are to be had. Gives false, and logs
+  // it, when that fails; it's tried again at each line.
+  bool Open();
   // Appends the line, which ends with a line feed, with one write. Gives false when it is lost; the first
   // loss and the end of a row of losses are logged.
   bool Append(std::string_view line);
 
  private:
   bool EnsureOpen();
+  bool LeadsToOpenFile() const;
+  bool OpenAnew();
+  // Gives true, and logs it once, when the open file, renamed but not removed, has to do.
+  bool KeepOutdated(int error);
   bool Write(std::string_view line);
   void Close();
   void NoteLoss(const char* action, int error);
@@ -31,8 +39,10 @@ class AuditFile {
   const std::string path_;
   std::mutex mutex_;
   int descriptor_ = -1;
-  // A write was cut short, so that the file ends within a line.
+  // The file ends within a line, as after a write that was cut short.
   bool endsWithinLine_ = false;
+  // It's not what the path leads to any more, which can't be opened.
+  bool isOutdated_ = false;
   std::uint64_t lost_ = 0;
 };
 

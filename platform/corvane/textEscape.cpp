@@ -92,4 +92,19 @@ std::string EscapeLine(std::string_view text) {
   }
 }
 
+std::string EscapeName(std::string_view name) {
+  constexpr size_t kMaxBytes = 256;
+  constexpr size_t kLongestCharacter = 4;
+  // No escape is shorter than what it stands for.
+  std::string shown = EscapeLine(name.substr(0, kMaxBytes + kLongestCharacter));
+  if (shown.size() <= kMaxBytes) {
+    return shown;
+  }
+  size_t end = kMaxBytes;
+  while ((static_cast<unsigned char>(shown[end]) & 0xc0) == 0x80) {
+    --end;
+  }
+  return shown.erase(end).append("...");
+}
+
 }  // namespace Corvane::Detail

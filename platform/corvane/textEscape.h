@@ -13,4 +13,8 @@ bool IsPlainLine(std::string_view text);
 // \x1b and \u202e. Backslashes of the text itself stay single.
 std::string EscapeLine(std::string_view text);
 
+// The same of a name that a stranger has chosen: what goes beyond 256 bytes in that form is cut off, with
+// "..." at its end.
+std::string EscapeName(std::string_view name);
+
 }  // namespace Corvane::Detail

@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 
 #include "tests/corvane/temporaryFolder.h"
 
@@ -30,6 +31,11 @@ TEST(AuditFile, IsMadeForItsOwnerAloneAndKeepsWhatIsThere) {
   EXPECT_TRUE(AuditFile(path).Append("one\n"));
   EXPECT_TRUE(AuditFile(path).Append("two\n"));
   EXPECT_EQ(ReadFile(path), "one\ntwo\n");
+  std::ofstream(path, std::ios::app) << "cut sh";
+  AuditFile file(path);
+  EXPECT_TRUE(file.Append("three\n"));
+  EXPECT_TRUE(file.Append("four\n"));
+  EXPECT_EQ(ReadFile(path), "one\ntwo\ncut sh\nthree\nfour\n");
   EXPECT_EQ(Files::status(path).permissions(), Files::perms(0600));
   EXPECT_EQ(Files::status(folder / "var/log/tessaly").permissions(), Files::perms(0700));
 }
@@ -43,6 +49,27 @@ TEST(AuditFile, FollowsARotation) {
   EXPECT_TRUE(file.Append("two\n"));
   Files::remove_all(folder / "logs");
   EXPECT_TRUE(file.Append("three\n"));
+  EXPECT_EQ(ReadFile(path), "three\n");
+}
+
+TEST(AuditFile, TakesLinesWithoutAFreeDescriptor) {
+  const TemporaryFolder folder;
+  const auto path = folder / "audit.log";
+  AuditFile file(path);
+  ASSERT_TRUE(file.Open());
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  rlimit none = before;
+  none.rlim_cur = 0;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  const bool first = file.Append("one\n");
+  Files::rename(path, path + ".1");
+  const bool renamed = file.Append("two\n");
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_TRUE(first);
+  EXPECT_TRUE(renamed);
+  EXPECT_TRUE(file.Append("three\n"));
+  EXPECT_EQ(ReadFile(path + ".1"), "one\ntwo\n");
   EXPECT_EQ(ReadFile(path), "three\n");
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/audit/audit.h"
+#include "platform/corvane/textEscape.h"
 #include "tests/audit/lastRecord.h"
 
 namespace {
@@ -40,14 +41,18 @@ TEST(TessalyAudit, HostileTextsStayInTheirPlace) {
        "c\xc0\x80",
        "a" + bad + "b" + bad + "c" + bad + bad},
       {"\xed\xa0\x80", bad + bad + bad},
-      {std::string(8192, 'x'), std::string(8192, 'x')},
-      {std::string(1 << 20, 'x'), std::string(8192, 'x') + "..."},
-      // The bound falls into a character.
-      {std::string(8191, 'x') + wide, std::string(8191, 'x') + bad + "..."},
+      {"\xc2\x9b\xe2\x80\xae\xf3\xa0\x81\x81", "\xc2\x9b\xe2\x80\xae\xf3\xa0\x81\x81"},
+      {std::string(256, 'x'), std::string(256, 'x')},
+      {std::string(1 << 20, 'x'), std::string(256, 'x') + "..."},
+      // What counts is what is written.
+      {std::string(8192, '\x01'), std::string(42, '\x01') + "..."},
+      {std::string(254, 'x') + wide, std::string(254, 'x') + "..."},
   };
   for (const auto& [text, expected] : cases) {
     const TessalyAuditItem items[] = {{text.c_str(), text.c_str()}, {nullptr, nullptr}};
     TessalyAudit_LogList(text.c_str(), text.c_str(), text.c_str(), true, items);
+    const auto written = LastLine();
+    EXPECT_TRUE(Corvane::Detail::IsPlainLine(written)) << written;
     const auto record = LastRecord();
     for (const char* key : {"event", "subject", "object"}) EXPECT_EQ(TextOf(record, key), expected);
     EXPECT_EQ(TextOf(record["items"], expected.c_str()), expected);

@@ -8,13 +8,18 @@
 #include "platform/corvane/paths.h"
 #include "tests/corvane/temporaryFolder.h"
 
-// The last line of the host's audit log, which has to be one JSON object.
-inline rapidjson::Document LastRecord() {
+// The last line of the host's audit log, without its line feed.
+inline std::string LastLine() {
   auto all = ReadFile(Corvane::Paths::kAuditFile);
   EXPECT_TRUE(all.ends_with('\n'));
   all.resize(all.empty() ? 0 : all.size() - 1);
   const auto start = all.rfind('\n');
-  const auto line = all.substr(start == std::string::npos ? 0 : start + 1);
+  return all.substr(start == std::string::npos ? 0 : start + 1);
+}
+
+// The last record, which has to be one JSON object.
+inline rapidjson::Document LastRecord() {
+  const auto line = LastLine();
   rapidjson::Document record;
   record.Parse<rapidjson::kParseValidateEncodingFlag>(line.data(), line.size());
   EXPECT_TRUE(record.IsObject());
