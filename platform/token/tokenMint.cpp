@@ -114,7 +114,8 @@ JsonPtr ReadKeySet(const std::string& path) {
   if (VersionOf(path).error == ENOENT) return JsonPtr(json_pack("{s:[]}", "keys"));
   std::string text;
   std::string fault;
-  if (!ReadTrustedFile(path, Access::kPublic, kMaxKeyFileBytes, text, fault)) Fail(path, fault);
+  if (ReadTrustedFile(path, Access::kPublic, kMaxKeyFileBytes, text, fault) != Reading::kDone)
+    Fail(path, fault);
   JsonPtr set(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, nullptr));
   if (!json_is_array(json_object_get(set.get(), "keys"))) Fail(path, "it is no JWK set");
   return set;

@@ -63,28 +63,28 @@ int WriteAll(int fd, const std::string& text) {
   return fsync(fd) == 0 ? 0 : errno;
 }
 
-bool ReadTrustedFile(const std::string& path, Access access, std::size_t limit, std::string& text,
-                     std::string& fault) {
+Reading ReadTrustedFile(const std::string& path, Access access, std::size_t limit, std::string& text,
+                        std::string& fault) {
   // Not blocking, as the name may have become that of a pipe.
   const Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status {};
   if (file.get() < 0 || fstat(file.get(), &status) != 0) {
     fault = errno == ELOOP ? "it is a symbolic link" : std::strerror(errno);
-    return false;
+    return errno == ELOOP ? Reading::kRefused : Reading::kFailed;
   }
   if (const char* reason = TrustFault(status, access)) {
     fault = reason;
-    return false;
+    return Reading::kRefused;
   }
   if (!ReadAll(file.get(), limit, text)) {
     fault = std::strerror(errno);
-    return false;
+    return Reading::kFailed;
   }
   if (text.size() > limit) {
     fault = "it is longer than " + std::to_string(limit) + " bytes";
-    return false;
+    return Reading::kRefused;
   }
-  return true;
+  return Reading::kDone;
 }
 
 }  // namespace NornToken

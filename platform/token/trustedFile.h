@@ -57,8 +57,15 @@ bool ReadAll(int fd, std::size_t limit, std::string& text);
 // Gives 0, or the error number of the call that failed.
 int WriteAll(int fd, const std::string& text);
 
-// Reads a file that is never a symbolic link. False with the reason in fault.
-bool ReadTrustedFile(const std::string& path, Access access, std::size_t limit, std::string& text,
-                     std::string& fault);
+// How the attempt to read a file ended.
+enum class Reading {
+  kDone,
+  kRefused,  // Not to be believed, as long as the file doesn't change.
+  kFailed,  // The system didn't give it, which may pass: no descriptor is left, no file is there, a bad disk.
+};
+
+// Reads a file that is never a symbolic link. The reason stands in fault when that is not done.
+Reading ReadTrustedFile(const std::string& path, Access access, std::size_t limit, std::string& text,
+                        std::string& fault);
 
 }  // namespace NornToken

@@ -1,6 +1,7 @@
 #include "platform/token/keyFile.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -51,6 +52,23 @@ TEST_F(KeyFileTest, KeepsTheLastGoodKeysAndSaysSoOnceAChange) {
     ASSERT_EQ(log_->lines.size(), 1U) << reason;
     EXPECT_NE(log_->lines[0].find(reason), std::string::npos) << log_->lines[0];
   }
+}
+
+TEST_F(KeyFileTest, ReadsAgainWhatCouldNotBeReadForAMoment) {
+  Replace(path_, SetWith("withdrawn"));
+  ASSERT_TRUE(Has("withdrawn"));
+  Replace(path_, SetOf(""));
+  log_->lines.clear();
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  rlimit none = before;
+  none.rlim_cur = 0;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(Has("withdrawn"));
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(log_->lines.size(), 1U);
+  for (int i = 0; i < 1000 && Has("withdrawn"); ++i) usleep(10'000);
+  EXPECT_FALSE(Has("withdrawn"));
 }
 
 TEST_F(KeyFileTest, DoesNotBelieveAnotherUser) {
