@@ -12,7 +12,7 @@ inline constexpr const char* kAudience = "urn:tessaly:norn:hesper";
 inline constexpr const char* kEntitlementsClaim = "entitlements";
 
 // How far the clocks of issuer and host may stand apart.
-inline constexpr std::int64_t kClockSkewSeconds = 60;
+inline constexpr int kClockSkewSeconds = 60;
 
 inline constexpr std::size_t kMaxTokenBytes = 8192;
 // The header is parsed before anything proves that the sender is anybody.

@@ -21,7 +21,11 @@ using Reason = const char*;
 constexpr Reason kFine = nullptr;
 
 // 9999-12-31T23:59:59Z: later dates are faults, and sums with the skew stay small.
-constexpr std::int64_t kLatestDate = 253402300799;
+constexpr double kLatestDate = 253402300799;
+
+// Two numbers of 256 bits (RFC 7518, 3.4). The library takes them padded as well, so that one token would
+// have many spellings.
+constexpr std::size_t kEs256SignatureBytes = 64;
 
 // The bytes of one part of a token, wiped at the end.
 class DecodedPart {
@@ -79,25 +83,28 @@ Reason ChooseKey(const json_t* header, const KeySet& keys, const VerificationKey
   return Is(algorithm, key->algorithm) ? kFine : "the key is for another algorithm";
 }
 
-Reason CheckSignature(std::string_view token, const VerificationKey& key) {
+Reason CheckSignature(std::string_view token, const VerificationKey& key, std::size_t signatureBytes) {
+  constexpr Reason kWrong = "the signature is wrong";
+  if (key.algorithm == std::string_view("ES256") && signatureBytes != kEs256SignatureBytes) return kWrong;
   const JwsPtr jws(cjose_jws_import(token.data(), token.size(), nullptr));
-  return jws && cjose_jws_verify(jws.get(), key.jwk.get(), nullptr) ? kFine : "the signature is wrong";
+  return jws && cjose_jws_verify(jws.get(), key.jwk.get(), nullptr) ? kFine : kWrong;
 }
 
-// Reads a date: whole seconds since the epoch.
-bool ReadDate(const json_t* value, std::int64_t& seconds) {
-  if (!json_is_integer(value)) return false;
-  seconds = json_integer_value(value);
+// Reads a NumericDate (RFC 7519, 2): seconds since the epoch, with or without a fraction.
+bool ReadDate(const json_t* value, double& seconds) {
+  if (!json_is_number(value)) return false;
+  seconds = json_number_value(value);
   return seconds >= 0 && seconds <= kLatestDate;
 }
 
-Reason CheckDates(const json_t* claims, std::int64_t now) {
-  std::int64_t expires = 0;
+Reason CheckDates(const json_t* claims, std::int64_t nowSeconds) {
+  const auto now = static_cast<double>(nowSeconds);
+  double expires = 0;
   if (!ReadDate(json_object_get(claims, "exp"), expires)) return "exp is missing or no date";
   if (now >= expires + kClockSkewSeconds) return "it has expired";
   const auto* notBefore = json_object_get(claims, "nbf");
   if (notBefore == nullptr) return kFine;
-  std::int64_t starts = 0;
+  double starts = 0;
   if (!ReadDate(notBefore, starts)) return "nbf is no date";
   return now + kClockSkewSeconds < starts ? "it is not valid yet" : kFine;
 }
@@ -160,7 +167,7 @@ Reason Check(std::string_view token, const KeySet& keys, std::int64_t now, Token
   if (!headerObject) return "the header is no JSON object with each member once";
   const VerificationKey* key = nullptr;
   if (const auto reason = ChooseKey(headerObject.get(), keys, key)) return reason;
-  if (const auto reason = CheckSignature(token, *key)) return reason;
+  if (const auto reason = CheckSignature(token, *key, signature.size())) return reason;
 
   const auto claimsObject = claims.ParseObject();
   if (!claimsObject) return "the claims are no JSON object with each member once";

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/token/base64Url.h"
 #include "platform/token/tokenVerifier.h"
 #include "testKit.h"
 
@@ -95,8 +96,8 @@ TEST_F(TokenVerifierTest, RefusesClaimsOfOthersAndOfWrongForm) {
         forAudience + "[]}", forAudience + R"(["other",["urn:tessaly:norn:hesper"]]})",
         forAudience + many + R"(,"urn:tessaly:norn:hesper"]})"}},
       {"exp is missing or no date",
-       {kParties + R"("sub":"anna"})", expiring + R"("1700000060"})", expiring + "1700000060.0}",
-        expiring + "2e9}", expiring + "-1}", expiring + "9223372036854775807}"}},
+       {kParties + R"("sub":"anna"})", expiring + R"("1700000060"})", expiring + "-0.5}", expiring + "2e12}",
+        expiring + "-1}", expiring + "9223372036854775807}"}},
       {"nbf is no date", {kParties + kRest + R"(,"nbf":"1"})"}},
       {"the subject is missing or no name",
        {kParties + R"("exp":1700000060})", named + "\"}", named + R"(a\nb"})",
@@ -113,23 +114,29 @@ TEST_F(TokenVerifierTest, RefusesClaimsOfOthersAndOfWrongForm) {
 }
 
 TEST_F(TokenVerifierTest, AllowsAMinuteOfSkew) {
-  const auto token = MakeToken(ec_, kEcHeader, kParties + R"("sub":"a","nbf":2000,"exp":3000})");
-  EXPECT_EQ(Verify(token, 1939), "it is not valid yet");
-  EXPECT_EQ(Verify(token, 1940), "");
-  EXPECT_EQ(Verify(token, 3059), "");
-  EXPECT_EQ(Verify(token, 3060), "it has expired");
+  for (const char* dates : {R"("nbf":2000,"exp":3000})", R"("nbf":1999.5,"exp":2999.5})"}) {
+    const auto token = MakeToken(ec_, kEcHeader, kParties + R"("sub":"a",)" + dates);
+    EXPECT_EQ(Verify(token, 1939), "it is not valid yet");
+    EXPECT_EQ(Verify(token, 1940), "");
+    EXPECT_EQ(Verify(token, 3059), "");
+    EXPECT_EQ(Verify(token, 3060), "it has expired");
+  }
 }
 
 TEST_F(TokenVerifierTest, RefusesForgedSignatures) {
   const auto token = MakeToken(ec_, kEcHeader, kClaims);
   const auto signature = token.substr(token.rfind('.'));
   const auto start = token.substr(0, token.rfind('.') + 1);
+  std::string padded;
+  ASSERT_TRUE(NornToken::DecodeBase64Url(token.substr(start.size()), padded));
+  padded.insert(32, 1, '\0').insert(0, 1, '\0');
   for (const auto& forged : {
            MakeToken(EcKey(), kEcHeader, kClaims),
            start,
            start + Base64Url(std::string(64, '\0')),
            start + Base64Url(std::string(63, 'x')),
            start + Base64Url(std::string(65, 'x')),
+           start + Base64Url(padded),
            Base64Url(kEcHeader + " ") + "." + Base64Url(kClaims) + signature,
            Base64Url(kEcHeader) + "." + Base64Url(kClaims + " ") + signature,
            Base64Url(kRsaHeader) + "." + Base64Url(kClaims) + signature,
