@@ -46,12 +46,25 @@ TEST(Caller, NeedsATokenWithTheEntitlement) {
   EXPECT_EQ(CallAs(daemon, Authorized(), "com.tessaly.norn.hesper.guest_data.none"), "operation_not_found");
 }
 
+long AuditSize() {
+  std::ifstream file(Corvane::Paths::kAuditFile, std::ios::ate);
+  return file ? static_cast<long>(file.tellg()) : 0;
+}
+
+TEST(Caller, CannotWriteMuchWithoutAName) {
+  Daemon daemon;
+  std::string method;
+  for (int i = 0; i < 200'000; ++i) method += i % 4 == 0 ? "\\u0001" : "\\\\";
+  for (const auto& name : {method, method + "." + method}) {
+    const auto before = AuditSize() + static_cast<long>(daemon.Log().size());
+    CallAs(daemon, "", name);
+    EXPECT_LE(AuditSize() + static_cast<long>(daemon.Log().size()) - before, 1024) << daemon.Log();
+  }
+}
+
 TEST(Caller, IsOnRecord) {
   Daemon daemon;
-  const auto before = [] {
-    std::ifstream file(Corvane::Paths::kAuditFile, std::ios::ate);
-    return file ? static_cast<long>(file.tellg()) : 0;
-  }();
+  const auto before = AuditSize();
   CallAs(daemon, "");
   CallAs(daemon, TokenFor("quoted \"name\"", "GUEST_DATA_ACCESS"), kServices);
   std::ifstream file(Corvane::Paths::kAuditFile);
