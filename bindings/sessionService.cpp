@@ -22,7 +22,7 @@ using ::Mirel::Provider::AsyncApiOperation;
 using LocalizerPtr = std::shared_ptr<const ::Mirel::L10n::Localizer>;
 
 DataValuePtr ToValue(const ::Mirel::SecretString& secret) {
-  return std::make_shared<const ::Mirel::Data::SecretValue>(secret.text());
+  return std::make_shared<const ::Mirel::Data::SecretValue>(secret);
 }
 
 DataValuePtr ToValue(const ::Mirel::Void& /*nothing*/) {

@@ -3,6 +3,8 @@
 #include <curl/curl.h>
 
 #include <array>
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <string_view>
@@ -10,6 +12,7 @@
 
 #include "platform/corvane/exception.h"
 #include "platform/corvane/textEscape.h"
+#include "platform/corvane/wipedString.h"
 #include "sso/ssoExceptions.h"
 
 namespace SsoClient {
@@ -127,8 +130,11 @@ int CheckedStatus(CURL* curl) {
   return static_cast<int>(status);
 }
 
+// The library copies small requests, and frees the copies.
 void StartLibrary() {
-  static const CURLcode outcome = curl_global_init(CURL_GLOBAL_DEFAULT);
+  static const CURLcode outcome =
+      curl_global_init_mem(CURL_GLOBAL_DEFAULT, &std::malloc, &Corvane::WipingFree, &Corvane::WipingRealloc,
+                           &strdup, &std::calloc);
   if (outcome != CURLE_OK) Fail("the HTTP library does not start");
 }
 

@@ -1,9 +1,8 @@
 #include "sso/securityTokenService.h"
 
-#include <openssl/crypto.h>
-
 #include <utility>
 
+#include "platform/corvane/wipedString.h"
 #include "sso/samlToken.h"
 #include "sso/ssoExceptions.h"
 
@@ -93,12 +92,8 @@ SecurityTokenService::TokenPtr SecurityTokenService::RenewToken(const SamlToken&
 }
 
 std::string SecurityTokenService::Send(std::string request, const std::string& soapAction) {
-  struct Wipe {
-    std::string& text;
-    ~Wipe() { OPENSSL_cleanse(text.data(), text.size()); }
-  };
-  const Wipe wipe{request};
-  auto answer = exchange_->Post(soapAction, request);
+  const Corvane::WipedString secret(std::move(request));
+  auto answer = exchange_->Post(soapAction, secret.text());
   if (answer.status == kServerError) {
     handler_.ReadFault(answer.text);
     throw CommunicationException("Token service: the answer has the HTTP status 500 and no SOAP fault");

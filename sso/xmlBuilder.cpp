@@ -1,7 +1,6 @@
 #include "sso/xmlBuilder.h"
 
 #include <libxml/parserInternals.h>
-#include <openssl/crypto.h>
 
 #include <string_view>
 
@@ -62,16 +61,12 @@ Node ElementBuilderImpl::Build(const Ref<Document>& document) const {
 TextElementBuilderImpl::TextElementBuilderImpl(const std::string& prefix, const std::string& localName,
                                                std::string text, const XMLAttributes& attributes)
     : ElementBuilderImpl(prefix, localName, attributes), text_(std::move(text)) {
-  Check(GetQualifiedName(), text_);
-}
-
-TextElementBuilderImpl::~TextElementBuilderImpl() {
-  OPENSSL_cleanse(text_.data(), text_.size());
+  Check(GetQualifiedName(), text_.text());
 }
 
 Node TextElementBuilderImpl::Build(const Ref<Document>& document) const {
   auto element = ElementBuilderImpl::Build(document);
-  element.AppendChild(Corvane::Xml::CreateTextNode(document, text_));
+  element.AppendChild(Corvane::Xml::CreateTextNode(document, text_.text()));
   return element;
 }
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/corvane/object.h"
+#include "platform/corvane/wipedString.h"
 
 namespace Corvane::Xml {
 class Document;
@@ -53,12 +54,11 @@ class TextElementBuilderImpl final : public ElementBuilderImpl {
  public:
   TextElementBuilderImpl(const std::string& prefix, const std::string& localName, std::string text,
                          const XMLAttributes& attributes = {});
-  ~TextElementBuilderImpl() override;
 
   Corvane::Xml::Node Build(const Corvane::Ref<Corvane::Xml::Document>& document) const override;
 
  private:
-  std::string text_;
+  const Corvane::WipedString text_;
 };
 
 // An element with children, in the order in which they were appended.

@@ -1,7 +1,5 @@
 #include "framework/core/dataValue.h"
 
-#include <openssl/crypto.h>
-
 #include <algorithm>
 
 #include "platform/corvane/crypto.h"
@@ -23,10 +21,6 @@ DataValuePtr DataValue::Create(bool flag) {
 const std::shared_ptr<const VoidValue>& VoidValue::GetInstance() {
   static const std::shared_ptr<const VoidValue> instance = std::make_shared<VoidValue>();
   return instance;
-}
-
-SecretValue::~SecretValue() {
-  OPENSSL_cleanse(text_.data(), text_.size());
 }
 
 std::shared_ptr<const BlobValue> BlobValue::Create(std::vector<unsigned char> bytes) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "framework/core/message.h"
+#include "platform/corvane/wipedString.h"
 
 // The untyped values that travel through the provider chain: what a deserializer makes of a request, and
 // what a serializer writes. Values are built once, then shared as const and never changed.
@@ -70,18 +71,18 @@ class VoidValue final : public DataValue {
   static const std::shared_ptr<const VoidValue>& GetInstance();
 };
 
-// A text that must not outlive its use in memory, nor appear in any log: wiped when destroyed.
+// A text that must not outlive its use in memory, nor appear in any log.
 class SecretValue final : public DataValue {
  public:
-  explicit SecretValue(std::string text) : text_(std::move(text)) {}
-  ~SecretValue() override;
+  explicit SecretValue(Corvane::WipedString text) : text_(std::move(text)) {}
+  explicit SecretValue(std::string&& text) : text_(std::move(text)) {}
   SecretValue(const SecretValue&) = delete;
   SecretValue& operator=(const SecretValue&) = delete;
   DataType type() const override { return DataType::Secret; }
-  const std::string& value() const { return text_; }
+  const std::string& value() const { return text_.text(); }
 
  private:
-  std::string text_;
+  Corvane::WipedString text_;
 };
 
 // Bytes together with their base64 text. Both are views into something that `owner` keeps alive, so that

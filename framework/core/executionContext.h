@@ -2,24 +2,13 @@
 
 #include <map>
 #include <string>
-#include <utility>
+
+#include "platform/corvane/wipedString.h"
 
 namespace Mirel::Core {
 
-// One entry of a security context, such as "schemeId" or "userName". Wiped when destroyed, as it may hold a
-// password or a token.
-class SecurityContextWrappedEntry {
- public:
-  explicit SecurityContextWrappedEntry(std::string text) : text_(std::move(text)) {}
-  SecurityContextWrappedEntry(const SecurityContextWrappedEntry&) = default;
-  SecurityContextWrappedEntry& operator=(const SecurityContextWrappedEntry&) = default;
-  ~SecurityContextWrappedEntry();
-
-  const std::string& text() const { return text_; }
-
- private:
-  std::string text_;
-};
+// One entry of a security context, such as "schemeId" or "userName", which may be a password or a token.
+using SecurityContextWrappedEntry = Corvane::WipedString;
 
 using SecurityContext = std::map<std::string, SecurityContextWrappedEntry>;
 
@@ -27,6 +16,12 @@ using SecurityContext = std::map<std::string, SecurityContextWrappedEntry>;
 inline std::string ReadEntry(const SecurityContext& entries, const char* key) {
   const auto entry = entries.find(key);
   return entry == entries.end() ? std::string() : entry->second.text();
+}
+
+// The same of an entry that nobody may see.
+inline Corvane::WipedString ReadSecretEntry(const SecurityContext& entries, const char* key) {
+  const auto entry = entries.find(key);
+  return entry == entries.end() ? Corvane::WipedString() : entry->second;
 }
 
 // What a caller sends beside the arguments: who it is, and in which language and under which operation id it

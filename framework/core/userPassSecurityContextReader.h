@@ -18,7 +18,7 @@ class UserPassSecurityContextReader {
     return ReadEntry(entries_, Security::kSchemeIdKey) == Security::kUserPassScheme;
   }
   std::string userName() const { return ReadEntry(entries_, Security::kUserNameKey); }
-  std::string password() const { return ReadEntry(entries_, Security::kPasswordKey); }
+  Corvane::WipedString password() const { return ReadSecretEntry(entries_, Security::kPasswordKey); }
 
  private:
   const SecurityContext& entries_;

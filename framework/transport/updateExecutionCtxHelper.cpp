@@ -1,7 +1,5 @@
 #include "framework/transport/updateExecutionCtxHelper.h"
 
-#include <openssl/crypto.h>
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -12,6 +10,7 @@
 #include "framework/core/securitySchemes.h"
 #include "framework/core/text.h"
 #include "platform/corvane/crypto.h"
+#include "platform/corvane/wipedString.h"
 
 namespace Mirel::Provider::JsonRpc1_1 {
 namespace {
@@ -19,29 +18,21 @@ namespace {
 using Core::SecurityContext;
 using Core::SecurityContextWrappedEntry;
 
-// A text that is wiped at the end, as it may hold a password.
-struct WipedText {
-  explicit WipedText(std::size_t size) : bytes(size, '\0') {}
-  WipedText(const WipedText&) = delete;
-  WipedText& operator=(const WipedText&) = delete;
-  ~WipedText() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
-
-  std::string bytes;
-};
-
 void Put(SecurityContext& context, const char* key, std::string_view text) {
-  context.insert_or_assign(key, SecurityContextWrappedEntry(std::string(text)));
+  context.insert_or_assign(key, SecurityContextWrappedEntry(text));
 }
 
 bool ReadBasic(std::string_view credentials, SecurityContext& context) {
-  WipedText plain(Base64_DecodedLength(credentials.data(), credentials.size()));
+  Corvane::WipedString secret;
+  const auto size = Base64_DecodedLength(credentials.data(), credentials.size());
+  auto& plain = secret.Reserve(size);
+  plain.resize(size);
   std::size_t written = 0;
   if (!Base64_Decode(credentials.data(), credentials.size(),
-                     static_cast<unsigned char*>(static_cast<void*>(plain.bytes.data())), plain.bytes.size(),
-                     &written)) {
+                     static_cast<unsigned char*>(static_cast<void*>(plain.data())), plain.size(), &written)) {
     return false;
   }
-  const auto text = std::string_view(plain.bytes).substr(0, written);
+  const auto text = std::string_view(plain).substr(0, written);
   const auto colon = text.find(':');
   const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; };
   if (colon == std::string_view::npos || std::any_of(text.begin(), text.end(), isControl)) return false;

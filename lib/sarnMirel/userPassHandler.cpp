@@ -25,9 +25,10 @@ void UserPassHandler::AsyncAuthenticate(const std::shared_ptr<Mirel::Core::Async
   callback(reader ? LogIn(reader.userName(), reader.password()) : nullptr);
 }
 
-Mirel::Data::DataValuePtr UserPassHandler::LogIn(const std::string& user, std::string password) const {
-  const auto token = authenticate_(user, password);
-  std::string().swap(password);
+Mirel::Data::DataValuePtr UserPassHandler::LogIn(const std::string& user,
+                                                 Corvane::WipedString password) const {
+  const auto token = authenticate_(user, password.text());
+  password = {};
   if (!token) return MakeUnauthenticatedError();
   const auto authData = Mirel::Data::StructValue::GetInstance("CorvaneUserPass");
   authData->SetField("username", Mirel::Data::DataValue::Create(user));

@@ -7,6 +7,7 @@
 #include "framework/core/dataValue.h"
 #include "framework/provider/authnHandler.h"
 #include "platform/corvane/object.h"
+#include "platform/corvane/wipedString.h"
 
 namespace Corvane::Service {
 class Logger;
@@ -39,7 +40,7 @@ class UserPassHandler final : public Mirel::Authn::AuthnHandler {
                          Callback callback) override;
 
  private:
-  Mirel::Data::DataValuePtr LogIn(const std::string& user, std::string password) const;
+  Mirel::Data::DataValuePtr LogIn(const std::string& user, Corvane::WipedString password) const;
 
   Authenticate authenticate_;
   Corvane::Ref<Corvane::Service::Logger> logger_;

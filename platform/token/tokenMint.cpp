@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "platform/corvane/crypto.h"
+#include "platform/corvane/wipedString.h"
 #include "platform/token/josePointers.h"
 #include "platform/token/tokenSettings.h"
 #include "platform/token/tokenVerifier.h"
@@ -34,16 +35,6 @@ constexpr std::size_t kMaxSigningKeyBytes = 4096;
   Fail(path, std::strerror(errno));
 }
 
-// A text with a private key in it, wiped at the end.
-struct SecretText {
-  SecretText() = default;
-  SecretText(const SecretText&) = delete;
-  SecretText& operator=(const SecretText&) = delete;
-  ~SecretText() { OPENSSL_cleanse(bytes.data(), bytes.size()); }
-
-  std::string bytes;
-};
-
 std::string NewKeyId() {
   std::array<unsigned char, 8> random{};
   if (CryptoRandom_GetBytes(random.data(), random.size()) != 0) throw MintError("no random bytes");
@@ -56,15 +47,15 @@ std::string NewKeyId() {
   return id;
 }
 
-JwkPtr NewSigningKey(SecretText& text) {
+JwkPtr NewSigningKey(Corvane::WipedString& text) {
   const auto id = NewKeyId();
   JwkPtr key(cjose_jwk_create_EC_random(CJOSE_JWK_EC_P_256, nullptr));
   if (!key || !cjose_jwk_set_kid(key.get(), id.data(), id.size(), nullptr))
     throw MintError("no key was made");
   const TextPtr json(cjose_jwk_to_json(key.get(), true, nullptr));
   if (!json) throw MintError("no key was made");
-  text.bytes = json.get();
-  OPENSSL_cleanse(json.get(), text.bytes.size());
+  text = Corvane::WipedString(json.get());
+  OPENSSL_cleanse(json.get(), text.text().size());
   return key;
 }
 
@@ -80,15 +71,15 @@ class SigningKey {
     while (flock(file_.get(), LOCK_EX) != 0) {
       if (errno != EINTR) FailWithErrno(path);
     }
-    SecretText text;
-    text.bytes.reserve(2 * kMaxSigningKeyBytes);
-    if (!ReadAll(file_.get(), kMaxSigningKeyBytes, text.bytes)) FailWithErrno(path);
-    if (text.bytes.empty()) {
+    Corvane::WipedString text;
+    if (!ReadAll(file_.get(), kMaxSigningKeyBytes, text.Reserve(2 * kMaxSigningKeyBytes)))
+      FailWithErrno(path);
+    if (text.text().empty()) {
       jwk_ = NewSigningKey(text);
-      errno = WriteAll(file_.get(), text.bytes);
+      errno = WriteAll(file_.get(), text.text());
       if (errno != 0) FailWithErrno(path);
     } else {
-      jwk_.reset(cjose_jwk_import(text.bytes.data(), text.bytes.size(), nullptr));
+      jwk_.reset(cjose_jwk_import(text.text().data(), text.text().size(), nullptr));
     }
     if (!jwk_ || cjose_jwk_get_kid(jwk_.get(), nullptr) == nullptr) Fail(path, "it is no signing key");
   }

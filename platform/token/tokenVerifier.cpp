@@ -1,7 +1,5 @@
 #include "platform/token/tokenVerifier.h"
 
-#include <openssl/crypto.h>
-
 #include <array>
 #include <chrono>
 #include <cstddef>
@@ -10,6 +8,7 @@
 #include <utility>
 
 #include "platform/corvane/textEscape.h"
+#include "platform/corvane/wipedString.h"
 #include "platform/token/base64Url.h"
 #include "platform/token/josePointers.h"
 #include "platform/token/tokenSettings.h"
@@ -27,24 +26,22 @@ constexpr double kLatestDate = 253402300799;
 // have many spellings.
 constexpr std::size_t kEs256SignatureBytes = 64;
 
-// The bytes of one part of a token, wiped at the end.
+// The bytes of one part of a token.
 class DecodedPart {
  public:
-  explicit DecodedPart(std::string_view text) : isValid_(DecodeBase64Url(text, bytes_)) {}
-  DecodedPart(const DecodedPart&) = delete;
-  DecodedPart& operator=(const DecodedPart&) = delete;
-  ~DecodedPart() { OPENSSL_cleanse(bytes_.data(), bytes_.size()); }
+  explicit DecodedPart(std::string_view text)
+      : isValid_(DecodeBase64Url(text, bytes_.Reserve(text.size()))) {}
 
   bool IsValid() const { return isValid_; }
-  std::size_t size() const { return bytes_.size(); }
+  std::size_t size() const { return bytes_.text().size(); }
   // Null when the bytes are no JSON object, or one with a member given twice.
   JsonPtr ParseObject() const {
-    JsonPtr value(json_loadb(bytes_.data(), bytes_.size(), JSON_REJECT_DUPLICATES, nullptr));
+    JsonPtr value(json_loadb(bytes_.text().data(), bytes_.text().size(), JSON_REJECT_DUPLICATES, nullptr));
     return json_is_object(value.get()) ? std::move(value) : nullptr;
   }
 
  private:
-  std::string bytes_;
+  Corvane::WipedString bytes_;
   bool isValid_;
 };
 

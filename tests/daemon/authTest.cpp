@@ -6,6 +6,7 @@
 #include "platform/corvane/paths.h"
 #include "tests/daemon/liveSubscriber.h"
 #include "tests/support/daemon.h"
+#include "tests/support/memoryScan.h"
 #include "tests/support/subscriber.h"
 
 namespace {
@@ -104,6 +105,15 @@ TEST(Caller, ComesInWithRootsPasswordAlone) {
   const auto log = daemon.Log();
   EXPECT_NE(log.find("User alice, permission denied"), std::string::npos);
   EXPECT_EQ(log.find("secret"), std::string::npos);
+}
+
+TEST(Caller, LeavesNoPasswordInMemory) {
+  Daemon daemon({.environment = {"LD_PRELOAD=" PAM_WRAPPER_LIBRARY, "PAM_WRAPPER=1",
+                                 "PAM_WRAPPER_SERVICE_DIR=" PAM_SYSTEM_SERVICES}});
+  // The allocator writes into the first bytes of what was freed.
+  const std::string tail = " a tail that gives it away";
+  EXPECT_EQ(CallAs(daemon, Password("root", "0123456789abcdef" + tail)), "unauthenticated");
+  EXPECT_EQ(CountInMemory(daemon.pid(), tail), 0);
 }
 #endif
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/corvane/exception.h"
+#include "platform/corvane/wipedString.h"
 #include "sso/anchorKeyResolver.h"
 #include "sso/httpsExchange.h"
 #include "sso/samlToken.h"
@@ -20,6 +21,7 @@
 #include "sso/ssoExceptions.h"
 #include "sso/wsTrustNames.h"
 #include "tests/corvane/temporaryFolder.h"
+#include "tests/support/memoryScan.h"
 
 extern char** environ;
 
@@ -153,6 +155,19 @@ TEST_F(ExchangeTest, EnvironmentChangesNothing) {
   EXPECT_EQ(WithPassword(process_->Bearer())->GetSubject().name, "alice");
   unsetenv("https_proxy");
   unsetenv("ALL_PROXY");
+}
+
+TEST_F(ExchangeTest, NothingOfAPasswordStaysInMemory) {
+  // The allocator writes into the first bytes of what was freed.
+  static constexpr std::string_view kPassword = "0123456789abcdef a tail that gives it away";
+  const auto tail = kPassword.substr(16);
+  {
+    const Corvane::WipedString password(kPassword);
+    EXPECT_GT(Support::CountInMemory(getpid(), tail), 0);
+    const auto refused = Reason([&] { process_->Bearer().AcquireToken(kUser, password.text(), Spec()); });
+    EXPECT_TRUE(refused.starts_with("credentials: ")) << refused;
+  }
+  EXPECT_EQ(Support::CountInMemory(getpid(), tail), 0);
 }
 
 TEST_F(ExchangeTest, BearerTokens) {

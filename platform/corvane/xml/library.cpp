@@ -6,12 +6,15 @@
 #include <xmlsec/errors.h>  // needs the types of the one above
 #include <xmlsec/openssl/crypto.h>
 
+#include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <utility>
 
 #include "platform/corvane/panic.h"
 #include "platform/corvane/textEscape.h"
+#include "platform/corvane/wipedString.h"
 
 namespace Corvane::Xml::Detail {
 namespace {
@@ -47,6 +50,8 @@ void TakeSecurityComplaint(const char*, int, const char*, const char* object, co
 }
 
 void Initialize() {
+  // Trees, and the texts that are made of them, hold passwords and tokens.
+  xmlMemSetup(&WipingFree, &std::malloc, &WipingRealloc, &strdup);
   xmlInitParser();
   VERIFY(xmlSecInit() == 0 && xmlSecOpenSSLInit() == 0);
   // Afterwards, since starting the library sets a callback that writes to standard error.

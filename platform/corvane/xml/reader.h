@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/corvane/object.h"
+#include "platform/corvane/wipedString.h"
 
 namespace Corvane {
 
@@ -27,11 +28,11 @@ Ref<Reader> CreateStringReader(std::string text);
 // Takes what is written and keeps it as one text.
 class Writer : public ObjectImpl {
  public:
-  void Write(std::string_view text) { text_.append(text); }
-  const std::string& GetText() const { return text_; }
+  void Write(std::string_view text) { text_.Append(text); }
+  const std::string& GetText() const { return text_.text(); }
 
  private:
-  std::string text_;
+  WipedString text_;
 };
 
 Ref<Writer> CreateStringWriter();
