@@ -16,6 +16,8 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/krell/descriptor.h"
+#include "platform/krell/hostDirectory.h"
 #include "platform/krell/vsockAddress.h"
 
 namespace Krell {
@@ -42,21 +44,6 @@ struct VmRecord {
 HostError Failure(const std::string& what, int error) {
   return HostError(what + ": " + std::generic_category().message(error));
 }
-
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (fd_ >= 0) close(fd_);
-  }
-  int Get() const { return fd_; }
-  int Release() { return std::exchange(fd_, -1); }
-
- private:
-  int fd_;
-};
 
 void CheckIdentifier(const std::string& name, const std::string& text) {
   const auto allowed = [](char c) {
@@ -145,15 +132,7 @@ std::string FieldText(const char (&field)[128]) {
 Host::Host(std::string directory) : directory_(std::move(directory)) {
   const auto fail = [this](int error) { return Failure("host directory " + directory_, error); };
   constexpr int openFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-  if (mkdir(directory_.c_str(), 0700) != 0 && errno != EEXIST) throw fail(errno);
-  Descriptor top(open(directory_.c_str(), openFlags));
-  if (top.Get() < 0) throw fail(errno);
-  struct stat status {};
-  if (fstat(top.Get(), &status) != 0) throw fail(errno);
-  if (status.st_uid != geteuid())
-    throw HostError("host directory " + directory_ + " belongs to another user");
-  if ((status.st_mode & 077) != 0)
-    throw HostError("host directory " + directory_ + " is open to other users, its mode must be 0700");
+  Descriptor top = OpenHostDirectory(directory_);
   int endpointsFd = openat(top.Get(), "endpoints", openFlags);
   if (endpointsFd < 0) {
     // The endpoints' folder is the last one: where it stands, all stand.

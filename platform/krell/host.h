@@ -36,7 +36,8 @@ class HostError : public std::runtime_error {
 // read and change it at the same time; readers never see half a VM. Objects may be used by any thread.
 class Host {
  public:
-  // Makes the directory with mode 0700 if it is missing. Throws HostError if it is not this user's alone.
+  // Makes the directory with mode 0700 if it is missing. Throws HostError if it is not this user's alone, or
+  // if others could put another one in its place.
   explicit Host(std::string directory);
   // The directory named by KRELL_HOST_DIR. Throws HostError if the variable is not set.
   static Host FromEnvironment();

@@ -3,8 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <thread>
 
 #include "tests/krell/testHost.h"
@@ -58,11 +60,25 @@ TEST(Host, RefusesBadIdentities) {
   EXPECT_TRUE(host->FindByBiosUuid(std::string(127, 'b')));
 }
 
-TEST(Host, RefusesADirectoryThatOthersCanReach) {
+TEST(Host, RefusesADirectoryThatOthersCanReachOrReplace) {
   TestHost host;
-  chmod(host->Directory().c_str(), 0750);
-  EXPECT_THAT(ErrorOf([] { Krell::Host::FromEnvironment(); }), HasSubstr("is open to other users"));
-  EXPECT_THAT(ErrorOf([] { Krell::Host("/proc/none/host"); }), HasSubstr("No such file or directory"));
+  const std::string directory = host->Directory();
+  const std::string top = std::filesystem::path(directory).parent_path();
+  const auto open = [](const std::string& path) { return ErrorOf([&] { Krell::Host{path}; }); };
+  EXPECT_EQ(open(directory + "//"), "no error");
+  const std::string link = top + "/link";
+  ASSERT_EQ(symlink(directory.c_str(), link.c_str()), 0);
+  for (const char* behind : {"", "/", "/.", "/inner"})
+    EXPECT_THAT(open(link + behind), HasSubstr("is reached through a link, " + link)) << behind;
+  EXPECT_FALSE(std::filesystem::exists(directory + "/inner"));
+
+  chmod(top.c_str(), 0707);
+  EXPECT_THAT(open(directory), HasSubstr("can be replaced by other users, who can write " + top));
+  chmod(top.c_str(), 01777);
+  EXPECT_EQ(open(directory), "no error");
+  chmod(directory.c_str(), 0750);
+  EXPECT_THAT(open(directory), HasSubstr("is open to other users"));
+  EXPECT_THAT(open("/proc/none/host"), HasSubstr("No such file or directory"));
 }
 
 TEST(Host, ReadersNeverSeeHalfAVm) {
