@@ -13,7 +13,7 @@ namespace {
 using Corvane::Detail::ASPrintInternal;
 
 constexpr size_t kParseStackBytes = 1024;
-constexpr size_t kPoolChunkBytes = 8192;
+constexpr size_t kPoolChunkBytes = 1024;
 
 // A copy for the parser to change. It is NUL-terminated and ends at a border of 16 bytes, as the parser reads
 // whole blocks of that size.
@@ -38,6 +38,10 @@ const rapidjson::Value* Find(const rapidjson::Value& object, const char* name) {
 
 std::string_view ToView(const rapidjson::Value& text) {
   return {text.GetString(), text.GetStringLength()};
+}
+
+rapidjson::Value::StringRefType ToReference(std::string_view text) {
+  return {text.data(), static_cast<rapidjson::SizeType>(text.size())};
 }
 
 }  // namespace
@@ -184,22 +188,13 @@ void Publication::KeepWhatIsReadLater() {
     end += length;
     *end++ = '\0';
   }
-  document.SetNull();
+  document.SetObject();
   parsePool_.Clear();
   parseText_ = std::move(strings);
-  const auto add = [](rapidjson::Document& target, std::string_view name, std::string_view value) {
-    target.Key(name.data(), static_cast<rapidjson::SizeType>(name.size()), false);
-    target.String(value.data(), static_cast<rapidjson::SizeType>(value.size()), false);
-  };
-  auto rebuild = [&](rapidjson::Document& target) {
-    target.StartObject();
-    target.Key("header", sizeof("header") - 1, false);
-    target.StartObject();
-    add(target, "topic", topic_);
-    add(target, "token", token_);
-    return target.EndObject(2) && target.EndObject(1);
-  };
-  document.Populate(rebuild);
+  rapidjson::Value header(rapidjson::kObjectType);
+  header.AddMember("topic", ToReference(topic_), parsePool_)
+      .AddMember("token", ToReference(token_), parsePool_);
+  document.AddMember("header", header, parsePool_);
 }
 
 }  // namespace NornHesper

@@ -62,7 +62,7 @@ TEST(PublicationTest, KeepsOfManyValuesWhatIsReadLater) {
                                 R"("category":"c","base64":"aGl=")");
   Publication publication(text.data(), text.size(), nullptr);
   EXPECT_EQ(Parse(publication), "7 good");
-  EXPECT_LE(publication.document.GetAllocator().Capacity(), 512U);
+  EXPECT_LE(publication.document.GetAllocator().Capacity(), 2048U);
   EXPECT_EQ(publication.Topic(), "a.b");
   EXPECT_EQ(publication.Token(), "t");
   EXPECT_EQ(publication.PayloadBase64(), "aGk=");
