@@ -57,9 +57,14 @@ std::string ReadAttribute(const Node& element, std::string_view attribute) {
   return element.GetAttribute(attribute).value_or("");
 }
 
+// XML Schema knows the letters of RFC 3339 in upper case alone, and no blank between date and time.
 DateTime ReadDate(const Node& element, std::string_view attribute) {
+  const std::string value = ReadAttribute(element, attribute);
   try {
-    return DateTime::Parse(ReadAttribute(element, attribute));
+    if (value.find_first_of("tz ") != std::string::npos) {
+      throw Corvane::DateTimeFormatException("no date-time of XML Schema");
+    }
+    return DateTime::Parse(value);
   } catch (const Corvane::DateTimeFormatException&) {
     throw ParseException(PathOf(element, attribute) + " is not a date");
   }
