@@ -117,15 +117,19 @@ std::string_view TextOf(const Value& value) {
   return {value.GetString(), value.GetStringLength()};
 }
 
-// Texts go bare and on one line, what is nested as JSON; lists have a line for each element.
-void Write(std::string_view name, const Value& value, std::string& lines) {
+// Texts go bare and on one line, what is nested as JSON; lists have a line for each element. The names of
+// attributes are the token's own, and stand as JSON behind a word of ours: none of them can look like another
+// line.
+void Write(const std::string& name, const Value& value, std::string& lines) {
   if (value.IsArray()) {
     for (const auto& element : value.GetArray()) Write(name, element, lines);
   } else if (value.IsObject() && name == "attributes") {
-    for (const auto& member : value.GetObject()) Write(TextOf(member.name), member.value, lines);
+    for (const auto& member : value.GetObject()) {
+      Write("attribute " + Serialize(member.name), member.value, lines);
+    }
   } else {
     const auto text = value.IsString() ? std::string(TextOf(value)) : Serialize(value);
-    lines += Corvane::Detail::EscapeLine(std::string(name) + ": " + text) + "\n";
+    lines += Corvane::Detail::EscapeLine(name + ": " + text) + "\n";
   }
 }
 
@@ -138,6 +142,7 @@ std::string ToJson(const SamlToken& token) {
 std::string ToLines(const SamlToken& token) {
   const View view(token);
   std::string lines;
-  for (const auto& member : view.Get().GetObject()) Write(TextOf(member.name), member.value, lines);
+  for (const auto& member : view.Get().GetObject())
+    Write(std::string(TextOf(member.name)), member.value, lines);
   return lines;
 }

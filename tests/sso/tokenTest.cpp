@@ -6,6 +6,7 @@
 #include "examples/token-service/assertionFactory.h"
 #include "sso/parseToken.h"
 #include "sso/ssoExceptions.h"
+#include "tools/tokenView.h"
 
 namespace {
 
@@ -112,6 +113,15 @@ TEST(TokenTest, ReadsEveryPart) {
   EXPECT_EQ(holder->GetConfirmationType(), ConfirmationType::HolderOfKey);
   EXPECT_EQ(holder->GetConfirmationCertificate(), "QUJD");
   EXPECT_FALSE(holder->GetSubjectNotOnOrAfter());
+}
+
+// Neither a name nor a value of the token's looks like another line of what is shown.
+TEST(TokenTest, ShowsEachAttributeOnALineOfItsOwn) {
+  const auto lines = ToLines(*ParseAssertion(Apply(
+      kToken, {{kSolution, R"(<a:Attribute Name="subject: root@d&#10;x"><a:AttributeValue>1&#10;subject: 2)"
+                           "</a:AttributeValue></a:Attribute>"}})));
+  EXPECT_NE(lines.find("\nattribute \"subject: root@d\\nx\": 1\\nsubject: 2\n"), std::string::npos) << lines;
+  EXPECT_EQ(lines.find("\nsubject: "), lines.rfind("\nsubject: ")) << lines;
 }
 
 TEST(TokenTest, IgnoresWhatSaysNothing) {
