@@ -57,11 +57,12 @@ std::string RequestBuilderImpl::BuildAcquireToken(const std::string& user, const
 }
 
 std::string RequestBuilderImpl::BuildAcquireTokenByGss(const TokenSpec& spec, const std::string& leg,
-                                                       std::string& soapAction) {
+                                                       std::string& soapAction, std::string* contextId) {
   CheckLifetime(spec.tokenLifetimeSec);
   soapAction = Names::kIssueAction;
-  return Finish(ProvesKey(spec),
-                std::make_unique<XMLBodyBuilderInitialSPNego>(spec, IsProof(spec), ProvesKey(spec), leg));
+  auto body = std::make_unique<XMLBodyBuilderInitialSPNego>(spec, IsProof(spec), ProvesKey(spec), leg);
+  if (contextId != nullptr) *contextId = body->GetContextId();
+  return Finish(ProvesKey(spec), std::move(body));
 }
 
 std::string RequestBuilderImpl::BuildContinueGss(const std::string& contextId, const std::string& leg,

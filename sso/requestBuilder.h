@@ -11,13 +11,15 @@
 namespace SsoClient {
 
 // Makes the requests to a token service: each operation gives the text of one SOAP 1.1 request, and the value
-// of its SOAPAction header. Throws Corvane::InvalidArgumentException and Corvane::InvalidStateException.
+// of its SOAPAction header. The first request of a negotiation also gives the negotiation's id to who wants it;
+// the next ones name it, unless the service has given another one. Throws
+// Corvane::InvalidArgumentException and Corvane::InvalidStateException.
 class RequestBuilder {
  public:
   virtual std::string BuildAcquireToken(const std::string& user, const std::string& password,
                                         const TokenSpec& spec, std::string& soapAction) = 0;
   virtual std::string BuildAcquireTokenByGss(const TokenSpec& spec, const std::string& leg,
-                                             std::string& soapAction) = 0;
+                                             std::string& soapAction, std::string* contextId = nullptr) = 0;
   virtual std::string BuildContinueGss(const std::string& contextId, const std::string& leg,
                                        std::string& soapAction) = 0;
   virtual std::string BuildAcquireTokenByCertificate(const TokenSpec& spec, std::string& soapAction) = 0;
@@ -40,8 +42,8 @@ class RequestBuilderImpl final : public RequestBuilder {
 
   std::string BuildAcquireToken(const std::string& user, const std::string& password, const TokenSpec& spec,
                                 std::string& soapAction) override;
-  std::string BuildAcquireTokenByGss(const TokenSpec& spec, const std::string& leg,
-                                     std::string& soapAction) override;
+  std::string BuildAcquireTokenByGss(const TokenSpec& spec, const std::string& leg, std::string& soapAction,
+                                     std::string* contextId = nullptr) override;
   std::string BuildContinueGss(const std::string& contextId, const std::string& leg,
                                std::string& soapAction) override;
   std::string BuildAcquireTokenByCertificate(const TokenSpec& spec, std::string& soapAction) override;

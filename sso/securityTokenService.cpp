@@ -52,8 +52,8 @@ SecurityTokenService::TokenPtr SecurityTokenService::AcquireTokenByToken(const S
 SecurityTokenService::TokenPtr SecurityTokenService::AcquireTokenByGss(const TokenSpec& spec,
                                                                        const GssStep& step) {
   std::string action;
-  auto request = builder_.BuildAcquireTokenByGss(spec, step({}), action);
   std::string contextId;
+  auto request = builder_.BuildAcquireTokenByGss(spec, step({}), action, &contextId);
   for (int count = 0; count < kMostLegs; ++count) {
     const auto answer = handler_.ReadNegotiationLeg(Send(std::move(request), action));
     if (!answer.contextId.empty()) contextId = answer.contextId;
@@ -64,7 +64,6 @@ SecurityTokenService::TokenPtr SecurityTokenService::AcquireTokenByGss(const Tok
       return answer.token;
     }
     if (!answer.leg) throw SsoException("The negotiation ended without a token");
-    if (contextId.empty()) throw SsoException("The negotiation has no context id");
     request = builder_.BuildContinueGss(contextId, step(*answer.leg), action);
   }
   throw SsoException("The negotiation does not end");

@@ -124,9 +124,10 @@ XMLBodyBuilderRenew::XMLBodyBuilderRenew(const SamlToken& token, std::int64_t li
 
 XMLBodyBuilderInitialSPNego::XMLBodyBuilderInitialSPNego(const TokenSpec& spec, bool proof, bool useKey,
                                                          std::string_view leg)
-    : XMLBodyBuilderIssue(spec, proof, useKey) {
+    : XMLBodyBuilderIssue(spec, proof, useKey),
+      contextId_("urn:uuid:" + Corvane::StringUtil::GenerateUuid()) {
   Append(MakeBinaryExchange(leg));
-  AddAttribute("Context", "urn:uuid:" + Corvane::StringUtil::GenerateUuid());
+  AddAttribute("Context", contextId_);
 }
 
 XMLBodyBuilderContinuedSPNego::XMLBodyBuilderContinuedSPNego(std::string contextId, std::string_view leg)

@@ -36,6 +36,11 @@ class XMLBodyBuilderRenew final : public XMLCompositeBuilder {
 class XMLBodyBuilderInitialSPNego final : public XMLBodyBuilderIssue {
  public:
   XMLBodyBuilderInitialSPNego(const TokenSpec& spec, bool proof, bool useKey, std::string_view leg);
+
+  const std::string& GetContextId() const { return contextId_; }
+
+ private:
+  const std::string contextId_;
 };
 
 // A later body of a GSS negotiation.

@@ -238,6 +238,34 @@ TEST_F(ExchangeTest, Negotiations) {
             "credentials: Authentication failed: the negotiation failed");
 }
 
+// Keeps what is asked, and never says which negotiation its answers belong to.
+class SilentExchange final : public Exchange {
+ public:
+  SoapAnswer Post(const std::string&, const std::string& request) override {
+    requests.push_back(request);
+    return {200, std::string("<S:Envelope xmlns:S='") + Names::kSoap + "' xmlns='" + Names::kTrust +
+                     "'><S:Body><RequestSecurityTokenResponse>" +
+                     (requests.size() == 1 ? "<BinaryExchange>bGVn</BinaryExchange>" : "") +
+                     "</RequestSecurityTokenResponse></S:Body></S:Envelope>"};
+  }
+
+  std::vector<std::string> requests;
+};
+
+TEST_F(ExchangeTest, NegotiationsKeepTheirOwnId) {
+  const auto exchange = std::make_shared<SilentExchange>();
+  EXPECT_EQ(Reason([&] {
+              SecurityTokenService(exchange, process_->Resolver()).AcquireTokenByGss(Spec(), [](auto& leg) {
+                return leg;
+              });
+            }),
+            "The negotiation ended without a token");
+  ASSERT_EQ(exchange->requests.size(), 2U);
+  const auto& first = exchange->requests[0];
+  const auto id = first.substr(first.find("Context=\"urn:uuid:"), 9 + 9 + 36 + 1);
+  EXPECT_NE(exchange->requests[1].find("RequestSecurityTokenResponse " + id), std::string::npos) << id;
+}
+
 TEST_F(ExchangeTest, TokensThatWereNotAskedFor) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"/bearer", "The token is not bound to the client's key"},
