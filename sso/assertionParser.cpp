@@ -278,9 +278,9 @@ void ReadAssertion(const Node& assertion, TokenData& token) {
   children.CheckEnd("Unexpected elements under Assertion");
 }
 
-Corvane::Ref<Corvane::Xml::Document> ParseDocument(const std::string& text) try {
+Corvane::Ref<Corvane::Xml::Document> ParseDocument(std::string_view text, std::size_t largest) try {
   const auto handler = Corvane::Xml::CreateXMLDocumentHandler();
-  Corvane::Xml::CreateXMLParser(handler)->Parse(Corvane::Xml::CreateStringReader(text));
+  Corvane::Xml::CreateXMLParser(handler)->Parse(Corvane::Xml::CreateStringReader(std::string(text)), largest);
   return handler->GetDocument();
 } catch (const Corvane::Xml::XMLParseException& fault) {
   throw ParseException("Token is not well-formed XML: " + fault.GetText());
@@ -288,10 +288,11 @@ Corvane::Ref<Corvane::Xml::Document> ParseDocument(const std::string& text) try 
 
 }  // namespace
 
-std::shared_ptr<const SamlToken> ParseAssertion(std::string_view text) {
+std::shared_ptr<const SamlToken> ParseAssertion(std::string_view text, std::size_t largest) {
+  const auto document = ParseDocument(text, largest);
   TokenData token;
   token.text = text;
-  ReadAssertion(ParseDocument(token.text)->GetRoot(), token);
+  ReadAssertion(document->GetRoot(), token);
   return std::make_shared<const SamlToken>(std::move(token));
 }
 

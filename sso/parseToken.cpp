@@ -61,8 +61,9 @@ void VerifySignature(const SamlToken& token, const Corvane::Xml::Security::Key& 
   }
 }
 
-std::shared_ptr<const SamlToken> ParseToken(std::string_view text, const KeyResolver& keyResolver) {
-  auto token = ParseAssertion(text);
+std::shared_ptr<const SamlToken> ParseToken(std::string_view text, const KeyResolver& keyResolver,
+                                            std::size_t largest) {
+  auto token = ParseAssertion(text, largest);
   ValidateToken(*token, Corvane::System::GetUtcDateTime());
   const auto key = keyResolver(*token);
   if (!key) {

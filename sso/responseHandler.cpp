@@ -65,17 +65,6 @@ std::string Canonicalize(const Node& assertion) try {
   throw SsoException("The assertion has no canonical form: " + fault.GetText());
 }
 
-std::shared_ptr<const SamlToken> ReadAssertion(const Node& assertion, const KeyResolver& keyResolver) {
-  return ParseToken(Canonicalize(assertion), keyResolver);
-}
-
-std::shared_ptr<const SamlToken> ReadToken(const Node& holder, const KeyResolver& keyResolver) {
-  const auto assertion = FindAssertion(
-      GetTrustChild(GetTrustChild(holder, "RequestSecurityTokenResponse"), "RequestedSecurityToken"));
-  if (!assertion) throw SsoException(kUnexpectedFormat);
-  return ReadAssertion(assertion, keyResolver);
-}
-
 // Line ends and blanks are no part of a value in base 64.
 std::string DecodeLeg(std::string text) {
   std::erase_if(text, [](char c) { return kXmlSpace.find(c) != std::string_view::npos; });
@@ -97,11 +86,11 @@ void CheckTokenType(const Node& answer) {
 }  // namespace
 
 std::shared_ptr<const SamlToken> ResponseHandlerImpl::ReadAcquiredToken(const std::string& response) {
-  return ReadToken(GetTrustChild(OpenBody(response), "RequestSecurityTokenResponseCollection"), keyResolver_);
+  return ReadToken(GetTrustChild(OpenBody(response), "RequestSecurityTokenResponseCollection"));
 }
 
 std::shared_ptr<const SamlToken> ResponseHandlerImpl::ReadRenewedToken(const std::string& response) {
-  return ReadToken(OpenBody(response), keyResolver_);
+  return ReadToken(OpenBody(response));
 }
 
 bool ResponseHandlerImpl::ReadVerdict(const std::string& response) {
@@ -124,9 +113,20 @@ NegotiationLeg ResponseHandlerImpl::ReadNegotiationLeg(const std::string& respon
   const auto requested = FindTrustChild(answer, "RequestedSecurityToken");
   if (const auto assertion = requested ? FindAssertion(requested) : Node()) {
     CheckTokenType(answer);
-    result.token = ReadAssertion(assertion, keyResolver_);
+    result.token = ReadAssertion(assertion);
   }
   return result;
+}
+
+std::shared_ptr<const SamlToken> ResponseHandlerImpl::ReadToken(const Node& holder) const {
+  const auto assertion = FindAssertion(
+      GetTrustChild(GetTrustChild(holder, "RequestSecurityTokenResponse"), "RequestedSecurityToken"));
+  if (!assertion) throw SsoException(kUnexpectedFormat);
+  return ReadAssertion(assertion);
+}
+
+std::shared_ptr<const SamlToken> ResponseHandlerImpl::ReadAssertion(const Node& assertion) const {
+  return ParseToken(Canonicalize(assertion), keyResolver_, largestToken_);
 }
 
 void ResponseHandlerImpl::ReadFault(const std::string& response) {

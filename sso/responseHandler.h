@@ -1,10 +1,15 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "sso/parseToken.h"
+
+namespace Corvane::Xml {
+class Node;
+}
 
 namespace SsoClient {
 
@@ -33,10 +38,12 @@ class ResponseHandler {
   virtual void ReadFault(const std::string& response) = 0;
 };
 
-// For SOAP 1.1 and WS-Trust 1.3. What is expected once may not be there twice. Used by any thread.
+// For SOAP 1.1 and WS-Trust 1.3. What is expected once may not be there twice. An answer may have up to 1
+// MiB, and a token in it, written in canonical form, the given number of bytes. Used by any thread.
 class ResponseHandlerImpl final : public ResponseHandler {
  public:
-  explicit ResponseHandlerImpl(KeyResolver keyResolver) : keyResolver_(std::move(keyResolver)) {}
+  explicit ResponseHandlerImpl(KeyResolver keyResolver, std::size_t largestToken = kLargestToken)
+      : keyResolver_(std::move(keyResolver)), largestToken_(largestToken) {}
 
   std::shared_ptr<const SamlToken> ReadAcquiredToken(const std::string& response) override;
   std::shared_ptr<const SamlToken> ReadRenewedToken(const std::string& response) override;
@@ -45,7 +52,11 @@ class ResponseHandlerImpl final : public ResponseHandler {
   void ReadFault(const std::string& response) override;
 
  private:
+  std::shared_ptr<const SamlToken> ReadToken(const Corvane::Xml::Node& holder) const;
+  std::shared_ptr<const SamlToken> ReadAssertion(const Corvane::Xml::Node& assertion) const;
+
   const KeyResolver keyResolver_;
+  const std::size_t largestToken_;
 };
 
 }  // namespace SsoClient

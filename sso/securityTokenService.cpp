@@ -16,11 +16,12 @@ constexpr int kMostLegs = 16;
 }  // namespace
 
 SecurityTokenService::SecurityTokenService(std::shared_ptr<Exchange> exchange, KeyResolver keyResolver,
-                                           std::optional<HolderOfKeyConfig> holderOfKey)
+                                           std::optional<HolderOfKeyConfig> holderOfKey,
+                                           std::size_t largestToken)
     : exchange_(std::move(exchange)),
       holderOfKey_(std::move(holderOfKey)),
       builder_(holderOfKey_),
-      handler_(std::move(keyResolver)) {}
+      handler_(std::move(keyResolver), largestToken) {}
 
 SecurityTokenService::TokenPtr SecurityTokenService::AcquireToken(const std::string& user,
                                                                   const std::string& password,

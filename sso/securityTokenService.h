@@ -28,7 +28,8 @@ class SecurityTokenService {
 
   // Without a holder-of-key config, only bearer tokens can be had, and no token can be renewed.
   SecurityTokenService(std::shared_ptr<Exchange> exchange, KeyResolver keyResolver,
-                       std::optional<HolderOfKeyConfig> holderOfKey = {});
+                       std::optional<HolderOfKeyConfig> holderOfKey = {},
+                       std::size_t largestToken = kLargestToken);
 
   TokenPtr AcquireToken(const std::string& user, const std::string& password, const TokenSpec& spec);
   TokenPtr AcquireTokenByCertificate(const TokenSpec& spec);

@@ -76,6 +76,7 @@ X509* Certify(EVP_PKEY* key, const CertificateSpec& spec) {
       X509_get_subject_name(spec.issuer != nullptr ? spec.issuer->certificate->Get() : certificate));
   AddExtension(certificate, NID_basic_constraints,
                spec.isAuthority ? "critical,CA:TRUE" : "critical,CA:FALSE");
+  if (spec.keyUsage != nullptr) AddExtension(certificate, NID_key_usage, spec.keyUsage);
   Require(X509_sign(certificate, spec.issuer != nullptr ? spec.issuer->key->Get() : key, EVP_sha256()) > 0);
   return certificate;
 }
@@ -203,9 +204,9 @@ std::string SignAssertion(std::string_view assertion, const Identity& signer, co
   const auto root = document->GetRoot();
   const auto id = root.GetAttribute("ID").value_or("");
   document->MarkIdentifier(root, "ID");
-  const auto signature =
-      Security::CreateBlankSignature(document, "ds", MethodFor(signer, spec), spec.canonicalization);
-  signature->AddReference(spec.uri.value_or("#" + id), spec.digest, spec.canonicalization, true);
+  constexpr auto kExclusive = Security::CanonicalizationMethod::Exclusive;
+  const auto signature = Security::CreateBlankSignature(document, "ds", MethodFor(signer, spec), kExclusive);
+  signature->AddReference(spec.uri.value_or("#" + id), spec.digest, kExclusive, true);
   if (spec.withCertificate) PutCertificate(*signature, signer);
   signature->Compute(*signer.key);
   const auto writer = Corvane::CreateStringWriter();

@@ -28,6 +28,7 @@ struct CertificateSpec {
   std::string commonName = "token service";
   const Identity* issuer = nullptr;
   bool isAuthority = true;
+  const char* keyUsage = nullptr;  // as OpenSSL's configuration has it; null for none
   int64_t startsInSeconds = -3600;
   int64_t endsInSeconds = 3600;
 };
@@ -55,8 +56,6 @@ std::string BuildAssertion(const AssertionSpec& spec = {});
 struct SigningSpec {
   Corvane::Xml::Security::SignatureMethod method = Corvane::Xml::Security::SignatureMethod::RsaSha256;
   Corvane::Xml::Security::DigestMethod digest = Corvane::Xml::Security::DigestMethod::Sha256;
-  Corvane::Xml::Security::CanonicalizationMethod canonicalization =
-      Corvane::Xml::Security::CanonicalizationMethod::Exclusive;
   std::optional<std::string> uri = {};  // without one, "#" and the assertion's ID
   bool withCertificate = true;          // in the key info
 };

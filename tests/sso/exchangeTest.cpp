@@ -193,7 +193,8 @@ TEST_F(ExchangeTest, TokensBoundToTheKey) {
   EXPECT_TRUE(service.ValidateToken(*token));
   EXPECT_TRUE(IsHolderOfKey(*service.AcquireTokenByCertificate(Spec()), *process_->Key("client").privateKey));
   EXPECT_EQ(service.AcquireTokenByToken(*token, spec)->GetSubject(), token->GetSubject());
-  const auto renewed = service.RenewToken(*token, 500);
+  // As it may stand in a file.
+  const auto renewed = service.RenewToken(*ParseAssertion("<?p?>" + token->GetText() + "\n"), 500);
   EXPECT_NE(renewed->GetId(), token->GetId());
   EXPECT_GT(renewed->GetNotOnOrAfter(), token->GetNotOnOrAfter());
   auto delegated = Spec();

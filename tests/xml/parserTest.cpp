@@ -16,6 +16,12 @@ std::string Repeat(const std::string& text, int count) {
   return repeated;
 }
 
+std::string Declarations(const std::string& prefix, int count) {
+  std::string declarations;
+  for (int i = 0; i < count; ++i) declarations += " xmlns:" + prefix + std::to_string(i) + "='urn:x'";
+  return declarations;
+}
+
 std::string Fault(const std::string& text) {
   testing::internal::CaptureStderr();
   std::string fault;
@@ -34,11 +40,18 @@ TEST(XmlParserTest, RefusesHostileTexts) {
   for (int i = 0; i < 64; ++i) attributes += " a" + std::to_string(i) + "=''";
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"", ""},
-      {"line 1, column 1: the text is larger than 1048576 bytes", std::string(100'000'000, ' ')},
+      {"line 1, column 1: the text is larger than 1048576 bytes", std::string(kLargestText + 1, ' ')},
       {"elements are nested too deeply", Repeat("<a>", 1000) + Repeat("</a>", 1000)},
       {"elements are nested too deeply", Repeat("<a>", 65)},
-      {"too many elements", "<a>" + Repeat("<b/>", 20000) + "</a>"},
-      {"too many attributes in an element", "<a xmlns:p='urn:p'" + attributes + "/>"},
+      {"line 2, column 63997: too much markup", "<a>\n" + Repeat("<b/>", 16'000) + "</a>"},
+      {"too much markup", "<a b='" + Repeat("&lt;", 16'000) + "'/>"},
+      // Even where nobody comes to the library's end of the element, or a value holds one.
+      {"line 2, column 1: too many attributes in an element", "<!-- <a> -->\n<a xmlns:p='>'" + attributes},
+      {"too many namespace declarations",
+       "<a" + Declarations("a", 33) + "><b" + Declarations("b", 32) + "/></a>"},
+      {"too many namespace declarations", "<a>" + Repeat("<b" + Declarations("b", 60) + "/>", 70) + "</a>"},
+      // The first fault is the last thing that the library does.
+      {"line 1, column 7: Entity 'x' not defined", "<a>&x;" + Repeat("<b></c>", 5000) + "</a>"},
       {"a document type is not accepted", "<!DOCTYPE a [<!ENTITY b 'c'><!ENTITY d '&b;&b;&b;'>]><a>&d;</a>"},
       {"a document type is not accepted", "<!DOCTYPE a SYSTEM 'file:///etc/passwd'><a/>"},
       {"a document type is not accepted", "<!DOCTYPE a [<!ENTITY % p SYSTEM 'http://127.0.0.1:1/'>%p;]><a/>"},

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <openssl/err.h>
 
 #include <string>
 
@@ -44,7 +45,7 @@ TEST_F(SignatureTest, CoversAllOfItsReferences) {
   two_.AppendChild(signature_->GetElement());
   EXPECT_TRUE(signature_->GetKeyInfo().GetFirstChild().IsElement("hint", ""));
   // It stands in a part that it covers, and nothing excludes it there.
-  EXPECT_FALSE(signature_->Verify(*signer_.key));
+  EXPECT_THROW(signature_->Verify(*signer_.key), XmlSecurityException);
   const auto writer = Corvane::CreateStringWriter();
   WriteNode(document_->GetRoot(), *writer);
   std::string text = writer->GetText();
@@ -63,6 +64,20 @@ TEST_F(SignatureTest, CoversAllOfItsReferences) {
   EXPECT_FALSE(verify(std::string(text).replace(text.find(">1<"), 3, ">3<")));
   EXPECT_FALSE(verify(std::string(text).replace(text.find(">2<"), 3, ">3<")));
   EXPECT_THROW(verify(text, false), XmlSecurityException);
+}
+
+// Whoever has signed nothing makes nobody write a canonical form: this one's would be a fault.
+TEST_F(SignatureTest, LooksAtTheValueBeforeAnyDigest) {
+  signature_->Compute(*signer_.key);
+  one_.SetAttribute("xmlns", "relative");
+  document_->GetRoot().AppendChild(signature_->GetElement());
+  one_.AppendChild(CreateElementNode(document_, "child"));
+  EXPECT_THROW(signature_->Verify(*signer_.key), XmlSecurityException);
+  const auto stranger = AssertionFactory::MakeIdentity(AssertionFactory::KeyKind::EcP256);
+  EXPECT_FALSE(signature_->Verify(*stranger.key));
+  EXPECT_EQ(signature_->FindSigner({stranger.key, signer_.key}), signer_.key);
+  EXPECT_EQ(signature_->FindSigner({stranger.key}), nullptr);
+  EXPECT_EQ(ERR_peek_error(), 0u);
 }
 
 TEST_F(SignatureTest, FailsWithAReason) {

@@ -60,7 +60,8 @@ TEST(XmlTreeTest, WritesAPreBuiltElementAsItWas) {
   const std::string text = "<t:a  xmlns:t='urn:t' b = 'c'><t:d></t:d>&#65;</t:a >";
   const auto document = CreateXMLDocument();
   const auto root = CreateElementNode(document, "root");
-  const auto element = CreateElementFromText(document, "\xef\xbb\xbf<?xml version='1.0'?>\n" + text);
+  const auto element = CreateElementFromText(
+      document, "\xef\xbb\xbf<?xml version='1.0'?>\n<?p <r>?><!-- <r> -->" + text + "\n<!-- -->\n");
   EXPECT_EQ(Write(element), text);
   root.AppendChild(element);
   document->SetRoot(root);
@@ -69,6 +70,29 @@ TEST(XmlTreeTest, WritesAPreBuiltElementAsItWas) {
   EXPECT_EQ(Canonical(root, CanonicalizationMethod::Exclusive),
             "<root><t:a xmlns:t=\"urn:t\" b=\"c\"><t:d></t:d>A</t:a></root>");
   EXPECT_THROW(CreateElementFromText(document, "<a>"), XMLParseException);
+}
+
+TEST(XmlTreeTest, CanonicalFormsFollowTheStandards) {
+  const auto document = ParseText(
+      "<?before  it?><r xmlns='urn:r' xml:lang='en' xmlns:z='urn:z'><z:e xmlns:a='urn:a' b='&#9;&quot;&lt;' "
+      "a:a='' "
+      "xml:space='default'><![CDATA[<&>]]>&#13;<?p?><e xmlns='' z:e=''/><!-- --></z:e></r><?behind?><!-- "
+      "-->");
+  const auto element = document->GetRoot().GetFirstChild();
+  const std::string attributes = "b=\"&#x9;&quot;&lt;\" ";
+  const std::string content = "&lt;&amp;&gt;&#xD;<?p?>";
+  EXPECT_EQ(Canonical(element, CanonicalizationMethod::Inclusive),
+            "<z:e xmlns=\"urn:r\" xmlns:a=\"urn:a\" xmlns:z=\"urn:z\" " + attributes +
+                "xml:lang=\"en\" xml:space=\"default\" a:a=\"\">" + content +
+                "<e xmlns=\"\" z:e=\"\"></e></z:e>");
+  EXPECT_EQ(Canonical(element, CanonicalizationMethod::Exclusive),
+            "<z:e xmlns:a=\"urn:a\" xmlns:z=\"urn:z\" " + attributes + "xml:space=\"default\" a:a=\"\">" +
+                content + "<e z:e=\"\"></e></z:e>");
+  const auto writer = CreateStringWriter();
+  Security::Canonicalizer(CanonicalizationMethod::Exclusive, {"#default", "z"})
+      .Canonicalize(*document, *writer, element);
+  EXPECT_EQ(writer->GetText(),
+            "<?before it?>\n<r xmlns=\"urn:r\" xmlns:z=\"urn:z\" xml:lang=\"en\"></r>\n<?behind?>");
 }
 
 TEST(XmlTreeTest, CanonicalFormsKeepTheDeclarationsInScope) {

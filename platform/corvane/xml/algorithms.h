@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 namespace Corvane::Xml::Security {
@@ -10,7 +11,7 @@ inline constexpr char kEnvelopedTransform[] = "http://www.w3.org/2000/09/xmldsig
 
 // All that is accepted, both in signatures that are checked and in those that are made.
 enum class CanonicalizationMethod {
-  Inclusive,  // Canonical XML 1.0 without comments
+  Inclusive,  // Canonical XML 1.0 without comments; not in signatures
   Exclusive,  // Exclusive XML Canonicalization 1.0 without comments
 };
 enum class DigestMethod { Sha256, Sha384, Sha512 };
@@ -20,5 +21,14 @@ enum class SignatureMethod { RsaSha256, RsaSha384, RsaSha512, EcdsaSha256, Ecdsa
 const char* GetUri(CanonicalizationMethod method);
 const char* GetUri(DigestMethod method);
 const char* GetUri(SignatureMethod method);
+
+// Nothing for any other URI.
+std::optional<DigestMethod> FindDigestMethod(std::string_view uri);
+std::optional<SignatureMethod> FindSignatureMethod(std::string_view uri);
+
+// Whether it is for RSA keys; the others are for EC keys.
+bool IsRsa(SignatureMethod method);
+// What the signature's value is over.
+DigestMethod GetDigest(SignatureMethod method);
 
 }  // namespace Corvane::Xml::Security

@@ -1,9 +1,10 @@
 #include "platform/corvane/xml/canonicalizer.h"
 
-#include <libxml/c14n.h>
+#include <libxml/tree.h>
 
-#include <memory>
-#include <new>
+#include <algorithm>
+#include <string_view>
+#include <utility>
 
 #include "platform/corvane/xml/library.h"
 #include "platform/corvane/xml/reader.h"
@@ -12,33 +13,275 @@
 namespace Corvane::Xml::Security {
 namespace {
 
-// For an attribute and a namespace declaration, the parent is their element.
-int IsInside(void* root, xmlNode* node, xmlNode* parent) {
-  if (node == root) {
-    return 1;
-  }
-  while (parent != nullptr && parent != root) {
-    parent = parent->parent;
-  }
-  return parent != nullptr ? 1 : 0;
+using Detail::View;
+
+struct Declaration {
+  std::string_view prefix;  // empty for the default namespace
+  std::string_view uri;
+  auto operator<=>(const Declaration&) const = default;
+};
+
+std::string_view PrefixOf(const xmlNs* space) {
+  return space != nullptr ? View(space->prefix) : std::string_view();
 }
+
+std::string_view UriOf(const xmlNs* space) {
+  return space != nullptr ? View(space->href) : std::string_view();
+}
+
+const xmlNode* ParentElement(const xmlNode* node) {
+  return node->parent != nullptr && node->parent->type == XML_ELEMENT_NODE ? node->parent : nullptr;
+}
+
+// RFC 3986, section 3.1.
+bool HasScheme(std::string_view uri) {
+  constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  const size_t end =
+      uri.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+-.");
+  return end != std::string_view::npos && uri[end] == ':' &&
+         kLetters.find(uri.front()) != std::string_view::npos;
+}
+
+std::string_view EscapeInText(char c) {
+  switch (c) {
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '>':
+      return "&gt;";
+    case '\r':
+      return "&#xD;";
+    default:
+      return {};
+  }
+}
+
+std::string_view EscapeInAttribute(char c) {
+  switch (c) {
+    case '&':
+      return "&amp;";
+    case '<':
+      return "&lt;";
+    case '"':
+      return "&quot;";
+    case '\t':
+      return "&#x9;";
+    case '\n':
+      return "&#xA;";
+    case '\r':
+      return "&#xD;";
+    default:
+      return {};
+  }
+}
+
+template <typename Escape>
+void Append(std::string& out, std::string_view text, Escape escape) {
+  size_t begin = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const std::string_view escaped = escape(text[i]);
+    if (!escaped.empty()) {
+      out.append(text, begin, i - begin).append(escaped);
+      begin = i + 1;
+    }
+  }
+  out.append(text, begin);
+}
+
+void AppendName(std::string& out, std::string_view prefix, std::string_view localName) {
+  if (!prefix.empty()) {
+    out.append(prefix) += ':';
+  }
+  out.append(localName);
+}
+
+// Canonical XML 1.0 and Exclusive XML Canonicalization 1.0, both without comments, of one subtree or
+// document.
+class CanonicalForm {
+ public:
+  CanonicalForm(CanonicalizationMethod method, const std::vector<std::string>& inclusivePrefixes,
+                const xmlNode* omitted)
+      : isExclusive_(method == CanonicalizationMethod::Exclusive),
+        inclusivePrefixes_(inclusivePrefixes),
+        omitted_(omitted) {}
+
+  void WriteApex(const xmlNode& element) {
+    std::vector<Declaration> inherited;
+    for (const xmlNode* node = ParentElement(&element); node != nullptr; node = ParentElement(node)) {
+      AddDeclared(*node, inherited);
+    }
+    WriteElement(element, std::move(inherited), true);
+  }
+
+  void WriteDocument(const xmlDoc& document) {
+    bool isBehindRoot = false;
+    for (const xmlNode* node = document.children; node != nullptr; node = node->next) {
+      if (node->type == XML_ELEMENT_NODE) {
+        WriteApex(*node);
+        isBehindRoot = true;
+      } else if (node->type == XML_PI_NODE) {
+        out_ += isBehindRoot ? "\n" : "";
+        WriteInstruction(*node);
+        out_ += isBehindRoot ? "" : "\n";
+      }
+    }
+  }
+
+  const std::string& Get() const { return out_; }
+
+ private:
+  // Declarations that count in this form although nothing uses them; the first of a prefix is the nearest.
+  void AddDeclared(const xmlNode& element, std::vector<Declaration>& declared) const {
+    for (const xmlNs* space = element.nsDef; space != nullptr; space = space->next) {
+      const std::string_view prefix = View(space->prefix);
+      const auto isSame = [&](const Declaration& one) { return one.prefix == prefix; };
+      if (IsInclusive(prefix) && std::none_of(declared.begin(), declared.end(), isSame)) {
+        declared.push_back({prefix, View(space->href)});
+      }
+    }
+  }
+
+  bool IsInclusive(std::string_view prefix) const {
+    return !isExclusive_ || std::find(inclusivePrefixes_.begin(), inclusivePrefixes_.end(),
+                                      prefix.empty() ? "#default" : prefix) != inclusivePrefixes_.end();
+  }
+
+  void WriteElement(const xmlNode& element, std::vector<Declaration> inherited, bool isApex = false) {
+    const size_t outside = rendered_.size();
+    out_ += '<';
+    AppendName(out_, PrefixOf(element.ns), View(element.name));
+    WriteDeclarations(element, std::move(inherited));
+    WriteAttributes(element, isApex);
+    out_ += '>';
+    for (const xmlNode* child = element.children; child != nullptr; child = child->next) {
+      WriteChild(*child);
+    }
+    out_ += "</";
+    AppendName(out_, PrefixOf(element.ns), View(element.name));
+    out_ += '>';
+    rendered_.resize(outside);
+  }
+
+  void WriteChild(const xmlNode& node) {
+    if (node.type == XML_ELEMENT_NODE) {
+      if (&node != omitted_) {
+        WriteElement(node, {});
+      }
+    } else if (node.type == XML_TEXT_NODE || node.type == XML_CDATA_SECTION_NODE) {
+      Append(out_, View(node.content), &EscapeInText);
+    } else if (node.type == XML_PI_NODE) {
+      WriteInstruction(node);
+    }
+  }
+
+  void WriteInstruction(const xmlNode& node) {
+    out_.append("<?").append(View(node.name));
+    if (node.content != nullptr && *node.content != '\0') {
+      Append(out_ += ' ', View(node.content),
+             [](char c) { return c == '\r' ? std::string_view("&#xD;") : std::string_view(); });
+    }
+    out_ += "?>";
+  }
+
+  // The element's own declarations are nearer than the inherited ones.
+  void WriteDeclarations(const xmlNode& element, std::vector<Declaration> inherited) {
+    std::vector<Declaration> declarations;
+    AddDeclared(element, declarations);
+    for (const Declaration& one : inherited) {
+      const auto isSame = [&](const Declaration& other) { return one.prefix == other.prefix; };
+      if (std::none_of(declarations.begin(), declarations.end(), isSame)) {
+        declarations.push_back(one);
+      }
+    }
+    if (isExclusive_) {
+      AddUsed(element, declarations);
+    }
+    std::sort(declarations.begin(), declarations.end());
+    for (const Declaration& declaration : declarations) {
+      Write(declaration);
+    }
+  }
+
+  static void AddUsed(const xmlNode& element, std::vector<Declaration>& declarations) {
+    declarations.push_back({PrefixOf(element.ns), UriOf(element.ns)});
+    for (const xmlAttr* attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
+      if (attribute->ns != nullptr) {
+        declarations.push_back({PrefixOf(attribute->ns), UriOf(attribute->ns)});
+      }
+    }
+  }
+
+  void Write(const Declaration& declaration) {
+    const auto isSame = [&](const Declaration& one) { return one.prefix == declaration.prefix; };
+    const auto last = std::find_if(rendered_.rbegin(), rendered_.rend(), isSame);
+    // Without a declaration there is no default namespace.
+    const bool isInForce =
+        last != rendered_.rend() ? last->uri == declaration.uri : declaration == Declaration();
+    if (isInForce || declaration.prefix == "xml") {
+      return;
+    }
+    if (!declaration.uri.empty() && !HasScheme(declaration.uri)) {
+      throw XmlSecurityException("Canonicalization failed: a namespace is relative.");
+    }
+    out_ += declaration.prefix.empty() ? " xmlns" : " xmlns:";
+    out_.append(declaration.prefix) += "=\"";
+    Append(out_, declaration.uri, &EscapeInAttribute);
+    out_ += '"';
+    rendered_.push_back(declaration);
+  }
+
+  void WriteAttributes(const xmlNode& element, bool isApex) {
+    std::vector<const xmlAttr*> attributes;
+    for (const xmlAttr* attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
+      attributes.push_back(attribute);
+    }
+    if (isApex && !isExclusive_) {
+      AddInheritedXmlAttributes(element, attributes);
+    }
+    std::sort(attributes.begin(), attributes.end(), [](const xmlAttr* one, const xmlAttr* other) {
+      return std::pair(UriOf(one->ns), View(one->name)) < std::pair(UriOf(other->ns), View(other->name));
+    });
+    for (const xmlAttr* attribute : attributes) {
+      AppendName(out_ += ' ', PrefixOf(attribute->ns), View(attribute->name));
+      Append(out_ += "=\"", Detail::ValueOf(*attribute), &EscapeInAttribute);
+      out_ += '"';
+    }
+  }
+
+  // What xml:lang and its like say around a subtree, they say in it.
+  static void AddInheritedXmlAttributes(const xmlNode& apex, std::vector<const xmlAttr*>& attributes) {
+    for (const xmlNode* node = ParentElement(&apex); node != nullptr; node = ParentElement(node)) {
+      for (const xmlAttr* attribute = node->properties; attribute != nullptr; attribute = attribute->next) {
+        const auto isSame = [&](const xmlAttr* one) {
+          return PrefixOf(one->ns) == "xml" && View(one->name) == View(attribute->name);
+        };
+        if (PrefixOf(attribute->ns) == "xml" && std::none_of(attributes.begin(), attributes.end(), isSame)) {
+          attributes.push_back(attribute);
+        }
+      }
+    }
+  }
+
+  const bool isExclusive_;
+  const std::vector<std::string>& inclusivePrefixes_;
+  const xmlNode* omitted_;
+  std::vector<Declaration> rendered_;  // those in force, from the outermost to the innermost
+  std::string out_;
+};
 
 }  // namespace
 
-void Canonicalizer::Canonicalize(const Node& element, Writer& writer) const {
-  const Detail::ErrorCapture complaints;
-  const std::unique_ptr<xmlBuffer, decltype(&xmlBufferFree)> buffer(xmlBufferCreate(), &xmlBufferFree);
-  xmlOutputBuffer* output = buffer != nullptr ? xmlOutputBufferCreateBuffer(buffer.get(), nullptr) : nullptr;
-  if (output == nullptr) {
-    throw std::bad_alloc();
-  }
-  const int mode = method_ == CanonicalizationMethod::Exclusive ? XML_C14N_EXCLUSIVE_1_0 : XML_C14N_1_0;
-  const int written = xmlC14NExecute(element.Get()->doc, &IsInside, element.Get(), mode, nullptr, 0, output);
-  xmlOutputBufferClose(output);
-  if (written < 0) {
-    throw XmlSecurityException("Canonicalization failed: " + complaints.GetText());
-  }
-  writer.Write(Detail::View(xmlBufferContent(buffer.get())));
+void Canonicalizer::Canonicalize(const Node& element, Writer& writer, const Node& omitted) const {
+  CanonicalForm form(method_, inclusivePrefixes_, omitted.Get());
+  form.WriteApex(*element.Get());
+  writer.Write(form.Get());
+}
+
+void Canonicalizer::Canonicalize(const Document& document, Writer& writer, const Node& omitted) const {
+  CanonicalForm form(method_, inclusivePrefixes_, omitted.Get());
+  form.WriteDocument(*document.GetTree());
+  writer.Write(form.Get());
 }
 
 Ref<Canonicalizer> CreateCanonicalizer(CanonicalizationMethod method) {

@@ -1,35 +1,14 @@
 #pragma once
 
 #include <libxml/tree.h>
-#include <libxml/xmlerror.h>
 
 #include <string>
 #include <string_view>
 
 namespace Corvane::Xml::Detail {
 
-// Brings libxml2 and xmlsec up, once for the process; the first caller does it. What these libraries have to
-// say never goes to standard error.
+// Brings libxml2 up, once for the process; the first caller does it.
 void EnsureInitialized();
-
-// Collects what both libraries complain about on this thread, in this scope.
-class ErrorCapture {
- public:
-  ErrorCapture();
-  ErrorCapture(const ErrorCapture&) = delete;
-  ErrorCapture& operator=(const ErrorCapture&) = delete;
-  ~ErrorCapture();
-
-  void Add(std::string complaint);
-  // The first complaint, which is the nearest to the cause, on one line.
-  std::string GetText() const;
-
- private:
-  ErrorCapture* outer_;
-  xmlStructuredErrorFunc outerHandler_;
-  void* outerContext_;
-  std::string first_;
-};
 
 inline const xmlChar* Xml(const char* text) {
   return reinterpret_cast<const xmlChar*>(text);

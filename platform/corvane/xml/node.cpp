@@ -8,6 +8,7 @@
 
 #include "platform/corvane/exception.h"
 #include "platform/corvane/xml/library.h"
+#include "platform/corvane/xml/markupScan.h"
 #include "platform/corvane/xml/parser.h"
 #include "platform/corvane/xml/reader.h"
 
@@ -84,19 +85,6 @@ void RequireNew(const Node& parent, const Node& child) {
   if (child.Get()->parent != nullptr || child.Get()->doc != parent.Get()->doc) {
     throw InvalidArgumentException("A node has one parent, in its own document.");
   }
-}
-
-// The text without what may not stand inside of a document: the byte order mark and the XML declaration.
-std::string_view StripDeclaration(std::string_view text) {
-  constexpr std::string_view kMark = "\xef\xbb\xbf";
-  if (text.substr(0, kMark.size()) == kMark) {
-    text.remove_prefix(kMark.size());
-  }
-  if (text.size() > 6 && text.substr(0, 5) == "<?xml" &&
-      kWhiteSpace.find(text[5]) != std::string_view::npos) {
-    text.remove_prefix(text.find("?>") + 2);
-  }
-  return text.substr(text.find('<'));
 }
 
 // Puts the texts of pre-built elements in their place for as long as it lives.
@@ -285,7 +273,7 @@ Node CreateElementFromText(const Ref<Document>& document, std::string_view text)
     throw std::bad_alloc();
   }
   Node element = Node::Adopt(document, copy);
-  document->preBuilt_.emplace(copy, StripDeclaration(text));
+  document->preBuilt_.emplace(copy, FindRootElement(text));
   return element;
 }
 

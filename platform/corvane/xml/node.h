@@ -86,8 +86,9 @@ class Node {
 Node CreateElementNode(const Ref<Document>& document, std::string_view qualifiedName);
 Node CreateTextNode(const Ref<Document>& document, std::string_view text);
 
-// A finished element, made from the text of a document. WriteNode writes it as that text, byte for byte, as
-// long as nothing is changed in it. Throws XMLParseException.
+// A finished element, made from the root of a document's text. WriteNode writes it as it stands in that text,
+// byte for byte and nothing of what stands around it, as long as nothing is changed in it. Throws
+// XMLParseException.
 Node CreateElementFromText(const Ref<Document>& document, std::string_view text);
 
 // Writes an element and all below it, without an XML declaration and without added white space.

@@ -2,118 +2,60 @@
 
 #include <libxml/tree.h>
 #include <libxml/valid.h>
-#include <xmlsec/keys.h>
-#include <xmlsec/openssl/crypto.h>
-#include <xmlsec/openssl/evp.h>
-#include <xmlsec/xmldsig.h>
 
-#include <new>
-#include <utility>
+#include <algorithm>
+#include <set>
 
-#include "platform/corvane/exception.h"
+#include "platform/corvane/stringUtil.h"
+#include "platform/corvane/xml/canonicalizer.h"
 #include "platform/corvane/xml/library.h"
-#include "platform/corvane/xml/openssl.h"
+#include "platform/corvane/xml/reader.h"
 #include "platform/corvane/xml/signatureShape.h"
+#include "platform/corvane/xml/signatureValue.h"
 
 namespace Corvane::Xml::Security {
 namespace {
 
-struct ContextDeleter {
-  void operator()(xmlSecDSigCtxPtr context) const { xmlSecDSigCtxDestroy(context); }
-};
-using ContextPtr = std::unique_ptr<xmlSecDSigCtx, ContextDeleter>;
-
-xmlSecKeyPtr MakeSecurityKey(const Key& key) {
-  EVP_PKEY_up_ref(key.Get());
-  KeyPtr shared(key.Get());
-  xmlSecKeyDataPtr data = xmlSecOpenSSLEvpKeyAdopt(shared.get());
-  if (data == nullptr) {
-    throw XmlSecurityException("the key can't be used.");
+// What a reference names: an element that was marked, or for an empty URI the root.
+Node FindTarget(const Node& signature, const std::string& uri) {
+  const Ref<Document>& document = signature.GetDocument();
+  if (uri.empty()) {
+    return document->GetRoot();
   }
-  static_cast<void>(shared.release());  // the data has it
-  xmlSecKeyPtr made = xmlSecKeyCreate();
-  if (made == nullptr || xmlSecKeySetValue(made, data) != 0) {
-    xmlSecKeyDataDestroy(data);
-    if (made != nullptr) {
-      xmlSecKeyDestroy(made);
-    }
-    throw std::bad_alloc();
+  const xmlAttr* identifier =
+      uri.front() == '#' ? xmlGetID(document->GetTree(), Detail::Xml(uri.c_str() + 1)) : nullptr;
+  if (identifier == nullptr) {
+    throw XmlSecurityException("a reference does not name an element of the document.");
   }
-  return made;
+  return Node(document, identifier->parent);
 }
 
-// What stands in the shape has been checked against our own list; here is the same list for the library.
-ContextPtr MakeContext(const Key& key) {
-  ContextPtr context(xmlSecDSigCtxCreate(nullptr));
-  if (context == nullptr) {
-    throw std::bad_alloc();
+bool Holds(const Node& element, Node node) {
+  while (node && !(node == element)) {
+    node = node.GetParent();
   }
-  context->signKey = MakeSecurityKey(key);
-  context->enabledReferenceUris = xmlSecTransformUriTypeEmpty | xmlSecTransformUriTypeSameDocument;
-  context->flags = XMLSEC_DSIG_FLAGS_IGNORE_MANIFESTS;
-  // Identifiers are looked up as they are, and never evaluated as XPath.
-  context->transformCtx.flags |= XMLSEC_TRANSFORMCTX_FLAGS_USE_VISA3D_HACK;
-  for (const xmlSecTransformId id : {xmlSecTransformInclC14NId, xmlSecTransformExclC14NId}) {
-    xmlSecDSigCtxEnableReferenceTransform(context.get(), id);
-    xmlSecDSigCtxEnableSignatureTransform(context.get(), id);
-  }
-  xmlSecDSigCtxEnableReferenceTransform(context.get(), xmlSecTransformEnvelopedId);
-  for (const xmlSecTransformId id :
-       {xmlSecOpenSSLTransformSha256Id, xmlSecOpenSSLTransformSha384Id, xmlSecOpenSSLTransformSha512Id}) {
-    xmlSecDSigCtxEnableReferenceTransform(context.get(), id);
-  }
-  for (const xmlSecTransformId id :
-       {xmlSecOpenSSLTransformRsaSha256Id, xmlSecOpenSSLTransformRsaSha384Id,
-        xmlSecOpenSSLTransformRsaSha512Id, xmlSecOpenSSLTransformEcdsaSha256Id,
-        xmlSecOpenSSLTransformEcdsaSha384Id, xmlSecOpenSSLTransformEcdsaSha512Id}) {
-    xmlSecDSigCtxEnableSignatureTransform(context.get(), id);
-  }
-  return context;
+  return static_cast<bool>(node);
 }
 
-void RequireUsable(const Node& signature, const Key& key) {
-  const SignatureShape shape = ReadSignature(signature);
-  RequireAcceptedAlgorithms(shape);
-  if (IsRsaMethod(shape.method) != key.IsRsa()) {
+// Empty for what is no base 64, which no digest and no signature is.
+std::string Decode(std::string text) {
+  std::erase_if(text, [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; });
+  try {
+    return StringUtil::Base64Decode(text);
+  } catch (const Base64FormatException&) {
+    return {};
+  }
+}
+
+void SetText(const Node& element, const std::string& bytes) {
+  element.AppendChild(CreateTextNode(element.GetDocument(), StringUtil::Base64Encode(bytes)));
+}
+
+void RequireKind(SignatureMethod method, const Key& key) {
+  if (IsRsa(method) != key.IsRsa()) {
     throw XmlSecurityException("the key is of another kind than the signature.");
   }
-  for (const Reference& reference : shape.references) {
-    const auto* name = Detail::Xml(reference.uri.c_str());
-    if (!reference.uri.empty() && (*name != '#' || xmlGetID(signature.Get()->doc, name + 1) == nullptr)) {
-      throw XmlSecurityException("a reference does not name an element of the document.");
-    }
-  }
 }
-
-// Makes a signature a part of its document while it is computed. The key info is out of its way: it is filled
-// in by whoever made the signature.
-class ReadyForSigning {
- public:
-  ReadyForSigning(xmlNode* signature, xmlNode* keyInfo) : signature_(signature), keyInfo_(keyInfo) {
-    if (keyInfo_ != nullptr) {
-      xmlUnlinkNode(keyInfo_);
-    }
-    if (signature_->parent == nullptr) {
-      xmlAddChild(xmlDocGetRootElement(signature_->doc), signature_);
-      isGuest_ = true;
-    }
-  }
-  ReadyForSigning(const ReadyForSigning&) = delete;
-  ReadyForSigning& operator=(const ReadyForSigning&) = delete;
-  ~ReadyForSigning() {
-    if (isGuest_) {
-      xmlUnlinkNode(signature_);
-    }
-    if (keyInfo_ != nullptr) {
-      xmlAddChild(signature_, keyInfo_);
-    }
-  }
-
- private:
-  xmlNode* signature_;
-  xmlNode* keyInfo_;
-  bool isGuest_ = false;
-};
 
 // Appends a new element with its parent's prefix.
 Node Append(const Node& parent, const char* name, const char* algorithm = nullptr) {
@@ -129,11 +71,11 @@ Node Append(const Node& parent, const char* name, const char* algorithm = nullpt
 
 }  // namespace
 
-Signature::Signature(const Node& element, std::vector<Reference> references)
-    : element_(element), references_(std::move(references)) {}
+Signature::Signature(const Node& element, SignatureShape shape)
+    : element_(element), shape_(std::move(shape)) {}
 
 Ref<Signature> CreateSignatureFromDom(const Node& element) {
-  return MakeRef<Signature>(element, ReadSignature(element).references);
+  return MakeRef<Signature>(element, ReadSignature(element));
 }
 
 Ref<Signature> CreateBlankSignature(const Ref<Document>& document, std::string_view prefix,
@@ -145,63 +87,117 @@ Ref<Signature> CreateBlankSignature(const Ref<Document>& document, std::string_v
   Append(signedInfo, "CanonicalizationMethod", GetUri(canonicalization));
   Append(signedInfo, "SignatureMethod", GetUri(method));
   Append(element, "SignatureValue");
-  return MakeRef<Signature>(element, std::vector<Reference>());
+  return MakeRef<Signature>(element, SignatureShape{{GetUri(canonicalization), {}}, GetUri(method), {}, {}});
 }
 
 void Signature::AddReference(std::string_view uri, DigestMethod digest,
                              CanonicalizationMethod canonicalization, bool enveloped) {
-  Reference made{std::string(uri), {}, GetUri(digest)};
+  Reference made{std::string(uri), {}, GetUri(digest), {}};
   if (enveloped) {
-    made.transforms.emplace_back(kEnvelopedTransform);
+    made.transforms.push_back({kEnvelopedTransform, {}});
   }
-  made.transforms.emplace_back(GetUri(canonicalization));
-  const Node element = Append(element_.GetFirstChild(), "Reference");
+  made.transforms.push_back({GetUri(canonicalization), {}});
+  const Node element = Append(FindChild("SignedInfo"), "Reference");
   element.SetAttribute("URI", uri);
   const Node transforms = Append(element, "Transforms");
-  for (const std::string& transform : made.transforms) {
-    Append(transforms, "Transform", transform.c_str());
+  for (const Transform& transform : made.transforms) {
+    Append(transforms, "Transform", transform.algorithm.c_str());
   }
   Append(element, "DigestMethod", made.digest.c_str());
   Append(element, "DigestValue");
-  references_.push_back(std::move(made));
+  shape_.references.push_back(std::move(made));
 }
 
 Node Signature::GetKeyInfo() {
-  const Node keyInfo = FindKeyInfo();
+  const Node keyInfo = FindChild("KeyInfo");
   return keyInfo ? keyInfo : Append(element_, "KeyInfo");
 }
 
-Node Signature::FindKeyInfo() const {
+Node Signature::FindChild(std::string_view name) const {
   Node child = element_.GetFirstChild();
-  while (child && !child.IsElement("KeyInfo", kSignatureNamespace)) {
-    child = child.GetNextSibling();
+  while (child && !child.IsElement(name, kSignatureNamespace)) {
+    child.Advance();
   }
   return child;
 }
 
 void Signature::Compute(const Key& privateKey) {
-  const Detail::ErrorCapture complaints;
-  const ContextPtr context = MakeContext(privateKey);
-  const ReadyForSigning ready(element_.Get(), FindKeyInfo().Get());
-  if (xmlSecDSigCtxSign(context.get(), element_.Get()) != 0 || context->status != xmlSecDSigStatusSucceeded) {
-    throw XmlSecurityException("Signing failed: " + complaints.GetText());
+  const SignatureMethod method = RequireUsable();
+  RequireKind(method, privateKey);
+  // A Reference's last child is its DigestValue.
+  Node element = FindChild("SignedInfo").GetFirstChild().GetNextSibling();
+  for (Reference& reference : shape_.references) {
+    element.Advance();
+    Node digestValue = element.GetFirstChild();
+    while (digestValue.GetNextSibling()) {
+      digestValue.Advance();
+    }
+    const std::string digest = MakeDigestOf(reference);
+    SetText(digestValue, digest);
+    reference.digestValue = StringUtil::Base64Encode(digest);
   }
+  const std::string value = MakeSignatureValue(privateKey, method, GetSignedOctets());
+  SetText(FindChild("SignatureValue"), value);
+  shape_.value = StringUtil::Base64Encode(value);
 }
 
 bool Signature::Verify(const Key& key) const {
-  RequireUsable(element_, key);
-  const Detail::ErrorCapture complaints;
-  const ContextPtr context = MakeContext(key);
-  if (xmlSecDSigCtxVerify(context.get(), element_.Get()) != 0) {
-    throw XmlSecurityException(complaints.GetText());
+  const SignatureMethod method = RequireUsable();
+  RequireKind(method, key);
+  return IsSignatureValue(key, method, GetSignedOctets(), Decode(shape_.value)) &&
+         std::all_of(shape_.references.begin(), shape_.references.end(), [this](const Reference& reference) {
+           return MakeDigestOf(reference) == Decode(reference.digestValue);
+         });
+}
+
+Ref<Key> Signature::FindSigner(const std::vector<Ref<Key>>& keys) const {
+  const SignatureMethod method = RequireUsable();
+  const std::string octets = GetSignedOctets();
+  const std::string value = Decode(shape_.value);
+  const auto signer = std::find_if(keys.begin(), keys.end(), [&](const Ref<Key>& key) {
+    return key->IsRsa() == IsRsa(method) && IsSignatureValue(*key, method, octets, value);
+  });
+  return signer != keys.end() ? *signer : nullptr;
+}
+
+SignatureMethod Signature::RequireUsable() const {
+  RequireAcceptedAlgorithms(shape_);
+  std::set<const _xmlNode*> targets;
+  for (const Reference& reference : shape_.references) {
+    const Node target = FindTarget(element_, reference.uri);
+    if (!targets.insert(target.Get()).second) {
+      throw XmlSecurityException("two references name the same element.");
+    }
+    if (Holds(target, element_) && !reference.IsEnveloped()) {
+      throw XmlSecurityException("a reference to what holds the signature is not enveloped.");
+    }
   }
-  return context->status == xmlSecDSigStatusSucceeded;
+  return *FindSignatureMethod(shape_.method);
+}
+
+std::string Signature::GetSignedOctets() const {
+  const Ref<Writer> octets = CreateStringWriter();
+  Canonicalizer(CanonicalizationMethod::Exclusive, shape_.canonicalization.inclusivePrefixes)
+      .Canonicalize(FindChild("SignedInfo"), *octets);
+  return octets->GetText();
+}
+
+std::string Signature::MakeDigestOf(const Reference& reference) const {
+  const Ref<Writer> octets = CreateStringWriter();
+  const Canonicalizer form(CanonicalizationMethod::Exclusive, reference.transforms.back().inclusivePrefixes);
+  const Node omitted = reference.IsEnveloped() ? element_ : Node();
+  if (reference.uri.empty()) {
+    form.Canonicalize(*element_.GetDocument(), *octets, omitted);
+  } else {
+    form.Canonicalize(FindTarget(element_, reference.uri), *octets, omitted);
+  }
+  return MakeDigest(*FindDigestMethod(reference.digest), octets->GetText());
 }
 
 std::vector<Ref<Certificate>> Signature::GetCertificates() const {
   std::vector<Ref<Certificate>> certificates;
   const SkipWsAndCommentsFilter filter;
-  const Node keyInfo = FindKeyInfo();
+  const Node keyInfo = FindChild("KeyInfo");
   if (!keyInfo) {
     return certificates;
   }

@@ -12,11 +12,29 @@
 
 namespace Corvane::Xml::Security {
 
-// What a reference of a signature says: a URI, and URIs of algorithms.
+// The URI of an algorithm, and of exclusive canonicalization the prefixes that it treats as inclusive does.
+struct Transform {
+  std::string algorithm;
+  std::vector<std::string> inclusivePrefixes;
+};
+
+// What a reference of a signature says: a URI, algorithms, and the digest in base 64.
 struct Reference {
   std::string uri;
-  std::vector<std::string> transforms;
+  std::vector<Transform> transforms;
   std::string digest;
+  std::string digestValue;
+
+  // Whether it leaves out the signature itself.
+  bool IsEnveloped() const;
+};
+
+// What a ds:Signature element says.
+struct SignatureShape {
+  Transform canonicalization;
+  std::string method;
+  std::vector<Reference> references;  // in the order of the document
+  std::string value;                  // in base 64
 };
 
 // One ds:Signature element of a document (XML Signature, RFC 3275): read from one, or new and then computed.
@@ -27,11 +45,10 @@ class Signature : public ObjectImpl {
   static constexpr size_t kMostReferences = 8;
   static constexpr size_t kMostCertificates = 8;
 
-  Signature(const Node& element, std::vector<Reference> references);
+  Signature(const Node& element, SignatureShape shape);
 
   const Node& GetElement() const { return element_; }
-  // In the order of the document.
-  const std::vector<Reference>& GetReferences() const { return references_; }
+  const std::vector<Reference>& GetReferences() const { return shape_.references; }
   // The X.509 certificates of the key info. Whoever wrote the document put them there: a hint, nothing more.
   // Throws XmlSecurityException when one is broken, and for more than kMostCertificates.
   std::vector<Ref<Certificate>> GetCertificates() const;
@@ -42,25 +59,33 @@ class Signature : public ObjectImpl {
                     bool enveloped = false);
   // The ds:KeyInfo element, to append to; made at the first call.
   Node GetKeyInfo();
-  // Fills in digests and signature value. An element without a parent signs as if it hung in the document, if
-  // its canonicalization is exclusive. Throws XmlSecurityException.
+  // Fills in digests and signature value, once. Throws XmlSecurityException.
   void Compute(const Key& privateKey);
 
-  // Whether all references have their digests and the key made the signature. Throws XmlSecurityException
-  // when the signature uses what is not accepted (an algorithm, a transform, a reference that names nothing
-  // marked), or when the key is of another kind than the signature's.
+  // Whether the key made the signature, and all references have their digests; the digests, which cost what a
+  // stranger likes, are only made for a signature that is the key's. Throws XmlSecurityException when the
+  // signature uses what is not accepted (an algorithm, a transform, a reference that names nothing marked, or
+  // what another one names, or that holds the signature and doesn't leave it out), or when the key is of
+  // another kind than the signature's.
   bool Verify(const Key& key) const;
+  // The first of the keys that made the signature's value, null if none did; the references' digests are not
+  // looked at. Throws as Verify does, but for the key's kind.
+  Ref<Key> FindSigner(const std::vector<Ref<Key>>& keys) const;
 
  private:
-  Node FindKeyInfo() const;
+  Node FindChild(std::string_view name) const;
+  SignatureMethod RequireUsable() const;
+  std::string GetSignedOctets() const;
+  std::string MakeDigestOf(const Reference& reference) const;
 
   Node element_;
-  std::vector<Reference> references_;
+  SignatureShape shape_;
 };
 
 // Reads a ds:Signature element. Throws XmlSecurityException when it is not built as one: SignedInfo (with
 // CanonicalizationMethod, SignatureMethod and up to kMostReferences Reference elements), SignatureValue and
-// at most one KeyInfo, in this order; Object elements are refused.
+// at most one KeyInfo, in this order; Object elements are refused, and so are values, lists of prefixes and
+// key info beyond what anybody needs.
 Ref<Signature> CreateSignatureFromDom(const Node& element);
 
 // A new signature, whose element has no parent yet.

@@ -1,7 +1,7 @@
 #include "platform/corvane/xml/signatureShape.h"
 
-#include <algorithm>
-#include <array>
+#include <iterator>
+#include <sstream>
 
 #include "platform/corvane/textEscape.h"
 
@@ -9,6 +9,12 @@ namespace Corvane::Xml::Security {
 namespace {
 
 const SkipWsAndCommentsFilter kFilter;
+
+// More than any key or digest needs. Key info is bounded in its shape, as nobody has signed it.
+constexpr size_t kLongestValue = 4096;
+constexpr size_t kLongestPrefixList = 256;
+constexpr int kMostKeyInfoElements = 32;
+constexpr int kDeepestKeyInfo = 3;
 
 [[noreturn]] void Fail(const std::string& text) {
   throw XmlSecurityException(Corvane::Detail::EscapeLine(text));
@@ -44,11 +50,15 @@ std::string ReadRequired(const Node& element, std::string_view attribute) {
 
 // A digest or a signature value: what is read and what canonical form shows is the same only without
 // comments.
-void RequireText(const Node& element) {
+std::string ReadValue(const Node& element) {
   const Node text = element.GetFirstChild();
   if (!text || text.GetType() != NodeType::Text || text.GetNextSibling()) {
     Fail("element '" + std::string(element.GetLocalName()) + "' must hold text alone.");
   }
+  if (text.GetText().size() > kLongestValue) {
+    Fail("the text of element '" + std::string(element.GetLocalName()) + "' is too long.");
+  }
+  return std::string(text.GetText());
 }
 
 std::string ReadAlgorithm(const Node& element) {
@@ -56,23 +66,34 @@ std::string ReadAlgorithm(const Node& element) {
   return ReadRequired(element, "Algorithm");
 }
 
-// Canonicalization may name prefixes that are treated as in Canonical XML.
-std::string ReadCanonicalization(const Node& element) {
+std::vector<std::string> ReadPrefixes(const Node& element) {
+  RequireEnd(ChildWalker(element, kFilter), element);
+  const std::string list = ReadRequired(element, "PrefixList");
+  if (list.size() > kLongestPrefixList) {
+    Fail("the PrefixList is too long.");
+  }
+  std::istringstream words(list);
+  return {std::istream_iterator<std::string>(words), {}};
+}
+
+// Exclusive canonicalization may name prefixes that are treated as in Canonical XML.
+Transform ReadTransform(const Node& element) {
   ChildWalker children(element, kFilter);
-  std::string algorithm = ReadRequired(element, "Algorithm");
+  Transform transform{ReadRequired(element, "Algorithm"), {}};
   if (children.Current().IsElement("InclusiveNamespaces", GetUri(CanonicalizationMethod::Exclusive)) &&
-      algorithm == GetUri(CanonicalizationMethod::Exclusive)) {
+      transform.algorithm == GetUri(CanonicalizationMethod::Exclusive)) {
+    transform.inclusivePrefixes = ReadPrefixes(children.Current());
     children.Next();
   }
   RequireEnd(children, element);
-  return algorithm;
+  return transform;
 }
 
-std::vector<std::string> ReadTransforms(const Node& element) {
-  std::vector<std::string> transforms;
+std::vector<Transform> ReadTransforms(const Node& element) {
+  std::vector<Transform> transforms;
   ChildWalker children(element, kFilter);
   do {
-    transforms.push_back(ReadCanonicalization(Take(children, "Transform")));
+    transforms.push_back(ReadTransform(Take(children, "Transform")));
   } while (children.Current());
   return transforms;
 }
@@ -85,14 +106,14 @@ Reference ReadReference(const Node& element) {
     reference.transforms = ReadTransforms(Take(children, "Transforms"));
   }
   reference.digest = ReadAlgorithm(Take(children, "DigestMethod"));
-  RequireText(Take(children, "DigestValue"));
+  reference.digestValue = ReadValue(Take(children, "DigestValue"));
   RequireEnd(children, element);
   return reference;
 }
 
 void ReadSignedInfo(const Node& element, SignatureShape& shape) {
   ChildWalker children(element, kFilter);
-  shape.canonicalization = ReadCanonicalization(Take(children, "CanonicalizationMethod"));
+  shape.canonicalization = ReadTransform(Take(children, "CanonicalizationMethod"));
   shape.method = ReadAlgorithm(Take(children, "SignatureMethod"));
   do {
     shape.references.push_back(ReadReference(Take(children, "Reference")));
@@ -100,18 +121,16 @@ void ReadSignedInfo(const Node& element, SignatureShape& shape) {
   RequireEnd(children, element);
 }
 
-template <typename Method, size_t size>
-bool IsOneOf(std::string_view uri, const std::array<Method, size>& methods) {
-  return std::any_of(methods.begin(), methods.end(), [&](Method method) { return uri == GetUri(method); });
-}
-
-bool IsCanonicalization(std::string_view uri) {
-  return IsOneOf(uri, std::array{CanonicalizationMethod::Exclusive, CanonicalizationMethod::Inclusive});
-}
-
-bool IsEcdsaMethod(std::string_view uri) {
-  return IsOneOf(uri, std::array{SignatureMethod::EcdsaSha256, SignatureMethod::EcdsaSha384,
-                                 SignatureMethod::EcdsaSha512});
+void RequireKeyInfo(const Node& parent, int depth, int& elements) {
+  for (Node child = parent.GetFirstChild(); child; child.Advance()) {
+    if (!child.IsElement()) {
+      continue;
+    }
+    if (depth == kDeepestKeyInfo || ++elements > kMostKeyInfoElements) {
+      Fail("element 'KeyInfo' holds too much.");
+    }
+    RequireKeyInfo(child, depth + 1, elements);
+  }
 }
 
 void Require(bool isAccepted, std::string_view kind, const std::string& uri) {
@@ -120,20 +139,26 @@ void Require(bool isAccepted, std::string_view kind, const std::string& uri) {
   }
 }
 
-// The signature itself is left out first, if at all; then at most one canonicalization.
-void RequireAcceptedTransforms(const std::vector<std::string>& transforms) {
-  size_t next = !transforms.empty() && transforms.front() == kEnvelopedTransform ? 1 : 0;
-  if (next < transforms.size() && IsCanonicalization(transforms[next])) {
-    ++next;
+bool IsExclusive(const Transform& transform) {
+  return transform.algorithm == GetUri(CanonicalizationMethod::Exclusive);
+}
+
+// The signature itself is left out first, if at all; then comes the canonicalization. Without one, it would
+// be Canonical XML.
+void RequireAcceptedTransforms(const Reference& reference) {
+  const auto& transforms = reference.transforms;
+  const size_t next = reference.IsEnveloped() ? 1 : 0;
+  if (next == transforms.size()) {
+    Fail("a reference has no exclusive canonicalization.");
   }
-  Require(next == transforms.size(), "transform", next < transforms.size() ? transforms[next] : "");
+  Require(IsExclusive(transforms[next]), "transform", transforms[next].algorithm);
+  Require(next + 1 == transforms.size(), "transform", transforms.back().algorithm);
 }
 
 }  // namespace
 
-bool IsRsaMethod(std::string_view uri) {
-  return IsOneOf(
-      uri, std::array{SignatureMethod::RsaSha256, SignatureMethod::RsaSha384, SignatureMethod::RsaSha512});
+bool Reference::IsEnveloped() const {
+  return !transforms.empty() && transforms.front().algorithm == kEnvelopedTransform;
 }
 
 SignatureShape ReadSignature(const Node& signature) {
@@ -143,22 +168,21 @@ SignatureShape ReadSignature(const Node& signature) {
   SignatureShape shape;
   ChildWalker children(signature, kFilter);
   ReadSignedInfo(Take(children, "SignedInfo"), shape);
-  RequireText(Take(children, "SignatureValue"));
+  shape.value = ReadValue(Take(children, "SignatureValue"));
   if (Is(children.Current(), "KeyInfo")) {
-    shape.keyInfo = Take(children, "KeyInfo");
+    int elements = 0;
+    RequireKeyInfo(Take(children, "KeyInfo"), 0, elements);
   }
   RequireEnd(children, signature);
   return shape;
 }
 
 void RequireAcceptedAlgorithms(const SignatureShape& shape) {
-  Require(IsCanonicalization(shape.canonicalization), "canonicalization", shape.canonicalization);
-  Require(IsRsaMethod(shape.method) || IsEcdsaMethod(shape.method), "signature method", shape.method);
+  Require(IsExclusive(shape.canonicalization), "canonicalization", shape.canonicalization.algorithm);
+  Require(FindSignatureMethod(shape.method).has_value(), "signature method", shape.method);
   for (const Reference& reference : shape.references) {
-    Require(IsOneOf(reference.digest,
-                    std::array{DigestMethod::Sha256, DigestMethod::Sha384, DigestMethod::Sha512}),
-            "digest", reference.digest);
-    RequireAcceptedTransforms(reference.transforms);
+    Require(FindDigestMethod(reference.digest).has_value(), "digest", reference.digest);
+    RequireAcceptedTransforms(reference);
   }
 }
 

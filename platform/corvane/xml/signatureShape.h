@@ -8,21 +8,12 @@
 
 namespace Corvane::Xml::Security {
 
-// What a ds:Signature element says: URIs of algorithms, and what it refers to.
-struct SignatureShape {
-  std::string canonicalization;
-  std::string method;
-  std::vector<Reference> references;
-  Node keyInfo;  // empty when there is none
-};
-
-// Reads it child by child. Throws XmlSecurityException for whatever the element should not hold.
+// Reads a ds:Signature element child by child. Throws XmlSecurityException for whatever the element should
+// not hold, or holds too much of.
 SignatureShape ReadSignature(const Node& signature);
 
-// Throws XmlSecurityException unless all algorithms and transforms are of those in algorithms.h.
+// Throws XmlSecurityException unless all algorithms and transforms are of those in algorithms.h: exclusive
+// canonicalization, and the same in each reference, perhaps behind the enveloped transform.
 void RequireAcceptedAlgorithms(const SignatureShape& shape);
-
-// Whether a signature method is for RSA keys.
-bool IsRsaMethod(std::string_view uri);
 
 }  // namespace Corvane::Xml::Security

@@ -1,0 +1,113 @@
+#include "platform/corvane/xml/markupScan.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace Corvane::Xml {
+namespace {
+
+enum class TagKind { Open, Close, Empty, Other };
+
+// What stands between angle brackets: a tag, or a comment and its like.
+struct Tag {
+  TagKind kind = TagKind::Other;
+  size_t begin = 0;
+  size_t end = 0;  // the text's, when nothing closes it
+  size_t attributes = 0;
+};
+
+class TagReader {
+ public:
+  explicit TagReader(std::string_view text) : text_(text) {}
+
+  std::optional<Tag> Next() {
+    const size_t begin = text_.find('<', at_);
+    if (begin == std::string_view::npos) {
+      return std::nullopt;
+    }
+    Tag tag{TagKind::Other, begin, 0, 0};
+    if (!ReadOther(tag)) {
+      ReadTag(tag);
+    }
+    at_ = tag.end;
+    return tag;
+  }
+
+ private:
+  bool ReadOther(Tag& tag) const {
+    constexpr std::array<std::pair<std::string_view, std::string_view>, 3> kOthers = {
+        {{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}}};
+    const std::string_view rest = text_.substr(tag.begin);
+    for (const auto& [opening, closing] : kOthers) {
+      if (rest.substr(0, opening.size()) == opening) {
+        tag.end = EndOf(text_.find(closing, tag.begin + opening.size()), closing.size());
+        return true;
+      }
+    }
+    return false;
+  }
+
+  // Each attribute has one value in quotes.
+  void ReadTag(Tag& tag) const {
+    size_t at = text_.find_first_of(">'\"", tag.begin);
+    while (at != std::string_view::npos && text_[at] != '>') {
+      ++tag.attributes;
+      const size_t end = text_.find(text_[at], at + 1);
+      at = end != std::string_view::npos ? text_.find_first_of(">'\"", end + 1) : end;
+    }
+    tag.end = EndOf(at, 1);
+    const std::string_view whole = text_.substr(tag.begin, tag.end - tag.begin);
+    if (whole.substr(0, 2) == "</") {
+      tag.kind = TagKind::Close;
+    } else if (whole.substr(0, 2) != "<!") {
+      tag.kind = whole.size() > 2 && whole[whole.size() - 2] == '/' ? TagKind::Empty : TagKind::Open;
+    }
+  }
+
+  size_t EndOf(size_t closing, size_t length) const {
+    return closing != std::string_view::npos ? closing + length : text_.size();
+  }
+
+  std::string_view text_;
+  size_t at_ = 0;
+};
+
+}  // namespace
+
+std::optional<MarkupFault> FindMarkupFlood(std::string_view text) {
+  auto pieces = static_cast<size_t>(std::count(text.begin(), text.end(), '&'));
+  TagReader tags(text);
+  Tag last;
+  for (auto tag = tags.Next(); tag && pieces <= kMostMarkup; tag = tags.Next()) {
+    if (tag->attributes > kMostAttributesOfElement) {
+      return MarkupFault{tag->begin, "too many attributes in an element"};
+    }
+    pieces += 1 + tag->attributes;
+    last = *tag;
+  }
+  return pieces > kMostMarkup ? std::optional(MarkupFault{last.begin, "too much markup"}) : std::nullopt;
+}
+
+std::string_view FindRootElement(std::string_view text) {
+  TagReader tags(text);
+  size_t begin = 0;
+  int depth = 0;
+  while (const auto tag = tags.Next()) {
+    if (tag->kind == TagKind::Other) {
+      continue;
+    }
+    if (depth == 0) {
+      begin = tag->begin;
+    }
+    if (tag->kind != TagKind::Empty) {
+      depth += tag->kind == TagKind::Open ? 1 : -1;
+    }
+    if (depth == 0) {
+      return text.substr(begin, tag->end - begin);
+    }
+  }
+  return {};
+}
+
+}  // namespace Corvane::Xml
