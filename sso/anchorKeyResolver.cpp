@@ -11,15 +11,20 @@ namespace {
 
 namespace Security = Corvane::Xml::Security;
 
+// A token that doesn't tell is one of the anchors' own, if it is to be believed.
 Corvane::Ref<Security::Key> Resolve(const Security::TrustAnchors& anchors, const SamlToken& token) try {
-  auto certificates = token.GetSignature()->GetCertificates();
-  if (certificates.empty()) throw InvalidSignatureException("The token does not tell who signed it.");
-  const auto signer = certificates.front();
-  certificates.erase(certificates.begin());
-  if (!anchors.Trusts(*signer, certificates)) {
-    throw InvalidSignatureException("The token's signer is not trusted.");
+  const auto& signature = *token.GetSignature();
+  auto certificates = signature.GetCertificates();
+  Corvane::Ref<Security::Key> key;
+  if (certificates.empty()) {
+    key = signature.FindSigner(anchors.GetKeys());
+  } else {
+    const auto signer = certificates.front();
+    certificates.erase(certificates.begin());
+    if (anchors.Trusts(*signer, certificates)) key = signer->GetPublicKey();
   }
-  return signer->GetPublicKey();
+  if (!key) throw InvalidSignatureException("The token's signer is not trusted.");
+  return key;
 } catch (const Security::XmlSecurityException& fault) {
   throw InvalidSignatureException("The token's signer can't be read: " + fault.GetText());
 }

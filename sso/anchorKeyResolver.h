@@ -6,8 +6,8 @@
 namespace SsoClient {
 
 // Resolves to the key of the certificate in a token's signature, if the anchors trust it; further
-// certificates there may lead from it to an anchor. Throws InvalidSignatureException for a signer that is not
-// trusted, or not told.
+// certificates there may lead from it to an anchor. Without a certificate there, to the key of the anchor
+// that signed the token. Throws InvalidSignatureException for a signer that is not trusted.
 KeyResolver MakeAnchorKeyResolver(Corvane::Ref<Corvane::Xml::Security::TrustAnchors> anchors);
 
 }  // namespace SsoClient

@@ -32,11 +32,14 @@ using TokenPtr = std::shared_ptr<const SsoClient::SamlToken>;
 constexpr int kRefused = 1;
 constexpr int kNoCommunication = 2;
 constexpr int kUsageError = 64;
+// Who runs this chooses the tokens, and may have one with many groups.
+constexpr std::size_t kLargestToken = 256 << 10;
 
 struct Options {
   std::string sts;
   std::string ca;
   std::string trust;
+  std::string signer;
   std::string cert;
   std::string key;
   std::string token;
@@ -112,7 +115,9 @@ auto FromFile(const std::string& name, Make make) try {
 }
 
 SsoClient::KeyResolver MakeResolver(const Options& options) {
-  return SsoClient::MakeAnchorKeyResolver(FromFile(options.trust, &Security::TrustAnchors::FromPem));
+  return SsoClient::MakeAnchorKeyResolver(FromFile(options.trust, [&](const std::string& pem) {
+    return Security::TrustAnchors::FromPem(pem, options.signer);
+  }));
 }
 
 SsoClient::SecurityTokenService MakeService(const Options& options, SsoClient::KeyResolver resolver) {
@@ -122,17 +127,17 @@ SsoClient::SecurityTokenService MakeService(const Options& options, SsoClient::K
                    FromFile(options.key, &Security::Key::FromPrivatePem)};
   }
   return {std::make_shared<SsoClient::HttpsExchange>(SsoClient::HttpsSettings{options.sts, options.ca}),
-          std::move(resolver), std::move(holderOfKey)};
+          std::move(resolver), std::move(holderOfKey), kLargestToken};
 }
 
 TokenPtr ReadToken(const std::string& name) {
-  return SsoClient::ParseAssertion(ReadFile(name));
+  return SsoClient::ParseAssertion(ReadFile(name), kLargestToken);
 }
 
 // With anchors, one that is to be believed.
 TokenPtr ReadToken(const Options& options) {
   if (options.trust.empty()) return ReadToken(options.token);
-  return SsoClient::ParseToken(ReadFile(options.token), MakeResolver(options));
+  return SsoClient::ParseToken(ReadFile(options.token), MakeResolver(options), kLargestToken);
 }
 
 SsoClient::TokenSpec MakeSpec(const Options& options) {
@@ -223,8 +228,14 @@ class CommandLine {
     return sts;
   }
   CLI::Option* AddTrust(CLI::App* command) {
-    return AddFile(command, "--trust", options_.trust,
-                   "PEM: the certificates that a token's signer is checked against");
+    auto* trust =
+        AddFile(command, "--trust", options_.trust,
+                "PEM: the certificates of those who sign tokens, or with --signer of who issued theirs");
+    command
+        ->add_option("--signer", options_.signer,
+                     "the common name in a signer's certificate that one of --trust issued")
+        ->needs(trust);
+    return trust;
   }
   CLI::Option* AddToken(CLI::App* command) {
     return AddFile(command, "--token", options_.token, "the token; - for the standard input", true)

@@ -6,14 +6,14 @@ _norn_sso() {
       mapfile -t COMPREPLY < <(compgen -f -- "$current")
       return
       ;;
-    --sts | --user | --lifetime | --audience | --delegate-to) COMPREPLY=(); return ;;
+    --sts | --signer | --user | --lifetime | --audience | --delegate-to) COMPREPLY=(); return ;;
   esac
   case ${COMP_WORDS[1]} in
-    acquire) words='--sts --ca --trust --cert --key --user --by-certificate --by-token --password-file --lifetime
+    acquire) words='--sts --ca --trust --signer --cert --key --user --by-certificate --by-token --password-file --lifetime
       --audience --bearer --renewable --delegable --delegate-to --act-as --help' ;;
-    validate) words='--sts --ca --trust --token --help' ;;
-    renew) words='--sts --ca --trust --cert --key --token --lifetime --help' ;;
-    show) words='--trust --token --json --help' ;;
+    validate) words='--sts --ca --trust --signer --token --help' ;;
+    renew) words='--sts --ca --trust --signer --cert --key --token --lifetime --help' ;;
+    show) words='--trust --signer --token --json --help' ;;
     *) words='acquire validate renew show --help' ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")

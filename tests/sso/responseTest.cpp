@@ -154,11 +154,18 @@ TEST_F(ResponseTest, TokensInTheirTwoShapes) {
               handler_.ReadRenewedToken(Body(Answer(Requested(AssertionFactory::MakeToken(stranger)))));
             }),
             "signature: The token's signer is not trusted.");
-  AssertionFactory::SigningSpec nameless;
-  nameless.withCertificate = false;
-  const auto unnamed = AssertionFactory::SignAssertion(AssertionFactory::BuildAssertion(), signer_, nameless);
-  EXPECT_EQ(Reason([&] { handler_.ReadRenewedToken(Body(Answer(Requested(unnamed)))); }),
-            "signature: The token does not tell who signed it.");
+  // Who doesn't tell has to be one of those that are trusted.
+  const auto unnamed = [](const AssertionFactory::Identity& signer) {
+    return Body(Answer(Requested(AssertionFactory::SignAssertion(AssertionFactory::BuildAssertion(), signer,
+                                                                 {.withCertificate = false}))));
+  };
+  EXPECT_EQ(handler_.ReadRenewedToken(unnamed(signer_))->GetSubject().name, "admin");
+  EXPECT_EQ(Reason([&] { handler_.ReadRenewedToken(unnamed(stranger)); }),
+            "signature: The token's signer is not trusted.");
+  const auto large =
+      AssertionFactory::MakeToken(signer_, {.groups = {"d\\" + std::string(kLargestToken, 'g')}});
+  EXPECT_EQ(Reason([&] { handler_.ReadRenewedToken(Body(Answer(Requested(large)))); }),
+            "parse: Token is not well-formed XML: line 1, column 1: the text is larger than 65536 bytes");
 }
 
 TEST_F(ResponseTest, Verdicts) {

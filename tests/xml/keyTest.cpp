@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <openssl/err.h>
 
 #include <string>
 #include <vector>
@@ -32,26 +33,36 @@ TEST(KeyTest, RefusesWeakAndBrokenKeys) {
                              base64.substr(0, base64.size() - 4), "AA" + base64, base64 + base64}) {
     EXPECT_THROW(Certificate::FromBase64(broken), XmlSecurityException) << broken;
   }
+  EXPECT_THROW(Certificate::FromBase64(base64 + std::string(16 << 10, ' ')), XmlSecurityException);
+  EXPECT_EQ(ERR_peek_error(), 0u);
 }
 
 TEST(KeyTest, TrustsAnchorsAndWhatTheyIssued) {
   const auto root = MakeIdentity(KeyKind::EcP256, {.commonName = "root"});
   const auto middle = MakeIdentity(KeyKind::EcP256, {.commonName = "middle", .issuer = &root});
-  const auto leaf =
-      MakeIdentity(KeyKind::EcP256, {.commonName = "leaf", .issuer = &middle, .isAuthority = false});
+  const auto leafOf = [&](const char* name, const char* usage) {
+    return MakeIdentity(KeyKind::EcP256,
+                        {.commonName = name, .issuer = &middle, .isAuthority = false, .keyUsage = usage});
+  };
+  const auto leaf = leafOf("leaf", "digitalSignature");
   const auto stranger = MakeIdentity(KeyKind::EcP256, {.commonName = "root"});
-  const auto forged = MakeIdentity(KeyKind::EcP256, {.commonName = "forged", .issuer = &leaf});
-  const auto expired = MakeIdentity(
-      KeyKind::EcP256, {.commonName = "old", .issuer = &root, .startsInSeconds = -100, .endsInSeconds = -1});
-  const auto early =
-      MakeIdentity(KeyKind::EcP256, {.commonName = "new", .issuer = &root, .startsInSeconds = 100});
+  const auto forged =
+      MakeIdentity(KeyKind::EcP256, {.commonName = "leaf", .issuer = &leaf, .keyUsage = "digitalSignature"});
+  const auto issued = [](CertificateSpec spec, KeyKind kind = KeyKind::EcP256) {
+    spec.commonName = "leaf";
+    spec.keyUsage = "digitalSignature";
+    return MakeIdentity(kind, spec);
+  };
+  const auto expired = issued({.issuer = &root, .startsInSeconds = -100, .endsInSeconds = -1});
+  const auto early = issued({.issuer = &root, .startsInSeconds = 100});
   const auto oldRoot = MakeIdentity(KeyKind::EcP256, {.commonName = "aged", .endsInSeconds = -1});
-  const auto ofOldRoot = MakeIdentity(KeyKind::EcP256, {.commonName = "orphan", .issuer = &oldRoot});
-  const auto weak = MakeIdentity(KeyKind::Rsa1024, {.commonName = "weak", .issuer = &root});
+  const auto ofOldRoot = issued({.issuer = &oldRoot});
+  const auto weak = issued({.issuer = &root}, KeyKind::Rsa1024);
 
-  const auto anchors = TrustAnchors::FromPem("comment\n" + root.certificatePem + oldRoot.certificatePem);
+  const auto anchors =
+      TrustAnchors::FromPem("comment\n" + root.certificatePem + oldRoot.certificatePem, "leaf");
   EXPECT_TRUE(anchors->Trusts(*root.certificate));
-  EXPECT_TRUE(anchors->Trusts(*middle.certificate));
+  EXPECT_FALSE(anchors->Trusts(*middle.certificate));
   EXPECT_TRUE(anchors->Trusts(*leaf.certificate, {middle.certificate, stranger.certificate}));
   EXPECT_FALSE(anchors->Trusts(*leaf.certificate));
   EXPECT_FALSE(anchors->Trusts(*stranger.certificate, {stranger.certificate}));
@@ -59,11 +70,21 @@ TEST(KeyTest, TrustsAnchorsAndWhatTheyIssued) {
   for (const auto& refused : {expired, early, oldRoot, ofOldRoot, weak}) {
     EXPECT_FALSE(anchors->Trusts(*refused.certificate));
   }
-  // An anchor need not be an authority: then it is trusted for itself alone.
-  const TrustAnchors pinned({leaf.certificate});
+  // Not everybody who has a certificate of the authority signs tokens: a server has another name, or another
+  // use.
+  for (const auto& other : {leafOf("server", "digitalSignature"), leafOf("leaf", "keyEncipherment"),
+                            leafOf("leaf", nullptr), leafOf("leaf ", "digitalSignature")}) {
+    EXPECT_FALSE(anchors->Trusts(*other.certificate, {middle.certificate}));
+  }
+  // Without a name, an anchor is trusted for itself alone, an authority or not.
+  const TrustAnchors pinned({leaf.certificate, root.certificate, oldRoot.certificate});
   EXPECT_TRUE(pinned.Trusts(*leaf.certificate));
+  EXPECT_TRUE(pinned.Trusts(*root.certificate));
   EXPECT_FALSE(pinned.Trusts(*middle.certificate));
-  EXPECT_FALSE(pinned.Trusts(*forged.certificate));
+  EXPECT_FALSE(pinned.Trusts(*leafOf("leaf", "digitalSignature").certificate, {middle.certificate}));
+  ASSERT_EQ(pinned.GetKeys().size(), 2u);
+  EXPECT_TRUE(pinned.GetKeys()[0]->Matches(*leaf.key));
+  EXPECT_EQ(ERR_peek_error(), 0u);
 
   for (const auto& broken : {std::string(), std::string("text"), root.certificatePem.substr(0, 200),
                              root.certificatePem + root.certificatePem.substr(0, 200)}) {

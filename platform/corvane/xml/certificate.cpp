@@ -1,5 +1,5 @@
-#include <openssl/err.h>
 #include <openssl/pem.h>
+#include <openssl/x509v3.h>
 
 #include <algorithm>
 #include <new>
@@ -11,6 +11,7 @@
 namespace Corvane::Xml::Security {
 namespace {
 
+constexpr size_t kLongestBase64 = 16 << 10;
 constexpr int kLongestChain = 8;
 // 112 bits: RSA keys of 2048 bits, and no SHA-1 in a certificate's signature.
 constexpr int kSecurityLevel = 2;
@@ -23,9 +24,31 @@ X509* ReadPem(BIO* bio) {
   return PEM_read_bio_X509(bio, nullptr, nullptr, nullptr);
 }
 
+// The common name of the subject in UTF-8; empty when there is none or more than one.
+std::string GetOnlyCommonName(const X509* certificate) {
+  const X509_NAME* name = X509_get_subject_name(certificate);
+  const int first = X509_NAME_get_index_by_NID(name, NID_commonName, -1);
+  if (first < 0 || X509_NAME_get_index_by_NID(name, NID_commonName, first) >= 0) {
+    return {};
+  }
+  unsigned char* text = nullptr;
+  const int length = ASN1_STRING_to_UTF8(&text, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, first)));
+  const std::string commonName(reinterpret_cast<const char*>(text),
+                               length > 0 ? static_cast<size_t>(length) : 0);
+  OPENSSL_free(text);
+  return commonName;
+}
+
+// RFC 5280, section 4.2.1.3. A certificate that doesn't say so may not.
+bool MaySign(X509* certificate) {
+  return (X509_get_extension_flags(certificate) & EXFLAG_KUSAGE) != 0 &&
+         (X509_get_key_usage(certificate) & KU_DIGITAL_SIGNATURE) != 0;
+}
+
 }  // namespace
 
 Ref<Certificate> Certificate::FromPem(std::string_view pem) {
+  const ErrorScope errors;
   X509* certificate = ReadPem(ReadFrom(pem).get());
   if (certificate == nullptr) {
     FailWithOpenSsl("No certificate in PEM");
@@ -34,6 +57,7 @@ Ref<Certificate> Certificate::FromPem(std::string_view pem) {
 }
 
 Ref<Certificate> Certificate::FromDer(std::string_view der) {
+  const ErrorScope errors;
   const auto* position = reinterpret_cast<const unsigned char*>(der.data());
   const unsigned char* end = position + der.size();
   CertificatePtr certificate(d2i_X509(nullptr, &position, static_cast<long>(der.size())));
@@ -47,6 +71,9 @@ Ref<Certificate> Certificate::FromDer(std::string_view der) {
 }
 
 Ref<Certificate> Certificate::FromBase64(std::string_view text) {
+  if (text.size() > kLongestBase64) {
+    throw XmlSecurityException("The certificate is too long.");
+  }
   std::string compact(text);
   const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
   compact.erase(std::remove_if(compact.begin(), compact.end(), isBlank), compact.end());
@@ -78,6 +105,7 @@ std::string Certificate::GetBase64() const {
 }
 
 Ref<Key> Certificate::GetPublicKey() const {
+  const ErrorScope errors;
   EVP_PKEY* key = X509_get_pubkey(certificate_);
   if (key == nullptr) {
     FailWithOpenSsl("The certificate's key can't be read");
@@ -85,11 +113,19 @@ Ref<Key> Certificate::GetPublicKey() const {
   return MakeRef<Key>(key);
 }
 
+bool Certificate::IsInTime() const {
+  const ErrorScope errors;
+  return X509_cmp_current_time(X509_get0_notBefore(certificate_)) < 0 &&
+         X509_cmp_current_time(X509_get0_notAfter(certificate_)) > 0;
+}
+
 bool Certificate::operator==(const Certificate& other) const {
+  const ErrorScope errors;
   return X509_cmp(certificate_, other.certificate_) == 0;
 }
 
-Ref<TrustAnchors> TrustAnchors::FromPem(std::string_view pem) {
+Ref<TrustAnchors> TrustAnchors::FromPem(std::string_view pem, std::string signerName) {
+  const ErrorScope errors;
   std::vector<Ref<Certificate>> anchors;
   const BioPtr bio = ReadFrom(pem);
   while (X509* certificate = ReadPem(bio.get())) {
@@ -99,20 +135,21 @@ Ref<TrustAnchors> TrustAnchors::FromPem(std::string_view pem) {
   if (anchors.empty() || !isEnd) {
     FailWithOpenSsl("No certificate in PEM");
   }
-  ERR_clear_error();
-  return MakeRef<TrustAnchors>(anchors);
+  return MakeRef<TrustAnchors>(std::move(anchors), std::move(signerName));
 }
 
-TrustAnchors::TrustAnchors(const std::vector<Ref<Certificate>>& anchors) : store_(X509_STORE_new()) {
+TrustAnchors::TrustAnchors(std::vector<Ref<Certificate>> anchors, std::string signerName)
+    : anchors_(std::move(anchors)), signerName_(std::move(signerName)), store_(X509_STORE_new()) {
   if (store_ == nullptr) {
     throw std::bad_alloc();
   }
+  const ErrorScope errors;
   X509_VERIFY_PARAM* rules = X509_STORE_get0_param(store_);
   // An anchor is trusted as it stands: it need not be the root of its chain.
   X509_VERIFY_PARAM_set_flags(rules, X509_V_FLAG_PARTIAL_CHAIN);
   X509_VERIFY_PARAM_set_auth_level(rules, kSecurityLevel);
   X509_VERIFY_PARAM_set_depth(rules, kLongestChain);
-  for (const Ref<Certificate>& anchor : anchors) {
+  for (const Ref<Certificate>& anchor : anchors_) {
     X509_STORE_add_cert(store_, anchor->Get());
   }
 }
@@ -123,6 +160,31 @@ TrustAnchors::~TrustAnchors() {
 
 bool TrustAnchors::Trusts(const Certificate& certificate,
                           const std::vector<Ref<Certificate>>& intermediates) const {
+  const auto isSame = [&](const Ref<Certificate>& anchor) { return *anchor == certificate; };
+  if (std::any_of(anchors_.begin(), anchors_.end(), isSame)) {
+    return certificate.IsInTime();
+  }
+  const ErrorScope errors;
+  return !signerName_.empty() && GetOnlyCommonName(certificate.Get()) == signerName_ &&
+         MaySign(certificate.Get()) && IsIssued(certificate, intermediates);
+}
+
+std::vector<Ref<Key>> TrustAnchors::GetKeys() const {
+  std::vector<Ref<Key>> keys;
+  for (const Ref<Certificate>& anchor : anchors_) {
+    try {
+      if (anchor->IsInTime()) {
+        keys.push_back(anchor->GetPublicKey());
+      }
+    } catch (const XmlSecurityException&) {
+      // A key that is not accepted has signed nothing.
+    }
+  }
+  return keys;
+}
+
+bool TrustAnchors::IsIssued(const Certificate& certificate,
+                            const std::vector<Ref<Certificate>>& intermediates) const {
   const std::unique_ptr<STACK_OF(X509), StackDeleter> stack(sk_X509_new_null());
   const std::unique_ptr<X509_STORE_CTX, OpenSslDeleter<X509_STORE_CTX_free>> context(X509_STORE_CTX_new());
   if (stack == nullptr || context == nullptr) {
@@ -131,10 +193,8 @@ bool TrustAnchors::Trusts(const Certificate& certificate,
   for (const Ref<Certificate>& intermediate : intermediates) {
     sk_X509_push(stack.get(), intermediate->Get());
   }
-  const bool isTrusted = X509_STORE_CTX_init(context.get(), store_, certificate.Get(), stack.get()) == 1 &&
-                         X509_verify_cert(context.get()) == 1;
-  ERR_clear_error();
-  return isTrusted;
+  return X509_STORE_CTX_init(context.get(), store_, certificate.Get(), stack.get()) == 1 &&
+         X509_verify_cert(context.get()) == 1;
 }
 
 }  // namespace Corvane::Xml::Security

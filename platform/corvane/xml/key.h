@@ -13,8 +13,9 @@ struct x509_store_st;
 
 namespace Corvane::Xml::Security {
 
-// A public key, or a key pair: RSA of 2048 to 8192 bits, or EC on P-256, P-384 or P-521. Immutable, used by
-// any thread. What makes one throws XmlSecurityException for any other key, and for what is no key at all.
+// A public key, or a key pair: RSA of 2048 to 8192 bits with an exponent of up to 64, or EC on P-256, P-384
+// or P-521. Immutable, used by any thread. What makes one throws XmlSecurityException for any other key, and
+// for what is no key at all.
 class Key : public ObjectImpl {
  public:
   static Ref<Key> FromPublicPem(std::string_view pem);
@@ -40,7 +41,7 @@ class Certificate : public ObjectImpl {
   // The first certificate of a PEM text. Throws XmlSecurityException, as the following.
   static Ref<Certificate> FromPem(std::string_view pem);
   static Ref<Certificate> FromDer(std::string_view der);
-  // From base 64 of DER, as XML carries it; white space in it is skipped.
+  // From base 64 of DER, as XML carries it; white space in it is skipped. At most 16 KiB of text.
   static Ref<Certificate> FromBase64(std::string_view text);
   explicit Certificate(x509_st* certificate);
   ~Certificate() override;
@@ -49,6 +50,7 @@ class Certificate : public ObjectImpl {
   std::string GetBase64() const;
   // Throws XmlSecurityException when it is a key that is not accepted.
   Ref<Key> GetPublicKey() const;
+  bool IsInTime() const;
   // Byte for byte the same certificate.
   bool operator==(const Certificate& other) const;
 
@@ -58,19 +60,31 @@ class Certificate : public ObjectImpl {
   x509_st* certificate_;
 };
 
-// The certificates that are trusted because the host's administrator says so. Immutable, used by any thread.
+// The certificates that are trusted because the host's administrator says so. Each is pinned: it is trusted
+// for itself alone. An authority's certificate counts for those that it issued only together with a name that
+// the signer has to have; otherwise everybody who ever got a certificate of it, each TLS server among them,
+// could sign. Immutable, used by any thread.
 class TrustAnchors : public ObjectImpl {
  public:
   // All certificates of a PEM text, at least one. Throws XmlSecurityException.
-  static Ref<TrustAnchors> FromPem(std::string_view pem);
-  explicit TrustAnchors(const std::vector<Ref<Certificate>>& anchors);
+  static Ref<TrustAnchors> FromPem(std::string_view pem, std::string signerName = {});
+  // The name is the common name of a signer that an anchor issued; empty if only anchors sign.
+  explicit TrustAnchors(std::vector<Ref<Certificate>> anchors, std::string signerName = {});
   ~TrustAnchors() override;
 
-  // Whether the certificate is an anchor, or is issued by one, directly or through the given intermediates,
-  // and whether all of them are in their validity time now. Revocation is not looked at.
+  // Whether the certificate is an anchor; or has the signer's name as its only common name, a key usage that
+  // allows digital signatures, and is issued by an anchor, directly or through the given intermediates. All
+  // of them have to be in their validity time now. Revocation is not looked at.
   bool Trusts(const Certificate& certificate, const std::vector<Ref<Certificate>>& intermediates = {}) const;
 
+  // Of those anchors that are in their validity time now.
+  std::vector<Ref<Key>> GetKeys() const;
+
  private:
+  bool IsIssued(const Certificate& certificate, const std::vector<Ref<Certificate>>& intermediates) const;
+
+  std::vector<Ref<Certificate>> anchors_;
+  std::string signerName_;
   x509_store_st* store_;
 };
 
