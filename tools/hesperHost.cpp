@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "platform/corvane/textEscape.h"
 #include "platform/krell/host.h"
 #include "tools/tokenCommand.h"
 
@@ -60,6 +61,6 @@ int main(int argc, char** argv) try {
   if (list->parsed()) PrintVms(host);
   return 0;
 } catch (const std::exception& error) {
-  std::fprintf(stderr, "hesper-host: %s\n", error.what());
+  std::fprintf(stderr, "hesper-host: %s\n", Corvane::Detail::EscapeLine(error.what()).c_str());
   return 1;
 }

@@ -17,6 +17,9 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/corvane/jsonEscape.h"
+#include "platform/corvane/textEscape.h"
+
 namespace {
 
 using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
@@ -166,8 +169,8 @@ class Printer {
     rapidjson::StringBuffer line;
     JsonWriter writer(line);
     result->value.Accept(writer);
-    std::fwrite(line.GetString(), 1, line.GetSize(), stdout);
-    std::fputc('\n', stdout);
+    // What guests write is shown on terminals.
+    std::puts(Corvane::Detail::EscapeJson({line.GetString(), line.GetSize()}).c_str());
     if (std::fflush(stdout) != 0) throw std::runtime_error("standard output is closed");
     done_ = count_ != 0 && ++printed_ == count_;
   }
@@ -278,7 +281,7 @@ int main(int argc, char** argv) {
   try {
     Subscribe(options);
   } catch (const std::exception& fault) {
-    std::fprintf(stderr, "hesper-subscribe: %s\n", fault.what());
+    std::fprintf(stderr, "hesper-subscribe: %s\n", Corvane::Detail::EscapeLine(fault.what()).c_str());
     return 1;
   }
   return 0;

@@ -15,7 +15,7 @@ constexpr std::int64_t kLongestLife = 10LL * 366 * 24 * 3600;
 }  // namespace
 
 TokenCommand::TokenCommand(CLI::App& app)
-    : command_(app.add_subcommand("token", "print a token that this host's daemon takes")) {
+    : command_(app.add_subcommand("token", "make a token that this host's daemon takes")) {
   command_->add_option("--subject", subject_, "who the token speaks of")->required();
   command_
       ->add_option("--entitlement", entitlements_, "what it grants, such as GUEST_DATA_ACCESS; repeatable")
@@ -24,6 +24,7 @@ TokenCommand::TokenCommand(CLI::App& app)
   command_->add_option("--expires-in", expiresIn_, "seconds until it expires")
       ->check(CLI::Range(std::int64_t{1}, kLongestLife))
       ->capture_default_str();
+  command_->add_option("--out", out_, "a file to put the token into, for its owner alone; default: print it");
 }
 
 bool TokenCommand::IsAsked() const {
@@ -33,5 +34,10 @@ bool TokenCommand::IsAsked() const {
 void TokenCommand::Run() const {
   const auto now = NornToken::SecondsNow();
   const NornToken::TokenMint mint(Corvane::Paths::kTokenSigningKeyFile, Corvane::Paths::kTokenKeysFile);
-  std::puts(mint.Mint({subject_, entitlements_, now, now + expiresIn_}).c_str());
+  const auto token = mint.Mint({subject_, entitlements_, now, now + expiresIn_});
+  if (out_.empty()) {
+    std::puts(token.c_str());
+  } else {
+    NornToken::WriteTokenFile(out_, token);
+  }
 }

@@ -8,7 +8,7 @@ namespace CLI {
 class App;
 }
 
-// `hesper-host token`: prints a token that this host's daemon takes.
+// `hesper-host token`: prints, or puts into a file, a token that this host's daemon takes.
 class TokenCommand {
  public:
   // Keeps pointers to this object, which has to live as long as the app.
@@ -26,4 +26,5 @@ class TokenCommand {
   std::string subject_;
   std::vector<std::string> entitlements_;
   std::int64_t expiresIn_ = 3600;
+  std::string out_;
 };

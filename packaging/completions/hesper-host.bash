@@ -5,11 +5,15 @@ _hesper_host() {
     --entitlement) COMPREPLY=(GUEST_DATA_ACCESS); return ;;
     --cid | --bios-uuid | --vm-uuid | --mgr-vm-id | --subject | --expires-in) COMPREPLY=(); return ;;
   esac
+  if [[ $previous == --out ]]; then
+    mapfile -t COMPREPLY < <(compgen -f -- "$current")
+    return
+  fi
   case ${COMP_WORDS[1]} in
     add) words='--cid --bios-uuid --vm-uuid --mgr-vm-id --unprivileged --help' ;;
     remove) words='--cid --help' ;;
     list) words='--help' ;;
-    token) words='--subject --entitlement --expires-in --help' ;;
+    token) words='--subject --entitlement --expires-in --out --help' ;;
     *) words='add remove list token --help' ;;
   esac
   mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")

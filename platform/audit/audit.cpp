@@ -1,9 +1,7 @@
 #include "platform/audit/audit.h"
 
 #include <array>
-#include <boost/locale/utf.hpp>
 #include <chrono>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -11,50 +9,22 @@
 #include <string_view>
 
 #include "platform/audit/auditFile.h"
+#include "platform/corvane/jsonEscape.h"
 #include "platform/corvane/paths.h"
-#include "platform/corvane/textEscape.h"
 
 namespace {
 
 constexpr std::size_t kMaxTextBytes = 256;
 constexpr std::size_t kLongestCharacter = 4;
 constexpr std::string_view kCut = "...";
-constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-
-// In UTF-16, as JSON's escapes are (RFC 8259, 7).
-std::string Escape(std::uint32_t character) {
-  std::array<char, 13> text{};
-  if (character < 0x10000) {
-    std::snprintf(text.data(), text.size(), "\\u%04x", character);
-  } else {
-    const auto offset = character - 0x10000;
-    std::snprintf(text.data(), text.size(), "\\u%04x\\u%04x", 0xd800 + (offset >> 10),
-                  0xdc00 + (offset & 0x3ff));
-  }
-  return text.data();
-}
-
-// Takes the next character, and gives what stands for it in a JSON string that can be shown on a terminal.
-std::string Take(const char*& at, const char* end) {
-  namespace Utf = boost::locale::utf;
-  const char* const start = at;
-  const auto character = Utf::utf_traits<char>::decode(at, end);
-  if (!Utf::is_valid_codepoint(character)) {
-    // One byte at a time, so that a good character right behind a bad byte is not lost.
-    at = start + 1;
-    return std::string(kReplacement);
-  }
-  const std::string_view text(start, static_cast<std::size_t>(at - start));
-  if (text == "\"" || text == "\\") return std::string("\\").append(text);
-  return Corvane::Detail::IsPlainLine(text) ? std::string(text) : Escape(character);
-}
 
 void PutText(std::string& line, const char* text) {
   line += '"';
   const char* at = text == nullptr ? "" : text;
   const char* const end = at + strnlen(at, kMaxTextBytes + kLongestCharacter);
   for (const auto start = line.size(); at != end;) {
-    const auto character = Take(at, end);
+    auto character = Corvane::Detail::TakeForJson(at, end);
+    if (character == "\"" || character == "\\") character.insert(0, 1, '\\');
     if (line.size() - start + character.size() > kMaxTextBytes) {
       line += kCut;
       break;

@@ -112,12 +112,12 @@ JsonPtr ReadKeySet(const std::string& path) {
   return set;
 }
 
-void ReplaceFile(const std::string& path, const std::string& text) {
+void ReplaceFile(const std::string& path, const std::string& text, mode_t mode) {
   const auto fresh = path + ".new";
   // What an interrupted run may have left.
   unlink(fresh.c_str());
-  const Descriptor file(open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
-  if (file.get() < 0 || fchmod(file.get(), 0644) != 0) FailWithErrno(fresh);
+  const Descriptor file(open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+  if (file.get() < 0 || fchmod(file.get(), mode) != 0) FailWithErrno(fresh);
   errno = WriteAll(file.get(), text);
   if (errno != 0 || std::rename(fresh.c_str(), path.c_str()) != 0) FailWithErrno(path);
 }
@@ -139,7 +139,7 @@ void Publish(const SigningKey& key, const std::string& path) {
   if (json_array_append_new(keys, key.PublicPart().release()) != 0) throw MintError("out of memory");
   const TextPtr text(json_dumps(set.get(), JSON_INDENT(2)));
   if (!text) Fail(path, "it could not be written");
-  ReplaceFile(path, text.get() + std::string("\n"));
+  ReplaceFile(path, text.get() + std::string("\n"), 0644);
 }
 
 std::string ClaimsText(const TokenClaims& claims) {
@@ -172,6 +172,13 @@ std::string Sign(const SigningKey& key, const std::string& claims) {
 }
 
 }  // namespace
+
+void WriteTokenFile(const std::string& path, const std::string& token) {
+  struct stat status {};
+  // A link would be replaced and not followed, but that's not what its owner expects.
+  if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) Fail(path, "it is no regular file");
+  ReplaceFile(path, token + "\n", 0600);
+}
 
 TokenMint::TokenMint(std::string signingKeyFile, std::string keysFile)
     : signingKeyFile_(std::move(signingKeyFile)), keysFile_(std::move(keysFile)) {}

@@ -37,4 +37,8 @@ class TokenMint {
   std::string keysFile_;
 };
 
+// Puts a token into a file, new or replaced as a whole, that its owner alone may read, whatever the umask.
+// Throws MintError, also where the path names a link or anything else but a regular file.
+void WriteTokenFile(const std::string& path, const std::string& token);
+
 }  // namespace NornToken

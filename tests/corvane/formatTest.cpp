@@ -5,13 +5,16 @@
 #include <cstdint>
 #include <limits>
 
+#include "platform/corvane/jsonEscape.h"
 #include "platform/corvane/panic.h"
 #include "platform/corvane/textEscape.h"
 
 namespace {
 
 using Corvane::Detail::ASPrintInternal;
+using Corvane::Detail::EscapeJson;
 using Corvane::Detail::EscapeLine;
+using Corvane::Detail::EscapeName;
 using Corvane::Detail::IsPlainLine;
 
 TEST(Format, ArgumentsOfAllKinds) {
@@ -47,6 +50,19 @@ TEST(Escape, WhatCouldForgeOrHideALine) {
     EXPECT_FALSE(IsPlainLine(text)) << escaped;
     EXPECT_EQ(EscapeLine(text), escaped);
   }
+}
+
+TEST(Escape, NamesAreCutByWhatIsShownOfThem) {
+  const std::string most(256, 'n');
+  EXPECT_EQ(EscapeName(most), most);
+  EXPECT_EQ(EscapeName(most + "n"), most + "...");
+  EXPECT_EQ(EscapeName(std::string(1 << 20, '\x01')).size(), 259U);
+  EXPECT_EQ(EscapeName(most.substr(2) + "\xe2\x82\xac"), most.substr(2) + "...");
+}
+
+TEST(Escape, JsonKeepsItsValue) {
+  EXPECT_EQ(EscapeJson("{\"a\\n\":\"\x7f\xc2\x9b\xe2\x80\xae\xe2\x82\xac\xff\"}"),
+            "{\"a\\n\":\"\\u007f\\u009b\\u202e\xe2\x82\xac\xef\xbf\xbd\"}");
 }
 
 TEST(PanicDeathTest, NamesThePlace) {

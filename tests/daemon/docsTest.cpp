@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/corvane/temporaryFolder.h"
 #include "tests/support/daemon.h"
 
 namespace {
@@ -35,6 +36,8 @@ std::vector<std::string> ShellBlocks(const std::string& fileName) {
 }
 
 TEST(ApiDocument, EveryCommandRuns) {
+  // Where the token is put.
+  const TemporaryFolder folder;
   Daemon daemon;
   Vm vm(5);
   // What the documented subscribers wait for.
@@ -51,8 +54,9 @@ TEST(ApiDocument, EveryCommandRuns) {
   // The first block is what the others start from.
   for (const auto& block : std::span(blocks).subspan(1)) {
     const auto script = TestHost().Directory() + ".sh";
-    std::ofstream(script) << "set -eu\nexport PATH=" PROGRAMS_FOLDER ":$PATH\nAPI=http://127.0.0.1:"
-                          << daemon.port() << "/api\nPORT=" << daemon.port() << "\n"
+    std::ofstream(script) << "set -eu\ncd " << folder / ""
+                          << "\nexport PATH=" PROGRAMS_FOLDER ":$PATH\nAPI=http://127.0.0.1:" << daemon.port()
+                          << "/api\nPORT=" << daemon.port() << "\n"
                           << blocks.front() << block;
     EXPECT_EQ(std::system(("timeout 30 bash " + script + " > " + script + ".out 2>&1").c_str()), 0) << block;
     std::ifstream output(script + ".out");

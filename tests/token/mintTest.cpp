@@ -86,4 +86,19 @@ TEST_F(TokenMintTest, LeavesFilesAloneThatItCanNotTrust) {
   EXPECT_EQ(access((folder_ / "victim").c_str(), F_OK), -1);
 }
 
+TEST_F(TokenMintTest, FilesAreForTheirOwnerAloneAndLinksAreRefused) {
+  const auto path = folder_ / "token";
+  const auto before = umask(0);
+  NornToken::WriteTokenFile(path, "a");
+  EXPECT_EQ(Mode(path), 0600U);
+  EXPECT_EQ(chmod(path.c_str(), 0666), 0);
+  NornToken::WriteTokenFile(path, "b");
+  umask(before);
+  EXPECT_EQ(Mode(path), 0600U);
+  EXPECT_EQ(ReadFile(path), "b\n");
+  EXPECT_EQ(rename(path.c_str(), (path + ".target").c_str()) | symlink("token.target", path.c_str()), 0);
+  EXPECT_THROW(NornToken::WriteTokenFile(path, "c"), NornToken::MintError);
+  EXPECT_EQ(ReadFile(path), "b\n");
+}
+
 }  // namespace
