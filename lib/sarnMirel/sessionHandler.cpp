@@ -40,7 +40,8 @@ Mirel::Data::DataValuePtr SessionHandler::LogIn(const std::string& apiSessionId)
     return MakeUnauthenticatedError();
   }
   const auto auth = session->GetAuthData();
-  if (!auth) return MakeUnauthenticatedError();
+  // Only a call that is let in keeps the session.
+  if (!auth || !session->Access()) return MakeUnauthenticatedError();
   const auto user = auth->GetUsername();
   const auto authData = Mirel::Data::StructValue::GetInstance("CorvaneSession");
   authData->SetField("username", DataValue::Create(user));

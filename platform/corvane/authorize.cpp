@@ -37,9 +37,6 @@ void AuthorizeManager::AddConnection(Session* session, const std::string& user,
   if (!session->SetUser(std::move(data), replace, lifetime)) {
     throw InvalidStateException("the session belongs to a user already");
   }
-  if (lifetime == 0) {
-    session->End();
-  }
 }
 
 void AuthorizeManager::Grant(std::string_view user, std::string_view object, std::string_view privilege) {

@@ -46,9 +46,9 @@ class AuthorizeManager : public ObjectImpl {
   static void GetInstance(Ref<AuthorizeManager>& out);
 
   // Connects the session to a user, until the session ends. With an expiry, it is asked once, here, and the
-  // session ends when the time that it gives has come, leases or not; steps of the wall clock until then
-  // don't count. A time that is not after now ends the session at once. What the expiry throws passes
-  // through, and the session stays as it was.
+  // session ends when the time that it gives has come, or with its last lease after that; steps of the wall
+  // clock until then don't count. A time that is not after now has come already. What the expiry throws
+  // passes through, and the session stays as it was.
   //
   // A session that has a user gets the new one with replace; without, InvalidStateException is thrown, so
   // that nobody comes into another one's session by mistake. A session that has ended is left alone.

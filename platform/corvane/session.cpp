@@ -49,19 +49,21 @@ struct Session::State : ExpiryTimer::Client, std::enable_shared_from_this<State>
 
   State(int64_t timeout, Ref<ExpiryTimer> itsTimer)
       : timer(std::move(itsTimer)), idleTimeout(timeout), created(UtcNow()) {
-    Touch();
+    Touch(timer->Now());
   }
 
   void OnTime(int64_t now) override;
   bool End();
   void EndLocked(std::unique_lock<std::mutex> lock);
+  // Leaves the later ends to the timer.
+  void EndIfDue(std::unique_lock<std::mutex> lock, int64_t now);
 
-  void Touch() {
-    lastAccess = timer->Now();
+  void Touch(int64_t now) {
+    lastAccess = now;
     lastAccessUtc = UtcNow();
   }
   int64_t Due() const {
-    return std::min(leases == 0 ? After(lastAccess, idleTimeout) : kNever, connectionExpiry);
+    return leases == 0 ? std::min(After(lastAccess, idleTimeout), connectionExpiry) : kNever;
   }
   void AskFor(int64_t due) {
     timer->Move(shared_from_this(), asked, due);
@@ -125,6 +127,14 @@ void Session::State::EndLocked(std::unique_lock<std::mutex> lock) {
   }
 }
 
+void Session::State::EndIfDue(std::unique_lock<std::mutex> lock, int64_t now) {
+  if (Due() > now) {
+    AskForEarlier();
+  } else {
+    EndLocked(std::move(lock));
+  }
+}
+
 Session::Session(int64_t idleTimeoutMicroseconds, const Ref<ExpiryTimer>& timer)
     : state_(std::make_shared<State>(idleTimeoutMicroseconds, timer)) {
   const std::lock_guard lock(state_->mutex);
@@ -183,10 +193,12 @@ int64_t Session::GetLastAccessTime() const {
 
 bool Session::Access() {
   const std::lock_guard lock(state_->mutex);
-  if (!state_->ended) {
-    state_->Touch();
+  const int64_t now = state_->timer->Now();
+  if (state_->ended || now >= state_->connectionExpiry) {
+    return false;
   }
-  return !state_->ended;
+  state_->Touch(now);
+  return true;
 }
 
 void Session::SetIdleTimeout(int64_t microseconds) {
@@ -201,12 +213,13 @@ void Session::AddLease() {
 }
 
 void Session::RemoveLease() {
-  const std::lock_guard lock(state_->mutex);
-  if (state_->leases == 0 || --state_->leases > 0) {
+  std::unique_lock lock(state_->mutex);
+  if (state_->ended || state_->leases == 0 || --state_->leases > 0) {
     return;
   }
-  state_->Touch();
-  state_->AskForEarlier();
+  const int64_t now = state_->timer->Now();
+  state_->Touch(now);
+  state_->EndIfDue(std::move(lock), now);
 }
 
 bool Session::HasEnded() const {
@@ -219,7 +232,7 @@ bool Session::End() {
 }
 
 bool Session::SetUser(Ref<Authorize::UserData> user, bool replace, int64_t lifetime) {
-  const std::lock_guard lock(state_->mutex);
+  std::unique_lock lock(state_->mutex);
   if (state_->ended) {
     return true;
   }
@@ -227,8 +240,9 @@ bool Session::SetUser(Ref<Authorize::UserData> user, bool replace, int64_t lifet
     return false;
   }
   std::swap(state_->user, user);
-  state_->connectionExpiry = After(state_->timer->Now(), lifetime);
-  state_->AskForEarlier();
+  const int64_t now = state_->timer->Now();
+  state_->connectionExpiry = After(now, lifetime);
+  state_->EndIfDue(std::move(lock), now);
   return true;
 }
 

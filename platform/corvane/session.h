@@ -32,13 +32,14 @@ class SessionAuthData : public SessionObject {
 
 // A session of the host, known by an identifier that nobody can guess. Safe from any thread.
 //
-// It ends once: when it has had no lease and no access for its idle timeout, when the connection to its user
-// expires, when the manager removes it, with the manager, or when its last reference goes. Its objects are
-// then told and released, and its authentication data is cleared, so that a session that its own data refers
-// to doesn't stay for ever. Whoever has a reference may use it on, but it stays without data.
+// It ends once: when it has no lease and has had no access for its idle timeout, when it has no lease and the
+// connection to its user has expired, when the manager removes it, with the manager, or when its last
+// reference goes. Its objects are then told and released, and its authentication data is cleared, so that a
+// session that its own data refers to doesn't stay for ever. Whoever has a reference may use it on, but it
+// stays without data.
 //
-// Whoever wants to work within a session takes a lease and then looks whether it has ended. If it has not, it
-// doesn't end by idleness until the lease is given back.
+// Whoever wants to work within a session takes a lease and then looks whether it has ended. If it has not, no
+// time ends it until the lease is given back.
 class Session : public ObjectImpl {
  public:
   Session(int64_t idleTimeoutMicroseconds, const Ref<ExpiryTimer>& timer);
@@ -63,13 +64,16 @@ class Session : public ObjectImpl {
   int64_t GetCreationTime() const;
   int64_t GetLastAccessTime() const;
 
-  // Starts the idle time anew. False, with no effect, when the session has ended.
+  // Starts the idle time anew, for a call that has been let in. False, with no effect, when the session has
+  // ended, or its connection has expired and it only waits for the leases of calls that run: no new call may
+  // come in then, or calls that overlap would keep it for ever.
   bool Access();
   // Counts from the last access, also for less than before. With 0 or less the session ends as soon as it has
   // no lease.
   void SetIdleTimeout(int64_t microseconds);
 
-  // Giving back the last lease starts the idle time anew. Giving back one that nobody took has no effect.
+  // Giving back the last lease starts the idle time anew, or ends the session at once when its connection has
+  // expired meanwhile. Giving back one that nobody took has no effect.
   void AddLease();
   void RemoveLease();
 

@@ -167,7 +167,7 @@ bool SessionManager::Remove(std::string_view id) {
 
 bool SessionManager::Find(std::string_view id, Ref<Session>& out) {
   out = table_->Find(SecretKey(id));
-  if (out && !out->Access()) {
+  if (out && out->HasEnded()) {
     out.reset();
   }
   return static_cast<bool>(out);

@@ -36,7 +36,8 @@ class SessionManager : public ObjectImpl {
   // Ends the session. Gives whether it was there and this call ended it.
   bool Remove(std::string_view id);
 
-  // Counts as an access. Gives false, and null, for a session that isn't there or has ended.
+  // Gives false, and null, for a session that isn't there or has ended. Doesn't count as an access: whoever
+  // lets a call into the session says so with Session::Access, so that calls that are refused don't keep it.
   bool Find(std::string_view id, Ref<Session>& out);
 
   size_t GetCount() const;

@@ -62,7 +62,6 @@ TEST_F(AuthorizeTest, SessionEndsWhenItsConnectionExpires) {
     EXPECT_EQ(user->GetUserName() + user->GetLogin()->GetUserName(), "alicealice");
     return DateTime(now.GetUtcTime() + 1000);
   });
-  session_->AddLease();
   time_.Pass(999);
   EXPECT_FALSE(session_->HasEnded());
   time_.Pass(1);
@@ -76,6 +75,22 @@ TEST_F(AuthorizeTest, SessionEndsWhenItsConnectionExpires) {
   Connect(*endless, "alice", false, At(std::numeric_limits<int64_t>::max()));
   time_.Pass(999'999);
   EXPECT_FALSE(endless->HasEnded());
+}
+
+// Calls that run go on with their privileges; those that come later would keep the session for ever.
+TEST_F(AuthorizeTest, LeasesOutliveTheConnectionAndNothingElseDoes) {
+  manager_.Grant("alice", "vm-1", "read");
+  Connect(*session_, "alice", false, In(1000));
+  session_->AddLease();
+  session_->AddLease();
+  time_.Pass(999);
+  EXPECT_TRUE(session_->Access());
+  time_.Pass(1);
+  EXPECT_FALSE(session_->Access());
+  session_->RemoveLease();
+  EXPECT_TRUE(manager_.HasPrivilege(session_.get(), "vm-1", "read"));
+  session_->RemoveLease();
+  EXPECT_TRUE(session_->HasEnded());
 }
 
 TEST_F(AuthorizeTest, UserIsNotReplacedByMistake) {

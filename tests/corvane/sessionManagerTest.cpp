@@ -41,7 +41,7 @@ TEST(SessionManager, FindsWhatItHasAndRefusesWhatIsTooMuch) {
   EXPECT_TRUE(manager.Add(c));
 }
 
-TEST(SessionManager, FindingIsAnAccessAndAnEndIsLeaving) {
+TEST(SessionManager, FindingIsNoAccessAndAnEndIsLeaving) {
   ManualTime time;
   auto manager = MakeRef<SessionManager>();
   Ref<Session> found;
@@ -49,7 +49,9 @@ TEST(SessionManager, FindingIsAnAccessAndAnEndIsLeaving) {
   const auto idle = time.MakeSession(100);
   EXPECT_TRUE(manager->Add(used) && manager->Add(idle));
   time.Pass(60);
-  EXPECT_TRUE(manager->Find(used->GetId(), found));
+  EXPECT_TRUE(manager->Find(used->GetId(), found) && manager->Find(idle->GetId(), found));
+  EXPECT_NE(manager->IssueCloneTicket(idle->GetId()), "");
+  EXPECT_TRUE(used->Access());
   time.Pass(60);
   EXPECT_EQ(manager->GetCount(), 1U);
   EXPECT_FALSE(manager->Remove(idle->GetId()) || used->HasEnded());

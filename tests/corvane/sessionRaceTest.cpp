@@ -2,6 +2,7 @@
 
 #include <array>
 #include <deque>
+#include <functional>
 #include <mutex>
 #include <random>
 #include <thread>
@@ -9,6 +10,7 @@
 
 #include "platform/corvane/session.h"
 #include "platform/corvane/sessionManager.h"
+#include "tests/corvane/interruption.h"
 #include "tests/corvane/sessionSupport.h"
 
 namespace {
@@ -116,27 +118,51 @@ TEST(SessionRace, EachEndsOnceAndNoneUnderItsLease) {
   arena.EndAll();
 }
 
-// Finding an end is faster than making one: the threads that are behind catch up with the first one again and
-// again.
-TEST(SessionRace, OneOfManyEndsIt) {
-  ManualTime time;
-  std::vector<Ref<Session>> sessions(20'000);
-  for (auto& session : sessions) {
-    session = time.MakeSession(kIdleTimeout);
-  }
-  std::atomic<size_t> ends{0};
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (const auto& session : sessions) {
-        ends += session->End() ? 1 : 0;
+// What two threads want of one session; each says whether it got it, and one of them has to.
+struct Rivalry {
+  const char* name;
+  int64_t idleTimeout;
+  bool leased;
+  std::function<bool(ManualTime&, Session&)> end;
+  std::function<bool(Session&)> rival;
+};
+
+bool TakeLease(Session& session) {
+  session.AddLease();
+  return !session.HasEnded();
+}
+
+TEST(SessionRace, NothingComesBetweenTheCheckAndTheEnd) {
+  const auto beIdle = [](ManualTime& time, Session& session) {
+    time.Pass(1);
+    return session.HasEnded();
+  };
+  const auto giveLeaseBack = [](ManualTime&, Session& session) {
+    session.RemoveLease();
+    return session.HasEnded();
+  };
+  const Rivalry rivalries[] = {
+      {"idleness and lease", 1, false, beIdle, &TakeLease},
+      {"idleness and access", 1, false, beIdle, &Session::Access},
+      {"last lease and new one", 0, true, giveLeaseBack, &TakeLease},
+      {"two ends", 1, false, [](ManualTime&, Session& session) { return session.End(); }, &Session::End}};
+  for (const auto& [name, idleTimeout, leased, end, rival] : rivalries) {
+    for (int gap = 0;; ++gap) {
+      ManualTime time;
+      const auto session = time.MakeSession(idleTimeout);
+      if (leased) {
+        session->AddLease();
       }
-    });
+      bool won = false;
+      const Interruption interruption(gap, [&] { won = rival(*session); });
+      const bool ended = end(time, *session);
+      if (!interruption.HasHappened()) {
+        ASSERT_GE(gap, 2) << name;
+        break;
+      }
+      EXPECT_NE(ended, won) << name << ", gap " << gap;
+    }
   }
-  for (auto& thread : threads) {
-    thread.join();
-  }
-  EXPECT_EQ(ends, sessions.size());
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include "framework/json/valueWriter.h"
 #include "lib/sarnMirel/refValue.h"
 #include "platform/corvane/authenticate.h"
+#include "platform/corvane/authorize.h"
+#include "platform/corvane/dateTime.h"
 #include "tests/sarnMirel/bridgeEnvironment.h"
 
 namespace SarnMirel {
@@ -59,6 +61,37 @@ TEST(SessionFunctions, SessionOfALogin) {
   });
   EXPECT_EQ(session->GetAuthData()->GetUsername(), "alice");
   EXPECT_EQ(asked, "alice");
+}
+
+// The login's session belongs to its user, for as long as the service says and as long as it's used.
+TEST(SessionFunctions, SessionOfALoginHasItsTimesAndItsConnection) {
+  using Corvane::System::DateTime;
+  const auto expiring = [](std::int64_t lifetime) {
+    return [lifetime](const auto&) {
+      return [lifetime](Corvane::Authorize::UserData*, const DateTime& now) {
+        return DateTime(now.GetUtcTime() + lifetime);
+      };
+    };
+  };
+  Corvane::Ref<Corvane::Authorize::AuthorizeManager> privileges;
+  Corvane::Authorize::AuthorizeManager::GetInstance(privileges);
+  privileges->Grant("alice", "vm-1", "read");
+  const auto session = CreateSessionFromAuthData(Login("alice"), kMinute, expiring(kMinute));
+  EXPECT_TRUE(privileges->HasPrivilege(session.get(), "vm-1", "read"));
+  privileges->Revoke("alice", "vm-1", "read");
+  EXPECT_TRUE(CreateSessionFromAuthData(Login("alice"), kMinute, expiring(0))->HasEnded());
+
+  const auto endsIdle = [](const SessionRef& one) {
+    one->AddLease();
+    one->RemoveLease();
+    return one->HasEnded();
+  };
+  EXPECT_FALSE(endsIdle(session));
+  EXPECT_TRUE(endsIdle(CreateSessionFromAuthData(Login("alice"), 0, nullptr)));
+  const auto login = Login("alice");
+  const auto attached = AttachSessionToAuthData(login, kMinute, nullptr);
+  FindOrCreateSession(Activation({}, login), 0, nullptr);
+  EXPECT_TRUE(endsIdle(attached)) << "its idle time is that of the last one who asked for it";
 }
 
 TEST(SessionFunctions, FindBeforeTheyMake) {
