@@ -22,7 +22,7 @@ bool AppendAll(const MethodCollectionPrivilege& rule, const Data::DataValuePtr& 
   for (const auto& element : list->elements()) {
     if (!AppendOne(rule, element, required)) return false;
   }
-  return true;
+  return !list->elements().empty();
 }
 
 Data::DataValuePtr Argument(const Data::DataValuePtr& input, const std::string& path) {

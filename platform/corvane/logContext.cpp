@@ -13,6 +13,28 @@ struct Entry {
 
 thread_local std::vector<Entry> tEntries;
 
+bool IsPlain(std::string_view value) {
+  return !value.empty() && std::all_of(value.begin(), value.end(), [](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' ||
+           c == '_' || c == '.' || c == ':';
+  });
+}
+
+// In quotation marks if it could be taken for more than one value.
+std::string Quote(const std::string& value) {
+  if (IsPlain(value)) {
+    return value;
+  }
+  std::string quoted = "\"";
+  for (const char c : value) {
+    if (c == '"' || c == '\\') {
+      quoted += '\\';
+    }
+    quoted += c;
+  }
+  return quoted + '"';
+}
+
 }  // namespace
 
 LogContext SetLogContext(std::string_view key, std::optional<std::string> value) {
@@ -37,7 +59,7 @@ LogContext SetLogContext(std::string_view key, std::optional<std::string> value)
 std::string GetLogContextText() {
   std::string text;
   for (const Entry& entry : tEntries) {
-    text.append(" ").append(entry.key).append("=").append(entry.value);
+    text.append(" ").append(entry.key).append("=").append(Quote(entry.value));
   }
   return text;
 }

@@ -154,10 +154,10 @@ TEST_F(AuthzPrivileges, AreCheckedOnEachObjectThatTheCallNames) {
   EXPECT_EQ(Check("p.q.s", "OP", Input(x)), root + "op vm x View;");
   EXPECT_EQ(Check("p.q.s", "OP", Input(Vms({y, x}))), root + "op vm y View;op vm x View;");
   EXPECT_EQ(Check("p.q.s", "OP", Input(std::make_shared<Data::OptionalValue>(x))), root + "op vm x View;");
-  EXPECT_EQ(Check("p.q.s", "OP", Input(Vms({}))), root);
   const auto noObject = kUnauthorized + ": The call of p.q.s.op does not name the objects that it is about.";
-  for (const Data::DataValuePtr& vm : {Data::DataValuePtr(), Data::DataValue::Create(""),
-                                       Data::DataValue::Create(true), Vms({x, nullptr}), Vms({Vms({x})})})
+  for (const Data::DataValuePtr& vm :
+       {Data::DataValuePtr(), Data::DataValue::Create(""), Data::DataValue::Create(true), Vms({x, nullptr}),
+        Vms({Vms({x})}), Vms({})})
     EXPECT_EQ(Check("p.q.s", "OP", Input(vm)), noObject);
   EXPECT_EQ(Check("p.q.s", "OP", nullptr), noObject);
   refusal = Data::ErrorValue::Create("refused", {});

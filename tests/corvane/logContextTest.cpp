@@ -30,7 +30,9 @@ TEST(LogContext, RecordsShowItUntilTheScopeEnds) {
     try {
       const LogContextOnStack inner(SetLogContext("opId", "1f0c-2\nforged"));
       const LogContextOnStack without(SetLogContext("vm", std::nullopt));
-      EXPECT_EQ(Line(), "x opId=1f0c-2\\nforged\n");
+      EXPECT_EQ(Line(), "x opId=\"1f0c-2\\nforged\"\n");
+      SetLogContext("opId", R"(1 vm=forged" \)");
+      EXPECT_EQ(Line(), "x opId=\"1 vm=forged\\\" \\\\\"\n");
       throw std::runtime_error("bad");
     } catch (const std::runtime_error&) {
       EXPECT_EQ(Line(), "x opId=1f0c vm=a\n");

@@ -199,7 +199,7 @@ TEST_F(OpIdFilterTest, IdentifierIsInTheContextOfTheCallAlone) {
 
 TEST_F(OpIdFilterTest, HostileIdentifiersForgeNothing) {
   const auto forged = Invoke("x\n2026-01-01T00:00:00 error forged\r\x1b[2J\xff");
-  EXPECT_NE(forged.find("\nprovider opId=x\\n2026-01-01T00:00:00 error forged\\r\\x1b[2J\\xff-"),
+  EXPECT_NE(forged.find("\nprovider opId=\"x\\n2026-01-01T00:00:00 error forged\\r\\x1b[2J\\xff-"),
             forged.npos);
   // An odd offset, so that the bound is inside a character.
   std::string large = "x";

@@ -1,9 +1,12 @@
 #include <gmock/gmock.h>
 
 #include "examples/token-service/assertionFactory.h"
+#include "framework/core/securitySchemes.h"
 #include "lib/sarnMirel/samlHokHandler.h"
 #include "lib/sarnMirel/sessionHandler.h"
 #include "lib/sarnMirel/sessionMapping.h"
+#include "lib/sarnMirel/userPassHandler.h"
+#include "platform/corvane/authenticate.h"
 #include "platform/corvane/exception.h"
 #include "platform/corvane/log.h"
 #include "sso/samlToken.h"
@@ -62,6 +65,27 @@ TEST(SessionHandler, KnowsLiveSessionsOfTheTable) {
   session->SetAuthData(nullptr);
   EXPECT_EQ(Ask(handler, InSession("api")), kRefused);
   Manager().Remove(id);
+}
+
+TEST(UserPassHandler, TakesWhomTheHostTakesAndTheServiceKeeps) {
+  Corvane::Ref<Corvane::System::AuthTokenHelper> login;
+  bool keeps = true;
+  UserPassHandler handler([&](const auto&, const auto&) { return login; }, Logger::Create({}),
+                          [&](auto* helper, const auto& authData) {
+                            authData->SetField("login", DataValue::Create(helper->GetUserName()));
+                            return keeps;
+                          });
+  const Entries alice = {{"schemeId", Mirel::Core::Security::kUserPassScheme},
+                         {Mirel::Core::Security::kUserNameKey, "alice"},
+                         {Mirel::Core::Security::kPasswordKey, "secret"}};
+  EXPECT_EQ(Ask(handler, InSession("api")), "anonymous");
+  EXPECT_EQ(Ask(handler, alice), kRefused) << "the host knows no such login";
+  login = Corvane::MakeRef<Corvane::System::AuthTokenHelper>("alice@host");
+  EXPECT_EQ(Ask(handler, alice), "CorvaneUserPass username=alice login=alice@host");
+  keeps = false;
+  EXPECT_EQ(Ask(handler, alice), kRefused);
+  UserPassHandler plain([&](const auto&, const auto&) { return login; }, Logger::Create({}), nullptr);
+  EXPECT_EQ(Ask(plain, alice), "CorvaneUserPass username=alice");
 }
 
 class SamlHok : public testing::Test {
