@@ -11,8 +11,8 @@
 namespace SsoClient {
 
 // Makes the requests to a token service: each operation gives the text of one SOAP 1.1 request, and the value
-// of its SOAPAction header. The first request of a negotiation also gives the negotiation's id to who wants it;
-// the next ones name it, unless the service has given another one. Throws
+// of its SOAPAction header. The first request of a negotiation also gives the negotiation's id to who wants
+// it; the next ones name it, unless the service has given another one. Throws
 // Corvane::InvalidArgumentException and Corvane::InvalidStateException.
 class RequestBuilder {
  public:
