@@ -1,12 +1,14 @@
 #include "platform/corvane/panic.h"
 
-#include <cstdio>
 #include <cstdlib>
+
+#include "platform/corvane/format.h"
+#include "platform/corvane/standardError.h"
 
 namespace Corvane::Detail {
 
 void Panic(const char* kind, const char* file, int line) noexcept {
-  std::fprintf(stderr, "%s %s:%d\n", kind, file, line);
+  Service::StandardError::Get().Write(ASPrintInternal("%1 %2:%3\n", kind, file, line));
   std::abort();
 }
 

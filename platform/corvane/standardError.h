@@ -34,6 +34,8 @@ class StandardError {
   dev_t device_ = 0;
   ino_t inode_ = 0;
   bool isSocket_ = false;
+  // A write to descriptor_ waits for a reader when there's no room.
+  bool mayWait_ = false;
   // Where to write: descriptor 2, or the same pipe in a mode that doesn't wait.
   int descriptor_ = -1;
   // Of a line that was taken in part.

@@ -4,10 +4,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <utility>
 
+#include "platform/corvane/panic.h"
 #include "tests/corvane/temporaryFolder.h"
 
 namespace {
@@ -103,6 +105,42 @@ TEST(Log, StandardErrorThatNobodyReadsHoldsUpNobody) {
   EXPECT_THAT(second,
               MatchesRegex("x*\n" + std::to_string(199 - read) +
                            " lines were lost, as standard error could not be written\n[^\n]+ later\n"));
+}
+
+TEST(LogDeathTest, PanicEndsTheProcessOverAFullPipe) {
+  EXPECT_EXIT(
+      {
+        const ErrorPipe pipe;
+        const auto logger = Logger::Create({});
+        for (int i = 0; i < 20; ++i) logger->Write(6, std::string(9999, 'x'));
+        NOT_REACHED();
+      },
+      testing::KilledBySignal(SIGABRT), "");
+}
+
+// It can't be opened once more without waiting.
+TEST(Log, PipeThatHadNoReaderAtFirstHoldsUpNobody) {
+  const TemporaryFolder folder;
+  const std::string path = folder / "pipe";
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  const auto openReader = [&] { return ::open(path.c_str(), O_RDONLY | O_NONBLOCK); };
+  const auto handler = ::signal(SIGPIPE, SIG_IGN);
+  const int before = ::dup(STDERR_FILENO);
+  int reader = openReader();
+  const int writer = ::open(path.c_str(), O_WRONLY);
+  ::dup2(writer, STDERR_FILENO);
+  ::close(writer);
+  ::close(reader);
+  const auto logger = Logger::Create({});
+  logger->Write(6, "lost");
+  reader = openReader();
+  for (int i = 0; i < 200; ++i) logger->Write(6, std::string(9999, 'x'));
+  ::dup2(before, STDERR_FILENO);
+  std::string text(100, '\0');
+  EXPECT_EQ(::read(reader, text.data(), text.size()), 100);
+  EXPECT_THAT(text, HasSubstr(" lines were lost, "));
+  for (const int descriptor : {reader, before}) ::close(descriptor);
+  ::signal(SIGPIPE, handler);
 }
 
 TEST(Log, FileIsRotatedWithinItsBounds) {
