@@ -3,13 +3,9 @@
 #include <openssl/crypto.h>
 #include <security/pam_appl.h>
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
-#include <thread>
 #include <utility>
 
 #include "platform/corvane/log.h"
@@ -22,9 +18,6 @@ namespace {
 constexpr char kService[] = "nornhesperd";
 constexpr size_t kMaxUserBytes = 256;
 constexpr size_t kMaxPasswordBytes = 1024;
-// Above what a check of an unknown name takes anyway, and below what the streams would notice.
-constexpr int64_t kLeastVisibleMicroseconds = 10'000;
-constexpr int64_t kMostVisibleMicroseconds = 25'000;
 // Whoever is root can hold up the daemon in easier ways.
 constexpr std::string_view kUnchargedUser = "root";
 
@@ -114,23 +107,14 @@ bool IsWellFormed(const std::string& user, const std::string& password) {
          user.find('\0') == std::string::npos && password.find('\0') == std::string::npos;
 }
 
-// Waits until the check has taken as long as those before it; a time that PAM itself takes is no secret.
-void HideLength(LoginBudget& budget, int64_t start) {
-  static std::atomic<int64_t> longest = kLeastVisibleMicroseconds;
-  const int64_t taken = std::min(budget.Now() - start, kMostVisibleMicroseconds);
-  int64_t before = longest.load();
-  while (before < taken && !longest.compare_exchange_weak(before, taken)) {
-  }
-  if (before > taken) std::this_thread::sleep_for(std::chrono::microseconds(before - taken));
-}
-
 bool IsAdmitted(LoginBudget& budget) {
   const auto verdict = budget.Admit();
   if (verdict == LoginBudget::Verdict::RefusedFirst) {
     Service::LogInternal(
         Service::Logger::sDefaultLogger.get(), 4,
-        "Password checks have used up their share of time; until there is some again, logins with a "
-        "password are refused");
+        "Password checks have used up their share of time, the last one took %1 ms; until there is some "
+        "again, logins with a password are refused",
+        budget.GetLastLength() / 1000);
   }
   return verdict == LoginBudget::Verdict::Admitted;
 }
@@ -151,8 +135,7 @@ bool AuthenticateUser(const std::string& user, const std::string& password, cons
   const int64_t start = budget.Now();
   const bool right = Check(user, password, service);
   if (!right || user != kUnchargedUser) {
-    HideLength(budget, start);
-    budget.Charge(budget.Now() - start);
+    budget.Settle(start);
   }
   if (right) {
     out = MakeRef<AuthTokenHelper>(user);

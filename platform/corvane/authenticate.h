@@ -34,7 +34,7 @@ class AuthTokenHelper : public ObjectImpl {
 // the thread with a right password.
 //
 // Whoever is named, what is not root's right password takes as long as the longest such check so far, up to
-// 25 ms: PAM itself is quicker with a name that the host doesn't have.
+// 100 ms: PAM itself is quicker with a name that the host doesn't have.
 bool AuthenticateUser(const std::string& user, const std::string& password, Ref<AuthTokenHelper>& out);
 
 // The same as another service, on a budget of the caller's.

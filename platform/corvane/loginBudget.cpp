@@ -9,17 +9,45 @@ namespace {
 constexpr int64_t kCapacity = 100'000;
 constexpr int64_t kShareOfTime = 200;
 constexpr int64_t kLargestDebt = 4'000'000 / kShareOfTime;
+// Above what today's password hashes take on most hosts.
+constexpr int64_t kLeastLength = 10'000;
+constexpr int64_t kMostLength = 100'000;
+// One check that something else has held up must not make all others long.
+constexpr int64_t kStep = 5'000;
 
 }  // namespace
 
-LoginBudget::LoginBudget(Clock clock)
-    : clock_(std::move(clock)), refilledAt_(clock_()), balance_(kCapacity) {}
+LoginBudget::LoginBudget(Clock clock, Hold hold)
+    : clock_(std::move(clock)),
+      hold_(std::move(hold)),
+      refilledAt_(clock_()),
+      balance_(kCapacity),
+      length_(kLeastLength) {}
 
 LoginBudget::Verdict LoginBudget::Admit() {
   const std::lock_guard lock(mutex_);
   Refill();
   if (balance_ > 0) return Verdict::Admitted;
   return std::exchange(flooded_, true) ? Verdict::Refused : Verdict::RefusedFirst;
+}
+
+void LoginBudget::Settle(int64_t start) {
+  const int64_t taken = clock_() - start;
+  const int64_t length = Lengthen(taken);
+  if (taken < length) hold_(length - taken);
+  Charge(clock_() - start);
+}
+
+int64_t LoginBudget::Lengthen(int64_t taken) {
+  const std::lock_guard lock(mutex_);
+  lastLength_ = taken;
+  length_ += std::clamp<int64_t>(std::min(taken, kMostLength) - length_, 0, kStep);
+  return length_;
+}
+
+int64_t LoginBudget::GetLastLength() {
+  const std::lock_guard lock(mutex_);
+  return lastLength_;
 }
 
 void LoginBudget::Charge(int64_t microseconds) {

@@ -4,18 +4,25 @@
 #include <functional>
 #include <mutex>
 
+#include "platform/corvane/system.h"
+
 namespace Corvane::System {
 
 // Bounds the time that password checks take from a thread with other work: a bucket of microseconds. It is
 // filled by half a hundredth of the time that passes, up to a tenth of a second, and a check is admitted
 // while there is anything in it. A check may overdraw it; the debt is then waited off, but for four seconds
 // at most, or one slow check would keep everybody out for hours. Safe from any thread.
+//
+// How long a check took tells whether the host has the name, so Settle makes all that it ends equally long:
+// as long as the longest one so far, 10 ms at least and 100 ms at most.
 class LoginBudget {
  public:
   // Microseconds that never go back.
   using Clock = std::function<int64_t()>;
+  // Holds the calling thread for so many of them.
+  using Hold = std::function<void(int64_t)>;
 
-  explicit LoginBudget(Clock clock);
+  explicit LoginBudget(Clock clock, Hold hold = &Sleep);
 
   enum class Verdict {
     Admitted,
@@ -25,17 +32,27 @@ class LoginBudget {
   };
 
   Verdict Admit();
+  // Ends a check that began then and is to be paid for: holds the thread until the check has its length, and
+  // charges that.
+  void Settle(int64_t start);
   void Charge(int64_t microseconds);
+  // What the last such check took by itself.
+  int64_t GetLastLength();
   int64_t Now() const { return clock_(); }
 
  private:
   void Refill();
+  // Takes a check's own length in, and gives the length that it shall have.
+  int64_t Lengthen(int64_t taken);
 
   const Clock clock_;
+  const Hold hold_;
   std::mutex mutex_;
   int64_t refilledAt_;
   int64_t balance_;
   bool flooded_ = false;
+  int64_t length_;
+  int64_t lastLength_ = 0;
 };
 
 }  // namespace Corvane::System

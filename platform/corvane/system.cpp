@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <thread>
 
 namespace Corvane::System {
 
@@ -13,6 +14,10 @@ void QuickExit(int status) noexcept {
 int64_t GetMonotonicTime() noexcept {
   const auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
   return std::chrono::duration_cast<std::chrono::microseconds>(sinceStart).count();
+}
+
+void Sleep(int64_t microseconds) {
+  std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
 }
 
 }  // namespace Corvane::System

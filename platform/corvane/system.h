@@ -10,4 +10,7 @@ namespace Corvane::System {
 // Microseconds of a clock that never goes back; it counts from an arbitrary point.
 int64_t GetMonotonicTime() noexcept;
 
+// Holds the calling thread for so many microseconds.
+void Sleep(int64_t microseconds);
+
 }  // namespace Corvane::System

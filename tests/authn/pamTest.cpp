@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <utility>
 
 #include "platform/corvane/authenticate.h"
 #include "platform/corvane/loginBudget.h"
@@ -30,7 +31,8 @@ class PamTest : public testing::Test {
   int64_t now = 0;
   // What each look at the clock takes; with 0 there is no limit.
   int64_t step = 0;
-  LoginBudget budget{[this] { return now += step; }};
+  int64_t held = 0;
+  LoginBudget budget{[this] { return now += step; }, [this](int64_t microseconds) { held += microseconds; }};
 };
 
 TEST_F(PamTest, PasswordAndAccountBothCount) {
@@ -41,6 +43,16 @@ TEST_F(PamTest, PasswordAndAccountBothCount) {
   EXPECT_FALSE(LogsIn("nobody", "root secret"));
   EXPECT_FALSE(LogsIn("mallory", "mallory secret")) << "the account is for another service";
   EXPECT_FALSE(LogsIn("root", "root secret", "unknown"));
+}
+
+TEST_F(PamTest, AllButRootsRightPasswordIsMadeEquallyLong) {
+  LogsIn("root", "root secret");
+  EXPECT_EQ(held, 0);
+  for (const auto& [user, password] :
+       {std::pair("root", "wrong"), {"nobody", "wrong"}, {"alice", "alice secret"}}) {
+    LogsIn(user, password);
+    EXPECT_EQ(std::exchange(held, 0), 10'000) << user;
+  }
 }
 
 TEST_F(PamTest, WhatIsNoNameOrPasswordNeverReachesPam) {
@@ -96,6 +108,24 @@ TEST(LoginBudget, FillsByTimeUpToItsCapacity) {
   using Verdict = LoginBudget::Verdict;
   EXPECT_EQ(budget.Admit(), Verdict::RefusedFirst) << "no stock for worse times";
   EXPECT_EQ(budget.Admit(), Verdict::Refused);
+}
+
+TEST(LoginBudget, ChecksAreMadeAsLongAsTheLongest) {
+  int64_t now = 0;
+  LoginBudget budget([&] { return now; }, [&](int64_t microseconds) { now += microseconds; });
+  const auto settle = [&](int64_t microseconds) {
+    const int64_t start = now;
+    now += microseconds;
+    budget.Settle(start);
+    return now - start;
+  };
+  EXPECT_EQ(settle(2'600), settle(6'400));
+  settle(30'000'000);
+  EXPECT_EQ(settle(2'600), 15'000) << "one that was held up does not count for long";
+  for (int i = 0; i < 6; ++i) settle(40'000);
+  EXPECT_EQ(settle(2'600), settle(40'000));
+  for (int i = 0; i < 20; ++i) settle(30'000'000);
+  EXPECT_EQ(settle(2'600), 100'000);
 }
 
 }  // namespace
