@@ -1,5 +1,6 @@
 #include "apps/nornhesperd/globalContext.h"
 
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -42,11 +43,23 @@ Result LimitOpenFiles() {
   return result;
 }
 
-// A peer or a reader of standard error that has gone is told by the call that fails. SIGHUP does nothing to
-// this daemon at any time, and so not before its handler is there either.
+// A peer or a reader of standard error that has gone, and a file that may not grow, are told by the call that
+// fails. SIGHUP does nothing to this daemon at any time, and so not before its handler is there either. All
+// are caught and not ignored, which programs that a PAM module starts would inherit.
 void OutliveOthers() {
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGHUP, SIG_IGN);
+  struct sigaction nothing {};
+  nothing.sa_handler = [](int) {};
+  nothing.sa_flags = SA_RESTART;
+  for (const int number : {SIGHUP, SIGPIPE, SIGXFSZ}) ::sigaction(number, &nothing, nullptr);
+}
+
+// A file or connection that took the place of a closed standard error would be sent the log.
+void OccupyStandardDescriptors() {
+  int descriptor = 0;
+  do {
+    descriptor = ::open("/dev/null", O_RDWR);
+  } while (descriptor >= 0 && descriptor <= STDERR_FILENO);
+  if (descriptor > STDERR_FILENO) ::close(descriptor);
 }
 
 }  // namespace
@@ -61,6 +74,7 @@ GlobalContext* GlobalContext::Get() {
 
 Result GlobalContext::InitializeApplication(const char* configPath) {
   OutliveOthers();
+  OccupyStandardDescriptors();
   Result result;
   configPath_ = configPath != nullptr ? configPath : Corvane::Paths::kDefaultConfigFile;
   try {

@@ -1,5 +1,6 @@
 #include "platform/corvane/files.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -14,13 +15,19 @@ namespace {
 constexpr mode_t kFileMode = 0644;
 constexpr mode_t kDirectoryMode = 0755;
 
+// Never writable by more than that, not even for a moment.
+std::FILE* OpenForWriting(const std::string& path) {
+  const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
+  return descriptor < 0 ? nullptr : ::fdopen(descriptor, "w");
+}
+
 }  // namespace
 
 Ref<Path> Path::GetParent() const {
   return MakeRef<Path>(std::filesystem::path(text_).parent_path().string());
 }
 
-FileWriter::FileWriter(const Path& path) : path_(path.GetText()), file_(std::fopen(path_.c_str(), "we")) {
+FileWriter::FileWriter(const Path& path) : path_(path.GetText()), file_(OpenForWriting(path_)) {
   if (file_ == nullptr || ::fchmod(::fileno(file_), kFileMode) != 0) {
     Fail("open");
   }

@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
 
 #include "apps/nornhesperd/globalContext.h"
@@ -119,7 +121,25 @@ TEST_F(StartDeathTest, SettingsAreToldOneByOneWithTheirOrigin) {
 }
 
 TEST_F(StartDeathTest, NeitherABrokenPipeNorALostTerminalEndsIt) {
-  EXPECT_EXIT((StartContext(), ::raise(SIGPIPE), ::raise(SIGHUP), ::_exit(0)), ExitedWithCode(0), "");
+  EXPECT_EXIT(
+      {
+        StartContext();
+        for (const int number : {SIGPIPE, SIGXFSZ, SIGHUP}) ::raise(number);
+        // A program that it starts is ended as usual.
+        ::_exit(WTERMSIG(std::system("kill -PIPE $$")) == SIGPIPE ? 0 : 2);
+      },
+      ExitedWithCode(0), "");
+}
+
+TEST_F(StartDeathTest, NothingTakesThePlaceOfAClosedStandardError) {
+  EXPECT_EXIT(
+      {
+        ::close(STDERR_FILENO);
+        StartContext();
+        struct stat status {};
+        ::_exit(::fstat(STDERR_FILENO, &status) == 0 && S_ISCHR(status.st_mode) ? 0 : 2);
+      },
+      ExitedWithCode(0), "");
 }
 
 TEST_F(StartDeathTest, OpenFilesAreLimited) {
