@@ -82,7 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(authorizations == 1 && security.size() == 3);
     Require(reader.userName() == Text(security, Security::kUserNameKey));
     Require(reader.userName().find(':') == std::string::npos);
-    for (const char c : reader.userName() + reader.password())
+    for (const char c : reader.userName() + reader.password().text())
       Require(static_cast<unsigned char>(c) >= 0x20 && c != 0x7f);
   } else {
     Require(security.size() == 2 && Text(security, Security::kSchemeIdKey) == Security::kBearerTokenScheme);

@@ -85,8 +85,9 @@ std::shared_ptr<Mirel::Core::AsyncActivation> Read(std::string_view text, const 
     context->securityContext.emplace(line.substr(0, blank), Mirel::Core::SecurityContextWrappedEntry(value));
     text.remove_prefix(std::min(end + 1, text.size()));
   }
-  owner = ReadEntry(context->securityContext, Security::kSchemeIdKey) == Security::kSessionScheme &&
-          ReadEntry(context->securityContext, Security::kSessionIdKey) == bridge.apiSessionId;
+  owner =
+      Mirel::Core::ReadEntry(context->securityContext, Security::kSchemeIdKey) == Security::kSessionScheme &&
+      Mirel::Core::ReadEntry(context->securityContext, Security::kSessionIdKey) == bridge.apiSessionId;
   return Mirel::Core::AsyncActivation::GetInstance(std::move(context));
 }
 
