@@ -18,7 +18,7 @@ using Detail::View;
 struct Declaration {
   std::string_view prefix;  // empty for the default namespace
   std::string_view uri;
-  auto operator<=>(const Declaration&) const = default;
+  bool operator==(const Declaration&) const = default;
 };
 
 std::string_view PrefixOf(const xmlNs* space) {
@@ -111,7 +111,7 @@ class CanonicalForm {
     for (const xmlNode* node = ParentElement(&element); node != nullptr; node = ParentElement(node)) {
       AddDeclared(*node, inherited);
     }
-    WriteElement(element, std::move(inherited), true);
+    WriteElement(element, inherited, true);
   }
 
   void WriteDocument(const xmlDoc& document) {
@@ -147,11 +147,11 @@ class CanonicalForm {
                                       prefix.empty() ? "#default" : prefix) != inclusivePrefixes_.end();
   }
 
-  void WriteElement(const xmlNode& element, std::vector<Declaration> inherited, bool isApex = false) {
+  void WriteElement(const xmlNode& element, const std::vector<Declaration>& inherited, bool isApex = false) {
     const size_t outside = rendered_.size();
     out_ += '<';
     AppendName(out_, PrefixOf(element.ns), View(element.name));
-    WriteDeclarations(element, std::move(inherited));
+    WriteDeclarations(element, inherited);
     WriteAttributes(element, isApex);
     out_ += '>';
     for (const xmlNode* child = element.children; child != nullptr; child = child->next) {
@@ -185,7 +185,7 @@ class CanonicalForm {
   }
 
   // The element's own declarations are nearer than the inherited ones.
-  void WriteDeclarations(const xmlNode& element, std::vector<Declaration> inherited) {
+  void WriteDeclarations(const xmlNode& element, const std::vector<Declaration>& inherited) {
     std::vector<Declaration> declarations;
     AddDeclared(element, declarations);
     for (const Declaration& one : inherited) {
@@ -197,7 +197,8 @@ class CanonicalForm {
     if (isExclusive_) {
       AddUsed(element, declarations);
     }
-    std::sort(declarations.begin(), declarations.end());
+    std::sort(declarations.begin(), declarations.end(),
+              [](const Declaration& one, const Declaration& other) { return one.prefix < other.prefix; });
     for (const Declaration& declaration : declarations) {
       Write(declaration);
     }

@@ -33,8 +33,7 @@ std::string GetOnlyCommonName(const X509* certificate) {
   }
   unsigned char* text = nullptr;
   const int length = ASN1_STRING_to_UTF8(&text, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, first)));
-  const std::string commonName(reinterpret_cast<const char*>(text),
-                               length > 0 ? static_cast<size_t>(length) : 0);
+  std::string commonName(reinterpret_cast<const char*>(text), length > 0 ? static_cast<size_t>(length) : 0);
   OPENSSL_free(text);
   return commonName;
 }

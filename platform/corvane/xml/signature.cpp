@@ -17,24 +17,24 @@ namespace Corvane::Xml::Security {
 namespace {
 
 // What a reference names: an element that was marked, or for an empty URI the root.
-Node FindTarget(const Node& signature, const std::string& uri) {
-  const Ref<Document>& document = signature.GetDocument();
+xmlNode* FindTarget(const Node& signature, const std::string& uri) {
+  xmlDoc* tree = signature.GetDocument()->GetTree();
   if (uri.empty()) {
-    return document->GetRoot();
+    return xmlDocGetRootElement(tree);
   }
-  const xmlAttr* identifier =
-      uri.front() == '#' ? xmlGetID(document->GetTree(), Detail::Xml(uri.c_str() + 1)) : nullptr;
+  const xmlAttr* identifier = uri.front() == '#' ? xmlGetID(tree, Detail::Xml(uri.c_str() + 1)) : nullptr;
   if (identifier == nullptr) {
     throw XmlSecurityException("a reference does not name an element of the document.");
   }
-  return Node(document, identifier->parent);
+  return identifier->parent;
 }
 
-bool Holds(const Node& element, Node node) {
-  while (node && !(node == element)) {
-    node = node.GetParent();
+bool Holds(const xmlNode* element, const Node& node) {
+  const xmlNode* at = node.Get();
+  while (at != nullptr && at != element) {
+    at = at->parent;
   }
-  return static_cast<bool>(node);
+  return at != nullptr;
 }
 
 // Empty for what is no base 64, which no digest and no signature is.
@@ -164,8 +164,8 @@ SignatureMethod Signature::RequireUsable() const {
   RequireAcceptedAlgorithms(shape_);
   std::set<const _xmlNode*> targets;
   for (const Reference& reference : shape_.references) {
-    const Node target = FindTarget(element_, reference.uri);
-    if (!targets.insert(target.Get()).second) {
+    const xmlNode* target = FindTarget(element_, reference.uri);
+    if (!targets.insert(target).second) {
       throw XmlSecurityException("two references name the same element.");
     }
     if (Holds(target, element_) && !reference.IsEnveloped()) {
@@ -189,7 +189,7 @@ std::string Signature::MakeDigestOf(const Reference& reference) const {
   if (reference.uri.empty()) {
     form.Canonicalize(*element_.GetDocument(), *octets, omitted);
   } else {
-    form.Canonicalize(FindTarget(element_, reference.uri), *octets, omitted);
+    form.Canonicalize(Node(element_.GetDocument(), FindTarget(element_, reference.uri)), *octets, omitted);
   }
   return MakeDigest(*FindDigestMethod(reference.digest), octets->GetText());
 }
