@@ -1,12 +1,17 @@
 #include "tests/sarnMirel/bridgeEnvironment.h"
 
+#include <atomic>
+
 #include "lib/sarnMirel/refValue.h"
 #include "platform/corvane/app.h"
 #include "platform/corvane/authenticate.h"
+#include "platform/corvane/expiryTimer.h"
 #include "tests/corvane/temporaryFolder.h"
 
 namespace Bridge {
 namespace {
+
+std::atomic<std::int64_t> gNow{0};
 
 class AppEnvironment : public testing::Environment {
  public:
@@ -16,6 +21,8 @@ class AppEnvironment : public testing::Environment {
         "config.xml", "<config><log><level>3</level></log><sarnMirel><EphemeralSessionIdleTimeout>" +
                           std::to_string(kEphemeralTimeout) +
                           "</EphemeralSessionIdleTimeout></sarnMirel></config>"));
+    // Its thread could tell sessions of their end while a test looks at them.
+    Corvane::ExpiryTimer::OfProcess()->Stop();
   }
 };
 
@@ -50,6 +57,11 @@ Corvane::SessionManager& Manager() {
   return *Corvane::Service::GetApp()->GetSessionManager();
 }
 
+void PassTime(std::int64_t microseconds) {
+  gNow += microseconds;
+  Corvane::ExpiryTimer::OfProcess()->TellDue();
+}
+
 std::string CaptureLog(const std::function<void()>& function) {
   testing::internal::CaptureStderr();
   function();
@@ -57,3 +69,9 @@ std::string CaptureLog(const std::function<void()>& function) {
 }
 
 }  // namespace Bridge
+
+// Corvane::System::GetMonotonicTime of this program.
+extern "C" std::int64_t __wrap__ZN7Corvane6System16GetMonotonicTimeEv();
+extern "C" std::int64_t __wrap__ZN7Corvane6System16GetMonotonicTimeEv() {
+  return Bridge::gNow;
+}

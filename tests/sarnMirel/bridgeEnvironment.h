@@ -13,10 +13,11 @@
 #include "platform/corvane/sessionManager.h"
 
 // The application object of this program is brought up before the first test: with the ephemeral timeout that
-// stands here, and a logger that writes faults only.
+// stands here, a logger that writes faults only, and sessions whose time stands still.
 namespace Bridge {
 
 constexpr std::int64_t kEphemeralTimeout = 7'000'000;
+constexpr std::int64_t kMinute = 60'000'000;
 constexpr char kRefused[] = "com.tessaly.mirel.std.errors.unauthenticated";
 
 using Entries = std::map<std::string, std::string>;
@@ -31,6 +32,9 @@ Entries InSession(const std::string& apiSessionId);
 Mirel::Data::StructValuePtr Login(const std::string& user);
 
 Corvane::SessionManager& Manager();
+
+// Ends the sessions whose time comes within it.
+void PassTime(std::int64_t microseconds);
 
 // What is written to standard error while the function runs.
 std::string CaptureLog(const std::function<void()>& function);

@@ -67,6 +67,28 @@ TEST(SessionHandler, KnowsLiveSessionsOfTheTable) {
   Manager().Remove(id);
 }
 
+// Whoever is refused and comes back all the same would hold a place of the table for ever.
+TEST(SessionHandler, OnlyCallsThatAreLetInKeepTheSession) {
+  const auto mapping = std::make_shared<SessionMapping>(10);
+  SessionHandler handler(mapping, Logger::Create({.level = 3}), nullptr);
+  const auto inSession = [&](const std::string& apiSessionId) {
+    const auto session = CreateSessionFromAuthData(Login("alice"), 3 * kMinute, nullptr);
+    mapping->Register(apiSessionId, session->GetId());
+    Manager().Add(session);
+    return session;
+  };
+  const auto live = inSession("live");
+  const auto dead = inSession("dead");
+  dead->SetAuthData(nullptr);
+  PassTime(2 * kMinute);
+  EXPECT_THAT(Ask(handler, InSession("live")), HasSubstr("alice"));
+  EXPECT_EQ(Ask(handler, InSession("dead")), kRefused);
+  PassTime(2 * kMinute);
+  EXPECT_TRUE(dead->HasEnded());
+  EXPECT_FALSE(live->HasEnded());
+  live->End();
+}
+
 TEST(UserPassHandler, TakesWhomTheHostTakesAndTheServiceKeeps) {
   Corvane::Ref<Corvane::System::AuthTokenHelper> login;
   bool keeps = true;

@@ -28,6 +28,10 @@ class SessionService : public testing::Test {
     return info ? (*info)->user : "refused";
   }
 
+  static Entries WithTicket(const std::string& ticket) {
+    return {{"schemeId", "sarn.corvane.sessionTicket"}, {"sessionTicket", ticket}};
+  }
+
   SessionRef Behind(const std::string& apiSessionId) {
     SessionRef session;
     Manager().Find(mapping->Find(apiSessionId), session);
@@ -59,6 +63,36 @@ TEST_F(SessionService, LivesFromCreateToDelete) {
   EXPECT_TRUE(mapping->map.empty()) << "the entry leaves with the session";
   EXPECT_FALSE(Delete(InSession(id)));
   EXPECT_EQ(Get(InSession(id)), "refused");
+}
+
+// By idleness after half an hour, or with its login, of which the service knows how long it lasts. A clone
+// has no login.
+TEST_F(SessionService, TimesEndSessions) {
+  std::string asked;
+  SessionServiceImpl expiring(
+      mapping, Corvane::Service::Logger::Create({.level = 3}), [&](const auto& login) {
+        asked = login->GetUserName();
+        return
+            [](auto*, const auto& now) { return Corvane::System::DateTime(now.GetUtcTime() + 20 * kMinute); };
+      });
+  const auto plain = Create("alice");
+  const auto shortened =
+      Call(expiring, &SessionServiceImpl::Create, Activation({}, Login("bob"))).value().text();
+  EXPECT_EQ(asked, "bob");
+  const auto clone = Create(Activation(WithTicket(Manager().IssueCloneTicket(mapping->Find(shortened)))));
+  const auto left = [&] {
+    std::string users;
+    for (const auto& id : {plain, shortened, clone}) users += Get(InSession(id)) + ' ';
+    return users;
+  };
+  PassTime(20 * kMinute - 1);
+  EXPECT_EQ(left(), "alice bob bob ");
+  PassTime(1);
+  EXPECT_EQ(left(), "alice refused bob ");
+  PassTime(10 * kMinute - 1);
+  EXPECT_EQ(left(), "alice refused bob ");
+  PassTime(1);
+  EXPECT_EQ(left(), "refused refused refused ");
 }
 
 // Whatever the context says, it opens no session, and its entries stay out of the log.
@@ -123,16 +157,13 @@ TEST_F(SessionService, SessionThatEndsMeanwhile) {
 
 TEST_F(SessionService, TicketClonesASession) {
   const auto original = Behind(Create("alice"));
-  const auto context = [](const std::string& ticket) {
-    return Entries{{"schemeId", "sarn.corvane.sessionTicket"}, {"sessionTicket", ticket}};
-  };
-  const auto clone = Create(Activation(context(Manager().IssueCloneTicket(original->GetId()))));
+  const auto clone = Create(Activation(WithTicket(Manager().IssueCloneTicket(original->GetId()))));
   EXPECT_EQ(Get(InSession(clone)), "alice");
   EXPECT_NE(Behind(clone), original);
 
-  const auto log = CaptureLog([&] { EXPECT_EQ(Create(Activation(context("t"))), ""); });
+  const auto log = CaptureLog([&] { EXPECT_EQ(Create(Activation(WithTicket("t"))), ""); });
   EXPECT_THAT(log, HasSubstr("warning Unable to resolve SessionTicket to valid Corvane session.\n"));
-  EXPECT_NE(Create(Activation(context(""), Login("bob"))), "") << "the login serves instead";
+  EXPECT_NE(Create(Activation(WithTicket(""), Login("bob"))), "") << "the login serves instead";
 }
 
 }  // namespace
