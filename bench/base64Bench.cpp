@@ -1,6 +1,7 @@
 #include <benchmark/benchmark.h>
 #include <openssl/evp.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -10,7 +11,7 @@
 // OpenSSL stands beside as the measure: the library behind Base64_Decode has to be worth its place.
 namespace {
 
-constexpr size_t kPayload = 52 * 1024;
+constexpr std::size_t kPayload = 52 * 1024;
 
 std::vector<unsigned char> Payload() {
   std::vector<unsigned char> bytes(kPayload);
@@ -29,15 +30,15 @@ std::string EncodedPayload() {
   return text;
 }
 
-void SetBytes(benchmark::State& state, size_t bytes) {
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes));
+void SetBytes(benchmark::State& state, std::size_t bytes) {
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations()) * static_cast<std::int64_t>(bytes));
 }
 
 void Base64Decode(benchmark::State& state) {
   const std::string text = EncodedPayload();
   std::vector<unsigned char> out(Base64_DecodedLength(text.data(), text.size()));
   for (auto _ : state) {
-    size_t written = 0;
+    std::size_t written = 0;
     benchmark::DoNotOptimize(Base64_Decode(text.data(), text.size(), out.data(), out.size(), &written));
     benchmark::ClobberMemory();
   }

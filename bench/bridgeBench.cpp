@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "framework/core/asyncActivation.h"
-#include "framework/core/securitySchemes.h"
+#include "framework/core/executionContext.h"
 #include "lib/sarnMirel/refValue.h"
 #include "lib/sarnMirel/sessionFunctions.h"
 #include "lib/sarnMirel/sessionHandler.h"

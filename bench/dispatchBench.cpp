@@ -20,6 +20,7 @@
 #include "apps/nornhesperd/messageStream.h"
 #include "apps/nornhesperd/registry.h"
 #include "bindings/guestDataService.h"
+#include "lib/public/api/guestLimits.h"
 
 namespace {
 
@@ -92,7 +93,7 @@ class Subscriptions {
   Subscriptions(const Subscriptions&) = delete;
   Subscriptions& operator=(const Subscriptions&) = delete;
   ~Subscriptions() {
-    for (std::uint64_t i = 0; i < clients.size(); ++i) registry_.Unregister(firstId++);
+    for (std::uint64_t i = 0; i < clients.size(); ++i) registry_.Unregister(kFirstId++);
   }
 
  private:
@@ -100,7 +101,7 @@ class Subscriptions {
 
  public:
   std::vector<EagerClient> clients;
-  static inline std::uint64_t firstId = 0;
+  static inline std::uint64_t kFirstId = 0;
 };
 
 void Deliver(NornHesper::GlobalContext* context) {
@@ -126,8 +127,7 @@ BENCHMARK(BM_Dispatch)->Arg(1)->Arg(10)->Arg(1000);
 // The largest datagram, filled with a header's member that lists the ids from `first` to `first + count - 1`
 // over and over again.
 std::string LargestText(const char* member, std::uint64_t first, std::uint64_t count, std::size_t& listed) {
-  constexpr std::size_t kLargest = 69608;
-  constexpr std::size_t kMost = kLargest - sizeof kPublication - 20;
+  constexpr std::size_t kMost = NornHesper::kLargestDatagram - sizeof kPublication - 20;
   std::string list = std::string(",\"") + member + "\":[" + std::to_string(first);
   for (listed = 1; list.size() < kMost; ++listed) list += "," + std::to_string(first + listed % count);
   std::string text = kPublication;
@@ -140,7 +140,7 @@ void BM_RepeatedIds(benchmark::State& state) {
   const auto count = static_cast<std::uint64_t>(state.range(0));
   const Subscriptions subscriptions(context->GetRegistry(), count);
   std::size_t ids = 0;
-  const auto text = LargestText("subscribers", Subscriptions::firstId, count, ids);
+  const auto text = LargestText("subscribers", Subscriptions::kFirstId, count, ids);
   for (auto _ : state) {
     state.PauseTiming();
     context->GetRegistry().Publish(text.data(), text.size(), kVm);

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "framework/core/asyncActivation.h"
-#include "framework/core/methodIdentifier.h"
+#include "framework/core/asyncApiProvider.h"
 #include "lib/sarnMirel/privilegeCheckerImpl.h"
 #include "lib/sarnMirel/refValue.h"
 #include "platform/corvane/log.h"

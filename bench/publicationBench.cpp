@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -10,7 +11,8 @@
 
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/publication.h"
-#include "platform/krell/host.h"
+#include "lib/public/api/guestLimits.h"
+#include "platform/krell/standin/host.h"
 
 namespace {
 
@@ -18,7 +20,7 @@ using NornHesper::CidInfo;
 using NornHesper::GlobalContext;
 using NornHesper::Publication;
 
-std::string MakeText(size_t size) {
+std::string MakeText(std::size_t size) {
   const std::string head =
       R"({"header":{"sequence":42,"createTime":"2026-11-24T21:15:00.250Z","topic":"com.tessaly.tools.heartbeat",)"
       R"("token":"0123456789abcdef"},"payload":{"category":"app","base64":")";
@@ -27,18 +29,16 @@ std::string MakeText(size_t size) {
 }
 
 // The texts that cost the most for their size.
-std::string MakeNestedText(size_t size) {
+std::string MakeNestedText(std::size_t size) {
   std::string text = MakeText(256);
-  const size_t depth = (size - text.size() - sizeof(R"("deep":,)")) / 2;
+  const std::size_t depth = (size - text.size() - sizeof(R"("deep":,)")) / 2;
   return text.insert(1, R"("deep":)" + std::string(depth, '[') + std::string(depth, ']') + ",");
 }
 
-std::string MakeFlatText(size_t size) {
+std::string MakeFlatText(std::size_t size) {
   std::string text = MakeText(256);
   std::string list = R"("flat":[0)";
-  while (list.size() + text.size() + 4 < size) {
-    list += ",0";
-  }
+  while (list.size() + text.size() + 4 < size) list += ",0";
   return text.insert(1, list + "],");
 }
 
@@ -56,17 +56,17 @@ void Check(benchmark::State& state, const std::string& text) {
     }
     benchmark::DoNotOptimize(publication->payload.data());
   }
-  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * text.size()));
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * text.size()));
 }
 
 void CheckPublication(benchmark::State& state) {
-  Check(state, MakeText(static_cast<size_t>(state.range(0))));
+  Check(state, MakeText(static_cast<std::size_t>(state.range(0))));
 }
 void CheckNested(benchmark::State& state) {
-  Check(state, MakeNestedText(69608));
+  Check(state, MakeNestedText(NornHesper::kLargestDatagram));
 }
 void CheckFlat(benchmark::State& state) {
-  Check(state, MakeFlatText(69608));
+  Check(state, MakeFlatText(NornHesper::kLargestDatagram));
 }
 
 void LookUpKnownCid(benchmark::State& state) {
@@ -84,16 +84,14 @@ void LookUpKnownCid(benchmark::State& state) {
     if (cache.Lookup(info, 5).HasErrors()) {
       state.SkipWithError("unknown cid");
     } else {
-      for (auto _ : state) {
-        cache.Lookup(info, 5);
-      }
+      for (auto _ : state) cache.Lookup(info, 5);
     }
   }
   std::filesystem::remove_all(directory);
 }
 
 BENCHMARK(LookUpKnownCid);
-BENCHMARK(CheckPublication)->Arg(256)->Arg(4096)->Arg(65536)->Arg(69608);
+BENCHMARK(CheckPublication)->Arg(256)->Arg(4096)->Arg(65536)->Arg(NornHesper::kLargestDatagram);
 BENCHMARK(CheckNested);
 BENCHMARK(CheckFlat);
 

@@ -6,13 +6,13 @@
 #include <utility>
 #include <vector>
 
-#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/exception.h"
 #include "sso/anchorKeyResolver.h"
 #include "sso/parseToken.h"
 #include "sso/responseHandler.h"
 #include "sso/samlNames.h"
 #include "sso/wsTrustNames.h"
+#include "testing/sso/assertionFactory.h"
 
 // Texts of 256 KiB that were made to cost as much as they can, as tokens and in answers of a token service:
 // by strangers, and by the signer that is believed. None of them may take 10 ms.
@@ -21,30 +21,30 @@ namespace {
 using namespace SsoClient;
 namespace Security = Corvane::Xml::Security;
 
-constexpr size_t kSize = 256 << 10;
+constexpr std::size_t kSize = 256 << 10;
 // What the parser lets through, but for what each token has anyway.
-constexpr size_t kMarkup = 15'500;
+constexpr std::size_t kMarkup = 15'500;
 
 // As often as the size and the bound on markup let.
-std::string Fill(const std::function<std::string(int)>& part, size_t size) {
+std::string Fill(const std::function<std::string(int)>& part, std::size_t size) {
   std::string filled;
-  size_t markup = 0;
+  std::size_t markup = 0;
   for (int i = 0; markup < kMarkup && filled.size() + 64 <= size; ++i) {
     const auto next = part(i);
     if (filled.size() + next.size() > size) break;
-    markup += static_cast<size_t>(
+    markup += static_cast<std::size_t>(
         std::count_if(next.begin(), next.end(), [](char c) { return c == '<' || c == '=' || c == '&'; }));
     filled += next;
   }
   return filled;
 }
 
-std::string Repeat(const std::string& text, size_t size) {
+std::string Repeat(const std::string& text, std::size_t size) {
   return Fill([&](int) { return text; }, size);
 }
 
 // As Repeat, with a number that counts up.
-std::string Count(const std::string& begin, const std::string& end, size_t size) {
+std::string Count(const std::string& begin, const std::string& end, std::size_t size) {
   return Fill([&](int i) { return begin + std::to_string(i) + end; }, size);
 }
 
@@ -97,7 +97,7 @@ const std::string kEnveloped =
     "<ds:Transform Algorithm=\"http://www.w3.org/2000/09/xmldsig#enveloped-signature\"/>";
 
 std::string Inclusive(std::string text) {
-  for (size_t at = 0; (at = text.find(kExclusive, at)) != std::string::npos;) {
+  for (std::size_t at = 0; (at = text.find(kExclusive, at)) != std::string::npos;) {
     text.replace(at, kExclusive.size(), kInclusive);
   }
   return Replace(std::move(text), kEnveloped, "");

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/xml/key.h"
 #include "platform/corvane/xml/parser.h"
 #include "sso/parseToken.h"
+#include "testing/sso/assertionFactory.h"
 
 // A SAML assertion of about 4 KiB, from its text to a token that is believed. The verification of one RSA
 // signature stands beside as the measure: it can't be avoided.
@@ -36,7 +36,7 @@ void RsaVerify(benchmark::State& state) {
   EVP_PKEY* key = Signer().key->Get();
   EVP_MD_CTX* context = EVP_MD_CTX_new();
   std::vector<unsigned char> signature(256);
-  size_t length = signature.size();
+  std::size_t length = signature.size();
   const auto* text = reinterpret_cast<const unsigned char*>(TokenText().data());
   EVP_DigestSignInit(context, nullptr, EVP_sha256(), nullptr, key);
   EVP_DigestSign(context, signature.data(), &length, text, 512);

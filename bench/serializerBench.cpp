@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bindings/guestDataAdapter.h"
-#include "framework/core/methodResult.h"
+#include "framework/core/asyncApiProvider.h"
 #include "framework/core/oRange.h"
 #include "framework/json/jsonApiResponseSerializer.h"
 

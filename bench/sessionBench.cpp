@@ -23,13 +23,13 @@ using Corvane::Session;
 using Corvane::SessionManager;
 using Corvane::Authorize::AuthorizeManager;
 
-constexpr size_t kUsers = 100;
+constexpr std::size_t kUsers = 100;
 
 // Made before the first measurement of that size; all threads use the same.
 struct Sessions {
-  explicit Sessions(size_t count) {
-    for (size_t i = 0; i < kUsers; ++i) authorize.Grant(User(i), AuthorizeManager::kEveryObject, "read");
-    for (size_t i = 0; i < count; ++i) {
+  explicit Sessions(std::size_t count) {
+    for (std::size_t i = 0; i < kUsers; ++i) authorize.Grant(User(i), AuthorizeManager::kEveryObject, "read");
+    for (std::size_t i = 0; i < count; ++i) {
       Ref<Session> session;
       Corvane::CreateSession(3'600'000'000, session);
       authorize.AddConnection(session.get(), User(i), nullptr, false, nullptr);
@@ -41,9 +41,9 @@ struct Sessions {
     std::shuffle(ids.begin(), ids.end(), std::minstd_rand());
   }
 
-  static std::string User(size_t i) { return "user-" + std::to_string(i % kUsers); }
+  static std::string User(std::size_t i) { return "user-" + std::to_string(i % kUsers); }
 
-  static Sessions& OfSize(int64_t count) {
+  static Sessions& OfSize(std::int64_t count) {
     static Sessions few(10);
     static Sessions many(10'000);
     static Sessions most(100'000);
@@ -59,7 +59,7 @@ struct Sessions {
 template <typename Use>
 void ForEachSession(benchmark::State& state, Use use) {
   auto& sessions = Sessions::OfSize(state.range(0));
-  size_t next = static_cast<size_t>(state.thread_index()) * sessions.ids.size() / 2;
+  std::size_t next = static_cast<std::size_t>(state.thread_index()) * sessions.ids.size() / 2;
   for (auto _ : state) {
     use(sessions, std::string_view(sessions.ids[next].data(), sessions.ids[next].size()));
     if (++next == sessions.ids.size()) next = 0;

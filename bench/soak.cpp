@@ -18,8 +18,8 @@
 #include <vector>
 
 #include "platform/corvane/paths.h"
-#include "tests/support/daemon.h"
-#include "tests/support/subscriber.h"
+#include "testing/daemon.h"
+#include "testing/subscriber.h"
 
 namespace {
 

@@ -2,7 +2,6 @@
 
 #include "bindings/guestDataTypes.h"
 #include "framework/core/nativeToValueAdapter.h"
-#include "framework/core/validator.h"
 
 namespace Mirel::Data {
 

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "bindings/sessionTypes.h"
-#include "framework/core/secretString.h"
+#include "framework/core/dataValue.h"
 #include "framework/provider/asyncResult.h"
 
 namespace Mirel::Core {

@@ -1,8 +1,9 @@
 set(NORNHESPER_SYSROOT "" CACHE STRING
   "Prefix in front of every fixed path (configuration, metadata, pid file, early log); empty on a real host")
 option(NORNHESPER_STAND_IN "Link the stand-in for the hypervisor kernel's vsock in front of libc" ON)
-option(NORNHESPER_BUILD_TESTS "Build the tests" ON)
-option(NORNHESPER_BUILD_BENCH "Build the benchmarks" ON)
+# Both have guests, which are the stand-in's.
+cmake_dependent_option(NORNHESPER_BUILD_TESTS "Build the tests" ON NORNHESPER_STAND_IN OFF)
+cmake_dependent_option(NORNHESPER_BUILD_BENCH "Build the benchmarks" ON NORNHESPER_STAND_IN OFF)
 option(NORNHESPER_BUILD_FUZZ "Build the fuzzers (clang only)" OFF)
 set(NORNHESPER_SANITIZE "" CACHE STRING "Sanitizers for the whole build, e.g. address,undefined or thread")
 

@@ -1,10 +1,10 @@
-# norn_library(NAME SOURCES a.cpp ... LINKS x ...): one static library for one folder.
-# Headers are included by their path from the root of the tree.
+# norn_library(NAME SOURCES a.cpp ... PUBLIC x ... PRIVATE y ...): one static library for one folder, with the links that
+# its headers need and those that its sources alone need. Headers are included by their path from the root of the tree.
 function(norn_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR})
-  target_link_libraries(${name} PUBLIC ${ARG_LINKS})
+  target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
 endfunction()
 
 # norn_program(NAME SOURCES a.cpp ... LINKS x ...): an installed program.

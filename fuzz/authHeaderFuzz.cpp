@@ -8,11 +8,10 @@
 #include <string_view>
 #include <vector>
 
-#include "framework/core/securitySchemes.h"
+#include "framework/core/executionContext.h"
 #include "framework/core/text.h"
-#include "framework/core/userPassSecurityContextReader.h"
-#include "framework/transport/headerView.h"
-#include "framework/transport/updateExecutionCtxHelper.h"
+#include "framework/transport/request/headerView.h"
+#include "framework/transport/request/updateExecutionCtxHelper.h"
 
 namespace {
 

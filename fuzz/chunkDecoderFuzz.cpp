@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "framework/transport/phrChunkedDecoder.h"
+#include "framework/transport/request/phrChunkedDecoder.h"
 
 namespace {
 

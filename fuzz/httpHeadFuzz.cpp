@@ -7,8 +7,8 @@
 #include <memory>
 #include <string_view>
 
-#include "framework/transport/phrParse.h"
-#include "framework/transport/serverRequest.h"
+#include "framework/transport/request/phrParse.h"
+#include "framework/transport/request/serverRequest.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 
+#include "framework/core/asyncApiProvider.h"
 #include "framework/core/executionContext.h"
-#include "framework/core/methodResult.h"
 #include "framework/json/jsonApiRequestDeserializer.h"
 #include "framework/json/jsonApiResponseSerializer.h"
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/token/keySet.h"
+#include "lib/token/keySet.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(data, data + size);

@@ -3,7 +3,7 @@
 #include <sstream>
 #include <string>
 
-#include "framework/core/namedFormat.h"
+#include "framework/core/l10n.h"
 #include "framework/provider/messageFormat.h"
 
 namespace {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +17,7 @@
 
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/publication.h"
+#include "lib/public/api/guestLimits.h"
 #include "platform/corvane/crypto.h"
 
 namespace {
@@ -24,12 +26,8 @@ using NornHesper::GlobalContext;
 using NornHesper::Publication;
 using NornHesper::PublicationSchema;
 
-constexpr size_t kLargestDatagram = 69608;
-
 void Require(bool condition) {
-  if (!condition) {
-    std::abort();
-  }
+  if (!condition) std::abort();
 }
 
 // Brings the context up with a logger that leaves out what each bad text would have to say.
@@ -53,9 +51,7 @@ void CompareWithPlainUse(const std::string& text, const Publication& publication
   // Padded, as the parser reads in blocks.
   document.Parse((text + std::string(16, '\0')).c_str());
   Require(document.HasParseError() == publication.document.HasParseError());
-  if (document.HasParseError()) {
-    return;
-  }
+  if (document.HasParseError()) return;
   static const rapidjson::SchemaDocument schema = [] {
     rapidjson::Document source;
     source.Parse(PublicationSchema::Text().data(), PublicationSchema::Text().size());
@@ -74,9 +70,9 @@ void CompareWithPlainUse(const std::string& text, const Publication& publication
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   [[maybe_unused]] static const bool initialized = (InitializeQuietly(), true);
-  const std::string text(reinterpret_cast<const char*>(data), std::min(size, kLargestDatagram));
+  const std::string text(reinterpret_cast<const char*>(data), std::min(size, NornHesper::kLargestDatagram));
   Publication publication(text.data(), text.size(), nullptr);
   const bool accepted = !publication.Parse().HasErrors();
   Require(accepted == publication.parsed && publication.text == text);

@@ -11,7 +11,7 @@
 #include <string_view>
 
 #include "framework/core/asyncActivation.h"
-#include "framework/core/securitySchemes.h"
+#include "framework/core/executionContext.h"
 #include "lib/sarnMirel/refValue.h"
 #include "lib/sarnMirel/samlHokHandler.h"
 #include "lib/sarnMirel/sessionHandler.h"

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/token/josePointers.h"
-#include "platform/token/keySet.h"
-#include "platform/token/tokenVerifier.h"
+#include "lib/token/josePointers.h"
+#include "lib/token/keySet.h"
+#include "lib/token/tokenVerifier.h"
 
 namespace {
 

@@ -33,7 +33,7 @@ Subject ReadNameId(const Node& element) {
   if (format != kUpnClaim) {
     throw ParseException("Invalid or unsupported NameId format '" + EscapeLine(format) + "'");
   }
-  const size_t at = value.rfind('@');
+  const std::size_t at = value.rfind('@');
   if (at == std::string::npos || at == 0 || at + 1 == value.size()) {
     throw ParseException("Failed to parse the UPN NameID: `" + EscapeLine(value) +
                          "'; name or domain part is missing.");
@@ -77,9 +77,7 @@ void ReadSubjectConfirmation(const Node& element, TokenData& token) {
   }
   token.confirmationType = method == kBearerMethod ? ConfirmationType::Bearer : ConfirmationType::HolderOfKey;
   Children children(element);
-  if (children.IsNext("NameID")) {
-    token.delegateId = ReadNameId(TakeSaml(children, "NameID"));
-  }
+  if (children.IsNext("NameID")) token.delegateId = ReadNameId(TakeSaml(children, "NameID"));
   const Node data = TakeSaml(children, "SubjectConfirmationData");
   if (token.confirmationType == ConfirmationType::Bearer) {
     ReadBearerData(data, token);
@@ -109,9 +107,7 @@ void ReadSignature(const Node& element, TokenData& token) {
   // nowhere.
   element.GetDocument()->MarkIdentifier(element.GetParent(), "ID");
   for (const auto& reference : token.signature->GetReferences()) {
-    if (reference.uri.empty() || reference.uri == "#" + token.id) {
-      return;
-    }
+    if (reference.uri.empty() || reference.uri == "#" + token.id) return;
   }
   throw ParseException("Token's signature must cover the entire token");
 }
@@ -125,9 +121,7 @@ class ConditionsReader {
     CheckAttributes(element, {"NotBefore", "NotOnOrAfter"});
     token_.notBefore = ReadDate(element, "NotBefore");
     token_.notOnOrAfter = ReadDate(element, "NotOnOrAfter");
-    for (Children children(element); !children.AtEnd();) {
-      ReadCondition(children.TakeAny());
-    }
+    for (Children children(element); !children.AtEnd();) ReadCondition(children.TakeAny());
   }
 
  private:
@@ -221,7 +215,7 @@ void ReadAuthnStatement(const Node& element, TokenData& token) {
 }
 
 GroupIdentity ReadGroup(const std::string& value) {
-  const size_t slash = value.find('\\');
+  const std::size_t slash = value.find('\\');
   if (slash == std::string::npos || slash == 0 || slash + 1 == value.size()) {
     throw ParseException("Failed to parse Group Identity value: `" + EscapeLine(value) +
                          "'; domain or group missing");
@@ -230,12 +224,8 @@ GroupIdentity ReadGroup(const std::string& value) {
 }
 
 bool ReadIsSolution(const std::vector<std::string>& values) {
-  if (values.empty()) {
-    throw ParseException("No value found for attribute isSolution.");
-  }
-  if (values.size() > 1) {
-    throw ParseException("More than one value found for attribute isSolution.");
-  }
+  if (values.empty()) throw ParseException("No value found for attribute isSolution.");
+  if (values.size() > 1) throw ParseException("More than one value found for attribute isSolution.");
   return values.front() == "true";
 }
 
@@ -248,9 +238,7 @@ void ReadAttributeStatement(const Node& element, TokenData& token) {
     }
   }
   if (const auto groups = token.attributes.find(kGroupAttribute); groups != token.attributes.end()) {
-    for (const std::string& value : groups->second.values) {
-      token.groups.push_back(ReadGroup(value));
-    }
+    for (const std::string& value : groups->second.values) token.groups.push_back(ReadGroup(value));
   }
   const auto solution = token.attributes.find(kSolutionAttribute);
   token.isSolution = solution != token.attributes.end() && ReadIsSolution(solution->second.values);
@@ -268,13 +256,9 @@ void ReadAssertion(const Node& assertion, TokenData& token) {
   children.TakeAny();
   ReadSubject(TakeSaml(children, "Subject"), token);
   ConditionsReader(token).Read(TakeSaml(children, "Conditions"));
-  if (children.IsNext("Advice")) {
-    ReadAdvice(TakeSaml(children, "Advice"), token);
-  }
+  if (children.IsNext("Advice")) ReadAdvice(TakeSaml(children, "Advice"), token);
   ReadAuthnStatement(TakeSaml(children, "AuthnStatement"), token);
-  if (!children.AtEnd()) {
-    ReadAttributeStatement(TakeSaml(children, "AttributeStatement"), token);
-  }
+  if (!children.AtEnd()) ReadAttributeStatement(TakeSaml(children, "AttributeStatement"), token);
   children.CheckEnd("Unexpected elements under Assertion");
 }
 

@@ -79,10 +79,10 @@ bool ReadBoolean(const Node& element, std::string_view attribute) {
   return isTrue;
 }
 
-uint64_t ReadCount(const Node& element, std::string_view attribute) {
+std::uint64_t ReadCount(const Node& element, std::string_view attribute) {
   const std::string value = ReadAttribute(element, attribute);
   const char* end = value.data() + value.size();
-  uint64_t count = 0;
+  std::uint64_t count = 0;
   const auto [stop, error] = std::from_chars(value.data(), end, count);
   if (error != std::errc() || stop != end) {
     throw ParseException(PathOf(element, attribute) + " is not a non-negative integer.");
@@ -122,9 +122,7 @@ Node Children::TakeAny() {
 }
 
 void Children::CheckEnd(const char* fault) const {
-  if (!AtEnd()) {
-    throw ParseException(fault);
-  }
+  if (!AtEnd()) throw ParseException(fault);
 }
 
 }  // namespace SsoClient

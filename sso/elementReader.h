@@ -31,7 +31,7 @@ void CheckAttributes(const Corvane::Xml::Node& element, AttributeNames required,
 std::string ReadAttribute(const Corvane::Xml::Node& element, std::string_view attribute);
 Corvane::System::DateTime ReadDate(const Corvane::Xml::Node& element, std::string_view attribute);
 bool ReadBoolean(const Corvane::Xml::Node& element, std::string_view attribute);
-uint64_t ReadCount(const Corvane::Xml::Node& element, std::string_view attribute);
+std::uint64_t ReadCount(const Corvane::Xml::Node& element, std::string_view attribute);
 
 // An element has to hold one text and nothing beside it, not even a comment: its canonical form, which is
 // what is signed, is then the text that is read.

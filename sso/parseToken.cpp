@@ -10,9 +10,7 @@ namespace {
 using Corvane::System::DateTime;
 
 void Require(bool condition, const std::string& fault) {
-  if (!condition) {
-    throw ParseException(fault);
-  }
+  if (!condition) throw ParseException(fault);
 }
 
 // Who presents a delegated token has to be the last one that it was handed on to.
@@ -31,8 +29,8 @@ void ValidateDelegation(const SamlToken& token) {
 
 }  // namespace
 
-void ValidateToken(const SamlToken& token, const DateTime& now, int64_t toleranceSeconds) {
-  const int64_t tolerance = toleranceSeconds * 1'000'000;
+void ValidateToken(const SamlToken& token, const DateTime& now, std::int64_t toleranceSeconds) {
+  const std::int64_t tolerance = toleranceSeconds * 1'000'000;
   const DateTime& notBefore = token.GetNotBefore();
   const DateTime& notOnOrAfter = token.GetNotOnOrAfter();
   Require(token.GetVersion() == "2.0", "Invalid token version");
@@ -66,9 +64,7 @@ std::shared_ptr<const SamlToken> ParseToken(std::string_view text, const KeyReso
   auto token = ParseAssertion(text, largest);
   ValidateToken(*token, Corvane::System::GetUtcDateTime());
   const auto key = keyResolver(*token);
-  if (!key) {
-    throw InvalidSignatureException("Signature verification error. There is no key.");
-  }
+  if (!key) throw InvalidSignatureException("Signature verification error. There is no key.");
   VerifySignature(*token, *key);
   return token;
 }

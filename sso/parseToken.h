@@ -16,7 +16,7 @@ namespace SsoClient {
 using KeyResolver = std::function<Corvane::Ref<Corvane::Xml::Security::Key>(const SamlToken&)>;
 
 // How far the clocks of issuer and host may stand apart.
-inline constexpr int64_t kClockToleranceSeconds = 600;
+inline constexpr std::int64_t kClockToleranceSeconds = 600;
 
 // How large the text of a token may be, in bytes, unless the caller takes larger ones; up to 256 KiB, none
 // costs more than 10 ms.
@@ -31,7 +31,7 @@ std::shared_ptr<const SamlToken> ParseToken(std::string_view text, const KeyReso
 // The steps of ParseToken. A token is to be believed only after all of them.
 std::shared_ptr<const SamlToken> ParseAssertion(std::string_view text, std::size_t largest = kLargestToken);
 void ValidateToken(const SamlToken& token, const Corvane::System::DateTime& now,
-                   int64_t toleranceSeconds = kClockToleranceSeconds);
+                   std::int64_t toleranceSeconds = kClockToleranceSeconds);
 void VerifySignature(const SamlToken& token, const Corvane::Xml::Security::Key& key);
 
 }  // namespace SsoClient

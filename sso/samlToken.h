@@ -29,7 +29,7 @@ struct Delegate {
 };
 
 struct RenewRestriction {
-  uint64_t count = 0;
+  std::uint64_t count = 0;
   bool postdatable = false;
   bool renewExpired = false;
 };
@@ -55,7 +55,7 @@ struct TokenData {
   Corvane::System::DateTime notOnOrAfter;
   std::set<std::string> audienceRestriction;
   std::vector<Delegate> delegationChain;
-  std::optional<uint64_t> proxyRestrictionCount;
+  std::optional<std::uint64_t> proxyRestrictionCount;
   std::optional<RenewRestriction> renewRestriction;
   std::vector<Advice> advice;
   Corvane::System::DateTime authenticationInstant;
@@ -93,7 +93,7 @@ class SamlToken {
   const std::set<std::string>& GetAudienceRestriction() const { return data_.audienceRestriction; }
   // From the first to the last delegate.
   const std::vector<Delegate>& GetDelegationChain() const { return data_.delegationChain; }
-  const std::optional<uint64_t>& GetProxyRestrictionCount() const { return data_.proxyRestrictionCount; }
+  const std::optional<std::uint64_t>& GetProxyRestrictionCount() const { return data_.proxyRestrictionCount; }
   const std::optional<RenewRestriction>& GetRenewRestriction() const { return data_.renewRestriction; }
   const std::vector<Advice>& GetAdvice() const { return data_.advice; }
   const Corvane::System::DateTime& GetAuthenticationInstant() const { return data_.authenticationInstant; }

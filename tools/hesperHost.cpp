@@ -5,7 +5,7 @@
 #include <exception>
 
 #include "platform/corvane/textEscape.h"
-#include "platform/krell/host.h"
+#include "platform/krell/standin/host.h"
 #include "tools/tokenCommand.h"
 
 namespace {

@@ -11,7 +11,8 @@
 #include <optional>
 #include <stdexcept>
 
-#include "platform/krell/host.h"
+#include "lib/public/api/guestLimits.h"
+#include "platform/krell/standin/host.h"
 #include "tools/historyServer.h"
 
 namespace {
@@ -24,7 +25,7 @@ constexpr int kSystemError = 71;
 
 struct Options {
   std::uint32_t cid = 0;
-  std::uint32_t fromPort = Krell::anyPort;
+  std::uint32_t fromPort = Krell::kAnyPort;
   std::uint32_t port = 7777;
   std::uint32_t historyPort = 766;
   std::string payloadFile;
@@ -59,9 +60,9 @@ std::string DatagramText(const Options& options) {
   publication.payload = ReadPayload(options);
   if (publication.createTime.empty()) publication.createTime = Tools::CurrentTime();
   std::string text = Tools::PublicationText(publication, options.sequence);
-  if (text.size() > Tools::largestText)
+  if (text.size() > NornHesper::kLargestDatagram)
     throw DataError("the publication's text has " + std::to_string(text.size()) + " bytes, the largest is " +
-                    std::to_string(Tools::largestText));
+                    std::to_string(NornHesper::kLargestDatagram));
   return text;
 }
 
@@ -83,7 +84,7 @@ int PublishOnce(const Options& options) {
       std::fprintf(stderr, "hesper-publish: no answer in %g seconds\n", options.timeout);
       return kNoAnswer;
     }
-    if (answer->cid != Krell::hostCid || answer->port != options.port) continue;
+    if (answer->cid != Krell::kHostCid || answer->port != options.port) continue;
     std::fwrite(answer->text.data(), 1, answer->text.size(), stdout);
     if (std::fflush(stdout) != 0) throw std::system_error(errno, std::generic_category(), "standard output");
     const auto acknowledgement = Tools::ReadAcknowledgement(answer->text);
@@ -111,7 +112,7 @@ int ServeHistory(const Options& options) {
 
 void AddOptions(CLI::App& app, Options& options) {
   auto* raw = app.add_flag("--raw", options.raw, "send standard input as it is, as one datagram");
-  const auto port = CLI::Range(std::uint32_t{0}, Krell::anyPort - 1);
+  const auto port = CLI::Range(std::uint32_t{0}, Krell::kAnyPort - 1);
   app.add_option("--cid", options.cid, "the VM to publish from")->required();
   app.add_option("--from-port", options.fromPort, "the guest's own port (default: any free one)")
       ->check(port);

@@ -1,4 +1,5 @@
 #include "tools/historyServer.h"
+#include "lib/public/api/guestLimits.h"
 
 #include <poll.h>
 #include <signal.h>
@@ -15,7 +16,7 @@
 namespace Tools {
 namespace {
 
-constexpr std::size_t mostKept = 10000;
+constexpr std::size_t kMostKept = 10000;
 constexpr std::size_t mostQueued = 20000;
 constexpr int mostAttempts = 2;
 
@@ -113,9 +114,9 @@ bool HistoryServer::SendFirst(Clock::time_point now) {
   std::vector<std::uint64_t> subscribers;
   if (first.subscriber) subscribers.push_back(*first.subscriber);
   const std::string text = PublicationText(first.publication, first.sequence, subscribers);
-  if (text.size() > largestText) {
+  if (text.size() > NornHesper::kLargestDatagram) {
     Report("a publication of " + std::to_string(text.size()) + " bytes is larger than " +
-           std::to_string(largestText) + " and was not sent");
+           std::to_string(NornHesper::kLargestDatagram) + " and was not sent");
     if (!first.subscriber) status_ = std::max(status_, 1);
     return false;
   }
@@ -159,7 +160,7 @@ void HistoryServer::ReadInput(int& input) {
 
 void HistoryServer::TakeAcknowledgements() {
   while (const auto datagram = publications_.Receive(std::chrono::milliseconds(0))) {
-    if (datagram->cid != Krell::hostCid || datagram->port != settings_.port) continue;
+    if (datagram->cid != Krell::kHostCid || datagram->port != settings_.port) continue;
     const auto acknowledgement = ReadAcknowledgement(datagram->text);
     if (!acknowledgement || queue_.empty() || queue_.front().attempts == 0) continue;
     Sending& first = queue_.front();
@@ -175,14 +176,14 @@ void HistoryServer::TakeAcknowledgements() {
       else
         status_ = std::max(status_, 1);
     }
-    if (kept_.size() > mostKept) kept_.pop_front();
+    if (kept_.size() > kMostKept) kept_.pop_front();
     Finish();
   }
 }
 
 void HistoryServer::TakeRequests() {
   while (const auto datagram = requests_.Receive(std::chrono::milliseconds(0))) {
-    if (datagram->cid != Krell::hostCid) continue;
+    if (datagram->cid != Krell::kHostCid) continue;
     const auto request = ReadHistoryRequest(datagram->text);
     if (!request) {
       Report("a history request is no valid JSON and was left unanswered");

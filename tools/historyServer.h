@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/krell/guestSocket.h"
+#include "platform/krell/standin/guestSocket.h"
 #include "tools/publicationText.h"
 
 namespace Tools {

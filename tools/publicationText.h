@@ -8,9 +8,6 @@
 
 namespace Tools {
 
-// The largest text that the daemon takes whole.
-constexpr std::size_t largestText = 69608;
-
 // One item of guest data, as it was published first.
 struct Publication {
   std::string createTime;

@@ -3,9 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "lib/token/tokenMint.h"
+#include "lib/token/tokenVerifier.h"
 #include "platform/corvane/paths.h"
-#include "platform/token/tokenMint.h"
-#include "platform/token/tokenVerifier.h"
 
 namespace {
 

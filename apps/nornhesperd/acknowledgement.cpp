@@ -1,4 +1,5 @@
 #include "apps/nornhesperd/acknowledgement.h"
+#include "lib/public/api/guestLimits.h"
 
 #include <string_view>
 

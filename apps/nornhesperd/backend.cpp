@@ -16,16 +16,16 @@
 #include "apps/nornhesperd/acknowledgement.h"
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/logMessage.h"
+#include "lib/public/api/guestLimits.h"
+#include "platform/krell/vsockAddress.h"
 
 namespace NornHesper {
 namespace {
 
 constexpr int kReceiveBufferBytes = 2228224;
-constexpr int kOptionPeerRateLimit = 9;
-constexpr int kOptionPeerPrivilege = 10;
 constexpr int kPrivilegedPeersOnly = 1;
 // The receive buffer lies on the thread's stack.
-constexpr size_t kThreadStackBytes = size_t{1024} * 1024;
+constexpr std::size_t kThreadStackBytes = std::size_t{1024} * 1024;
 // Short for those who wait for an answer when the failure is over, long for a processor.
 constexpr std::chrono::milliseconds kRestBetweenFailures{100};
 
@@ -53,9 +53,7 @@ template <typename Call>
 ssize_t CallWhenReady(int socket, short events, const Call& call) {
   for (;;) {
     const ssize_t length = call();
-    if (length >= 0 || errno != EAGAIN) {
-      return length;
-    }
+    if (length >= 0 || errno != EAGAIN) return length;
     pollfd readiness{socket, events, 0};
     poll(&readiness, 1, -1);
   }
@@ -65,9 +63,7 @@ ssize_t CallWhenReady(int socket, short events, const Call& call) {
 ssize_t Receive(int socket, iovec text, vsock::endpoint& sender) {
   msghdr header = MakeHeader(sender, text);
   const ssize_t length = CallWhenReady(socket, POLLIN, [&] { return recvmsg(socket, &header, 0); });
-  if (length >= 0) {
-    sender.resize(header.msg_namelen);
-  }
+  if (length >= 0) sender.resize(header.msg_namelen);
   return length;
 }
 
@@ -89,7 +85,7 @@ void Backend::Start() {
 void Backend::CreateSocket() {
   GlobalContext* context = GlobalContext::Get();
   try {
-    socket_ = std::make_unique<Socket>(context->GetIoService(), vsock::endpoint(vsock::kAny, port_));
+    socket_ = std::make_unique<Socket>(context->GetIoService(), vsock::endpoint(Krell::kAnyCid, port_));
   } catch (const std::exception& exception) {
     HESPER_LOG(3, "Failed to create backend socket, %1", exception.what());
     context->TerminateApplication();
@@ -110,12 +106,12 @@ void Backend::SizeReceiveBuffer() {
 void Backend::LimitPeerRate() {
   GlobalContext* context = GlobalContext::Get();
   const int socket = socket_->native_handle();
-  if (!SetVsockOption(socket, kOptionPeerRateLimit, kPeerRateLimit)) {
+  if (!SetVsockOption(socket, Krell::kOptionPeerRateLimit, kPeerRateLimit)) {
     HESPER_LOG(3, "Failed to set peer rate limit to %1, %2", kPeerRateLimit, std::strerror(errno));
     context->TerminateApplication();
   }
   int actual = 0;
-  if (!GetVsockOption(socket, kOptionPeerRateLimit, actual)) {
+  if (!GetVsockOption(socket, Krell::kOptionPeerRateLimit, actual)) {
     HESPER_LOG(3, "Failed to get peer rate limit, %1", std::strerror(errno));
     context->TerminateApplication();
   }
@@ -129,12 +125,12 @@ void Backend::LimitPeerRate() {
 void Backend::RequirePrivilegedPeers() {
   GlobalContext* context = GlobalContext::Get();
   const int socket = socket_->native_handle();
-  if (!SetVsockOption(socket, kOptionPeerPrivilege, kPrivilegedPeersOnly)) {
+  if (!SetVsockOption(socket, Krell::kOptionPeerPrivilege, kPrivilegedPeersOnly)) {
     HESPER_LOG(3, "Failed to limit peers to priv, %1", std::strerror(errno));
     context->TerminateApplication();
   }
   int actual = 0;
-  if (!GetVsockOption(socket, kOptionPeerPrivilege, actual)) {
+  if (!GetVsockOption(socket, Krell::kOptionPeerPrivilege, actual)) {
     HESPER_LOG(3, "Failed to query peer priv mode, %1", std::strerror(errno));
     context->TerminateApplication();
   }
@@ -154,7 +150,7 @@ void Backend::ThreadFunc() {
       HESPER_LOG(6, "Packet receiving interrupted by a signal");
     } else if (!KeepsFailing(length)) {
       // A failure goes on as an empty text of an unknown sender, and normally ends at the look-up.
-      Serve({buffer.data(), static_cast<size_t>(std::max<ssize_t>(length, 0))}, sender);
+      Serve({buffer.data(), static_cast<std::size_t>(std::max<ssize_t>(length, 0))}, sender);
     }
   }
 }
@@ -163,18 +159,12 @@ void Backend::ThreadFunc() {
 // when it ends, and the thread rests between its tries.
 bool Backend::KeepsFailing(ssize_t received) {
   if (received >= 0) {
-    if (failuresInARow_ > 1) {
-      HESPER_LOG(6, "Receiving packets works again");
-    }
+    if (failuresInARow_ > 1) HESPER_LOG(6, "Receiving packets works again");
     failuresInARow_ = 0;
     return false;
   }
-  if (++failuresInARow_ == 1) {
-    return false;
-  }
-  if (failuresInARow_ == 2) {
-    HESPER_LOG(3, "Receiving packets keeps failing, %1", std::strerror(errno));
-  }
+  if (++failuresInARow_ == 1) return false;
+  if (failuresInARow_ == 2) HESPER_LOG(3, "Receiving packets keeps failing, %1", std::strerror(errno));
   std::this_thread::sleep_for(kRestBetweenFailures);
   return true;
 }

@@ -37,7 +37,7 @@ class Backend : public Corvane::ObjectImpl {
   const unsigned port_;
   std::unique_ptr<Socket> socket_;
   Corvane::Ref<Corvane::System::Thread> thread_;
-  uint64_t failuresInARow_ = 0;  // of receiving
+  std::uint64_t failuresInARow_ = 0;  // of receiving
 };
 
 }  // namespace NornHesper

@@ -9,19 +9,17 @@ namespace NornHesper {
 
 using Corvane::System::Synchronized;
 
-void CidCache::SetBounds(uint32_t maxEntries, uint32_t expirationSeconds) {
+void CidCache::SetBounds(std::uint32_t maxEntries, std::uint32_t expirationSeconds) {
   const Synchronized lock(this);
   maxEntries_ = maxEntries;
   expirationSeconds_ = expirationSeconds;
 }
 
 Result CidCache::Lookup(CidInfoPtr& info, unsigned int cid) {
-  const int64_t now = clock_();
+  const std::int64_t now = clock_();
   const Synchronized lock(this);
   TrimCache(now);
-  if (ValidateCid(info, cid, now)) {
-    return {};
-  }
+  if (ValidateCid(info, cid, now)) return {};
   Result result = RetrieveCidInfo(info, cid);
   if (result.HasErrors()) {
     HESPER_FAIL(result, kErrorCidLookup, "failed to retrieve info for cid %1", cid);
@@ -31,20 +29,18 @@ Result CidCache::Lookup(CidInfoPtr& info, unsigned int cid) {
   return {};
 }
 
-void CidCache::TrimCache(int64_t now) {
-  const int64_t expiration = int64_t{expirationSeconds_} * 1'000'000;
+void CidCache::TrimCache(std::int64_t now) {
+  const std::int64_t expiration = std::int64_t{expirationSeconds_} * 1'000'000;
   while (!entries_.empty() && (entries_.size() > maxEntries_ || entries_.back().lastUse + expiration < now)) {
     RemoveEntry(index_.find(entries_.back().info->cid));
   }
 }
 
-bool CidCache::ValidateCid(CidInfoPtr& info, unsigned int cid, int64_t now) {
+bool CidCache::ValidateCid(CidInfoPtr& info, unsigned int cid, std::int64_t now) {
   const auto position = index_.find(cid);
-  if (position == index_.end()) {
-    return false;
-  }
+  if (position == index_.end()) return false;
   const Entries::iterator entry = position->second;
-  const std::optional<uint32_t> mapped = MapBiosUuidToCid(entry->info->biosUuid);
+  const std::optional<std::uint32_t> mapped = MapBiosUuidToCid(entry->info->biosUuid);
   if (!mapped) {
     // Neither confirmed nor refuted: the entry stays, and the sender has to be identified in the other way.
     return false;
@@ -60,7 +56,7 @@ bool CidCache::ValidateCid(CidInfoPtr& info, unsigned int cid, int64_t now) {
   return true;
 }
 
-void CidCache::InsertEntry(const CidInfoPtr& info, unsigned int cid, int64_t now) {
+void CidCache::InsertEntry(const CidInfoPtr& info, unsigned int cid, std::int64_t now) {
   if (const auto position = index_.find(cid); position != index_.end()) {
     RemoveEntry(position);  // one that could not be checked
   }
@@ -76,9 +72,7 @@ void CidCache::RemoveEntry(Index::iterator position) {
 Result CidCache::Collect(std::vector<std::shared_ptr<CidInfo>>& infos) {
   std::vector<unsigned long> ids;
   Result result = ListVmmIds(ids);
-  if (result.HasErrors()) {
-    return result;
-  }
+  if (result.HasErrors()) return result;
   std::vector<CidInfoPtr> vms;
   for (const unsigned long id : ids) {
     CidInfoPtr info;
@@ -99,9 +93,7 @@ std::vector<CidInfoPtr> CidCache::SelectKnown(const std::vector<CidInfoPtr>& vms
   const Synchronized lock(this);
   for (const CidInfoPtr& vm : vms) {
     const auto position = index_.find(vm->cid);
-    if (position == index_.end()) {
-      continue;
-    }
+    if (position == index_.end()) continue;
     if (position->second->info->biosUuid == vm->biosUuid) {
       known.push_back(vm);
     } else {

@@ -19,13 +19,13 @@ namespace NornHesper {
 // cids of VMs that have gone to others, no remembered answer is believed before the kernel has confirmed it.
 class CidCache : public Corvane::System::LockableObjectImpl {
  public:
-  using Clock = int64_t (*)() noexcept;  // monotonic microseconds
+  using Clock = std::int64_t (*)() noexcept;  // monotonic microseconds
 
   explicit CidCache(Clock clock = &Corvane::System::GetMonotonicTime) : clock_(clock) {}
 
   // An entry that was not used for expirationSeconds goes. The size is looked at before an insertion, so
   // that there can be one entry more than maxEntries.
-  void SetBounds(uint32_t maxEntries, uint32_t expirationSeconds);
+  void SetBounds(std::uint32_t maxEntries, std::uint32_t expirationSeconds);
 
   // Sets info to the VM that has this cid now. Holds the lock during its kernel calls, so that two look-ups
   // never identify the same cid at once.
@@ -39,32 +39,32 @@ class CidCache : public Corvane::System::LockableObjectImpl {
  private:
   struct CidCacheEntry {
     CidInfoPtr info;
-    int64_t lastUse;  // monotonic microseconds
+    std::int64_t lastUse;  // monotonic microseconds
   };
   using Entries = std::list<CidCacheEntry>;
-  using Index = std::map<uint32_t, Entries::iterator>;
+  using Index = std::map<std::uint32_t, Entries::iterator>;
 
-  void TrimCache(int64_t now);
-  bool ValidateCid(CidInfoPtr& info, unsigned int cid, int64_t now);
-  void InsertEntry(const CidInfoPtr& info, unsigned int cid, int64_t now);
+  void TrimCache(std::int64_t now);
+  bool ValidateCid(CidInfoPtr& info, unsigned int cid, std::int64_t now);
+  void InsertEntry(const CidInfoPtr& info, unsigned int cid, std::int64_t now);
   void RemoveEntry(Index::iterator position);
   std::vector<CidInfoPtr> SelectKnown(const std::vector<CidInfoPtr>& vms);
 
   // The questions to the kernel, in cidLookup.cpp. They touch no member.
   // kNoCid when no VM has the uuid or the kernel can't tell; nothing when it could not be asked for want of
   // descriptors or memory.
-  static std::optional<uint32_t> MapBiosUuidToCid(const std::string& biosUuid);
+  static std::optional<std::uint32_t> MapBiosUuidToCid(const std::string& biosUuid);
   static Result RetrieveCidInfo(CidInfoPtr& info, unsigned int cid);
-  static Result RetrieveCidInfoByVmmId(CidInfoPtr& info, uint64_t vmmId);
+  static Result RetrieveCidInfoByVmmId(CidInfoPtr& info, std::uint64_t vmmId);
   static Result ListVmmIds(std::vector<unsigned long>& ids);
 
-  static constexpr uint32_t kNoCid = 0xFFFFFFFF;
+  static constexpr std::uint32_t kNoCid = 0xFFFFFFFF;
 
   // The two hold the same cids; the most recently used entry is the first.
   Index index_;
   Entries entries_;
-  uint32_t maxEntries_ = 3000;
-  uint32_t expirationSeconds_ = 600;
+  std::uint32_t maxEntries_ = 3000;
+  std::uint32_t expirationSeconds_ = 600;
   const Clock clock_;
 };
 

@@ -1,55 +1,34 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
-#include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 
 #include "apps/nornhesperd/cidCache.h"
-#include "apps/nornhesperd/fileDescriptor.h"
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/logMessage.h"
 #include "apps/nornhesperd/vsock.h"
+#include "platform/corvane/fileDescriptor.h"
 #include "platform/krell/sysinfo.h"
+#include "platform/krell/vsockAddress.h"
 
 namespace NornHesper {
 namespace {
 
+using Corvane::FileDescriptor;
+using Corvane::IsShortage;
 using KrellCtl::Lib::SysinfoException;
 using KrellCtl::Util::Sysinfo;
 
-// Nodes of the kernel's information tree.
-constexpr unsigned int kNodeVmms = 783;
-constexpr unsigned int kNodeVmmInfo = 786;
-constexpr unsigned int kNodeCartelLeader = 1299;
+using KrellCtl::Util::VmmInfoRecord;
 
-constexpr unsigned long kIoctlUuidToCid = 1991;
-constexpr int kOptionCartelId = 3;
-
-using IdentifierText = std::array<char, 128>;  // NUL-terminated
-
-struct VmmInfoRecord {
-  uint32_t unused;
-  IdentifierText biosUuid;
-  IdentifierText vmUuid;
-  IdentifierText mgrVmId;
-  std::array<char, 3008> rest;
-};
-static_assert(sizeof(VmmInfoRecord) == 3396);
-
-struct UuidToCidRequest {
-  uint32_t cid;
-  uint32_t unused;
-  IdentifierText uuid;
-};
-static_assert(sizeof(UuidToCidRequest) == 136);
-
-std::string ToString(const IdentifierText& text) {
+std::string ToString(const VmmInfoRecord::Text& text) {
   return {text.data(), strnlen(text.data(), text.size())};
 }
 
-CidInfoPtr MakeCidInfo(uint32_t cid, const VmmInfoRecord& record) {
+CidInfoPtr MakeCidInfo(std::uint32_t cid, const VmmInfoRecord& record) {
   return std::make_shared<CidInfo>(
       CidInfo{cid, ToString(record.biosUuid), ToString(record.vmUuid), ToString(record.mgrVmId)});
 }
@@ -64,7 +43,7 @@ void ReadNode(unsigned int node, unsigned long instance, Record& record) {
 Result ReadVmmInfo(VmmInfoRecord& record, unsigned long leaderId) {
   Result result;
   try {
-    ReadNode(kNodeVmmInfo, leaderId, record);
+    ReadNode(KrellCtl::Util::kNodeVmmInfo, leaderId, record);
   } catch (const SysinfoException& exception) {
     HESPER_FAIL(result, kErrorKernelInformation, "failed to get uuids from vmm leader id %1, %2", leaderId,
                 exception.GetText());
@@ -73,7 +52,7 @@ Result ReadVmmInfo(VmmInfoRecord& record, unsigned long leaderId) {
 }
 
 // The process at the other end of a socket that is connected to the cid. No packet is sent for that.
-Result ReadCartelId(uint32_t& cartelId, unsigned int cid) {
+Result ReadCartelId(std::uint32_t& cartelId, unsigned int cid) {
   Result result;
   const int family = GetVsockAddressFamily();
   const FileDescriptor probe(socket(family, SOCK_DGRAM, 0));
@@ -88,16 +67,16 @@ Result ReadCartelId(uint32_t& cartelId, unsigned int cid) {
     return result;
   }
   socklen_t size = sizeof(cartelId);
-  if (getsockopt(probe.Get(), family, kOptionCartelId, &cartelId, &size) != 0) {
+  if (getsockopt(probe.Get(), family, Krell::kOptionCartelId, &cartelId, &size) != 0) {
     HESPER_FAIL(result, kErrorCartelId, "failed to get cartel id from cid %1, %2", cid, std::strerror(errno));
   }
   return result;
 }
 
-Result ReadLeaderId(uint32_t& leaderId, uint32_t cartelId) {
+Result ReadLeaderId(std::uint32_t& leaderId, std::uint32_t cartelId) {
   Result result;
   try {
-    ReadNode(kNodeCartelLeader, cartelId, leaderId);
+    ReadNode(KrellCtl::Util::kNodeCartelLeader, cartelId, leaderId);
   } catch (const SysinfoException& exception) {
     HESPER_FAIL(result, kErrorKernelInformation, "failed to get vmm leader id from cartel id %1, %2",
                 cartelId, exception.GetText());
@@ -107,44 +86,34 @@ Result ReadLeaderId(uint32_t& leaderId, uint32_t cartelId) {
 
 }  // namespace
 
-std::optional<uint32_t> CidCache::MapBiosUuidToCid(const std::string& biosUuid) {
+std::optional<std::uint32_t> CidCache::MapBiosUuidToCid(const std::string& biosUuid) {
   const FileDescriptor device(OpenVsockDevice());
-  UuidToCidRequest request{};
+  Krell::UuidToCidRequest request;
   biosUuid.copy(request.uuid.data(), request.uuid.size() - 1);
-  if (device.IsOpen() && ioctl(device.Get(), kIoctlUuidToCid, &request) >= 0) {
-    return request.cid;
-  }
+  if (device.IsOpen() && ioctl(device.Get(), Krell::kIoctlUuidToCid, &request) >= 0) return request.cid;
   return IsShortage(errno) ? std::nullopt : std::optional(kNoCid);
 }
 
 Result CidCache::RetrieveCidInfo(CidInfoPtr& info, unsigned int cid) {
-  uint32_t cartelId = 0;
+  std::uint32_t cartelId = 0;
   Result result = ReadCartelId(cartelId, cid);
-  if (result.HasErrors()) {
-    return result;
-  }
-  uint32_t leaderId = 0;
+  if (result.HasErrors()) return result;
+  std::uint32_t leaderId = 0;
   result = ReadLeaderId(leaderId, cartelId);
-  if (result.HasErrors()) {
-    return result;
-  }
+  if (result.HasErrors()) return result;
   HESPER_LOG(6, "Cid %1 => vmm leader Id %2", cid, leaderId);
   VmmInfoRecord record;
   result = ReadVmmInfo(record, leaderId);
-  if (!result.HasErrors()) {
-    info = MakeCidInfo(cid, record);
-  }
+  if (!result.HasErrors()) info = MakeCidInfo(cid, record);
   return result;
 }
 
-Result CidCache::RetrieveCidInfoByVmmId(CidInfoPtr& info, uint64_t vmmId) {
+Result CidCache::RetrieveCidInfoByVmmId(CidInfoPtr& info, std::uint64_t vmmId) {
   VmmInfoRecord record;
   Result result = ReadVmmInfo(record, vmmId);
-  if (result.HasErrors()) {
-    return result;
-  }
+  if (result.HasErrors()) return result;
   const std::string biosUuid = ToString(record.biosUuid);
-  const uint32_t cid = MapBiosUuidToCid(biosUuid).value_or(kNoCid);
+  const std::uint32_t cid = MapBiosUuidToCid(biosUuid).value_or(kNoCid);
   if (cid == kNoCid) {
     HESPER_FAIL(result, kErrorUuidMapping, "failed to map uuid %1 to cid", biosUuid);
   } else {
@@ -156,7 +125,7 @@ Result CidCache::RetrieveCidInfoByVmmId(CidInfoPtr& info, uint64_t vmmId) {
 Result CidCache::ListVmmIds(std::vector<unsigned long>& ids) {
   Result result;
   try {
-    Sysinfo(kNodeVmms).List(ids);
+    Sysinfo(KrellCtl::Util::kNodeVmmList).List(ids);
   } catch (const SysinfoException& exception) {
     HESPER_FAIL(result, kErrorKernelInformation, "failed to get vmm id list, %1", exception.GetText());
   }

@@ -26,7 +26,7 @@ void LogSetting(std::string_view key, const auto& value, bool present) {
 Result ConfigInfo::Load() {
   const Corvane::System::Synchronized lock(this);
   const auto tree = Corvane::Service::GetApp()->GetConfig();
-  const auto readInteger = [&tree](const char* key, int32_t& setting) {
+  const auto readInteger = [&tree](const char* key, std::int32_t& setting) {
     const bool present = tree->ReadInteger(key, &setting);
     LogSetting(key, setting, present);
   };

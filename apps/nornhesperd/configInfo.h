@@ -14,13 +14,13 @@ class ConfigInfo : public Corvane::System::LockableObjectImpl {
   // Reads the settings from the application's configuration tree and logs each with its origin.
   Result Load();
 
-  int32_t GetMirelPort() { return Read(mirelPort_); }
-  int32_t GetVmListenPort() { return Read(vmListenPort_); }
-  int32_t GetMirelQueueLimit() { return Read(mirelQueueLimit_); }
-  int32_t GetCidCacheMaxEntries() { return Read(cidCacheMaxEntries_); }
-  int32_t GetCidCacheExpirationInSeconds() { return Read(cidCacheExpirationInSeconds_); }
+  std::int32_t GetMirelPort() { return Read(mirelPort_); }
+  std::int32_t GetVmListenPort() { return Read(vmListenPort_); }
+  std::int32_t GetMirelQueueLimit() { return Read(mirelQueueLimit_); }
+  std::int32_t GetCidCacheMaxEntries() { return Read(cidCacheMaxEntries_); }
+  std::int32_t GetCidCacheExpirationInSeconds() { return Read(cidCacheExpirationInSeconds_); }
   bool GetRequestHistoryAll() { return Read(requestHistoryAll_); }
-  int32_t GetHistoryPort() { return Read(historyPort_); }
+  std::int32_t GetHistoryPort() { return Read(historyPort_); }
 
  private:
   template <typename T>
@@ -29,13 +29,13 @@ class ConfigInfo : public Corvane::System::LockableObjectImpl {
     return setting;
   }
 
-  int32_t mirelPort_ = 9999;                   // of the API endpoint, on the loopback addresses
-  int32_t vmListenPort_ = 7777;                // vsock port for the guests' publications
-  int32_t mirelQueueLimit_ = 16;               // publications that a stream holds for a slow client
-  int32_t cidCacheMaxEntries_ = 3000;          // VMs
-  int32_t cidCacheExpirationInSeconds_ = 600;  // life of an unused VM in the cache
-  bool requestHistoryAll_ = false;             // ask every running VM for history, or only cached ones
-  int32_t historyPort_ = 766;                  // guests' vsock port for history requests
+  std::int32_t mirelPort_ = 9999;                   // of the API endpoint, on the loopback addresses
+  std::int32_t vmListenPort_ = 7777;                // vsock port for the guests' publications
+  std::int32_t mirelQueueLimit_ = 16;               // publications that a stream holds for a slow client
+  std::int32_t cidCacheMaxEntries_ = 3000;          // VMs
+  std::int32_t cidCacheExpirationInSeconds_ = 600;  // life of an unused VM in the cache
+  bool requestHistoryAll_ = false;                  // ask every running VM for history, or only cached ones
+  std::int32_t historyPort_ = 766;                  // guests' vsock port for history requests
 };
 
 }  // namespace NornHesper

@@ -4,13 +4,10 @@
 #include <memory>
 #include <string>
 
+#include "apps/nornhesperd/endpointAuthn.h"
 #include "apps/nornhesperd/result.h"
-#include "framework/core/dataValue.h"
 #include "framework/metadata/metadataContainer.h"
 
-namespace Corvane::System {
-class AuthTokenHelper;
-}
 namespace Mirel::Transport::PicoHttp {
 class AsioTcpApiServer;
 }
@@ -20,18 +17,13 @@ namespace NornHesper {
 // The daemon's API side: the service's metadata, the chain of providers that every call passes, and the HTTP
 // server on the two loopback addresses. Started once, on the main thread, before the I/O context runs; there
 // is no stop.
-class NornHesperApi {
+class NornHesperApi : public EndpointAuthn {
  public:
   explicit NornHesperApi(std::uint16_t port);
 
   // A daemon that can listen on neither address, or whose service descriptions can't be read, runs on and
   // takes guest data; without its authorization table it ends.
   void Start();
-
-  // Who may come in with a password: root alone, who then has the entitlement to guest data, as a token would
-  // give it. Others are refused, with a line in the log.
-  static bool UserPassCustomizeAuthDataCb(Corvane::System::AuthTokenHelper* token,
-                                          const Mirel::Data::StructValuePtr& authData);
 
  private:
   std::uint16_t port_;

@@ -1,10 +1,9 @@
 #include "apps/nornhesperd/endpointAuthn.h"
 
-#include "apps/nornhesperd/endpoint.h"
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/logMessage.h"
+#include "lib/token/tokenHandler.h"
 #include "platform/corvane/authenticate.h"
-#include "platform/token/tokenHandler.h"
 
 namespace NornHesper {
 
@@ -15,7 +14,7 @@ Corvane::Ref<Corvane::System::AuthTokenHelper> Authenticate(const std::string& u
   return token;
 }
 
-bool NornHesperApi::UserPassCustomizeAuthDataCb(Corvane::System::AuthTokenHelper* token,
+bool EndpointAuthn::UserPassCustomizeAuthDataCb(Corvane::System::AuthTokenHelper* token,
                                                 const Mirel::Data::StructValuePtr& authData) {
   const auto& name = token->GetUserName();
   if (name != "root") {

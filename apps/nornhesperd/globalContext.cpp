@@ -66,9 +66,7 @@ void OccupyStandardDescriptors() {
 
 GlobalContext* GlobalContext::Get() {
   static GlobalContext* instance = nullptr;
-  if (instance == nullptr) {
-    instance = new GlobalContext;
-  }
+  if (instance == nullptr) instance = new GlobalContext;
   return instance;
 }
 
@@ -88,15 +86,9 @@ Result GlobalContext::InitializeApplication(const char* configPath) {
   logger_ = app_->GetLogger();
   loggerReady_ = true;
 
-  if (result = publicationSchema_.Init(); result.HasErrors()) {
-    return result;
-  }
-  if (result = CreatePidFile(); result.HasErrors()) {
-    return result;
-  }
-  if (result = configInfo_.Load(); result.HasErrors()) {
-    return result;
-  }
+  if (result = publicationSchema_.Init(); result.HasErrors()) return result;
+  if (result = CreatePidFile(); result.HasErrors()) return result;
+  if (result = configInfo_.Load(); result.HasErrors()) return result;
   cidCache_.SetBounds(static_cast<unsigned>(configInfo_.GetCidCacheMaxEntries()),
                       static_cast<unsigned>(configInfo_.GetCidCacheExpirationInSeconds()));
   return LimitOpenFiles();

@@ -29,7 +29,7 @@ void HistoryRequestorNotifyGuests(std::uint64_t id, std::uint64_t pastSeconds,
   // A context of its own: the sends block, and must not be mixed with the daemon's asynchronous work.
   boost::asio::io_context context;
   vsock::packet_proto::socket socket(context, vsock::packet_proto());
-  socket.bind(vsock::packet_proto::endpoint(vsock::kAny, vsock::kAny));
+  socket.bind(vsock::packet_proto::endpoint());
   const auto port = static_cast<std::uint32_t>(GlobalContext::Get()->GetConfigInfo().GetHistoryPort());
   const auto text = HistoryRequestText(id, pastSeconds, topicPrefixes);
   for (const auto cid : cids) {

@@ -25,7 +25,7 @@ void LogMessage(GlobalContext* context, Corvane::Service::Logger::LogLevel level
 std::string ExtractFunctionName(const char* prettySignature) {
   const std::string_view head =
       std::string_view(prettySignature).substr(0, std::string_view(prettySignature).find('('));
-  const size_t blank = head.find(' ');
+  const std::size_t blank = head.find(' ');
   return std::string(blank == std::string_view::npos ? head : head.substr(blank + 1));
 }
 

@@ -8,7 +8,6 @@
 #include "apps/nornhesperd/topicFilter.h"
 #include "bindings/guestDataAdapter.h"
 #include "framework/core/nativeToValueAdapter.h"
-#include "framework/core/validator.h"
 #include "framework/provider/localization.h"
 #include "platform/corvane/panic.h"
 #include "platform/corvane/system.h"

@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "apps/nornhesperd/auditCallable.h"
-#include "apps/nornhesperd/endpoint.h"
 #include "apps/nornhesperd/endpointAuthn.h"
 #include "apps/nornhesperd/guestDataImpl.h"
 #include "apps/nornhesperd/messageCatalogue.h"
@@ -24,13 +23,13 @@
 #include "framework/provider/localization.h"
 #include "lib/sarnMirel/corvaneWrapLogger.h"
 #include "lib/sarnMirel/userPassHandler.h"
+#include "lib/token/jwtEntitlementChecker.h"
+#include "lib/token/tokenHandler.h"
 #include "platform/audit/audit.h"
 #include "platform/corvane/authenticate.h"
 #include "platform/corvane/log.h"
 #include "platform/corvane/panic.h"
 #include "platform/corvane/paths.h"
-#include "platform/token/jwtEntitlementChecker.h"
-#include "platform/token/tokenHandler.h"
 
 namespace NornHesper {
 namespace {
@@ -71,7 +70,7 @@ std::shared_ptr<Mirel::Authz::AuthzInfo> LoadAuthzInfo(const std::string& fileNa
 std::list<std::shared_ptr<Mirel::Authn::AuthnHandler>> MakeAuthnHandlers() {
   return {std::make_shared<SarnMirel::Authn::UserPassHandler>(
               &Authenticate, Logger::sDefaultLogger->CreateLogger("NornHesperUserPassHandler"),
-              &NornHesperApi::UserPassCustomizeAuthDataCb),
+              &EndpointAuthn::UserPassCustomizeAuthDataCb),
           std::make_shared<Norn::Authn::TokenHandler>(MakeWrappedLogger("NornHesperJWTHandler"))};
 }
 

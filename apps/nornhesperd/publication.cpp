@@ -12,15 +12,15 @@ namespace {
 
 using Corvane::Detail::ASPrintInternal;
 
-constexpr size_t kParseStackBytes = 1024;
-constexpr size_t kPoolChunkBytes = 1024;
+constexpr std::size_t kParseStackBytes = 1024;
+constexpr std::size_t kPoolChunkBytes = 1024;
 
 // A copy for the parser to change. It is NUL-terminated and ends at a border of 16 bytes, as the parser reads
 // whole blocks of that size.
 std::unique_ptr<char[]> CopyForParser(const std::string& text) {
-  constexpr size_t kBlock = 16;
+  constexpr std::size_t kBlock = 16;
   static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ % kBlock == 0);
-  const size_t capacity = (text.size() / kBlock + 1) * kBlock;
+  const std::size_t capacity = (text.size() / kBlock + 1) * kBlock;
   auto copy = std::make_unique_for_overwrite<char[]>(capacity);
   std::memcpy(copy.get(), text.data(), text.size());
   std::memset(copy.get() + text.size(), 0, capacity - text.size());
@@ -29,9 +29,7 @@ std::unique_ptr<char[]> CopyForParser(const std::string& text) {
 
 // Null when the value is no object or has no such member; the first one when it has several.
 const rapidjson::Value* Find(const rapidjson::Value& object, const char* name) {
-  if (!object.IsObject()) {
-    return nullptr;
-  }
+  if (!object.IsObject()) return nullptr;
   const auto member = object.FindMember(name);
   return member == object.MemberEnd() ? nullptr : &member->value;
 }
@@ -46,7 +44,7 @@ rapidjson::Value::StringRefType ToReference(std::string_view text) {
 
 }  // namespace
 
-Publication::Publication(const char* bytes, size_t length, const CidInfoPtr& sender)
+Publication::Publication(const char* bytes, std::size_t length, const CidInfoPtr& sender)
     : text(bytes, length),
       cidInfo(sender),
       parsePool_(parseNodes_.data(), parseNodes_.size(), kPoolChunkBytes),
@@ -54,15 +52,9 @@ Publication::Publication(const char* bytes, size_t length, const CidInfoPtr& sen
 
 Result Publication::Parse() {
   std::string fault = ReadText();
-  if (fault.empty()) {
-    fault = ReadHeader();
-  }
-  if (fault.empty()) {
-    fault = CheckSchema();
-  }
-  if (fault.empty()) {
-    fault = ReadFields();
-  }
+  if (fault.empty()) fault = ReadHeader();
+  if (fault.empty()) fault = CheckSchema();
+  if (fault.empty()) fault = ReadFields();
   Result result;
   if (fault.empty()) {
     KeepWhatIsReadLater();
@@ -83,19 +75,11 @@ std::string Publication::ReadText() {
 // By hand and ahead of the schema, so that a guest gets its sequence back with whatever is wrong behind it.
 std::string Publication::ReadHeader() {
   const rapidjson::Value* header = Find(document, "header");
-  if (header == nullptr) {
-    return ASPrintInternal("missing header, %1", text);
-  }
-  if (!header->IsObject()) {
-    return ASPrintInternal("header not an object, %1", text);
-  }
+  if (header == nullptr) return ASPrintInternal("missing header, %1", text);
+  if (!header->IsObject()) return ASPrintInternal("header not an object, %1", text);
   const rapidjson::Value* number = Find(*header, "sequence");
-  if (number == nullptr) {
-    return ASPrintInternal("missing sequence, %1", text);
-  }
-  if (!number->IsUint64()) {
-    return ASPrintInternal("sequence not an unsigned integer, %1", text);
-  }
+  if (number == nullptr) return ASPrintInternal("missing sequence, %1", text);
+  if (!number->IsUint64()) return ASPrintInternal("sequence not an unsigned integer, %1", text);
   sequence = number->GetUint64();
   hasSequence = true;
   return ReadSubscribers(*header);
@@ -103,21 +87,15 @@ std::string Publication::ReadHeader() {
 
 std::string Publication::ReadSubscribers(const rapidjson::Value& header) {
   const rapidjson::Value* ids = Find(header, "subscribers");
-  if (ids == nullptr) {
-    return {};
-  }
+  if (ids == nullptr) return {};
   if (ids->IsUint64()) {
     subscribers.push_back(ids->GetUint64());
     return {};
   }
-  if (!ids->IsArray()) {
-    return ASPrintInternal("subscribers invalid, %1", text);
-  }
+  if (!ids->IsArray()) return ASPrintInternal("subscribers invalid, %1", text);
   subscribers.reserve(ids->Size());
   for (const rapidjson::Value& id : ids->GetArray()) {
-    if (!id.IsUint64()) {
-      return ASPrintInternal("subscriber not an unsigned integer, %1", text);
-    }
+    if (!id.IsUint64()) return ASPrintInternal("subscriber not an unsigned integer, %1", text);
     subscribers.push_back(id.GetUint64());
   }
   return {};
@@ -148,10 +126,8 @@ bool Publication::DecodePayload(std::string_view base64) {
   std::vector<unsigned char> bytes(Base64_DecodedLength(base64.data(), base64.size()));
   if (!bytes.empty()) {
     base64 = base64.substr(0, base64.find('\0'));  // the text is NUL-terminated, also by an escaped NUL
-    size_t written = 0;
-    if (!Base64_Decode(base64.data(), base64.size(), bytes.data(), bytes.size(), &written)) {
-      return false;
-    }
+    std::size_t written = 0;
+    if (!Base64_Decode(base64.data(), base64.size(), bytes.data(), bytes.size(), &written)) return false;
     bytes.resize(written);
     NormalizeLastGroup(base64, bytes);
     payloadBase64_ = base64;
@@ -163,10 +139,8 @@ bool Publication::DecodePayload(std::string_view base64) {
 // Bits of the last group that its padding leaves unused may hold anything; readers of our output can be
 // stricter than our decoder, so they are set to zero.
 void Publication::NormalizeLastGroup(std::string_view base64, const std::vector<unsigned char>& bytes) {
-  const size_t inLastGroup = bytes.size() % 3;
-  if (inLastGroup == 0) {
-    return;
-  }
+  const std::size_t inLastGroup = bytes.size() % 3;
+  if (inLastGroup == 0) return;
   std::string lastGroup;
   Base64_Encode(bytes.data() + bytes.size() - inLastGroup, inLastGroup, lastGroup);
   const std::ptrdiff_t end = base64.data() + base64.size() - parseText_.get();
@@ -176,14 +150,12 @@ void Publication::NormalizeLastGroup(std::string_view base64, const std::vector<
 // A publication can wait for long, with many others. A text of tens of thousands of values, which nobody
 // reads again, would keep ten times its length.
 void Publication::KeepWhatIsReadLater() {
-  if (parsePool_.Capacity() <= parseNodes_.size()) {
-    return;
-  }
+  if (parsePool_.Capacity() <= parseNodes_.size()) return;
   auto strings =
       std::make_unique_for_overwrite<char[]>(topic_.size() + token_.size() + payloadBase64_.size() + 3);
   char* end = strings.get();
   for (std::string_view* view : {&topic_, &token_, &payloadBase64_}) {
-    const size_t length = view->copy(end, view->size());
+    const std::size_t length = view->copy(end, view->size());
     *view = {end, length};
     end += length;
     *end++ = '\0';

@@ -21,7 +21,7 @@ namespace NornHesper {
 class Publication {
  public:
   // Copies the text, which need not end in a NUL.
-  Publication(const char* text, size_t length, const CidInfoPtr& cidInfo);
+  Publication(const char* text, std::size_t length, const CidInfoPtr& cidInfo);
   Publication(const Publication&) = delete;
   Publication& operator=(const Publication&) = delete;
 
@@ -50,9 +50,9 @@ class Publication {
  public:
   rapidjson::Document document;
   bool hasSequence = false;  // also true for a text with a fault behind its sequence
-  uint64_t sequence = 0;
-  std::vector<uint64_t> subscribers;  // ids of subscriptions; empty for a live publication
-  bool parsed = false;                // Parse found no fault
+  std::uint64_t sequence = 0;
+  std::vector<std::uint64_t> subscribers;  // ids of subscriptions; empty for a live publication
+  bool parsed = false;                     // Parse found no fault
   Mirel::DateTime createTime;
   std::vector<unsigned char> payload;  // decoded
 

@@ -34,9 +34,7 @@ std::string ToUriFragment(const rapidjson::Pointer& pointer) {
 // Null when the schema part says nothing about the member.
 const rapidjson::Value* FindMemberSchema(const rapidjson::Value& schema, const rapidjson::Value& name) {
   const auto properties = schema.FindMember("properties");
-  if (properties == schema.MemberEnd()) {
-    return nullptr;
-  }
+  if (properties == schema.MemberEnd()) return nullptr;
   const auto member = properties->value.FindMember(name);
   return member == properties->value.MemberEnd() ? nullptr : &member->value;
 }
@@ -46,20 +44,12 @@ const rapidjson::Value* FindMemberSchema(const rapidjson::Value& schema, const r
 // So the recursion is as deep as the schema and no deeper.
 bool Feed(const rapidjson::Value& value, const rapidjson::Value& schema,
           rapidjson::SchemaValidator& validator) {
-  if (value.IsArray()) {
-    return validator.StartArray() && validator.EndArray(value.Size());
-  }
-  if (!value.IsObject()) {
-    return value.Accept(validator);
-  }
-  if (!validator.StartObject()) {
-    return false;
-  }
+  if (value.IsArray()) return validator.StartArray() && validator.EndArray(value.Size());
+  if (!value.IsObject()) return value.Accept(validator);
+  if (!validator.StartObject()) return false;
   for (const auto& member : value.GetObject()) {
     const rapidjson::Value* memberSchema = FindMemberSchema(schema, member.name);
-    if (memberSchema == nullptr) {
-      continue;
-    }
+    if (memberSchema == nullptr) continue;
     if (!validator.Key(member.name.GetString(), member.name.GetStringLength(), false) ||
         !Feed(member.value, *memberSchema, validator)) {
       return false;
@@ -92,9 +82,7 @@ Result PublicationSchema::Init() {
 
 std::optional<PublicationSchema::Mismatch> PublicationSchema::Check(const rapidjson::Value& document) const {
   rapidjson::SchemaValidator validator(*schema_);
-  if (Feed(document, *source_, validator)) {
-    return std::nullopt;
-  }
+  if (Feed(document, *source_, validator)) return std::nullopt;
   return Mismatch{ToUriFragment(validator.GetInvalidSchemaPointer()), validator.GetInvalidSchemaKeyword(),
                   ToUriFragment(validator.GetInvalidDocumentPointer())};
 }

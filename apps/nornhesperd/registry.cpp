@@ -12,7 +12,7 @@ namespace NornHesper {
 
 using Corvane::System::Synchronized;
 
-PublishOutcome Registry::Publish(const char* text, size_t length, const CidInfoPtr& cidInfo) {
+PublishOutcome Registry::Publish(const char* text, std::size_t length, const CidInfoPtr& cidInfo) {
   const auto publication = std::make_shared<Publication>(text, length, cidInfo);
   PublishOutcome outcome;
   outcome.errors = publication->Parse();
@@ -24,15 +24,15 @@ PublishOutcome Registry::Publish(const char* text, size_t length, const CidInfoP
   return outcome;
 }
 
-uint64_t Registry::Register(PublicationCb callback, RepeatedPublicationCb repeated) {
+std::uint64_t Registry::Register(PublicationCb callback, RepeatedPublicationCb repeated) {
   const Synchronized lock(this);
-  const uint64_t id = nextSubscriptionId_++;
+  const std::uint64_t id = nextSubscriptionId_++;
   subscriptions_.emplace(
       id, std::make_shared<const Subscription>(Subscription{std::move(callback), std::move(repeated)}));
   return id;
 }
 
-void Registry::Unregister(uint64_t id) {
+void Registry::Unregister(std::uint64_t id) {
   decltype(subscriptions_)::node_type
       removed;  // destroyed behind the lock: it may be a stream's last reference
   const Synchronized lock(this);
@@ -55,9 +55,7 @@ std::vector<Registry::Offer> Registry::SelectAll() {
   std::vector<Offer> offers;
   const Synchronized lock(this);
   offers.reserve(subscriptions_.size());
-  for (const auto& [id, subscription] : subscriptions_) {
-    offers.push_back({subscription});
-  }
+  for (const auto& [id, subscription] : subscriptions_) offers.push_back({subscription});
   return offers;
 }
 
@@ -68,17 +66,16 @@ std::vector<Registry::Offer> Registry::SelectAll() {
 // between. Nobody can tell: what a stream makes of an offer depends on earlier offers to itself alone; it
 // starts to send with the first one if at all, as no client has a turn while a dispatch runs; and the first
 // ones keep the list's order.
-std::vector<Registry::Offer> Registry::SelectListed(const std::vector<uint64_t>& ids) {
+std::vector<Registry::Offer> Registry::SelectListed(const std::vector<std::uint64_t>& ids) {
   std::vector<Offer> offers;
-  std::unordered_map<uint64_t, size_t> places;  // in the offers; of live subscriptions alone, which are few
+  std::unordered_map<std::uint64_t, std::size_t>
+      places;  // in the offers; of live subscriptions alone, which are few
   const Synchronized lock(this);
-  for (const uint64_t id : ids) {
+  for (const std::uint64_t id : ids) {
     if (const auto place = places.find(id); place != places.end()) {
       ++offers[place->second].times;
     } else if (const auto found = subscriptions_.find(id); found != subscriptions_.end()) {
-      if (found->second->repeated) {
-        places.emplace(id, offers.size());
-      }
+      if (found->second->repeated) places.emplace(id, offers.size());
       offers.push_back({found->second});
     }
   }

@@ -20,13 +20,13 @@ using PublicationPtr = std::shared_ptr<Publication>;
 using PublicationCb = std::function<void(const PublicationPtr&)>;
 
 // Does in one call what `times` calls of the subscription's PublicationCb in a row would do.
-using RepeatedPublicationCb = std::function<void(const PublicationPtr&, uint64_t times)>;
+using RepeatedPublicationCb = std::function<void(const PublicationPtr&, std::uint64_t times)>;
 
 // What became of a datagram's text.
 struct PublishOutcome {
   Result errors;             // no records: accepted
   bool hasSequence = false;  // also for texts with a fault behind their sequence
-  uint64_t sequence = 0;
+  std::uint64_t sequence = 0;
 };
 
 // The table of live subscriptions, and the way of publications to them.
@@ -34,15 +34,15 @@ class Registry : public Corvane::System::LockableObjectImpl {
  public:
   // Parses the text on the calling thread and hands a good publication to the I/O context, from where it is
   // offered to the subscriptions it concerns. The text is copied and need not end in a NUL.
-  PublishOutcome Publish(const char* text, size_t length, const CidInfoPtr& cidInfo);
+  PublishOutcome Publish(const char* text, std::size_t length, const CidInfoPtr& cidInfo);
 
   // Gives the subscription's id. Ids are never given out again. A publication whose list names one
   // subscription many times is as many calls of its callback, each in its place in the list, or one call of
   // `repeated` in the place of the first, where there is one.
-  uint64_t Register(PublicationCb callback, RepeatedPublicationCb repeated = nullptr);
+  std::uint64_t Register(PublicationCb callback, RepeatedPublicationCb repeated = nullptr);
 
   // An unknown id is no fault. A publication that is being dispatched can still reach the callable.
-  void Unregister(uint64_t id);
+  void Unregister(std::uint64_t id);
 
  private:
   struct Subscription {
@@ -52,15 +52,15 @@ class Registry : public Corvane::System::LockableObjectImpl {
   using SubscriptionPtr = std::shared_ptr<const Subscription>;
   struct Offer {
     SubscriptionPtr subscription;
-    uint64_t times = 1;
+    std::uint64_t times = 1;
   };
 
   void Dispatch(const PublicationPtr& publication);
   std::vector<Offer> SelectAll();  // in ascending order of id
-  std::vector<Offer> SelectListed(const std::vector<uint64_t>& ids);
+  std::vector<Offer> SelectListed(const std::vector<std::uint64_t>& ids);
 
-  std::map<uint64_t, SubscriptionPtr> subscriptions_;
-  uint64_t nextSubscriptionId_ = 0;
+  std::map<std::uint64_t, SubscriptionPtr> subscriptions_;
+  std::uint64_t nextSubscriptionId_ = 0;
 };
 
 }  // namespace NornHesper

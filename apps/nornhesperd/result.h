@@ -8,7 +8,7 @@
 namespace NornHesper {
 
 // What a record is about; a guest sees the number in the diagnosis of its acknowledgement.
-enum ErrorCode : uint32_t {
+enum ErrorCode : std::uint32_t {
   kErrorStartup = 0x10000,           // configuration of the base library, pid file, file limit, schema text
   kErrorMetadata = 0x10001,          // loading the API metadata
   kErrorPublication = 0x10002,       // a publication's text is not acceptable
@@ -27,7 +27,7 @@ enum ErrorCode : uint32_t {
 class Result {
  public:
   struct ErrorRecord {
-    uint32_t code;
+    std::uint32_t code;
     std::string message;  // finished text
   };
 

@@ -25,12 +25,8 @@ void SignalChecker::HandleSignal(const boost::system::error_code& error, int sig
     return;
   }
   HESPER_LOG(6, "received signal %1", signalNumber);
-  if (signalNumber == SIGTERM) {
-    Terminate();
-  }
-  if (signalNumber == SIGHUP) {
-    Reload();
-  }
+  if (signalNumber == SIGTERM) Terminate();
+  if (signalNumber == SIGHUP) Reload();
   WaitForSignal();
 }
 

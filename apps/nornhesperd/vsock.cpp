@@ -8,12 +8,10 @@
 #include <boost/system/system_error.hpp>
 #include <cerrno>
 
-#include "apps/nornhesperd/fileDescriptor.h"
+#include "platform/corvane/fileDescriptor.h"
 
 namespace {
 
-constexpr int kStandardFamily = 40;
-constexpr unsigned long kIoctlFamily = 1976;
 constexpr int kUnknownFamily = -1;
 
 int cachedFamily = kUnknownFamily;
@@ -21,10 +19,8 @@ int cachedFamily = kUnknownFamily;
 int familyDevice = -1;
 
 bool HasStandardFamily() {
-  const int probe = socket(kStandardFamily, SOCK_DGRAM, 0);
-  if (probe < 0) {
-    return false;
-  }
+  const int probe = socket(Krell::kStandardVsockFamily, SOCK_DGRAM, 0);
+  if (probe < 0) return false;
   close(probe);
   return true;
 }
@@ -36,13 +32,9 @@ bool HasStandardFamily() {
 
 int ReadFamilyFromDevice() {
   const int device = OpenVsockDevice();
-  if (device < 0) {
-    return kUnknownFamily;
-  }
+  if (device < 0) return kUnknownFamily;
   int family = kUnknownFamily;
-  if (ioctl(device, kIoctlFamily, &family) < 0) {
-    family = kUnknownFamily;
-  }
+  if (ioctl(device, Krell::kIoctlAddressFamily, &family) < 0) family = kUnknownFamily;
   if (family < 0) {
     close(device);
   } else {
@@ -55,28 +47,22 @@ int ReadFamilyFromDevice() {
 
 int GetVsockAddressFamily() {
   if (cachedFamily == kUnknownFamily) {
-    cachedFamily = HasStandardFamily() ? kStandardFamily : ReadFamilyFromDevice();
+    cachedFamily = HasStandardFamily() ? Krell::kStandardVsockFamily : ReadFamilyFromDevice();
   }
-  if (cachedFamily == kUnknownFamily) {
-    ThrowUnsupported();
-  }
+  if (cachedFamily == kUnknownFamily) ThrowUnsupported();
   return cachedFamily;
 }
 
 int OpenVsockDevice() {
-  const int device = open("/dev/vsock", O_RDONLY | O_CLOEXEC);
-  if (device >= 0) {
-    return device;
-  }
+  const int device = open(Krell::kVsockDevice, O_RDONLY | O_CLOEXEC);
+  if (device >= 0) return device;
   const int error = errno;
-  const int alternative = open("/calyx/devices/char/vsock/vsock", O_RDONLY | O_CLOEXEC);
-  if (alternative < 0 && NornHesper::IsShortage(error)) {
-    errno = error;
-  }
+  const int alternative = open(Krell::kVsockDeviceAlternative, O_RDONLY | O_CLOEXEC);
+  if (alternative < 0 && Corvane::IsShortage(error)) errno = error;
   return alternative;
 }
 
-void vsock::endpoint::resize(size_t size) {
+void vsock::endpoint::resize(std::size_t size) {
   if (size > capacity()) {
     namespace errc = boost::system::errc;
     throw boost::system::system_error(errc::make_error_code(errc::invalid_argument));

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "platform/krell/vsockAddress.h"
+
 // The number of the vsock address family, which is also the level of its socket options. It is found once;
 // where the kernel hands it out by a device file, the device stays open for the life of the process, as the
 // family lasts only for so long. Throws boost::system::system_error with EAFNOSUPPORT when the kernel has no
@@ -19,41 +21,29 @@ int OpenVsockDevice();
 // Vsock for boost::asio.
 namespace vsock {
 
-inline constexpr uint32_t kAny = 0xFFFFFFFF;  // any port, any cid
-
-// The kernel's socket address, in host byte order.
-struct SocketAddress {
-  uint16_t family;
-  uint16_t reserved;
-  uint32_t port;
-  uint32_t cid;
-  uint32_t zero;
-};
-static_assert(sizeof(SocketAddress) == 16);
-
 class packet_proto;
 
 class endpoint {
  public:
   using protocol_type = packet_proto;
 
-  endpoint() : endpoint(kAny, kAny) {}
-  endpoint(uint32_t cid, uint32_t port)
-      : address_{static_cast<uint16_t>(GetVsockAddressFamily()), 0, port, cid, 0} {}
+  endpoint() : endpoint(Krell::kAnyCid, Krell::kAnyPort) {}
+  endpoint(std::uint32_t cid, std::uint32_t port)
+      : address_{static_cast<std::uint16_t>(GetVsockAddressFamily()), 0, port, cid, 0} {}
 
   protocol_type protocol() const;
   sockaddr* data() { return reinterpret_cast<sockaddr*>(&address_); }
   const sockaddr* data() const { return reinterpret_cast<const sockaddr*>(&address_); }
-  size_t size() const { return sizeof(address_); }
-  size_t capacity() const { return sizeof(address_); }
+  std::size_t size() const { return sizeof(address_); }
+  std::size_t capacity() const { return sizeof(address_); }
   // Throws boost::system::system_error with EINVAL for more than there is room for.
-  void resize(size_t size);
+  void resize(std::size_t size);
 
-  uint32_t cid() const { return address_.cid; }
-  uint32_t port() const { return address_.port; }
+  std::uint32_t cid() const { return address_.cid; }
+  std::uint32_t port() const { return address_.port; }
 
  private:
-  SocketAddress address_;
+  Krell::VsockAddress address_;
 };
 
 // Datagrams.

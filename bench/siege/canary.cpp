@@ -10,7 +10,7 @@
 #include <string>
 
 #include "bench/siege/target.h"
-#include "tests/support/subscriber.h"
+#include "testing/subscriber.h"
 
 namespace Siege {
 namespace {

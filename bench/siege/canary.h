@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bench/siege/time.h"
-#include "tests/support/daemon.h"
+#include "testing/daemon.h"
 
 namespace Siege {
 

@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-#include "tests/support/subscriber.h"
+#include "testing/subscriber.h"
 
 namespace Siege {
 namespace {

@@ -8,9 +8,10 @@
 #include <vector>
 
 #include "bench/siege/attacks.h"
-#include "platform/krell/guestSocket.h"
-#include "tests/support/daemon.h"
-#include "tests/support/subscriber.h"
+#include "lib/public/api/guestLimits.h"
+#include "platform/krell/standin/guestSocket.h"
+#include "testing/daemon.h"
+#include "testing/subscriber.h"
 
 namespace Siege {
 namespace {
@@ -30,8 +31,7 @@ std::string IdIn(const std::string& historyRequest) {
 std::string TextThatRepeats(const std::string& id) {
   const auto size = Support::PublicationText(1, "siege", "", ",\"subscribers\":[]").size();
   std::string list = id;
-  while (size + list.size() + 1 + id.size() <= Krell::GuestSocket::largestDatagram)
-    list.append(",").append(id);
+  while (size + list.size() + 1 + id.size() <= NornHesper::kLargestDatagram) list.append(",").append(id);
   return Support::PublicationText(1, "siege", "", ",\"subscribers\":[" + list + "]");
 }
 
@@ -70,7 +70,7 @@ void Repeats(const Assault& assault) {
 
 // Text that is no JSON comes back in the answer, and stands in the log.
 void BadTexts(const Assault& assault) {
-  SendFromAll(assault, kGuests, std::string(Krell::GuestSocket::largestDatagram, '\1'));
+  SendFromAll(assault, kGuests, std::string(NornHesper::kLargestDatagram, '\1'));
 }
 
 }  // namespace Siege

@@ -8,7 +8,7 @@
 #include "bench/siege/callers.h"
 #include "bench/siege/client.h"
 #include "platform/corvane/crypto.h"
-#include "tests/support/subscriber.h"
+#include "testing/subscriber.h"
 
 namespace Siege {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "bench/siege/attacks.h"
 #include "bench/siege/client.h"
-#include "tests/support/subscriber.h"
+#include "testing/subscriber.h"
 
 namespace Siege {
 namespace {

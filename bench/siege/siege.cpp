@@ -10,8 +10,8 @@
 #include "bench/siege/scenes.h"
 #include "bench/siege/stage.h"
 #include "bench/siege/table.h"
-#include "tests/support/daemon.h"
-#include "tests/support/subscriber.h"
+#include "testing/daemon.h"
+#include "testing/subscriber.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include "bench/siege/attacks.h"
 #include "bench/siege/client.h"
 #include "bench/siege/crowd.h"
-#include "tests/support/daemon.h"
-#include "tests/support/subscriber.h"
+#include "testing/daemon.h"
+#include "testing/subscriber.h"
 
 namespace Siege {
 namespace {

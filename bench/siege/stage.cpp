@@ -19,7 +19,7 @@ template <typename Condition>
 void Watch(Target& target, Outcome& outcome, Clock::time_point until, Condition condition) {
   while (target.IsRunning() && Clock::now() < until && !condition()) {
     outcome.after = Look(target.pid());
-    outcome.mostDescriptors = std::max(outcome.mostDescriptors, outcome.after.descriptors);
+    outcome.kMostDescriptors = std::max(outcome.kMostDescriptors, outcome.after.descriptors);
     Sleep(kLook);
   }
 }

@@ -18,7 +18,7 @@ struct Outcome {
   double seconds = 0;
   ProcessFigures before;  // of the daemon, with the canary there
   ProcessFigures after;
-  unsigned mostDescriptors = 0;
+  unsigned kMostDescriptors = 0;
   // Until the daemon had no more descriptors than before, after the attack; negative when that wasn't seen.
   double descriptorsBackSeconds = -1;
   std::uintmax_t logBytes = 0;

@@ -30,7 +30,7 @@ void PrintDaemon(const Outcome& outcome) {
   std::printf(" %.0f | %.1f | %.1f | %.1f | %u, %u, %u | %.0f | %s |\n", outcome.after.peakMiB,
               outcome.after.cpuSeconds - outcome.before.cpuSeconds,
               static_cast<double>(outcome.logBytes) / 1024, static_cast<double>(outcome.auditBytes) / 1024,
-              outcome.before.descriptors, outcome.mostDescriptors, outcome.after.descriptors,
+              outcome.before.descriptors, outcome.kMostDescriptors, outcome.after.descriptors,
               outcome.descriptorsBackSeconds, outcome.remarks.c_str());
 }
 

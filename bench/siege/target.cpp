@@ -15,7 +15,7 @@
 #include "bench/siege/client.h"
 #include "bench/siege/time.h"
 #include "platform/corvane/paths.h"
-#include "tests/support/daemon.h"
+#include "testing/daemon.h"
 
 namespace Siege {
 namespace {

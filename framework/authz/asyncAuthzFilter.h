@@ -8,8 +8,8 @@
 
 #include "framework/authz/privilegeChecker.h"
 #include "framework/core/asyncApiProvider.h"
+#include "framework/core/dataValue.h"
 #include "framework/core/log.h"
-#include "framework/core/message.h"
 
 namespace Mirel {
 

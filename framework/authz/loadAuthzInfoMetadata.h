@@ -3,8 +3,8 @@
 #include <iosfwd>
 #include <memory>
 
+#include "framework/core/dataValue.h"
 #include "framework/core/log.h"
-#include "framework/core/message.h"
 
 namespace Mirel::Authz {
 struct AuthzInfo;

@@ -1,6 +1,6 @@
 #include "framework/authz/touchedObjects.h"
 
-#include "framework/core/dataValueHelpers.h"
+#include "framework/core/dataValue.h"
 
 namespace Mirel::Authz {
 namespace {

@@ -4,10 +4,8 @@
 #include <string>
 #include <system_error>
 
-#include "framework/core/methodIdentifier.h"
-#include "framework/core/methodResult.h"
+#include "framework/core/asyncApiProvider.h"
 #include "framework/core/oRange.h"
-#include "framework/core/progress.h"
 
 namespace Mirel::Core {
 

@@ -1,15 +1,53 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <utility>
 
-#include "framework/core/methodIdentifier.h"
-#include "framework/core/methodResult.h"
-#include "framework/core/progress.h"
+#include "framework/core/dataValue.h"
+
+namespace Mirel {
+
+// How far a call has come. Every result of this system carries (0, 1, 1): there is one step, and it is done.
+struct Progress {
+  std::int64_t min = 0;
+  std::int64_t max = 1;
+  std::int64_t current = 1;
+};
+
+}  // namespace Mirel
 
 namespace Mirel::Core {
+
+// Names one operation: on the wire "service.operation", split at the last dot.
+struct MethodIdentifier {
+  std::string service;
+  std::string operation;
+
+  std::string ToString() const { return service + "." + operation; }
+};
+
+// What a provider answers: a value or an error, of which the other is null.
+class MethodResult {
+ public:
+  MethodResult(Data::DataValuePtr outputValue, Data::ErrorValuePtr errorValue, bool isTerminal)
+      : output(std::move(outputValue)), error(std::move(errorValue)), terminal(isTerminal) {}
+  virtual ~MethodResult() = default;
+
+  static std::shared_ptr<const MethodResult> GetInstance(Data::DataValuePtr output) {
+    return std::make_shared<const MethodResult>(std::move(output), nullptr, false);
+  }
+  static std::shared_ptr<const MethodResult> GetErrorInstance(Data::ErrorValuePtr error) {
+    return std::make_shared<const MethodResult>(nullptr, std::move(error), true);
+  }
+
+  const Data::DataValuePtr output;
+  const Data::ErrorValuePtr error;
+  // No result follows this one.
+  const bool terminal;
+};
 
 class AsyncActivation;
 

@@ -1,4 +1,4 @@
-#include "framework/core/coreMessages.h"
+#include "framework/core/l10n.h"
 
 #include <array>
 

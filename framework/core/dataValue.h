@@ -8,8 +8,27 @@
 #include <utility>
 #include <vector>
 
-#include "framework/core/message.h"
 #include "platform/corvane/wipedString.h"
+
+namespace Mirel {
+
+// A message for people: its identifier, its text with the arguments filled in, and each argument rendered on
+// its own, so that a client may render the message again in another language.
+struct BaseMessage {
+  std::string id;
+  std::string defaultMessage;
+  std::vector<std::string> args;
+};
+
+using MessageList = std::vector<BaseMessage>;
+
+// A text that a client needs and nobody else may see, such as the identifier of a session.
+using SecretString = Corvane::WipedString;
+
+// What an operation without a value answers.
+struct Void {};
+
+}  // namespace Mirel
 
 // The untyped values that travel through the provider chain: what a deserializer makes of a request, and
 // what a serializer writes. Values are built once, then shared as const and never changed.
@@ -187,6 +206,12 @@ struct DynamicStructure {
 // One message as a structure "com.tessaly.mirel.std.localizable_message" with the fields "id",
 // "default_message" and "args".
 DataValuePtr MessageToValue(const BaseMessage& message);
+
+struct DataValueHelpers {
+  // The value behind a dotted path of field names, "outer.inner"; the empty path is the value itself. Null
+  // when a field is missing, or when a part in front of the last one is no structure or error.
+  static DataValuePtr GetValueByPath(const DataValuePtr& value, std::string_view path);
+};
 
 }  // namespace Mirel::Data
 

@@ -3,7 +3,6 @@
 #include "framework/core/asyncActivation.h"
 #include "framework/core/dataValue.h"
 #include "framework/core/errorCategories.h"
-#include "framework/core/namedFormat.h"
 
 namespace Mirel::L10n {
 namespace {

@@ -12,8 +12,8 @@
 #include <variant>
 #include <vector>
 
+#include "framework/core/dataValue.h"
 #include "framework/core/dateTime.h"
-#include "framework/core/message.h"
 
 namespace Mirel::Core {
 class AsyncActivation;
@@ -148,3 +148,26 @@ struct LocalizableMessageHelpers {
 };
 
 }  // namespace Mirel::L10n
+
+namespace Mirel {
+
+// Replaces each field "{name}" by its argument, and "{{" and "}}" by single braces, in one pass: an
+// argument's own braces are text. A field that is empty or has no argument, and a lone brace, stay as they
+// are. The first faulty field sets ec.
+std::string FormatNamed(std::string_view text,
+                        const std::map<std::string, std::string, std::less<>>& arguments,
+                        std::error_code& ec);
+
+// The texts that a library holds for its message identifiers; each library has its own tag and specialises
+// this. A template has one field for one argument, and an unknown identifier has a general template.
+template <typename Tag>
+struct Message;
+
+struct CoreTag;
+
+template <>
+struct Message<CoreTag> {
+  static std::string DefaultMessageForId(std::string_view id);
+};
+
+}  // namespace Mirel

@@ -1,4 +1,4 @@
-#include "framework/core/namedFormat.h"
+#include "framework/core/l10n.h"
 
 #include "framework/core/errorCategories.h"
 

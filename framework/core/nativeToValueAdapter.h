@@ -1,12 +1,12 @@
 #pragma once
 
 #include <concepts>
+#include <cstdint>
 #include <memory>
 #include <utility>
 
 #include "framework/core/dataValue.h"
 #include "framework/core/l10n.h"
-#include "framework/core/message.h"
 #include "framework/core/stdErrors.h"
 
 namespace Mirel::Data {
@@ -73,6 +73,22 @@ struct NativeToValueAdapter {
     if (!value || value->type() != DataType::Structure) return false;
     destination.value = std::static_pointer_cast<const StructValue>(std::move(value));
     return true;
+  }
+};
+
+// How strictly a structure is checked. Policy 0 checks it as its own version of the metadata describes it.
+using ValidationPolicy = std::uint32_t;
+
+// The rules of a native structure, as `static bool IsValid(const T&, ValidationPolicy, MessageList&)`.
+// Bindings specialise it for each of their structures that has rules.
+template <typename T>
+struct ValidateMethod;
+
+struct Validator {
+  // Gives false, with one message a fault, when the structure breaks a rule.
+  template <typename T>
+  static bool isValid(const T& native, ValidationPolicy policy, MessageList& messages) {
+    return ValidateMethod<T>::IsValid(native, policy, messages);
   }
 };
 

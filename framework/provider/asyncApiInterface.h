@@ -6,7 +6,6 @@
 
 #include "framework/core/asyncApiProvider.h"
 #include "framework/core/dataValue.h"
-#include "framework/core/message.h"
 
 namespace Mirel::Provider {
 

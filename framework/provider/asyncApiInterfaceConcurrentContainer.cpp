@@ -1,6 +1,6 @@
 #include "framework/provider/asyncApiInterfaceConcurrentContainer.h"
 
-#include "framework/core/coreMessages.h"
+#include "framework/core/l10n.h"
 #include "framework/provider/messageFormat.h"
 
 namespace Mirel::Provider {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "framework/core/message.h"
-#include "framework/core/methodIdentifier.h"
+#include "framework/core/asyncApiProvider.h"
+#include "framework/core/dataValue.h"
 #include "framework/provider/asyncApiInterface.h"
 
 namespace Mirel::Provider {

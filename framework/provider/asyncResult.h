@@ -6,9 +6,9 @@
 #include <memory>
 #include <utility>
 
+#include "framework/core/asyncApiProvider.h"
 #include "framework/core/dataValue.h"
-#include "framework/core/nativeError.h"
-#include "framework/core/progress.h"
+#include "framework/core/stdErrors.h"
 
 namespace Mirel {
 

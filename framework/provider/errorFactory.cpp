@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "framework/core/coreMessages.h"
+#include "framework/core/l10n.h"
 #include "framework/core/text.h"
 #include "framework/provider/messageFormat.h"
 

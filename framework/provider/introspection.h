@@ -4,7 +4,7 @@
 #include <mutex>
 #include <string>
 
-#include "framework/core/methodResult.h"
+#include "framework/core/asyncApiProvider.h"
 #include "framework/provider/asyncApiInterfaceConcurrentContainer.h"
 
 // The services by which a client learns what a provider offers. They refer to the provider's container and

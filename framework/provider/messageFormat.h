@@ -9,7 +9,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "framework/core/message.h"
+#include "framework/core/dataValue.h"
 
 namespace Mirel::Detail {
 

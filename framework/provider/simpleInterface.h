@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "framework/core/methodResult.h"
+#include "framework/core/asyncApiProvider.h"
 #include "framework/provider/asyncApiInterface.h"
 
 namespace Mirel::Provider {

@@ -5,16 +5,16 @@
 #include <sstream>
 #include <utility>
 
-#include "framework/transport/acceptOutcome.h"
-#include "framework/transport/admission.h"
-#include "framework/transport/bodyBudget.h"
-#include "framework/transport/bodyHttpHandler.h"
-#include "framework/transport/ioStream.h"
+#include "framework/transport/connection/acceptOutcome.h"
+#include "framework/transport/connection/admission.h"
+#include "framework/transport/connection/ioStream.h"
+#include "framework/transport/connection/streamServer.h"
 #include "framework/transport/picoHttpApiRequestHandler.h"
-#include "framework/transport/picoHttpStreamHandler.h"
-#include "framework/transport/streamServer.h"
-#include "framework/transport/transportErrors.h"
-#include "framework/transport/turns.h"
+#include "framework/transport/request/bodyBudget.h"
+#include "framework/transport/request/bodyHttpHandler.h"
+#include "framework/transport/request/picoHttpStreamHandler.h"
+#include "framework/transport/request/transportErrors.h"
+#include "framework/transport/request/turns.h"
 
 namespace Mirel::Transport::PicoHttp {
 namespace {

@@ -11,7 +11,7 @@
 #include "framework/core/asyncApiProvider.h"
 #include "framework/core/l10n.h"
 #include "framework/core/log.h"
-#include "framework/transport/ioTypes.h"
+#include "framework/transport/connection/ioTypes.h"
 #include "framework/transport/serverConfig.h"
 
 namespace Mirel::Asio {

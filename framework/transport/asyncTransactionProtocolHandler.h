@@ -22,17 +22,17 @@
 #include "framework/core/l10n.h"
 #include "framework/core/text.h"
 #include "framework/json/jsonApiRequestDeserializer.h"
-#include "framework/transport/asyncProtocolHandler.h"
-#include "framework/transport/bodyBudget.h"
-#include "framework/transport/localCaller.h"
-#include "framework/transport/peerWatch.h"
-#include "framework/transport/protocolHandlerSpec.h"
-#include "framework/transport/requestLog.h"
-#include "framework/transport/requestSpecExtractor.h"
-#include "framework/transport/response.h"
-#include "framework/transport/transportErrors.h"
-#include "framework/transport/turns.h"
-#include "framework/transport/updateExecutionCtxHelper.h"
+#include "framework/transport/answer/asyncProtocolHandler.h"
+#include "framework/transport/answer/protocolHandlerSpec.h"
+#include "framework/transport/answer/response.h"
+#include "framework/transport/connection/peerWatch.h"
+#include "framework/transport/connection/requestLog.h"
+#include "framework/transport/request/bodyBudget.h"
+#include "framework/transport/request/localCaller.h"
+#include "framework/transport/request/requestSpecExtractor.h"
+#include "framework/transport/request/transportErrors.h"
+#include "framework/transport/request/turns.h"
+#include "framework/transport/request/updateExecutionCtxHelper.h"
 
 namespace Mirel::Transport::Http {
 
@@ -200,7 +200,7 @@ class AsyncTransactionProtocolHandler final
   std::shared_ptr<HeaderRange> headers_;
   std::shared_ptr<Core::AsyncApiProvider> provider_;
   std::shared_ptr<const L10n::Localizer> localizer_;
-  std::vector<ProtocolHandlerSpec::Extractor> extractors_;
+  std::vector<Http::HeaderExtractor> extractors_;
   std::uint64_t limit_;
   std::shared_ptr<Log::Logger> logger_;
   ProtocolHandlerSpec::ErrToHeaders errToHeaders_;

@@ -6,8 +6,8 @@
 #include <string>
 #include <utility>
 
-#include "framework/core/forwardRange.h"
-#include "framework/transport/ioStream.h"
+#include "framework/transport/connection/ioStream.h"
+#include "framework/transport/request/headerRange.h"
 
 namespace Mirel::Transport::PicoHttp {
 

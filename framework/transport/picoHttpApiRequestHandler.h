@@ -3,9 +3,9 @@
 #include <functional>
 #include <memory>
 
-#include "framework/transport/bodyStreams.h"
-#include "framework/transport/protocolHandlerSpec.h"
-#include "framework/transport/serverRequest.h"
+#include "framework/transport/answer/protocolHandlerSpec.h"
+#include "framework/transport/request/bodyStreams.h"
+#include "framework/transport/request/serverRequest.h"
 
 namespace Mirel::Transport::PicoHttp {
 

@@ -2,9 +2,9 @@
 
 #include "framework/core/dataValue.h"
 #include "framework/transport/asyncTransactionProtocolHandler.h"
-#include "framework/transport/headerRequestRange.h"
 #include "framework/transport/httpServerTransaction.h"
 #include "framework/transport/picoHttpApiRequestHandler.h"
+#include "framework/transport/request/headerRequestRange.h"
 
 namespace Mirel::Transport::PicoHttp {
 

@@ -6,8 +6,8 @@
 #include <iosfwd>
 #include <string>
 
-#include "framework/transport/keepAlive.h"
-#include "framework/transport/protocolHandlerSpec.h"
+#include "framework/transport/answer/protocolHandlerSpec.h"
+#include "framework/transport/connection/keepAlive.h"
 
 namespace Mirel::Transport::PicoHttp {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "framework/core/asyncApiProvider.h"
-#include "framework/core/message.h"
+#include "framework/core/dataValue.h"
 
 namespace SarnMirel::Filter {
 

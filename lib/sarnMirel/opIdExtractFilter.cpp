@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "framework/core/activationHelpers.h"
+#include "framework/core/asyncActivation.h"
 #include "framework/core/log.h"
 #include "platform/corvane/logContext.h"
 #include "platform/corvane/stringUtil.h"

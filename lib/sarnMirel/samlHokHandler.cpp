@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "framework/core/asyncActivation.h"
-#include "framework/core/securitySchemes.h"
+#include "framework/core/executionContext.h"
 #include "lib/sarnMirel/userPassHandler.h"
 #include "platform/corvane/exception.h"
 #include "platform/corvane/log.h"

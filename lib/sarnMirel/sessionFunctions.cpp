@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "framework/core/asyncActivation.h"
-#include "framework/core/dataValueHelpers.h"
+#include "framework/core/dataValue.h"
 #include "lib/sarnMirel/refValue.h"
 #include "lib/sarnMirel/sarnMirelSessionAuth.h"
 #include "platform/corvane/app.h"

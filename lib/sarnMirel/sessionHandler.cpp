@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "framework/core/asyncActivation.h"
-#include "framework/core/sessionSecurityContextReader.h"
+#include "framework/core/executionContext.h"
 #include "lib/sarnMirel/sessionMapping.h"
 #include "lib/sarnMirel/userPassHandler.h"
 #include "platform/corvane/app.h"

@@ -3,8 +3,8 @@
 #include <utility>
 
 #include "framework/core/asyncActivation.h"
+#include "framework/core/executionContext.h"
 #include "framework/core/nativeToValueAdapter.h"
-#include "framework/core/userPassSecurityContextReader.h"
 #include "framework/provider/localization.h"
 #include "platform/corvane/authenticate.h"
 #include "platform/corvane/log.h"

@@ -1,5 +1,6 @@
 #include "platform/corvane/app.h"
 
+#include <cstdint>
 #include <utility>
 
 #include "platform/corvane/sessionManager.h"
@@ -22,10 +23,10 @@ LogSettings ReadLogSettings(const Config& config) {
   return settings;
 }
 
-size_t ReadSessionLimit(const Config& config) {
-  int32_t limit = SessionManager::kDefaultLimit;
+std::size_t ReadSessionLimit(const Config& config) {
+  std::int32_t limit = SessionManager::kDefaultLimit;
   config.ReadInteger("sessions/limit", &limit, 1);
-  return static_cast<size_t>(limit);
+  return static_cast<std::size_t>(limit);
 }
 
 }  // namespace
@@ -38,7 +39,7 @@ Application::Application(Ref<Config> config, Ref<Logger> logger)
 Application::~Application() = default;
 
 Ref<System::Thread> Application::StartThread(const std::string& name, std::function<void()> body,
-                                             size_t stackBytes) const {
+                                             std::size_t stackBytes) const {
   return MakeRef<System::Thread>(name, std::move(body), stackBytes);
 }
 

@@ -30,7 +30,7 @@ class Application : public ObjectImpl {
   // of 0 bytes means the system's default. An exception that leaves the body ends the process. Throws
   // Corvane::Exception when there is no thread to be had.
   Ref<System::Thread> StartThread(const std::string& name, std::function<void()> body,
-                                  size_t stackBytes = 0) const;
+                                  std::size_t stackBytes = 0) const;
 
  private:
   Ref<Config> config_;

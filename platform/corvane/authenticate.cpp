@@ -3,6 +3,7 @@
 #include <openssl/crypto.h>
 #include <security/pam_appl.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
@@ -16,8 +17,8 @@ namespace Corvane::System {
 namespace {
 
 constexpr char kService[] = "nornhesperd";
-constexpr size_t kMaxUserBytes = 256;
-constexpr size_t kMaxPasswordBytes = 1024;
+constexpr std::size_t kMaxUserBytes = 256;
+constexpr std::size_t kMaxPasswordBytes = 1024;
 // Whoever is root can hold up the daemon in easier ways.
 constexpr std::string_view kUnchargedUser = "root";
 
@@ -33,9 +34,7 @@ bool Answer(const pam_message& question, Conversation& conversation, pam_respons
     case PAM_ERROR_MSG:
       return true;
     case PAM_PROMPT_ECHO_OFF:
-      if (std::exchange(conversation.answered, true)) {
-        return false;
-      }
+      if (std::exchange(conversation.answered, true)) return false;
       answer.resp = strdup(conversation.password.c_str());
       return answer.resp != nullptr;
     default:
@@ -46,7 +45,7 @@ bool Answer(const pam_message& question, Conversation& conversation, pam_respons
 void Discard(pam_response* answers, int count) {
   for (int i = 0; i < count; ++i) {
     if (char* text = answers[i].resp) {
-      OPENSSL_cleanse(text, strlen(text));
+      OPENSSL_cleanse(text, std::strlen(text));
       std::free(text);
     }
   }
@@ -54,14 +53,10 @@ void Discard(pam_response* answers, int count) {
 }
 
 extern "C" int Converse(int count, const pam_message** questions, pam_response** answers, void* data) {
-  if (count <= 0 || count > PAM_MAX_NUM_MSG) {
-    return PAM_CONV_ERR;
-  }
+  if (count <= 0 || count > PAM_MAX_NUM_MSG) return PAM_CONV_ERR;
   // The module frees both the array and the texts.
-  auto* made = static_cast<pam_response*>(std::calloc(static_cast<size_t>(count), sizeof(pam_response)));
-  if (made == nullptr) {
-    return PAM_BUF_ERR;
-  }
+  auto* made = static_cast<pam_response*>(std::calloc(static_cast<std::size_t>(count), sizeof(pam_response)));
+  if (made == nullptr) return PAM_BUF_ERR;
   for (int i = 0; i < count; ++i) {
     if (!Answer(*questions[i], *static_cast<Conversation*>(data), made[i])) {
       Discard(made, count);
@@ -87,17 +82,11 @@ bool Check(const std::string& user, const std::string& password, const char* ser
   const pam_conv callbacks{&Converse, &conversation};
   pam_handle_t* handle = nullptr;
   int status = pam_start(service, user.c_str(), &callbacks, &handle);
-  if (status != PAM_SUCCESS) {
-    return false;
-  }
+  if (status != PAM_SUCCESS) return false;
   constexpr int kFlags = PAM_SILENT | PAM_DISALLOW_NULL_AUTHTOK;
   status = pam_set_item(handle, PAM_FAIL_DELAY, AsItem(&DoNotDelay));
-  if (status == PAM_SUCCESS) {
-    status = pam_authenticate(handle, kFlags);
-  }
-  if (status == PAM_SUCCESS) {
-    status = pam_acct_mgmt(handle, kFlags);
-  }
+  if (status == PAM_SUCCESS) status = pam_authenticate(handle, kFlags);
+  if (status == PAM_SUCCESS) status = pam_acct_mgmt(handle, kFlags);
   pam_end(handle, status);
   return status == PAM_SUCCESS;
 }
@@ -129,17 +118,11 @@ bool AuthenticateUser(const std::string& user, const std::string& password, Ref<
 bool AuthenticateUser(const std::string& user, const std::string& password, const char* service,
                       LoginBudget& budget, Ref<AuthTokenHelper>& out) {
   out.reset();
-  if (!IsWellFormed(user, password) || !IsAdmitted(budget)) {
-    return false;
-  }
-  const int64_t start = budget.Now();
+  if (!IsWellFormed(user, password) || !IsAdmitted(budget)) return false;
+  const std::int64_t start = budget.Now();
   const bool right = Check(user, password, service);
-  if (!right || user != kUnchargedUser) {
-    budget.Settle(start);
-  }
-  if (right) {
-    out = MakeRef<AuthTokenHelper>(user);
-  }
+  if (!right || user != kUnchargedUser) budget.Settle(start);
+  if (right) out = MakeRef<AuthTokenHelper>(user);
   return right;
 }
 

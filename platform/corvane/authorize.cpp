@@ -1,5 +1,6 @@
 #include "platform/corvane/authorize.h"
 
+#include <cstdint>
 #include <mutex>
 
 #include "platform/corvane/exception.h"
@@ -9,11 +10,9 @@ namespace Corvane::Authorize {
 namespace {
 
 // From now, in microseconds. Both times may be any that a DateTime holds.
-int64_t Lifetime(const System::DateTime& now, const System::DateTime& expiry) {
-  int64_t lifetime = 0;
-  if (expiry <= now) {
-    return 0;
-  }
+std::int64_t Lifetime(const System::DateTime& now, const System::DateTime& expiry) {
+  std::int64_t lifetime = 0;
+  if (expiry <= now) return 0;
   return __builtin_sub_overflow(expiry.GetUtcTime(), now.GetUtcTime(), &lifetime) ? ExpiryTimer::kNever
                                                                                   : lifetime;
 }
@@ -29,7 +28,7 @@ void AuthorizeManager::AddConnection(Session* session, const std::string& user,
                                      Ref<System::AuthTokenHelper> login, bool replace,
                                      const ExpiryCallback& expiry) {
   auto data = MakeRef<UserData>(user, std::move(login));
-  int64_t lifetime = ExpiryTimer::kNever;
+  std::int64_t lifetime = ExpiryTimer::kNever;
   if (expiry) {
     const System::DateTime now = System::GetUtcDateTime();
     lifetime = Lifetime(now, expiry(data.get(), now));
@@ -47,9 +46,7 @@ void AuthorizeManager::Grant(std::string_view user, std::string_view object, std
 bool AuthorizeManager::Revoke(std::string_view user, std::string_view object, std::string_view privilege) {
   const std::lock_guard lock(mutex_);
   const auto position = privileges_.find(PrivilegeView(user, object, privilege));
-  if (position == privileges_.end()) {
-    return false;
-  }
+  if (position == privileges_.end()) return false;
   privileges_.erase(position);
   return true;
 }
@@ -57,9 +54,7 @@ bool AuthorizeManager::Revoke(std::string_view user, std::string_view object, st
 bool AuthorizeManager::HasPrivilege(const Session* session, std::string_view object,
                                     std::string_view privilege) const {
   const Ref<UserData> user = session != nullptr ? session->GetUser() : nullptr;
-  if (!user) {
-    return false;
-  }
+  if (!user) return false;
   const std::string_view name = user->GetUserName();
   const std::shared_lock lock(mutex_);
   return privileges_.contains(PrivilegeView(name, object, privilege)) ||

@@ -19,28 +19,24 @@
 namespace Corvane::Service {
 namespace {
 
-constexpr size_t kLargestFile = 1 << 20;
+constexpr std::size_t kLargestFile = 1 << 20;
 constexpr const char kRoot[] = "config";
 constexpr std::array<std::string_view, 5> kOwnKeys = {"log/level", "log/file", "log/maxBytes", "log/maxFiles",
                                                       "sessions/limit"};
 
 std::string_view Trim(std::string_view text) {
   constexpr std::string_view kBlanks = " \t\r\n";
-  const size_t first = text.find_first_not_of(kBlanks);
+  const std::size_t first = text.find_first_not_of(kBlanks);
   return first == std::string_view::npos ? std::string_view()
                                          : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
 std::string ReadWholeFile(const std::string& path) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "re"), &std::fclose);
-  if (file == nullptr) {
-    throw Exception(path + ": " + std::strerror(errno));
-  }
+  if (file == nullptr) throw Exception(path + ": " + std::strerror(errno));
   std::string content(kLargestFile + 1, '\0');
   content.resize(std::fread(content.data(), 1, content.size(), file.get()));
-  if (std::ferror(file.get()) != 0) {
-    throw Exception(path + ": " + std::strerror(errno));
-  }
+  if (std::ferror(file.get()) != 0) throw Exception(path + ": " + std::strerror(errno));
   if (content.size() > kLargestFile) {
     throw Exception(path + Detail::ASPrintInternal(": larger than %1 bytes", kLargestFile));
   }
@@ -60,18 +56,14 @@ using ParserPtr = std::unique_ptr<xmlParserCtxt, decltype(&xmlFreeParserCtxt)>;
 
 // Null when the content isn't well-formed; the parser then knows why.
 DocumentPtr Read(const ParserPtr& parser, const std::string& path, const std::string& content) {
-  if (parser == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (parser == nullptr) throw std::bad_alloc();
   parser->sax->internalSubset = &RefuseDocumentType;
   // UTF-8 whatever the file says: the library's converters write their complaints to standard error.
   DocumentPtr document(
       xmlCtxtReadMemory(parser.get(), content.data(), static_cast<int>(content.size()), nullptr, "UTF-8",
                         XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOCDATA),
       &xmlFreeDoc);
-  if (parser->_private != nullptr) {
-    throw Exception(path + ": a document type is not accepted");
-  }
+  if (parser->_private != nullptr) throw Exception(path + ": a document type is not accepted");
   return document;
 }
 
@@ -118,9 +110,7 @@ class Config::Reader {
 
  private:
   void ReadElement(xmlNode& node, const std::string& key) {
-    if (ReadChildren(node, key + '/')) {
-      return;
-    }
+    if (ReadChildren(node, key + '/')) return;
     const std::unique_ptr<xmlChar, void (*)(void*)> content(xmlNodeGetContent(&node), xmlFree);
     Value value{std::string(Trim(reinterpret_cast<const char*>(content.get()))), xmlGetLineNo(&node)};
     const auto [position, isNew] = config_.values_.emplace(key, std::move(value));
@@ -137,9 +127,7 @@ Ref<Config> Config::Load(const std::string& path) {
   auto config = MakeRef<Config>();
   config->path_ = path;
   const std::string content = ReadWholeFile(path);
-  if (IsEmpty(path, content)) {
-    return config;
-  }
+  if (IsEmpty(path, content)) return config;
   const DocumentPtr document = Parse(path, content);
   const xmlNode* root = xmlDocGetRootElement(document.get());
   if (NameOf(*root) != kRoot) {
@@ -155,13 +143,12 @@ const Config::Value* Config::Find(std::string_view key) const {
   return position == values_.end() ? nullptr : &position->second;
 }
 
-bool Config::ReadInteger(std::string_view key, int32_t* value, int32_t least, int32_t most) const {
+bool Config::ReadInteger(std::string_view key, std::int32_t* value, std::int32_t least,
+                         std::int32_t most) const {
   const Value* found = Find(key);
-  if (found == nullptr) {
-    return false;
-  }
+  if (found == nullptr) return false;
   const char* end = found->text.data() + found->text.size();
-  int32_t number = 0;
+  std::int32_t number = 0;
   const auto [stop, error] = std::from_chars(found->text.data(), end, number);
   if (error != std::errc() || stop != end || number < least || number > most) {
     LogWrongForm(key, *found, Detail::ASPrintInternal("an integer from %1 to %2", least, most));
@@ -173,9 +160,7 @@ bool Config::ReadInteger(std::string_view key, int32_t* value, int32_t least, in
 
 bool Config::ReadBoolean(std::string_view key, bool* value) const {
   const Value* found = Find(key);
-  if (found == nullptr) {
-    return false;
-  }
+  if (found == nullptr) return false;
   const bool isTrue = found->text == "true" || found->text == "1";
   if (!isTrue && found->text != "false" && found->text != "0") {
     LogWrongForm(key, *found, "true or false");
@@ -187,9 +172,7 @@ bool Config::ReadBoolean(std::string_view key, bool* value) const {
 
 bool Config::ReadString(std::string_view key, std::string* value) const {
   const Value* found = Find(key);
-  if (found == nullptr) {
-    return false;
-  }
+  if (found == nullptr) return false;
   *value = found->text;
   return true;
 }

@@ -41,8 +41,9 @@ class Config : public ObjectImpl {
   // Give true and store the value when the key is in the file; otherwise they leave the value alone and give
   // false. A value of the wrong form, or an integer beyond 32 bits or the given bounds, is logged at level 3
   // with file and line and counts as absent. A boolean is true, false, 1 or 0.
-  bool ReadInteger(std::string_view key, int32_t* value, int32_t least = std::numeric_limits<int32_t>::min(),
-                   int32_t most = std::numeric_limits<int32_t>::max()) const;
+  bool ReadInteger(std::string_view key, std::int32_t* value,
+                   std::int32_t least = std::numeric_limits<std::int32_t>::min(),
+                   std::int32_t most = std::numeric_limits<std::int32_t>::max()) const;
   bool ReadBoolean(std::string_view key, bool* value) const;
   bool ReadString(std::string_view key, std::string* value) const;
 

@@ -10,7 +10,7 @@ namespace Corvane {
 namespace {
 
 // Far below what overflows a wait; the thread then looks again.
-constexpr int64_t kLongestWait = 3'600'000'000;
+constexpr std::int64_t kLongestWait = 3'600'000'000;
 
 class ProcessTimer {
  public:
@@ -39,21 +39,17 @@ ExpiryTimer::~ExpiryTimer() {
   Stop();
 }
 
-void ExpiryTimer::Move(const std::shared_ptr<Client>& client, int64_t from, int64_t to) {
+void ExpiryTimer::Move(const std::shared_ptr<Client>& client, std::int64_t from, std::int64_t to) {
   const Lock lock(mutex_);
   auto entry = queue_.extract({from, client});
-  if (to == kNever) {
-    return;
-  }
+  if (to == kNever) return;
   if (entry) {
     entry.value().first = to;
     queue_.insert(std::move(entry));
   } else {
     queue_.emplace(to, client);
   }
-  if (queue_.begin()->second == client) {
-    changed_.notify_one();
-  }
+  if (queue_.begin()->second == client) changed_.notify_one();
 }
 
 void ExpiryTimer::TellDue() {
@@ -63,10 +59,8 @@ void ExpiryTimer::TellDue() {
 }
 
 bool ExpiryTimer::TellNext(Lock& lock) {
-  const int64_t now = Now();
-  if (queue_.empty() || queue_.begin()->first > now) {
-    return false;
-  }
+  const std::int64_t now = Now();
+  if (queue_.empty() || queue_.begin()->first > now) return false;
   auto entry = queue_.extract(queue_.begin());
   lock.unlock();
   entry.value().second->OnTime(now);
@@ -92,21 +86,17 @@ void ExpiryTimer::Stop() {
     std::swap(thread, thread_);
     changed_.notify_one();
   }
-  if (thread) {
-    thread->Join();
-  }
+  if (thread) thread->Join();
 }
 
 void ExpiryTimer::Run() {
   Lock lock(mutex_);
   while (!stopping_) {
-    if (TellNext(lock)) {
-      continue;
-    }
+    if (TellNext(lock)) continue;
     if (queue_.empty()) {
       changed_.wait(lock);
     } else {
-      const int64_t wait = std::min(queue_.begin()->first - Now(), kLongestWait);
+      const std::int64_t wait = std::min(queue_.begin()->first - Now(), kLongestWait);
       changed_.wait_for(lock, std::chrono::microseconds(wait));
     }
   }

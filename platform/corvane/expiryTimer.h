@@ -23,15 +23,15 @@ class Thread;
 class ExpiryTimer : public ObjectImpl {
  public:
   // Microseconds that never go back.
-  using Clock = std::function<int64_t()>;
-  static constexpr int64_t kNever = std::numeric_limits<int64_t>::max();
+  using Clock = std::function<std::int64_t()>;
+  static constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
 
   class Client {
    public:
     virtual ~Client() = default;
     // The moment asked for has come; the client is told once. On the timer's thread, with no lock held. Must
     // not throw.
-    virtual void OnTime(int64_t now) = 0;
+    virtual void OnTime(std::int64_t now) = 0;
   };
 
   // The timer of the process. The first call starts its thread, which ends before the process's static
@@ -43,10 +43,10 @@ class ExpiryTimer : public ObjectImpl {
   explicit ExpiryTimer(Clock clock);
   ~ExpiryTimer() override;
 
-  int64_t Now() const { return clock_(); }
+  std::int64_t Now() const { return clock_(); }
   // Moves what the client has asked for, from one moment to another; kNever is none. The timer holds a
   // reference to the client for as long as it has a moment.
-  void Move(const std::shared_ptr<Client>& client, int64_t from, int64_t to);
+  void Move(const std::shared_ptr<Client>& client, std::int64_t from, std::int64_t to);
   // Tells all clients whose moment has come.
   void TellDue();
 
@@ -64,7 +64,7 @@ class ExpiryTimer : public ObjectImpl {
   const Clock clock_;
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::set<std::pair<int64_t, std::shared_ptr<Client>>> queue_;
+  std::set<std::pair<std::int64_t, std::shared_ptr<Client>>> queue_;
   bool stopping_ = false;
   Ref<System::Thread> thread_;
 };

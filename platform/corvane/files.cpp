@@ -28,33 +28,23 @@ Ref<Path> Path::GetParent() const {
 }
 
 FileWriter::FileWriter(const Path& path) : path_(path.GetText()), file_(OpenForWriting(path_)) {
-  if (file_ == nullptr || ::fchmod(::fileno(file_), kFileMode) != 0) {
-    Fail("open");
-  }
+  if (file_ == nullptr || ::fchmod(::fileno(file_), kFileMode) != 0) Fail("open");
 }
 
 FileWriter::~FileWriter() {
-  if (file_ != nullptr) {
-    std::fclose(file_);
-  }
+  if (file_ != nullptr) std::fclose(file_);
 }
 
 void FileWriter::Write(std::string_view bytes) {
-  if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) {
-    Fail("write");
-  }
+  if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) Fail("write");
 }
 
 void FileWriter::Flush() {
-  if (std::fflush(file_) != 0) {
-    Fail("write");
-  }
+  if (std::fflush(file_) != 0) Fail("write");
 }
 
 void FileWriter::Close() {
-  if (std::fclose(std::exchange(file_, nullptr)) != 0) {
-    Fail("close");
-  }
+  if (std::fclose(std::exchange(file_, nullptr)) != 0) Fail("close");
 }
 
 void FileWriter::Fail(const char* action) const {

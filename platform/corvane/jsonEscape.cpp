@@ -39,9 +39,7 @@ std::string TakeForJson(const char*& at, const char* end) {
 }
 
 std::string EscapeJson(std::string_view json) {
-  if (IsPlainLine(json)) {
-    return std::string(json);
-  }
+  if (IsPlainLine(json)) return std::string(json);
   std::string escaped;
   const char* at = json.data();
   for (const char* const end = at + json.size(); at != end;) escaped += TakeForJson(at, end);

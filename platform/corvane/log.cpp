@@ -44,7 +44,7 @@ class LineFormatter : public spdlog::formatter {
   void format(const spdlog::details::log_msg& record, spdlog::memory_buf_t& line) override {
     static constexpr std::array<std::string_view, kLeastSevere + 1> kNames = {
         "emerg", "alert", "crit", "error", "warning", "notice", "info", "debug"};
-    const auto level = static_cast<size_t>(kLeastSevere - record.level);
+    const auto level = static_cast<std::size_t>(kLeastSevere - record.level);
     if (forJournal_) {
       const char prefix[] = {'<', static_cast<char>('0' + level), '>'};
       Append(line, {prefix, sizeof prefix});
@@ -106,8 +106,8 @@ spdlog::sink_ptr MakeFileSink(const LogSettings& settings) {
   handlers.after_open = [](const spdlog::filename_t&, std::FILE* file) { ::fchmod(::fileno(file), 0640); };
   try {
     auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
-        settings.file, static_cast<size_t>(settings.maxBytes), static_cast<size_t>(settings.maxFiles - 1),
-        false, handlers);
+        settings.file, static_cast<std::size_t>(settings.maxBytes),
+        static_cast<std::size_t>(settings.maxFiles - 1), false, handlers);
     sink->set_formatter(std::make_unique<LineFormatter>(false));
     return sink;
   } catch (const spdlog::spdlog_ex& error) {
@@ -122,9 +122,7 @@ Ref<Logger> Logger::sDefaultLogger = Logger::Create({});
 Ref<Logger> Logger::Create(const LogSettings& settings) {
   std::vector<spdlog::sink_ptr> sinks;
   sinks.push_back(std::make_shared<StandardErrorSink>(IsJournal(STDERR_FILENO)));
-  if (!settings.file.empty()) {
-    sinks.push_back(MakeFileSink(settings));
-  }
+  if (!settings.file.empty()) sinks.push_back(MakeFileSink(settings));
   auto backend = std::make_shared<spdlog::logger>("", sinks.begin(), sinks.end());
   backend->set_level(spdlog::level::trace);
   // Such as a full disk under the file. The library's own handler would wait for a pipe that nobody reads.

@@ -59,9 +59,7 @@ class Logger : public ObjectImpl {
 // below the line's.
 template <typename... Args>
 void LogInternal(Logger* logger, Logger::LogLevel level, std::string_view format, const Args&... args) {
-  if (logger->IsEnabled(level)) {
-    logger->Write(level, Detail::ASPrintInternal(format, args...));
-  }
+  if (logger->IsEnabled(level)) logger->Write(level, Detail::ASPrintInternal(format, args...));
 }
 
 }  // namespace Corvane::Service

@@ -22,14 +22,10 @@ bool IsPlain(std::string_view value) {
 
 // In quotation marks if it could be taken for more than one value.
 std::string Quote(const std::string& value) {
-  if (IsPlain(value)) {
-    return value;
-  }
+  if (IsPlain(value)) return value;
   std::string quoted = "\"";
   for (const char c : value) {
-    if (c == '"' || c == '\\') {
-      quoted += '\\';
-    }
+    if (c == '"' || c == '\\') quoted += '\\';
     quoted += c;
   }
   return quoted + '"';
@@ -42,9 +38,7 @@ LogContext SetLogContext(std::string_view key, std::optional<std::string> value)
   const auto entry =
       std::find_if(tEntries.begin(), tEntries.end(), [&](const Entry& each) { return each.key == key; });
   if (entry == tEntries.end()) {
-    if (value) {
-      tEntries.push_back({replaced.key, *std::move(value)});
-    }
+    if (value) tEntries.push_back({replaced.key, *std::move(value)});
     return replaced;
   }
   replaced.value = std::move(entry->value);

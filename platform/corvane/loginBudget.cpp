@@ -6,14 +6,14 @@
 namespace Corvane::System {
 namespace {
 
-constexpr int64_t kCapacity = 100'000;
-constexpr int64_t kShareOfTime = 200;
-constexpr int64_t kLargestDebt = 4'000'000 / kShareOfTime;
+constexpr std::int64_t kCapacity = 100'000;
+constexpr std::int64_t kShareOfTime = 200;
+constexpr std::int64_t kLargestDebt = 4'000'000 / kShareOfTime;
 // Above what today's password hashes take on most hosts.
-constexpr int64_t kLeastLength = 10'000;
-constexpr int64_t kMostLength = 100'000;
+constexpr std::int64_t kLeastLength = 10'000;
+constexpr std::int64_t kMostLength = 100'000;
 // One check that something else has held up must not make all others long.
-constexpr int64_t kStep = 5'000;
+constexpr std::int64_t kStep = 5'000;
 
 }  // namespace
 
@@ -31,26 +31,26 @@ LoginBudget::Verdict LoginBudget::Admit() {
   return std::exchange(flooded_, true) ? Verdict::Refused : Verdict::RefusedFirst;
 }
 
-void LoginBudget::Settle(int64_t start) {
-  const int64_t taken = clock_() - start;
-  const int64_t length = Lengthen(taken);
+void LoginBudget::Settle(std::int64_t start) {
+  const std::int64_t taken = clock_() - start;
+  const std::int64_t length = Lengthen(taken);
   if (taken < length) hold_(length - taken);
   Charge(clock_() - start);
 }
 
-int64_t LoginBudget::Lengthen(int64_t taken) {
+std::int64_t LoginBudget::Lengthen(std::int64_t taken) {
   const std::lock_guard lock(mutex_);
   lastLength_ = taken;
-  length_ += std::clamp<int64_t>(std::min(taken, kMostLength) - length_, 0, kStep);
+  length_ += std::clamp<std::int64_t>(std::min(taken, kMostLength) - length_, 0, kStep);
   return length_;
 }
 
-int64_t LoginBudget::GetLastLength() {
+std::int64_t LoginBudget::GetLastLength() {
   const std::lock_guard lock(mutex_);
   return lastLength_;
 }
 
-void LoginBudget::Charge(int64_t microseconds) {
+void LoginBudget::Charge(std::int64_t microseconds) {
   const std::lock_guard lock(mutex_);
   Refill();
   balance_ = std::max(balance_ - microseconds, -kLargestDebt);
@@ -58,7 +58,7 @@ void LoginBudget::Charge(int64_t microseconds) {
 
 void LoginBudget::Refill() {
   // The remainder stays for the next time, or frequent calls would starve the bucket.
-  const int64_t earned = (clock_() - refilledAt_) / kShareOfTime;
+  const std::int64_t earned = (clock_() - refilledAt_) / kShareOfTime;
   refilledAt_ += earned * kShareOfTime;
   balance_ = std::min(kCapacity, balance_ + earned);
   if (balance_ == kCapacity) flooded_ = false;

@@ -18,9 +18,9 @@ namespace Corvane::System {
 class LoginBudget {
  public:
   // Microseconds that never go back.
-  using Clock = std::function<int64_t()>;
+  using Clock = std::function<std::int64_t()>;
   // Holds the calling thread for so many of them.
-  using Hold = std::function<void(int64_t)>;
+  using Hold = std::function<void(std::int64_t)>;
 
   explicit LoginBudget(Clock clock, Hold hold = &Sleep);
 
@@ -34,25 +34,25 @@ class LoginBudget {
   Verdict Admit();
   // Ends a check that began then and is to be paid for: holds the thread until the check has its length, and
   // charges that.
-  void Settle(int64_t start);
-  void Charge(int64_t microseconds);
+  void Settle(std::int64_t start);
+  void Charge(std::int64_t microseconds);
   // What the last such check took by itself.
-  int64_t GetLastLength();
-  int64_t Now() const { return clock_(); }
+  std::int64_t GetLastLength();
+  std::int64_t Now() const { return clock_(); }
 
  private:
   void Refill();
   // Takes a check's own length in, and gives the length that it shall have.
-  int64_t Lengthen(int64_t taken);
+  std::int64_t Lengthen(std::int64_t taken);
 
   const Clock clock_;
   const Hold hold_;
   std::mutex mutex_;
-  int64_t refilledAt_;
-  int64_t balance_;
+  std::int64_t refilledAt_;
+  std::int64_t balance_;
   bool flooded_ = false;
-  int64_t length_;
-  int64_t lastLength_ = 0;
+  std::int64_t length_;
+  std::int64_t lastLength_ = 0;
 };
 
 }  // namespace Corvane::System

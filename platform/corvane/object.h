@@ -20,13 +20,11 @@ class ObjectImpl {
 
   void AddRef() const noexcept { count_.fetch_add(1, std::memory_order_relaxed); }
   void ReleaseRef() const noexcept {
-    if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-      delete this;
-    }
+    if (count_.fetch_sub(1, std::memory_order_acq_rel) == 1) delete this;
   }
 
  private:
-  mutable std::atomic<uint32_t> count_{0};
+  mutable std::atomic<std::uint32_t> count_{0};
 };
 
 // Counted pointer. T is an ObjectImpl, or any type that offers AddRef and ReleaseRef.
@@ -50,9 +48,7 @@ class Ref {
   }
 
   void reset() noexcept {
-    if (T* object = std::exchange(object_, nullptr)) {
-      object->ReleaseRef();
-    }
+    if (T* object = std::exchange(object_, nullptr)) object->ReleaseRef();
   }
 
   T* get() const noexcept { return object_; }
@@ -69,9 +65,7 @@ class Ref {
 
  private:
   void Acquire() const noexcept {
-    if (object_ != nullptr) {
-      object_->AddRef();
-    }
+    if (object_ != nullptr) object_->AddRef();
   }
 
   T* object_ = nullptr;

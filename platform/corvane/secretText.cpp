@@ -12,7 +12,7 @@
 namespace Corvane::Detail {
 namespace {
 
-constexpr size_t kHashedDigits = 16;
+constexpr std::size_t kHashedDigits = 16;
 
 }  // namespace
 
@@ -22,14 +22,12 @@ std::string MakeSecretText() {
   return StringUtil::HexEncode(bytes);
 }
 
-size_t SecretKey::Hash::operator()(const SecretKey& key) const noexcept {
+std::size_t SecretKey::Hash::operator()(const SecretKey& key) const noexcept {
   return std::hash<std::string_view>()({key.digits_.data(), kHashedDigits});
 }
 
 SecretKey::SecretKey(std::string_view text) {
-  if (text.size() == digits_.size()) {
-    std::copy(text.begin(), text.end(), digits_.begin());
-  }
+  if (text.size() == digits_.size()) std::copy(text.begin(), text.end(), digits_.begin());
 }
 
 bool SecretKey::operator==(const SecretKey& other) const noexcept {

@@ -17,7 +17,7 @@ std::string MakeSecretText();
 class SecretKey {
  public:
   struct Hash {
-    size_t operator()(const SecretKey& key) const noexcept;
+    std::size_t operator()(const SecretKey& key) const noexcept;
   };
 
   // Of a text of another length, which nothing was made of: a key that no other text has.

@@ -14,14 +14,14 @@
 namespace Corvane {
 namespace {
 
-constexpr int64_t kNever = ExpiryTimer::kNever;
+constexpr std::int64_t kNever = ExpiryTimer::kNever;
 
 // Times of the timer's clock are not negative.
-int64_t After(int64_t time, int64_t duration) {
-  return duration < kNever - time ? time + std::max<int64_t>(duration, 0) : kNever;
+std::int64_t After(std::int64_t time, std::int64_t duration) {
+  return duration < kNever - time ? time + std::max<std::int64_t>(duration, 0) : kNever;
 }
 
-int64_t UtcNow() {
+std::int64_t UtcNow() {
   return System::GetUtcDateTime().GetUtcTime();
 }
 
@@ -47,59 +47,55 @@ struct Session::State : ExpiryTimer::Client, std::enable_shared_from_this<State>
     Ref<SessionObject> object;
   };
 
-  State(int64_t timeout, Ref<ExpiryTimer> itsTimer)
+  State(std::int64_t timeout, Ref<ExpiryTimer> itsTimer)
       : timer(std::move(itsTimer)), idleTimeout(timeout), created(UtcNow()) {
     Touch(timer->Now());
   }
 
-  void OnTime(int64_t now) override;
+  void OnTime(std::int64_t now) override;
   bool End();
   void EndLocked(std::unique_lock<std::mutex> lock);
   // Leaves the later ends to the timer.
-  void EndIfDue(std::unique_lock<std::mutex> lock, int64_t now);
+  void EndIfDue(std::unique_lock<std::mutex> lock, std::int64_t now);
 
-  void Touch(int64_t now) {
+  void Touch(std::int64_t now) {
     lastAccess = now;
     lastAccessUtc = UtcNow();
   }
-  int64_t Due() const {
+  std::int64_t Due() const {
     return leases == 0 ? std::min(After(lastAccess, idleTimeout), connectionExpiry) : kNever;
   }
-  void AskFor(int64_t due) {
+  void AskFor(std::int64_t due) {
     timer->Move(shared_from_this(), asked, due);
     asked = due;
   }
   // A later moment is asked for when the earlier one has come.
   void AskForEarlier() {
-    if (!ended && Due() < asked) {
-      AskFor(Due());
-    }
+    if (!ended && Due() < asked) AskFor(Due());
   }
 
   // What every access touches stands together.
   const Ref<ExpiryTimer> timer;
   mutable std::mutex mutex;
   bool ended = false;
-  int64_t lastAccess = 0;
-  int64_t lastAccessUtc = 0;
+  std::int64_t lastAccess = 0;
+  std::int64_t lastAccessUtc = 0;
   Ref<Authorize::UserData> user;
 
-  int64_t idleTimeout;
-  int64_t connectionExpiry = kNever;
-  int64_t asked = kNever;  // of the timer
-  uint64_t leases = 0;
+  std::int64_t idleTimeout;
+  std::int64_t connectionExpiry = kNever;
+  std::int64_t asked = kNever;  // of the timer
+  std::uint64_t leases = 0;
   Ref<SessionAuthData> authData;
   std::vector<Attached> objects;
-  const int64_t created;  // UTC
+  const std::int64_t created;  // UTC
   const std::string id = Detail::MakeSecretText();
 };
 
-void Session::State::OnTime(int64_t now) {
+void Session::State::OnTime(std::int64_t now) {
   std::unique_lock lock(mutex);
-  if (ended) {
-    return;
-  }
-  if (const int64_t due = Due(); due > now) {
+  if (ended) return;
+  if (const std::int64_t due = Due(); due > now) {
     AskFor(due);
   } else {
     EndLocked(std::move(lock));
@@ -108,9 +104,7 @@ void Session::State::OnTime(int64_t now) {
 
 bool Session::State::End() {
   std::unique_lock lock(mutex);
-  if (ended) {
-    return false;
-  }
+  if (ended) return false;
   EndLocked(std::move(lock));
   return true;
 }
@@ -122,12 +116,10 @@ void Session::State::EndLocked(std::unique_lock<std::mutex> lock) {
   const auto goneUser = std::exchange(user, nullptr);
   const auto goneObjects = std::exchange(objects, {});
   lock.unlock();
-  for (const Attached& attached : goneObjects) {
-    Tell(*attached.object);
-  }
+  for (const Attached& attached : goneObjects) Tell(*attached.object);
 }
 
-void Session::State::EndIfDue(std::unique_lock<std::mutex> lock, int64_t now) {
+void Session::State::EndIfDue(std::unique_lock<std::mutex> lock, std::int64_t now) {
   if (Due() > now) {
     AskForEarlier();
   } else {
@@ -135,7 +127,7 @@ void Session::State::EndIfDue(std::unique_lock<std::mutex> lock, int64_t now) {
   }
 }
 
-Session::Session(int64_t idleTimeoutMicroseconds, const Ref<ExpiryTimer>& timer)
+Session::Session(std::int64_t idleTimeoutMicroseconds, const Ref<ExpiryTimer>& timer)
     : state_(std::make_shared<State>(idleTimeoutMicroseconds, timer)) {
   const std::lock_guard lock(state_->mutex);
   state_->AskForEarlier();
@@ -156,9 +148,7 @@ Ref<SessionAuthData> Session::GetAuthData() const {
 
 void Session::SetAuthData(Ref<SessionAuthData> data) {
   const std::lock_guard lock(state_->mutex);
-  if (!state_->ended) {
-    std::swap(state_->authData, data);
-  }
+  if (!state_->ended) std::swap(state_->authData, data);
 }
 
 void Session::AttachObject(std::string name, Ref<SessionObject> object) {
@@ -175,33 +165,29 @@ void Session::AttachObject(std::string name, Ref<SessionObject> object) {
 Ref<SessionObject> Session::GetObject(std::string_view name) const {
   const std::lock_guard lock(state_->mutex);
   for (const auto& attached : state_->objects) {
-    if (attached.name == name) {
-      return attached.object;
-    }
+    if (attached.name == name) return attached.object;
   }
   return nullptr;
 }
 
-int64_t Session::GetCreationTime() const {
+std::int64_t Session::GetCreationTime() const {
   return state_->created;
 }
 
-int64_t Session::GetLastAccessTime() const {
+std::int64_t Session::GetLastAccessTime() const {
   const std::lock_guard lock(state_->mutex);
   return state_->lastAccessUtc;
 }
 
 bool Session::Access() {
   const std::lock_guard lock(state_->mutex);
-  const int64_t now = state_->timer->Now();
-  if (state_->ended || now >= state_->connectionExpiry) {
-    return false;
-  }
+  const std::int64_t now = state_->timer->Now();
+  if (state_->ended || now >= state_->connectionExpiry) return false;
   state_->Touch(now);
   return true;
 }
 
-void Session::SetIdleTimeout(int64_t microseconds) {
+void Session::SetIdleTimeout(std::int64_t microseconds) {
   const std::lock_guard lock(state_->mutex);
   state_->idleTimeout = microseconds;
   state_->AskForEarlier();
@@ -214,10 +200,8 @@ void Session::AddLease() {
 
 void Session::RemoveLease() {
   std::unique_lock lock(state_->mutex);
-  if (state_->ended || state_->leases == 0 || --state_->leases > 0) {
-    return;
-  }
-  const int64_t now = state_->timer->Now();
+  if (state_->ended || state_->leases == 0 || --state_->leases > 0) return;
+  const std::int64_t now = state_->timer->Now();
   state_->Touch(now);
   state_->EndIfDue(std::move(lock), now);
 }
@@ -231,16 +215,12 @@ bool Session::End() {
   return state_->End();
 }
 
-bool Session::SetUser(Ref<Authorize::UserData> user, bool replace, int64_t lifetime) {
+bool Session::SetUser(Ref<Authorize::UserData> user, bool replace, std::int64_t lifetime) {
   std::unique_lock lock(state_->mutex);
-  if (state_->ended) {
-    return true;
-  }
-  if (state_->user && !replace) {
-    return false;
-  }
+  if (state_->ended) return true;
+  if (state_->user && !replace) return false;
   std::swap(state_->user, user);
-  const int64_t now = state_->timer->Now();
+  const std::int64_t now = state_->timer->Now();
   state_->connectionExpiry = After(now, lifetime);
   state_->EndIfDue(std::move(lock), now);
   return true;
@@ -251,11 +231,11 @@ Ref<Authorize::UserData> Session::GetUser() const {
   return state_->user;
 }
 
-void CreateSession(int64_t idleTimeoutMicroseconds, Ref<Session>& out) {
+void CreateSession(std::int64_t idleTimeoutMicroseconds, Ref<Session>& out) {
   CreateSession(idleTimeoutMicroseconds, out, ExpiryTimer::OfProcess());
 }
 
-void CreateSession(int64_t idleTimeoutMicroseconds, Ref<Session>& out, const Ref<ExpiryTimer>& timer) {
+void CreateSession(std::int64_t idleTimeoutMicroseconds, Ref<Session>& out, const Ref<ExpiryTimer>& timer) {
   out = MakeRef<Session>(idleTimeoutMicroseconds, timer);
 }
 

@@ -42,7 +42,7 @@ class SessionAuthData : public SessionObject {
 // time ends it until the lease is given back.
 class Session : public ObjectImpl {
  public:
-  Session(int64_t idleTimeoutMicroseconds, const Ref<ExpiryTimer>& timer);
+  Session(std::int64_t idleTimeoutMicroseconds, const Ref<ExpiryTimer>& timer);
   ~Session() override;
 
   // 48 hexadecimal digits, by which a manager finds the session: not for clients, who get identifiers of
@@ -61,8 +61,8 @@ class Session : public ObjectImpl {
   Ref<SessionObject> GetObject(std::string_view name) const;
 
   // Microseconds since 1970-01-01 UTC.
-  int64_t GetCreationTime() const;
-  int64_t GetLastAccessTime() const;
+  std::int64_t GetCreationTime() const;
+  std::int64_t GetLastAccessTime() const;
 
   // Starts the idle time anew, for a call that has been let in. False, with no effect, when the session has
   // ended, or its connection has expired and it only waits for the leases of calls that run: no new call may
@@ -70,7 +70,7 @@ class Session : public ObjectImpl {
   bool Access();
   // Counts from the last access, also for less than before. With 0 or less the session ends as soon as it has
   // no lease.
-  void SetIdleTimeout(int64_t microseconds);
+  void SetIdleTimeout(std::int64_t microseconds);
 
   // Giving back the last lease starts the idle time anew, or ends the session at once when its connection has
   // expired meanwhile. Giving back one that nobody took has no effect.
@@ -87,7 +87,7 @@ class Session : public ObjectImpl {
 
   // Ties the session to a user for so many microseconds, ExpiryTimer::kNever for all of its life. False, with
   // nothing changed, when it has a user and is not to replace it.
-  bool SetUser(Ref<Authorize::UserData> user, bool replace, int64_t lifetime);
+  bool SetUser(Ref<Authorize::UserData> user, bool replace, std::int64_t lifetime);
   // Null when there is none, or the session has ended.
   Ref<Authorize::UserData> GetUser() const;
 
@@ -96,8 +96,8 @@ class Session : public ObjectImpl {
 
 // Makes a session that no manager knows. It ends by idleness all the same. Throws Corvane::Exception when the
 // process's timer can't start its thread; ends the process when there is no randomness to be had.
-void CreateSession(int64_t idleTimeoutMicroseconds, Ref<Session>& out);
+void CreateSession(std::int64_t idleTimeoutMicroseconds, Ref<Session>& out);
 // The same on another timer.
-void CreateSession(int64_t idleTimeoutMicroseconds, Ref<Session>& out, const Ref<ExpiryTimer>& timer);
+void CreateSession(std::int64_t idleTimeoutMicroseconds, Ref<Session>& out, const Ref<ExpiryTimer>& timer);
 
 }  // namespace Corvane

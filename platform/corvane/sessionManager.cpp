@@ -24,18 +24,14 @@ using SecretMap = boost::unordered_flat_map<SecretKey, Value, SecretKey::Hash>;
 // Calls nothing of a session and releases none while it is locked.
 class SessionManager::Table {
  public:
-  explicit Table(size_t limit) : limit_(limit) {}
+  explicit Table(std::size_t limit) : limit_(limit) {}
 
   enum class Added { kNew, kAlready, kRefused };
   Added Add(const Ref<Session>& session) {
     const SecretKey key(session->GetId());
     const std::lock_guard lock(mutex_);
-    if (sessions_.contains(key)) {
-      return Added::kAlready;
-    }
-    if (sessions_.size() >= limit_) {
-      return Added::kRefused;
-    }
+    if (sessions_.contains(key)) return Added::kAlready;
+    if (sessions_.size() >= limit_) return Added::kRefused;
     sessions_.emplace(key, session);
     return Added::kNew;
   }
@@ -61,13 +57,13 @@ class SessionManager::Table {
     return std::exchange(sessions_, {});
   }
 
-  size_t Size() const {
+  std::size_t Size() const {
     const std::shared_lock lock(mutex_);
     return sessions_.size();
   }
 
  private:
-  const size_t limit_;
+  const std::size_t limit_;
   mutable std::shared_mutex mutex_;
   SecretMap<Ref<Session>> sessions_;
 };
@@ -91,11 +87,9 @@ class SessionManager::Tickets {
   std::string Issue(std::string_view sessionId) {
     const std::lock_guard lock(mutex_);
     DropExpired();
-    if (tickets_.size() >= kTicketLimit) {
-      return {};
-    }
+    if (tickets_.size() >= kTicketLimit) return {};
     std::string ticket = Detail::MakeSecretText();
-    const int64_t expiry = clock_() + kTicketLife;
+    const std::int64_t expiry = clock_() + kTicketLife;
     byExpiry_.emplace(expiry, ticket);
     tickets_.emplace(ticket, Ticket{std::string(sessionId), expiry});
     return ticket;
@@ -107,9 +101,7 @@ class SessionManager::Tickets {
     const std::lock_guard lock(mutex_);
     DropExpired();
     const auto entry = tickets_.find(key);
-    if (entry == tickets_.end()) {
-      return {};
-    }
+    if (entry == tickets_.end()) return {};
     const Ticket ticket = std::move(entry->second);
     tickets_.erase(entry);
     byExpiry_.erase({ticket.expiry, key});
@@ -119,11 +111,11 @@ class SessionManager::Tickets {
  private:
   struct Ticket {
     std::string sessionId;
-    int64_t expiry;
+    std::int64_t expiry;
   };
 
   void DropExpired() {
-    const int64_t now = clock_();
+    const std::int64_t now = clock_();
     while (!byExpiry_.empty() && byExpiry_.begin()->first <= now) {
       tickets_.erase(byExpiry_.begin()->second);
       byExpiry_.erase(byExpiry_.begin());
@@ -133,18 +125,16 @@ class SessionManager::Tickets {
   const ExpiryTimer::Clock clock_;
   std::mutex mutex_;
   SecretMap<Ticket> tickets_;
-  std::set<std::pair<int64_t, SecretKey>> byExpiry_;
+  std::set<std::pair<std::int64_t, SecretKey>> byExpiry_;
 };
 
-SessionManager::SessionManager(size_t limit) : SessionManager(limit, &System::GetMonotonicTime) {}
+SessionManager::SessionManager(std::size_t limit) : SessionManager(limit, &System::GetMonotonicTime) {}
 
-SessionManager::SessionManager(size_t limit, ExpiryTimer::Clock ticketClock)
+SessionManager::SessionManager(std::size_t limit, ExpiryTimer::Clock ticketClock)
     : table_(std::make_shared<Table>(limit)), tickets_(std::make_unique<Tickets>(std::move(ticketClock))) {}
 
 SessionManager::~SessionManager() {
-  for (const auto& [id, session] : table_->TakeAll()) {
-    session->End();
-  }
+  for (const auto& [id, session] : table_->TakeAll()) session->End();
 }
 
 bool SessionManager::Add(const Ref<Session>& session) {
@@ -167,13 +157,11 @@ bool SessionManager::Remove(std::string_view id) {
 
 bool SessionManager::Find(std::string_view id, Ref<Session>& out) {
   out = table_->Find(SecretKey(id));
-  if (out && out->HasEnded()) {
-    out.reset();
-  }
+  if (out && out->HasEnded()) out.reset();
   return static_cast<bool>(out);
 }
 
-size_t SessionManager::GetCount() const {
+std::size_t SessionManager::GetCount() const {
   return table_->Size();
 }
 

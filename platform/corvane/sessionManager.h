@@ -17,13 +17,13 @@ class Session;
 // Safe from any thread.
 class SessionManager : public ObjectImpl {
  public:
-  static constexpr size_t kDefaultLimit = 100'000;
+  static constexpr std::size_t kDefaultLimit = 100'000;
   // Of a ticket, in microseconds.
-  static constexpr int64_t kTicketLife = 60'000'000;
-  static constexpr size_t kTicketLimit = 10'000;
+  static constexpr std::int64_t kTicketLife = 60'000'000;
+  static constexpr std::size_t kTicketLimit = 10'000;
 
-  explicit SessionManager(size_t limit = kDefaultLimit);
-  SessionManager(size_t limit, ExpiryTimer::Clock ticketClock);
+  explicit SessionManager(std::size_t limit = kDefaultLimit);
+  SessionManager(std::size_t limit, ExpiryTimer::Clock ticketClock);
   // Ends all of its sessions.
   ~SessionManager() override;
 
@@ -40,7 +40,7 @@ class SessionManager : public ObjectImpl {
   // lets a call into the session says so with Session::Access, so that calls that are refused don't keep it.
   bool Find(std::string_view id, Ref<Session>& out);
 
-  size_t GetCount() const;
+  std::size_t GetCount() const;
 
   // A ticket with which the session can be found once, within kTicketLife. Empty when the manager doesn't
   // have the session, and when kTicketLimit tickets are waiting: it is up to the caller not to issue more

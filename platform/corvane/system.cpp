@@ -11,12 +11,12 @@ void QuickExit(int status) noexcept {
   ::_exit(status);
 }
 
-int64_t GetMonotonicTime() noexcept {
+std::int64_t GetMonotonicTime() noexcept {
   const auto sinceStart = std::chrono::steady_clock::now().time_since_epoch();
   return std::chrono::duration_cast<std::chrono::microseconds>(sinceStart).count();
 }
 
-void Sleep(int64_t microseconds) {
+void Sleep(std::int64_t microseconds) {
   std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
 }
 

@@ -8,9 +8,9 @@ namespace Corvane::System {
 [[noreturn]] void QuickExit(int status) noexcept;
 
 // Microseconds of a clock that never goes back; it counts from an arbitrary point.
-int64_t GetMonotonicTime() noexcept;
+std::int64_t GetMonotonicTime() noexcept;
 
 // Holds the calling thread for so many microseconds.
-void Sleep(int64_t microseconds);
+void Sleep(std::int64_t microseconds);
 
 }  // namespace Corvane::System

@@ -16,13 +16,13 @@ bool IsPlainAscii(char c) {
 }
 
 // C1 controls, line and paragraph separators, marks, embeddings, overrides and isolates of direction.
-bool IsUnsafe(uint32_t codePoint) {
+bool IsUnsafe(std::uint32_t codePoint) {
   return codePoint == 0x61c || codePoint == 0x200e || codePoint == 0x200f || codePoint < 0x20 ||
          (codePoint >= 0x7f && codePoint < 0xa0) || (codePoint >= 0x2028 && codePoint <= 0x202e) ||
          (codePoint >= 0x2066 && codePoint <= 0x2069);
 }
 
-void AppendHex(std::string& out, char kind, uint32_t value, int digits) {
+void AppendHex(std::string& out, char kind, std::uint32_t value, int digits) {
   out.push_back('\\');
   out.push_back(kind);
   for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4) {
@@ -30,7 +30,7 @@ void AppendHex(std::string& out, char kind, uint32_t value, int digits) {
   }
 }
 
-void AppendEscape(std::string& out, uint32_t codePoint) {
+void AppendEscape(std::string& out, std::uint32_t codePoint) {
   switch (codePoint) {
     case '\n':
       out.append("\\n");
@@ -50,14 +50,10 @@ void AppendEscape(std::string& out, uint32_t codePoint) {
 const char* FindUnsafe(const char* at, const char* end) {
   while (true) {
     at = std::find_if_not(at, end, IsPlainAscii);
-    if (at == end) {
-      return end;
-    }
+    if (at == end) return end;
     const char* next = at;
     const Utf::code_point codePoint = Traits::decode(next, end);
-    if (!Utf::is_valid_codepoint(codePoint) || IsUnsafe(codePoint)) {
-      return at;
-    }
+    if (!Utf::is_valid_codepoint(codePoint) || IsUnsafe(codePoint)) return at;
     at = next;
   }
 }
@@ -77,9 +73,7 @@ std::string EscapeLine(std::string_view text) {
   while (true) {
     const char* unsafe = FindUnsafe(at, end);
     out.append(at, unsafe);
-    if (unsafe == end) {
-      return out;
-    }
+    if (unsafe == end) return out;
     at = unsafe;
     const Utf::code_point codePoint = Traits::decode(at, end);
     if (Utf::is_valid_codepoint(codePoint)) {
@@ -93,17 +87,13 @@ std::string EscapeLine(std::string_view text) {
 }
 
 std::string EscapeName(std::string_view name) {
-  constexpr size_t kMaxBytes = 256;
-  constexpr size_t kLongestCharacter = 4;
+  constexpr std::size_t kMaxBytes = 256;
+  constexpr std::size_t kLongestCharacter = 4;
   // No escape is shorter than what it stands for.
   std::string shown = EscapeLine(name.substr(0, kMaxBytes + kLongestCharacter));
-  if (shown.size() <= kMaxBytes) {
-    return shown;
-  }
-  size_t end = kMaxBytes;
-  while ((static_cast<unsigned char>(shown[end]) & 0xc0) == 0x80) {
-    --end;
-  }
+  if (shown.size() <= kMaxBytes) return shown;
+  std::size_t end = kMaxBytes;
+  while ((static_cast<unsigned char>(shown[end]) & 0xc0) == 0x80) --end;
   return shown.erase(end).append("...");
 }
 

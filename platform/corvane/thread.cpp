@@ -13,7 +13,7 @@
 namespace Corvane::System {
 namespace {
 
-constexpr size_t kLongestName = 15;  // the kernel's limit
+constexpr std::size_t kLongestName = 15;  // the kernel's limit
 
 struct Start {
   std::string name;
@@ -34,9 +34,9 @@ class Attributes {
   Attributes& operator=(const Attributes&) = delete;
   ~Attributes() { ::pthread_attr_destroy(&attributes_); }
 
-  void SetStackSize(size_t bytes) {
-    const auto page = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
-    bytes = std::max(bytes, static_cast<size_t>(PTHREAD_STACK_MIN));
+  void SetStackSize(std::size_t bytes) {
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    bytes = std::max(bytes, static_cast<std::size_t>(PTHREAD_STACK_MIN));
     ::pthread_attr_setstacksize(&attributes_, (bytes + page - 1) / page * page);
   }
   const pthread_attr_t* Get() const { return &attributes_; }
@@ -47,11 +47,9 @@ class Attributes {
 
 }  // namespace
 
-Thread::Thread(const std::string& name, std::function<void()> body, size_t stackBytes) {
+Thread::Thread(const std::string& name, std::function<void()> body, std::size_t stackBytes) {
   Attributes attributes;
-  if (stackBytes != 0) {
-    attributes.SetStackSize(stackBytes);
-  }
+  if (stackBytes != 0) attributes.SetStackSize(stackBytes);
   auto start = std::make_unique<Start>(Start{name.substr(0, kLongestName), std::move(body)});
   if (const int error = ::pthread_create(&handle_, attributes.Get(), RunThread, start.get())) {
     throw Exception("cannot start thread " + name + ": " + std::strerror(error));
@@ -60,9 +58,7 @@ Thread::Thread(const std::string& name, std::function<void()> body, size_t stack
 }
 
 Thread::~Thread() {
-  if (!joined_) {
-    ::pthread_detach(handle_);
-  }
+  if (!joined_) ::pthread_detach(handle_);
 }
 
 void Thread::Join() {

@@ -14,7 +14,7 @@ namespace Corvane::System {
 class Thread : public ObjectImpl {
  public:
   // See Corvane::Service::Application::StartThread.
-  Thread(const std::string& name, std::function<void()> body, size_t stackBytes);
+  Thread(const std::string& name, std::function<void()> body, std::size_t stackBytes);
   ~Thread() override;
 
   // Waits for the end of the body. Only the first call has an effect.

@@ -37,9 +37,7 @@ WipedString::~WipedString() {
 
 void WipedString::Append(std::string_view more) {
   const std::size_t bytes = text_.size() + more.size();
-  if (bytes > text_.capacity()) {
-    Reserve(std::max(bytes, 2 * text_.capacity()));
-  }
+  if (bytes > text_.capacity()) Reserve(std::max(bytes, 2 * text_.capacity()));
   text_.append(more);
 }
 
@@ -52,9 +50,7 @@ std::string& WipedString::Reserve(std::size_t bytes) {
 }
 
 void WipingFree(void* memory) {
-  if (memory != nullptr) {
-    OPENSSL_cleanse(memory, malloc_usable_size(memory));
-  }
+  if (memory != nullptr) OPENSSL_cleanse(memory, malloc_usable_size(memory));
   std::free(memory);
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <exception>
 #include <string>
 #include <vector>
@@ -20,12 +22,26 @@ class SysinfoException : public std::exception {
 
 namespace KrellCtl::Util {
 
-// A node of the kernel's information tree. Every failure throws KrellCtl::Lib::SysinfoException.
-//
-//   783   list: the ids of all running VMMs
-//   786   get, instance VMM leader id: 3396 bytes, three NUL-terminated texts of 128 bytes at offsets 4,
-//         132 and 260 (BIOS uuid, VM uuid, management server's id)
-//   1299  get, instance cartel id: 4 bytes, the VMM leader id
+// The nodes. A list of the ids of all running VMMs:
+inline constexpr unsigned int kNodeVmmList = 783;
+// a VmmInfoRecord for an instance, which is a VMM's leader id:
+inline constexpr unsigned int kNodeVmmInfo = 786;
+// the VMM's leader id in 4 bytes for an instance, which is a cartel id:
+inline constexpr unsigned int kNodeCartelLeader = 1299;
+
+// What names a VM: texts that end with a NUL.
+struct VmmInfoRecord {
+  using Text = std::array<char, 128>;
+
+  std::uint32_t reserved;
+  Text biosUuid;
+  Text vmUuid;
+  Text mgrVmId;
+  std::array<char, 3008> unused;
+};
+static_assert(sizeof(VmmInfoRecord) == 3396);
+
+// One node of the kernel's information tree. Every failure throws KrellCtl::Lib::SysinfoException.
 class Sysinfo {
  public:
   explicit Sysinfo(unsigned int node);

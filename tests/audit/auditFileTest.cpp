@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/corvane/temporaryFolder.h"
+#include "testing/temporaryFolder.h"
 
 namespace Tessaly::Audit {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "platform/corvane/paths.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "testing/temporaryFolder.h"
 
 // The last line of the host's audit log, without its line feed.
 inline std::string LastLine() {

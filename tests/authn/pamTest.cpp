@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <utility>
 
@@ -28,11 +29,12 @@ class PamTest : public testing::Test {
     return right;
   }
 
-  int64_t now = 0;
+  std::int64_t now = 0;
   // What each look at the clock takes; with 0 there is no limit.
-  int64_t step = 0;
-  int64_t held = 0;
-  LoginBudget budget{[this] { return now += step; }, [this](int64_t microseconds) { held += microseconds; }};
+  std::int64_t step = 0;
+  std::int64_t held = 0;
+  LoginBudget budget{[this] { return now += step; },
+                     [this](std::int64_t microseconds) { held += microseconds; }};
 };
 
 TEST_F(PamTest, PasswordAndAccountBothCount) {
@@ -86,7 +88,7 @@ TEST_F(PamTest, PasswordsUseUpTheBudgetAndTimeFillsIt) {
 }
 
 TEST(LoginBudget, FillsByTimeUpToItsCapacity) {
-  int64_t now = 7;
+  std::int64_t now = 7;
   LoginBudget budget([&] { return now; });
   budget.Charge(100'000);
   EXPECT_FALSE(IsAdmitted(budget));
@@ -103,7 +105,7 @@ TEST(LoginBudget, FillsByTimeUpToItsCapacity) {
   budget.Charge(2'000'000'000);
   now += 4'000'200;
   EXPECT_TRUE(IsAdmitted(budget)) << "one slow check keeps everybody out for seconds, not for days";
-  now += int64_t{1} << 50;
+  now += std::int64_t{1} << 50;
   budget.Charge(100'000);
   using Verdict = LoginBudget::Verdict;
   EXPECT_EQ(budget.Admit(), Verdict::RefusedFirst) << "no stock for worse times";
@@ -111,10 +113,10 @@ TEST(LoginBudget, FillsByTimeUpToItsCapacity) {
 }
 
 TEST(LoginBudget, ChecksAreMadeAsLongAsTheLongest) {
-  int64_t now = 0;
-  LoginBudget budget([&] { return now; }, [&](int64_t microseconds) { now += microseconds; });
-  const auto settle = [&](int64_t microseconds) {
-    const int64_t start = now;
+  std::int64_t now = 0;
+  LoginBudget budget([&] { return now; }, [&](std::int64_t microseconds) { now += microseconds; });
+  const auto settle = [&](std::int64_t microseconds) {
+    const std::int64_t start = now;
     now += microseconds;
     budget.Settle(start);
     return now - start;

@@ -2,11 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <limits>
 #include <stdexcept>
 
 #include "platform/corvane/exception.h"
-#include "tests/corvane/sessionSupport.h"
+#include "testing/sessionSupport.h"
 
 namespace {
 
@@ -22,10 +23,10 @@ class AuthorizeTest : public testing::Test {
                const ExpiryCallback& expiry = nullptr) {
     manager_.AddConnection(&session, user, MakeRef<Corvane::System::AuthTokenHelper>(user), replace, expiry);
   }
-  static ExpiryCallback In(int64_t microseconds) {
+  static ExpiryCallback In(std::int64_t microseconds) {
     return [=](UserData*, const DateTime& now) { return DateTime(now.GetUtcTime() + microseconds); };
   }
-  static ExpiryCallback At(int64_t time) {
+  static ExpiryCallback At(std::int64_t time) {
     return [=](UserData*, const DateTime&) { return DateTime(time); };
   }
 
@@ -69,10 +70,10 @@ TEST_F(AuthorizeTest, SessionEndsWhenItsConnectionExpires) {
   EXPECT_EQ(asked, 1);
 
   const auto past = time_.MakeSession(1'000'000);
-  Connect(*past, "alice", false, At(std::numeric_limits<int64_t>::min()));
+  Connect(*past, "alice", false, At(std::numeric_limits<std::int64_t>::min()));
   EXPECT_TRUE(past->HasEnded());
   const auto endless = time_.MakeSession(1'000'000);
-  Connect(*endless, "alice", false, At(std::numeric_limits<int64_t>::max()));
+  Connect(*endless, "alice", false, At(std::numeric_limits<std::int64_t>::max()));
   time_.Pass(999'999);
   EXPECT_FALSE(endless->HasEnded());
 }

@@ -4,10 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
 #include <tuple>
 
 #include "platform/corvane/exception.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "testing/temporaryFolder.h"
 
 namespace {
 
@@ -41,8 +42,8 @@ TEST_F(ConfigTest, ReadsValuesOfEachKind) {
       <on>true</on><off>0</off>
       <log><file>/a &amp; b</file><level><![CDATA[7]]></level></log>
     </config>)");
-  int32_t port = 0;
-  int32_t level = 0;
+  std::int32_t port = 0;
+  std::int32_t level = 0;
   bool on = false;
   bool off = true;
   std::string text;
@@ -57,7 +58,7 @@ TEST_F(ConfigTest, ReadsValuesOfEachKind) {
 TEST_F(ConfigTest, WrongFormsKeepTheDefaultAndTellThePlace) {
   for (const char* text : {"", "12a", "1.0", "0x10", "+5", "1 2", "2147483648", "-2147483649", "8"}) {
     const auto config = Load(std::string("<config>\n<port>") + text + "</port><prot/></config>");
-    int32_t number = 5;
+    std::int32_t number = 5;
     bool flag = true;
     testing::internal::CaptureStderr();
     EXPECT_FALSE(config->ReadInteger("port", &number, 0, 7) || config->ReadBoolean("port", &flag));
@@ -71,7 +72,7 @@ TEST_F(ConfigTest, WrongFormsKeepTheDefaultAndTellThePlace) {
 
 TEST_F(ConfigTest, AnEmptyFileSetsNothing) {
   for (const char* content : {"", " \n", "<?xml version=\"1.0\"?>\n", "<!-- nothing yet -->\n"}) {
-    int32_t port = 0;
+    std::int32_t port = 0;
     EXPECT_FALSE(Load(content)->ReadInteger("port", &port)) << content;
   }
 }
@@ -87,9 +88,7 @@ TEST_F(ConfigTest, UnusableFilesAreRefusedWithTheReason) {
       {std::string(1 << 20, ' ') + "<config/>", "larger than"},
       {"<!DOCTYPE c [<!ENTITY e SYSTEM '/etc/hostname'>]><config><a>&e;</a></config>", "document type"},
   };
-  for (const auto& [content, reason] : cases) {
-    EXPECT_THAT(FailureOf(content), HasSubstr(reason));
-  }
+  for (const auto& [content, reason] : cases) EXPECT_THAT(FailureOf(content), HasSubstr(reason));
   EXPECT_THROW(Config::Load(folder_ / "absent.xml"), Corvane::Exception);
   EXPECT_THROW(Config::Load(folder_ / "."), Corvane::Exception);
 }

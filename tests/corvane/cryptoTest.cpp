@@ -14,15 +14,15 @@ using Bytes = std::vector<unsigned char>;
 
 // Decodes into a buffer of exactly the announced size, with a guard behind it.
 std::optional<Bytes> Decode(const std::string& text) {
-  const size_t capacity = Base64_DecodedLength(text.data(), text.size());
+  const std::size_t capacity = Base64_DecodedLength(text.data(), text.size());
   Bytes out(capacity + 8, 0xa5);
-  size_t written = 12345;
+  std::size_t written = 12345;
   if (!Base64_Decode(text.data(), text.size(), out.data(), capacity, &written)) {
     EXPECT_EQ(written, 12345U);
     return std::nullopt;
   }
   EXPECT_LE(written, capacity);
-  EXPECT_TRUE(std::all_of(out.begin() + static_cast<ptrdiff_t>(written), out.end(),
+  EXPECT_TRUE(std::all_of(out.begin() + static_cast<std::ptrdiff_t>(written), out.end(),
                           [](unsigned char c) { return c == 0xa5; }))
       << "written past the end of " << text;
   out.resize(written);
@@ -34,12 +34,12 @@ bool InAlphabet(unsigned char c) {
 }
 
 TEST(Base64, AgreesWithOpenSslBothWays) {
-  for (size_t length = 0; length <= 300; ++length) {
+  for (std::size_t length = 0; length <= 300; ++length) {
     Bytes bytes(length);
     ASSERT_EQ(CryptoRandom_GetBytes(bytes.data(), length), 0);
     std::string expected((length + 2) / 3 * 4 + 1, '\0');
-    expected.resize(static_cast<size_t>(EVP_EncodeBlock(reinterpret_cast<unsigned char*>(expected.data()),
-                                                        bytes.data(), static_cast<int>(length))));
+    expected.resize(static_cast<std::size_t>(EVP_EncodeBlock(
+        reinterpret_cast<unsigned char*>(expected.data()), bytes.data(), static_cast<int>(length))));
     std::string text = "old content";
     Base64_Encode(bytes.data(), length, text);
     ASSERT_EQ(text, expected);
@@ -50,12 +50,12 @@ TEST(Base64, AgreesWithOpenSslBothWays) {
 // Every byte value in every place of texts with no, one and two padding characters.
 TEST(Base64, AnyByteAnywhere) {
   for (const std::string valid : {"QUJDREVG", "QUJDREU=", "QUJDRA=="}) {
-    for (size_t place = 0; place < valid.size(); ++place) {
+    for (std::size_t place = 0; place < valid.size(); ++place) {
       for (int value = 0; value < 256; ++value) {
         std::string text = valid;
         text[place] = static_cast<char>(value);
-        const size_t digits =
-            static_cast<size_t>(std::find_if_not(text.begin(), text.end(), InAlphabet) - text.begin());
+        const std::size_t digits =
+            static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), InAlphabet) - text.begin());
         const bool isValid = digits >= 6 && text.substr(digits) == std::string(8 - digits, '=');
         ASSERT_EQ(Decode(text).has_value(), isValid) << place << " " << value;
       }
@@ -70,7 +70,7 @@ TEST(Base64, LengthsAndCapacity) {
     EXPECT_NE(Base64_DecodedLength(text, std::string(text).size()), 0U) << text;
   }
   unsigned char out[2] = {};
-  size_t written = 0;
+  std::size_t written = 0;
   EXPECT_TRUE(Base64_Decode("QUI=", out, 2, &written));
   EXPECT_FALSE(Base64_Decode("QUJD", out, 2, &written));
 }

@@ -18,10 +18,10 @@ using Corvane::Detail::EscapeName;
 using Corvane::Detail::IsPlainLine;
 
 TEST(Format, ArgumentsOfAllKinds) {
-  EXPECT_EQ(ASPrintInternal("%1 %2 %3 %4 %5", std::numeric_limits<int64_t>::min(),
-                            std::numeric_limits<uint64_t>::max(), "text", std::string("string"), true),
+  EXPECT_EQ(ASPrintInternal("%1 %2 %3 %4 %5", std::numeric_limits<std::int64_t>::min(),
+                            std::numeric_limits<std::uint64_t>::max(), "text", std::string("string"), true),
             "-9223372036854775808 18446744073709551615 text string true");
-  EXPECT_EQ(ASPrintInternal("%9%1%1", 1, 2, 3, 4, 5, 6, 7, 8, uint8_t{9}), "911");
+  EXPECT_EQ(ASPrintInternal("%9%1%1", 1, 2, 3, 4, 5, 6, 7, 8, std::uint8_t{9}), "911");
   EXPECT_EQ(ASPrintInternal("%1%2", std::string_view("a\0b", 3), 'c'), std::string("a\0bc", 4));
 }
 

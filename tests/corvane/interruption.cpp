@@ -17,15 +17,11 @@ Interruption::~Interruption() {
 }
 
 void Interruption::BeforeLock() {
-  if (held_ == 0) {
-    ComeToGap();
-  }
+  if (held_ == 0) ComeToGap();
 }
 
 void Interruption::AfterUnlock() {
-  if (--held_ == 0) {
-    ComeToGap();
-  }
+  if (--held_ == 0) ComeToGap();
 }
 
 void Interruption::ComeToGap() {
@@ -43,21 +39,15 @@ int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex);
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex);
 
 int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
-  if (tInterruption) {
-    tInterruption->BeforeLock();
-  }
+  if (tInterruption) tInterruption->BeforeLock();
   const int result = __real_pthread_mutex_lock(mutex);
-  if (tInterruption) {
-    tInterruption->AfterLock();
-  }
+  if (tInterruption) tInterruption->AfterLock();
   return result;
 }
 
 int __wrap_pthread_mutex_unlock(pthread_mutex_t* mutex) {
   const int result = __real_pthread_mutex_unlock(mutex);
-  if (tInterruption) {
-    tInterruption->AfterUnlock();
-  }
+  if (tInterruption) tInterruption->AfterUnlock();
   return result;
 }
 

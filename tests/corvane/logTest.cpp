@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "platform/corvane/panic.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "testing/temporaryFolder.h"
 
 namespace {
 
@@ -75,7 +75,7 @@ class ErrorPipe {
     ::fcntl(ends_[0], F_SETFL, O_NONBLOCK);
     std::string text(1 << 20, '\0');
     const auto size = ::read(ends_[0], text.data(), text.size());
-    return text.substr(0, size < 0 ? 0 : static_cast<size_t>(size));
+    return text.substr(0, size < 0 ? 0 : static_cast<std::size_t>(size));
   }
 
  private:
@@ -147,12 +147,10 @@ TEST(Log, FileIsRotatedWithinItsBounds) {
   const TemporaryFolder folder;
   const auto logger = Logger::Create({.file = folder / "a.log", .maxBytes = 1000, .maxFiles = 3});
   Capture([&] {
-    for (int line = 0; line < 200; ++line) {
-      LogInternal(logger.get(), 6, "line %1 of many", line);
-    }
+    for (int line = 0; line < 200; ++line) LogInternal(logger.get(), 6, "line %1 of many", line);
   });
   EXPECT_THAT(ReadFile(folder / "a.log"), HasSubstr("line 199 of many\n"));
-  size_t files = 0;
+  std::size_t files = 0;
   for (const auto& entry : std::filesystem::directory_iterator(folder / ".")) {
     ++files;
     EXPECT_LE(entry.file_size(), 1000U);

@@ -5,8 +5,8 @@
 #include <set>
 
 #include "platform/corvane/app.h"
-#include "tests/corvane/sessionSupport.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "testing/sessionSupport.h"
+#include "testing/temporaryFolder.h"
 
 namespace {
 
@@ -76,7 +76,7 @@ TEST(SessionManager, TicketsServeOnceAndNotForLong) {
   EXPECT_FALSE(manager.ResolveCloneTicket(late, found));
 
   std::set<std::string> tickets;
-  for (size_t i = 0; i < SessionManager::kTicketLimit; ++i) {
+  for (std::size_t i = 0; i < SessionManager::kTicketLimit; ++i) {
     tickets.insert(manager.IssueCloneTicket(session->GetId()));
   }
   EXPECT_EQ(tickets.size() - tickets.count(""), SessionManager::kTicketLimit);

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <mutex>
@@ -10,8 +11,8 @@
 
 #include "platform/corvane/session.h"
 #include "platform/corvane/sessionManager.h"
+#include "testing/sessionSupport.h"
 #include "tests/corvane/interruption.h"
-#include "tests/corvane/sessionSupport.h"
 
 namespace {
 
@@ -20,12 +21,12 @@ using Corvane::Ref;
 using Corvane::Session;
 using Corvane::SessionManager;
 
-constexpr int64_t kIdleTimeout = 1;
+constexpr std::int64_t kIdleTimeout = 1;
 
 // Sessions that many threads use, end and replace. Those of even slots end by idleness alone.
 class Arena {
  public:
-  Ref<Session> Take(size_t slot) {
+  Ref<Session> Take(std::size_t slot) {
     const std::lock_guard lock(mutex_);
     auto& session = slots_[slot];
     if (!session || session->HasEnded()) {
@@ -37,7 +38,7 @@ class Arena {
   }
 
   void Step(unsigned random) {
-    const size_t slot = random % kSlots;
+    const std::size_t slot = random % kSlots;
     const auto session = Take(slot);
     Ref<Session> found;
     switch (random / kSlots % 4) {
@@ -56,7 +57,7 @@ class Arena {
     time.Pass(1);
   }
 
-  void HoldLease(Session& session, size_t slot) {
+  void HoldLease(Session& session, std::size_t slot) {
     session.AddLease();
     if (!session.HasEnded()) {
       time.Pass(2 * kIdleTimeout);
@@ -75,9 +76,7 @@ class Arena {
 
   void EndAll() {
     manager.reset();
-    for (auto& session : slots_) {
-      session.reset();
-    }
+    for (auto& session : slots_) session.reset();
     for (const auto& fate : fates_) {
       ASSERT_EQ(fate.told, 1);
       ASSERT_EQ(fate.gone, 1);
@@ -91,7 +90,7 @@ class Arena {
   std::atomic<int> removals{0};
 
  private:
-  static constexpr size_t kSlots = 2;
+  static constexpr std::size_t kSlots = 2;
 
   std::mutex mutex_;
   std::deque<Fate> fates_;  // does not move what it holds
@@ -104,14 +103,10 @@ TEST(SessionRace, EachEndsOnceAndNoneUnderItsLease) {
   for (unsigned seed = 0; seed < 16; ++seed) {
     threads.emplace_back([&arena, seed] {
       std::minstd_rand random(seed + 1);
-      for (int step = 0; step < 2000; ++step) {
-        arena.Step(static_cast<unsigned>(random() >> 4));
-      }
+      for (int step = 0; step < 2000; ++step) arena.Step(static_cast<unsigned>(random() >> 4));
     });
   }
-  for (auto& thread : threads) {
-    thread.join();
-  }
+  for (auto& thread : threads) thread.join();
   EXPECT_GT(arena.finds, 0);
   EXPECT_GT(arena.leases, 0);
   EXPECT_GT(arena.removals, 0);
@@ -121,7 +116,7 @@ TEST(SessionRace, EachEndsOnceAndNoneUnderItsLease) {
 // What two threads want of one session; each says whether it got it, and one of them has to.
 struct Rivalry {
   const char* name;
-  int64_t idleTimeout;
+  std::int64_t idleTimeout;
   bool leased;
   std::function<bool(ManualTime&, Session&)> end;
   std::function<bool(Session&)> rival;
@@ -150,9 +145,7 @@ TEST(SessionRace, NothingComesBetweenTheCheckAndTheEnd) {
     for (int gap = 0;; ++gap) {
       ManualTime time;
       const auto session = time.MakeSession(idleTimeout);
-      if (leased) {
-        session->AddLease();
-      }
+      if (leased) session->AddLease();
       bool won = false;
       const Interruption interruption(gap, [&] { won = rival(*session); });
       const bool ended = end(time, *session);

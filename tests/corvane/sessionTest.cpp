@@ -3,13 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <future>
 #include <limits>
 #include <stdexcept>
 #include <thread>
 
-#include "tests/corvane/sessionSupport.h"
+#include "testing/sessionSupport.h"
 
 namespace {
 
@@ -67,7 +68,7 @@ TEST(Session, IdleTimeoutChangesInBothDirections) {
   ManualTime time;
   const auto longer = time.MakeSession(100);
   const auto shorter = time.MakeSession(100);
-  const auto endless = time.MakeSession(std::numeric_limits<int64_t>::max());
+  const auto endless = time.MakeSession(std::numeric_limits<std::int64_t>::max());
   const auto none = time.MakeSession(-1);
   time.Pass(10);
   EXPECT_TRUE(none->HasEnded());
@@ -106,9 +107,7 @@ TEST(Session, TellsEachObjectOnceWhateverTheOthersDo) {
   EXPECT_FALSE(session->GetObject("a") || session->GetObject("late"));
   time.Pass(1000);
   session.reset();
-  for (const auto& fate : fates) {
-    EXPECT_EQ(fate.told, 1);
-  }
+  for (const auto& fate : fates) EXPECT_EQ(fate.told, 1);
   EXPECT_EQ(fates[2].gone + fates[3].gone, 2);
 }
 

@@ -4,10 +4,10 @@
 
 #include "platform/corvane/crypto.h"
 #include "platform/corvane/paths.h"
+#include "testing/daemon.h"
+#include "testing/memoryScan.h"
+#include "testing/subscriber.h"
 #include "tests/daemon/liveSubscriber.h"
-#include "tests/support/daemon.h"
-#include "tests/support/memoryScan.h"
-#include "tests/support/subscriber.h"
 
 namespace {
 

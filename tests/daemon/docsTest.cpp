@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "tests/corvane/temporaryFolder.h"
-#include "tests/support/daemon.h"
+#include "testing/daemon.h"
+#include "testing/temporaryFolder.h"
 
 namespace {
 

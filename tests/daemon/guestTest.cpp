@@ -3,9 +3,9 @@
 #include <filesystem>
 #include <fstream>
 
+#include "testing/daemon.h"
+#include "testing/subscriber.h"
 #include "tests/daemon/liveSubscriber.h"
-#include "tests/support/daemon.h"
-#include "tests/support/subscriber.h"
 
 namespace {
 

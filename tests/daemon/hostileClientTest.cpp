@@ -4,9 +4,9 @@
 #include <memory>
 #include <vector>
 
+#include "testing/daemon.h"
+#include "testing/subscriber.h"
 #include "tests/daemon/liveSubscriber.h"
-#include "tests/support/daemon.h"
-#include "tests/support/subscriber.h"
 
 namespace {
 

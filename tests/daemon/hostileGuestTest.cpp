@@ -4,15 +4,16 @@
 #include <filesystem>
 #include <thread>
 
+#include "lib/public/api/guestLimits.h"
+#include "testing/daemon.h"
+#include "testing/subscriber.h"
 #include "tests/daemon/liveSubscriber.h"
-#include "tests/support/daemon.h"
-#include "tests/support/subscriber.h"
 
 namespace {
 
 using namespace Support;
 
-constexpr std::size_t kLargest = 69608;
+constexpr std::size_t kLargest = NornHesper::kLargestDatagram;
 
 std::string Repeat(std::string_view part, std::size_t times) {
   std::string text;

@@ -4,8 +4,8 @@
 
 #include <string>
 
-#include "tests/support/daemon.h"
-#include "tests/support/subscriber.h"
+#include "testing/daemon.h"
+#include "testing/subscriber.h"
 
 namespace Support {
 

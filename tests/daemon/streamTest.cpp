@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
+#include "lib/public/api/guestLimits.h"
+#include "testing/daemon.h"
+#include "testing/subscriber.h"
 #include "tests/daemon/liveSubscriber.h"
-#include "tests/support/daemon.h"
-#include "tests/support/subscriber.h"
 
 namespace {
 
@@ -38,7 +39,7 @@ TEST(Stream, LargestPublicationArrivesWhole) {
   Vm vm(34);
   Krell::GuestSocket guest(vm.cid());
   const auto overhead = PublicationText(1, "a", "").size();
-  const std::string payload((69608 - overhead) / 4 * 4, 'Q');
+  const std::string payload((NornHesper::kLargestDatagram - overhead) / 4 * 4, 'Q');
   ASSERT_EQ(Publish(guest, daemon, PublicationText(1, "a", payload)), GoodAcknowledgement(1));
   EXPECT_NE(subscriber.Next().find("\"payload\":\"" + payload + "\""), std::string::npos);
 }

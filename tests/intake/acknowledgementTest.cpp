@@ -5,9 +5,9 @@
 namespace {
 
 TEST(AcknowledgementTest, CutsLongDiagnosisAndStaysOneDatagram) {
-  constexpr size_t kFrame = sizeof("error(s): {65538, }") - 1;
+  constexpr std::size_t kFrame = sizeof("error(s): {65538, }") - 1;
   const std::string head = "{\n\"sequence\":18446744073709551615,\n\"status\":\"bad\",\n\"diagnosis\":\"";
-  for (const size_t excess : {0, 1, 500}) {
+  for (const std::size_t excess : {0, 1, 500}) {
     NornHesper::PublishOutcome outcome{{}, true, 18446744073709551615U};
     outcome.errors.AddError(65538, std::string(69480 - kFrame + excess, '"'));
     const std::string text = MakeAcknowledgement(outcome);

@@ -6,7 +6,7 @@
 #include <iostream>
 
 #include "apps/nornhesperd/globalContext.h"
-#include "tests/krell/testHost.h"
+#include "testing/testHost.h"
 
 // A backend's thread ends with its process only: each case has a process of its own.
 namespace {

@@ -4,12 +4,13 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <cstdint>
 #include <filesystem>
 
-#include "apps/nornhesperd/fileDescriptor.h"
+#include "platform/corvane/fileDescriptor.h"
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/vsock.h"
-#include "tests/krell/testHost.h"
+#include "testing/testHost.h"
 
 namespace {
 
@@ -18,9 +19,9 @@ using NornHesper::CidCache;
 using NornHesper::CidInfoPtr;
 using NornHesper::Result;
 
-constexpr int64_t kSecond = 1'000'000;
-int64_t now = 0;
-int64_t Now() noexcept {
+constexpr std::int64_t kSecond = 1'000'000;
+std::int64_t now = 0;
+std::int64_t Now() noexcept {
   return now;
 }
 
@@ -38,9 +39,7 @@ class CidCacheTest : public testing::Test {
     std::vector<CidInfoPtr> infos;
     const Result result = cache_.Collect(infos);
     std::string text;
-    for (const CidInfoPtr& info : infos) {
-      text += info->biosUuid.substr(5) + " ";
-    }
+    for (const CidInfoPtr& info : infos) text += info->biosUuid.substr(5) + " ";
     return text + result.ToString();
   }
 
@@ -131,7 +130,7 @@ class DescriptorsLeft {
  public:
   explicit DescriptorsLeft(rlim_t count) {
     getrlimit(RLIMIT_NOFILE, &before_);
-    const NornHesper::FileDescriptor next(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const Corvane::FileDescriptor next(open("/dev/null", O_RDONLY | O_CLOEXEC));
     const rlimit limit{static_cast<rlim_t>(next.Get()) + count, before_.rlim_max};
     setrlimit(RLIMIT_NOFILE, &limit);
   }

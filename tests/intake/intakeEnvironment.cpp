@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "apps/nornhesperd/globalContext.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "testing/temporaryFolder.h"
 
 namespace Intake {
 namespace {
@@ -31,7 +31,7 @@ std::string Text(const std::string& header, const std::string& payload) {
   return R"({"header":{)" + header + R"(},"payload":{)" + payload + "}}";
 }
 
-std::string GoodText(uint64_t sequence, const std::string& moreHeader) {
+std::string GoodText(std::uint64_t sequence, const std::string& moreHeader) {
   return Text(R"("sequence":)" + std::to_string(sequence) +
                   R"(,"createTime":"2026-11-24T21:15:00Z","topic":"a.b","token":"t")" + moreHeader,
               R"("category":"c","base64":"aGk=")");

@@ -7,6 +7,6 @@ namespace Intake {
 
 // The text of a publication; the members are those of "header" and "payload".
 std::string Text(const std::string& header, const std::string& payload);
-std::string GoodText(uint64_t sequence, const std::string& moreHeader = "");
+std::string GoodText(std::uint64_t sequence, const std::string& moreHeader = "");
 
 }  // namespace Intake

@@ -23,9 +23,7 @@ std::string Parse(Publication& publication) {
   const NornHesper::Result result = publication.Parse();
   EXPECT_NE(publication.parsed, result.HasErrors());
   const std::string sequence = publication.hasSequence ? std::to_string(publication.sequence) : "-";
-  if (!result.HasErrors()) {
-    return sequence + " good";
-  }
+  if (!result.HasErrors()) return sequence + " good";
   EXPECT_EQ(result.GetRecords()->size(), 1U);
   EXPECT_EQ(result.GetRecords()->front().code, 65538U);
   return sequence + " " + result.GetRecords()->front().message;
@@ -36,11 +34,9 @@ std::string Parse(const std::string& text) {
   return Parse(publication);
 }
 
-std::string Repeat(const std::string& piece, size_t times) {
+std::string Repeat(const std::string& piece, std::size_t times) {
   std::string text;
-  while (times-- > 0) {
-    text += piece;
-  }
+  while (times-- > 0) text += piece;
   return text;
 }
 
@@ -104,7 +100,7 @@ TEST(PublicationTest, RefusesInTheOrderOfTheChecks) {
   };
   for (const auto& [text, outcome] : cases) {
     std::string expected = outcome;
-    if (const size_t place = expected.find("%1"); place != std::string::npos) {
+    if (const std::size_t place = expected.find("%1"); place != std::string::npos) {
       expected.replace(place, 2, text);
     }
     EXPECT_EQ(Parse(text), expected);

@@ -15,8 +15,8 @@ using testing::ElementsAre;
 class RegistryTest : public testing::Test {
  protected:
   // Puts the publications' sequences, each behind the subscription's id, into the calls.
-  uint64_t RegisterRecorder() {
-    const auto id = std::make_shared<uint64_t>();
+  std::uint64_t RegisterRecorder() {
+    const auto id = std::make_shared<std::uint64_t>();
     return *id = registry_.Register([this, id](const NornHesper::PublicationPtr& publication) {
       calls_.push_back(*id);
       calls_.push_back(publication->sequence);
@@ -29,7 +29,7 @@ class RegistryTest : public testing::Test {
   }
 
   // What the posted handlers call.
-  std::vector<uint64_t> Deliver() {
+  std::vector<std::uint64_t> Deliver() {
     auto& ioService = NornHesper::GlobalContext::Get()->GetIoService();
     ioService.restart();
     ioService.poll();
@@ -37,12 +37,12 @@ class RegistryTest : public testing::Test {
   }
 
   NornHesper::Registry registry_;
-  std::vector<uint64_t> calls_;
+  std::vector<std::uint64_t> calls_;
 };
 
 TEST_F(RegistryTest, LivePublicationsReachAllInOrder) {
   RegisterRecorder();
-  const uint64_t last = RegisterRecorder();
+  const std::uint64_t last = RegisterRecorder();
   EXPECT_TRUE(Publish(GoodText(10)) && Publish(GoodText(11)) && !Publish(GoodText(12) + "}"));
   EXPECT_TRUE(calls_.empty());  // not on the publishing thread
   EXPECT_THAT(Deliver(), ElementsAre(0, 10, 1, 10, 0, 11, 1, 11));
@@ -52,9 +52,7 @@ TEST_F(RegistryTest, LivePublicationsReachAllInOrder) {
 }
 
 TEST_F(RegistryTest, AddressedPublicationsFollowTheirList) {
-  for (int i = 0; i < 6; ++i) {
-    RegisterRecorder();
-  }
+  for (int i = 0; i < 6; ++i) RegisterRecorder();
   EXPECT_TRUE(Publish(GoodText(1, R"(,"subscribers":[5,2,99,5])")) &&
               Publish(GoodText(2, R"(,"subscribers":77)")));
   EXPECT_THAT(Deliver(), ElementsAre(5, 1, 2, 1, 5, 1));
@@ -62,8 +60,9 @@ TEST_F(RegistryTest, AddressedPublicationsFollowTheirList) {
 
 TEST_F(RegistryTest, RepetitionsAreCountedForWhoCanTakeThemAtOnce) {
   RegisterRecorder();
-  registry_.Register([this](const NornHesper::PublicationPtr&) { calls_.push_back(100); },
-                     [this](const NornHesper::PublicationPtr&, uint64_t times) { calls_.push_back(times); });
+  registry_.Register(
+      [this](const NornHesper::PublicationPtr&) { calls_.push_back(100); },
+      [this](const NornHesper::PublicationPtr&, std::uint64_t times) { calls_.push_back(times); });
   EXPECT_TRUE(Publish(GoodText(7, R"(,"subscribers":[0,1,1,0,9,1])")) &&
               Publish(GoodText(8, R"(,"subscribers":[1])")) && Publish(GoodText(9)));
   EXPECT_THAT(Deliver(), ElementsAre(0, 7, 3, 0, 7, 100, 0, 9, 100));

@@ -5,7 +5,7 @@
 #include <boost/system/system_error.hpp>
 #include <cstdlib>
 
-#include "tests/krell/testHost.h"
+#include "testing/testHost.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tests/json/jsonRequest.h"
+#include "testing/jsonRequest.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <limits>
 
-#include "tests/json/jsonRequest.h"
+#include "testing/jsonRequest.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/krell/host.h"
+#include "platform/krell/standin/host.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "tests/krell/testHost.h"
+#include "testing/testHost.h"
 
 namespace {
 

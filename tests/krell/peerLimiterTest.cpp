@@ -1,4 +1,4 @@
-#include "platform/krell/peerLimiter.h"
+#include "platform/krell/standin/peerLimiter.h"
 
 #include <gtest/gtest.h>
 

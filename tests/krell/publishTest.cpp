@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "tests/krell/testHost.h"
+#include "testing/testHost.h"
 #include "tools/publicationText.h"
 
 namespace {

@@ -8,8 +8,9 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/krell/guestSocket.h"
-#include "tests/krell/testHost.h"
+#include "lib/public/api/guestLimits.h"
+#include "platform/krell/standin/guestSocket.h"
+#include "testing/testHost.h"
 
 namespace {
 
@@ -17,13 +18,13 @@ using Krell::GuestSocket;
 using KrellTest::PlainSocket;
 using KrellTest::TestHost;
 
-constexpr std::uint32_t port = 7777;
-constexpr std::size_t largest = 69608;
+constexpr std::uint32_t kPort = 7777;
+constexpr std::size_t kLargest = NornHesper::kLargestDatagram;
 constexpr std::chrono::seconds patience{20};
 
 int ErrorOfSend(GuestSocket& guest) {
   try {
-    guest.Send(port, "x");
+    guest.Send(kPort, "x");
   } catch (const std::system_error& error) {
     return error.code().value();
   }
@@ -43,7 +44,7 @@ class VsockTest : public testing::Test {
  protected:
   void SetUp() override {
     host.AddVm(5);
-    ASSERT_EQ(daemon.Bind(port), 0);
+    ASSERT_EQ(daemon.Bind(kPort), 0);
   }
 
   TestHost host;
@@ -53,10 +54,10 @@ class VsockTest : public testing::Test {
 TEST_F(VsockTest, ReceiveBufferIsCountedInBytes) {
   ASSERT_EQ(daemon.SetReceiveBuffer(2228224), 0);
   GuestSocket guest(5);
-  const std::string text(largest, 'a');
-  for (int i = 0; i < 40; ++i) guest.Send(port, text);
+  const std::string text(kLargest, 'a');
+  for (int i = 0; i < 40; ++i) guest.Send(kPort, text);
   EXPECT_EQ(daemon.Drain(), 32);
-  for (int i = 0; i < 1000; ++i) guest.Send(port, std::to_string(i));
+  for (int i = 0; i < 1000; ++i) guest.Send(kPort, std::to_string(i));
   EXPECT_EQ(daemon.Receive().first, "0");
   EXPECT_EQ(daemon.Drain(), 999);
 
@@ -64,9 +65,9 @@ TEST_F(VsockTest, ReceiveBufferIsCountedInBytes) {
   const auto numbered = [](int i) {
     return std::to_string(i) + std::string(49999, static_cast<char>('a' + i % 26));
   };
-  guest.Send(port, numbered(0));
+  guest.Send(kPort, numbered(0));
   for (int i = 1; i < 300; ++i) {
-    guest.Send(port, numbered(i));
+    guest.Send(kPort, numbered(i));
     ASSERT_EQ(daemon.Receive().first, numbered(i - 1));
   }
 }
@@ -105,12 +106,12 @@ TEST(Vsock, PortsAreTakenOnceAndFreedWithTheirProcess) {
   GuestSocket guest(5);
   {
     PlainSocket daemon;
-    ASSERT_EQ(daemon.Bind(port), 0);
-    EXPECT_EQ(daemon.Bind(port), EINVAL);
+    ASSERT_EQ(daemon.Bind(kPort), 0);
+    EXPECT_EQ(daemon.Bind(kPort), EINVAL);
     PlainSocket second;
-    EXPECT_EQ(second.Bind(port), EADDRINUSE);
+    EXPECT_EQ(second.Bind(kPort), EADDRINUSE);
     EXPECT_EQ(ErrorOfGuest(5, guest.Port()), EADDRINUSE);
-    EXPECT_EQ(ErrorOfGuest(5, port), 0) << "the ports of a VM are its own";
+    EXPECT_EQ(ErrorOfGuest(5, kPort), 0) << "the ports of a VM are its own";
     EXPECT_EQ(ErrorOfSend(guest), 0);
   }
   EXPECT_EQ(ErrorOfSend(guest), ECONNRESET);
@@ -119,14 +120,14 @@ TEST(Vsock, PortsAreTakenOnceAndFreedWithTheirProcess) {
   const pid_t child = fork();
   if (child == 0) {
     PlainSocket daemon;
-    _exit(daemon.Bind(port) | ErrorOfSend(guest));
+    _exit(daemon.Bind(kPort) | ErrorOfSend(guest));
   }
   int status = -1;
   waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
   EXPECT_EQ(ErrorOfSend(guest), ECONNRESET);
   PlainSocket next;
-  ASSERT_EQ(next.Bind(port), 0);
+  ASSERT_EQ(next.Bind(kPort), 0);
   EXPECT_EQ(ErrorOfSend(guest), 0);
   EXPECT_EQ(next.Drain(), 1);
 }

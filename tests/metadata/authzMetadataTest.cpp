@@ -5,7 +5,7 @@
 
 #include "framework/authz/authzInfo.h"
 #include "framework/authz/loadAuthzInfoMetadata.h"
-#include "tests/metadata/metadataDocument.h"
+#include "testing/metadataDocument.h"
 
 namespace Mirel::Authz {
 namespace {

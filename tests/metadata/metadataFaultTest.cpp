@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "framework/metadata/providerHelper.h"
-#include "tests/metadata/metadataDocument.h"
+#include "testing/metadataDocument.h"
 
 namespace Mirel::Provider::Metadata {
 namespace {

@@ -5,7 +5,7 @@
 #include "framework/json/valueWriter.h"
 #include "framework/metadata/providerHelper.h"
 #include "framework/provider/asyncApiInterface.h"
-#include "tests/metadata/metadataDocument.h"
+#include "testing/metadataDocument.h"
 
 namespace Mirel::Provider::Metadata {
 namespace {

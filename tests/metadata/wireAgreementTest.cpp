@@ -6,7 +6,7 @@
 #include "bindings/subscriptionSpecReader.h"
 #include "framework/core/stdErrors.h"
 #include "framework/provider/errorFactory.h"
-#include "tests/metadata/metadataDocument.h"
+#include "testing/metadataDocument.h"
 
 namespace {
 

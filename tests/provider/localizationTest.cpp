@@ -8,7 +8,7 @@
 #include "apps/nornhesperd/messageCatalogue.h"
 #include "framework/core/errorCategories.h"
 #include "framework/core/executionContext.h"
-#include "framework/core/namedFormat.h"
+#include "framework/core/l10n.h"
 
 namespace Mirel::L10n {
 namespace {

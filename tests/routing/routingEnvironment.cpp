@@ -5,7 +5,7 @@
 #include <string>
 
 #include "apps/nornhesperd/globalContext.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "testing/temporaryFolder.h"
 
 namespace Routing {
 namespace {

@@ -6,7 +6,7 @@
 #include "platform/corvane/app.h"
 #include "platform/corvane/authenticate.h"
 #include "platform/corvane/expiryTimer.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "testing/temporaryFolder.h"
 
 namespace Bridge {
 namespace {

@@ -11,7 +11,7 @@
 #include "lib/sarnMirel/refValue.h"
 #include "lib/sarnMirel/sessionLeaseFilter.h"
 #include "platform/corvane/logContext.h"
-#include "tests/corvane/sessionSupport.h"
+#include "testing/sessionSupport.h"
 #include "tests/sarnMirel/bridgeEnvironment.h"
 
 namespace SarnMirel::Filter {

@@ -1,7 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "examples/token-service/assertionFactory.h"
-#include "framework/core/securitySchemes.h"
+#include "framework/core/executionContext.h"
 #include "lib/sarnMirel/samlHokHandler.h"
 #include "lib/sarnMirel/sessionHandler.h"
 #include "lib/sarnMirel/sessionMapping.h"
@@ -10,6 +9,7 @@
 #include "platform/corvane/exception.h"
 #include "platform/corvane/log.h"
 #include "sso/samlToken.h"
+#include "testing/sso/assertionFactory.h"
 #include "tests/sarnMirel/bridgeEnvironment.h"
 
 namespace SarnMirel::Authn {

@@ -11,7 +11,7 @@
 #include "lib/sarnMirel/l10n/pelagorMirelLocalizerHelper.h"
 #include "platform/corvane/exception.h"
 #include "platform/pelagor/locale.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "testing/temporaryFolder.h"
 
 namespace SarnMirel {
 namespace {

@@ -3,7 +3,7 @@
 #include <set>
 #include <stdexcept>
 
-#include "framework/core/methodIdentifier.h"
+#include "framework/core/asyncApiProvider.h"
 #include "lib/sarnMirel/privilegeCheckerImpl.h"
 #include "lib/sarnMirel/refValue.h"
 #include "platform/corvane/log.h"

@@ -10,8 +10,8 @@
 #include "lib/sarnMirel/sessionHandler.h"
 #include "lib/sarnMirel/sessionMapping.h"
 #include "platform/corvane/log.h"
-#include "tests/json/jsonRequest.h"
-#include "tests/metadata/metadataDocument.h"
+#include "testing/jsonRequest.h"
+#include "testing/metadataDocument.h"
 #include "tests/sarnMirel/bridgeEnvironment.h"
 
 namespace {

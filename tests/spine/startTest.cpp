@@ -13,7 +13,7 @@
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/logMessage.h"
 #include "platform/corvane/paths.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "testing/temporaryFolder.h"
 
 namespace {
 
@@ -105,7 +105,7 @@ TEST_F(StartDeathTest, SettingsAreToldOneByOneWithTheirOrigin) {
                                 "requestHistoryAll",
                                 "historyPort"};
     std::string pattern;
-    for (size_t i = 0; i < values.size(); ++i) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
       pattern += std::string("[^\n]+, Configuration ") + keys[i] + "=" + values[i] + "\\(" + origin + "\\)\n";
     }
     return pattern;

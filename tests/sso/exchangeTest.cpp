@@ -20,8 +20,8 @@
 #include "sso/securityTokenService.h"
 #include "sso/ssoExceptions.h"
 #include "sso/wsTrustNames.h"
-#include "tests/corvane/temporaryFolder.h"
-#include "tests/support/memoryScan.h"
+#include "testing/memoryScan.h"
+#include "testing/temporaryFolder.h"
 
 extern char** environ;
 

@@ -6,13 +6,13 @@
 #include <utility>
 #include <vector>
 
-#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/dateTime.h"
 #include "platform/corvane/exception.h"
 #include "platform/corvane/stringUtil.h"
 #include "sso/parseToken.h"
 #include "sso/requestBuilder.h"
 #include "sso/wsTrustNames.h"
+#include "testing/sso/assertionFactory.h"
 
 namespace {
 

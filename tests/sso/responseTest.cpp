@@ -5,13 +5,13 @@
 #include <typeinfo>
 #include <vector>
 
-#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/stringUtil.h"
 #include "sso/anchorKeyResolver.h"
 #include "sso/responseHandler.h"
 #include "sso/samlNames.h"
 #include "sso/ssoExceptions.h"
 #include "sso/wsTrustNames.h"
+#include "testing/sso/assertionFactory.h"
 
 namespace {
 

@@ -6,11 +6,11 @@
 #include <thread>
 #include <vector>
 
-#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/xml/signature.h"
 #include "sso/parseToken.h"
 #include "sso/ssoExceptions.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "testing/sso/assertionFactory.h"
+#include "testing/temporaryFolder.h"
 
 namespace {
 
@@ -23,7 +23,7 @@ const std::string kUncovered = "parse: Token's signature must cover the entire t
 const std::string kIdAttribute = " --id-attr:ID urn:oasis:names:tc:SAML:2.0:assertion:Assertion ";
 
 std::string Replace(std::string text, const std::string& from, const std::string& to) {
-  const size_t position = text.find(from);
+  const std::size_t position = text.find(from);
   if (position == std::string::npos) throw std::logic_error("no " + from);
   return text.replace(position, from.size(), to);
 }
@@ -36,7 +36,7 @@ std::string Repeat(const std::string& text, int count) {
 
 // The part of a text from the start of one mark to the end of another one.
 std::string Cut(const std::string& text, const std::string& first, const std::string& last) {
-  const size_t begin = text.find(first);
+  const std::size_t begin = text.find(first);
   return text.substr(begin, text.find(last, begin) + last.size() - begin);
 }
 
@@ -103,9 +103,9 @@ TEST_F(TokenSignatureTest, NoticesEveryChangedByte) {
   const auto text =
       AssertionFactory::MakeToken(*signer_, {.audiences = {"one"}, .proxyCount = 1, .renewable = true});
   // What is in the key info is only a hint, and not signed.
-  const size_t hintBegins = text.find("<ds:KeyInfo>");
-  const size_t hintEnds = text.find("</ds:KeyInfo>");
-  for (size_t position = 0; position < text.size(); ++position) {
+  const std::size_t hintBegins = text.find("<ds:KeyInfo>");
+  const std::size_t hintEnds = text.find("</ds:KeyInfo>");
+  for (std::size_t position = 0; position < text.size(); ++position) {
     if (position > hintBegins && position < hintEnds) continue;
     std::string changed = text;
     changed[position] = static_cast<char>(changed[position] ^ 1);
@@ -251,7 +251,7 @@ TEST_F(TokenSignatureTest, WorksOnManyThreads) {
   const auto bad = Replace(good, "admin@", "root@");
   std::vector<std::string> faults(16);
   std::vector<std::thread> threads;
-  for (size_t i = 0; i < faults.size(); ++i) {
+  for (std::size_t i = 0; i < faults.size(); ++i) {
     threads.emplace_back([&, i] {
       for (int round = 0; round < 20 && faults[i].empty(); ++round) {
         faults[i] = Parse(good) + (Parse(bad) == kTampered ? "" : "a forged token is believed") +

@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "examples/token-service/assertionFactory.h"
 #include "sso/parseToken.h"
 #include "sso/ssoExceptions.h"
+#include "testing/sso/assertionFactory.h"
 #include "tools/tokenView.h"
 
 namespace {
@@ -64,7 +65,7 @@ struct Change {
 
 std::string Apply(std::string text, const std::vector<Change>& changes) {
   for (const auto& [from, to] : changes) {
-    const size_t position = text.find(from);
+    const std::size_t position = text.find(from);
     if (position == std::string::npos) throw std::logic_error("no " + from);
     text.replace(position, from.size(), to);
   }
@@ -264,9 +265,9 @@ TEST(TokenTest, ValidatesInOrder) {
 }
 
 TEST(TokenTest, AllowsTenMinutesOfDifferenceToTheMicrosecond) {
-  const int64_t start = DateTime::Parse("2026-11-24T10:00:00Z").GetUtcTime();
-  const int64_t end = DateTime::Parse("2026-11-24T11:00:00Z").GetUtcTime();
-  constexpr int64_t kTolerance = 600'000'000;
+  const std::int64_t start = DateTime::Parse("2026-11-24T10:00:00Z").GetUtcTime();
+  const std::int64_t end = DateTime::Parse("2026-11-24T11:00:00Z").GetUtcTime();
+  constexpr std::int64_t kTolerance = 600'000'000;
   EXPECT_EQ(Fault(kToken, DateTime(start - kTolerance)), "");
   EXPECT_EQ(Fault(kToken, DateTime(start - kTolerance - 1)),
             "Token start date is in the future: 2026-11-24T10:00:00.000Z");

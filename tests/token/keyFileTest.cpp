@@ -1,4 +1,4 @@
-#include "platform/token/keyFile.h"
+#include "lib/token/keyFile.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

@@ -1,4 +1,4 @@
-#include "platform/token/keySet.h"
+#include "lib/token/keySet.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/token/tokenMint.h"
+#include "lib/token/tokenMint.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/token/tokenVerifier.h"
+#include "lib/token/tokenVerifier.h"
 #include "testKit.h"
 
 namespace {

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "framework/core/log.h"
-#include "platform/token/josePointers.h"
-#include "tests/corvane/temporaryFolder.h"
+#include "lib/token/josePointers.h"
+#include "testing/temporaryFolder.h"
 
 inline std::string Base64Url(const std::string& bytes) {
   char* text = nullptr;

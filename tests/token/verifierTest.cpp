@@ -4,8 +4,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/token/base64Url.h"
-#include "platform/token/tokenVerifier.h"
+#include "lib/token/base64Url.h"
+#include "lib/token/tokenVerifier.h"
 #include "testKit.h"
 
 namespace {

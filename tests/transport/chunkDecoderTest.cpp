@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "framework/transport/phrChunkedDecoder.h"
+#include "framework/transport/request/phrChunkedDecoder.h"
 
 namespace Mirel::Transport::PicoHttp {
 namespace {

@@ -7,9 +7,8 @@
 #include <vector>
 
 #include "framework/core/executionContext.h"
-#include "framework/core/securitySchemes.h"
-#include "framework/transport/responseHead.h"
-#include "framework/transport/updateExecutionCtxHelper.h"
+#include "framework/transport/answer/responseHead.h"
+#include "framework/transport/request/updateExecutionCtxHelper.h"
 
 namespace Mirel::Provider::JsonRpc1_1 {
 namespace {

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <string>
 
-#include "framework/transport/phrParse.h"
-#include "framework/transport/serverRequest.h"
-#include "framework/transport/transportErrors.h"
+#include "framework/transport/request/phrParse.h"
+#include "framework/transport/request/serverRequest.h"
+#include "framework/transport/request/transportErrors.h"
 
 namespace Mirel::Transport::PicoHttp {
 namespace {

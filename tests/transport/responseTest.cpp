@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "framework/core/dataValue.h"
-#include "framework/transport/responseHead.h"
+#include "framework/transport/answer/responseHead.h"
 #include "tests/transport/testServer.h"
 
 namespace Mirel::Transport {

@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "framework/transport/acceptOutcome.h"
+#include "framework/transport/connection/acceptOutcome.h"
 #include "framework/transport/serverConfig.h"
 #include "tests/transport/testServer.h"
 

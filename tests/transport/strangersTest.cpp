@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "framework/transport/acceptOutcome.h"
-#include "framework/transport/bodyBudget.h"
-#include "framework/transport/connectionTable.h"
-#include "framework/transport/descriptorsLeft.h"
-#include "framework/transport/localCaller.h"
+#include "framework/transport/connection/acceptOutcome.h"
+#include "framework/transport/connection/connectionTable.h"
+#include "framework/transport/connection/descriptorsLeft.h"
+#include "framework/transport/request/bodyBudget.h"
+#include "framework/transport/request/localCaller.h"
 #include "tests/transport/testServer.h"
 
 namespace Mirel::Transport {

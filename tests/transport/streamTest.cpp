@@ -3,7 +3,7 @@
 #include <chrono>
 #include <string>
 
-#include "framework/transport/ioStream.h"
+#include "framework/transport/connection/ioStream.h"
 #include "tests/transport/testServer.h"
 
 namespace Mirel::Transport {

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/xml/key.h"
+#include "testing/sso/assertionFactory.h"
 
 namespace {
 

@@ -3,11 +3,11 @@
 
 #include <string>
 
-#include "examples/token-service/assertionFactory.h"
 #include "platform/corvane/xml/node.h"
 #include "platform/corvane/xml/parser.h"
 #include "platform/corvane/xml/reader.h"
 #include "platform/corvane/xml/signature.h"
+#include "testing/sso/assertionFactory.h"
 
 namespace {
 
@@ -49,7 +49,7 @@ TEST_F(SignatureTest, CoversAllOfItsReferences) {
   const auto writer = Corvane::CreateStringWriter();
   WriteNode(document_->GetRoot(), *writer);
   std::string text = writer->GetText();
-  const size_t position = text.find("<ds:Signature");
+  const std::size_t position = text.find("<ds:Signature");
   const std::string signature = text.substr(position, text.find("</two>") - position);
   text.replace(position, signature.size(), "").insert(text.find("</m>"), signature);
 

@@ -75,7 +75,7 @@ bool IsRsa(SignatureMethod method) {
 }
 
 DigestMethod GetDigest(SignatureMethod method) {
-  return kDigests.at(static_cast<size_t>(method) % kDigests.size());
+  return kDigests.at(static_cast<std::size_t>(method) % kDigests.size());
 }
 
 }  // namespace Corvane::Xml::Security

@@ -36,7 +36,7 @@ const xmlNode* ParentElement(const xmlNode* node) {
 // RFC 3986, section 3.1.
 bool HasScheme(std::string_view uri) {
   constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
-  const size_t end =
+  const std::size_t end =
       uri.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789+-.");
   return end != std::string_view::npos && uri[end] == ':' &&
          kLetters.find(uri.front()) != std::string_view::npos;
@@ -78,8 +78,8 @@ std::string_view EscapeInAttribute(char c) {
 
 template <typename Escape>
 void Append(std::string& out, std::string_view text, Escape escape) {
-  size_t begin = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
+  std::size_t begin = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
     const std::string_view escaped = escape(text[i]);
     if (!escaped.empty()) {
       out.append(text, begin, i - begin).append(escaped);
@@ -90,9 +90,7 @@ void Append(std::string& out, std::string_view text, Escape escape) {
 }
 
 void AppendName(std::string& out, std::string_view prefix, std::string_view localName) {
-  if (!prefix.empty()) {
-    out.append(prefix) += ':';
-  }
+  if (!prefix.empty()) out.append(prefix) += ':';
   out.append(localName);
 }
 
@@ -148,15 +146,13 @@ class CanonicalForm {
   }
 
   void WriteElement(const xmlNode& element, const std::vector<Declaration>& inherited, bool isApex = false) {
-    const size_t outside = rendered_.size();
+    const std::size_t outside = rendered_.size();
     out_ += '<';
     AppendName(out_, PrefixOf(element.ns), View(element.name));
     WriteDeclarations(element, inherited);
     WriteAttributes(element, isApex);
     out_ += '>';
-    for (const xmlNode* child = element.children; child != nullptr; child = child->next) {
-      WriteChild(*child);
-    }
+    for (const xmlNode* child = element.children; child != nullptr; child = child->next) WriteChild(*child);
     out_ += "</";
     AppendName(out_, PrefixOf(element.ns), View(element.name));
     out_ += '>';
@@ -165,9 +161,7 @@ class CanonicalForm {
 
   void WriteChild(const xmlNode& node) {
     if (node.type == XML_ELEMENT_NODE) {
-      if (&node != omitted_) {
-        WriteElement(node, {});
-      }
+      if (&node != omitted_) WriteElement(node, {});
     } else if (node.type == XML_TEXT_NODE || node.type == XML_CDATA_SECTION_NODE) {
       Append(out_, View(node.content), &EscapeInText);
     } else if (node.type == XML_PI_NODE) {
@@ -190,26 +184,18 @@ class CanonicalForm {
     AddDeclared(element, declarations);
     for (const Declaration& one : inherited) {
       const auto isSame = [&](const Declaration& other) { return one.prefix == other.prefix; };
-      if (std::none_of(declarations.begin(), declarations.end(), isSame)) {
-        declarations.push_back(one);
-      }
+      if (std::none_of(declarations.begin(), declarations.end(), isSame)) declarations.push_back(one);
     }
-    if (isExclusive_) {
-      AddUsed(element, declarations);
-    }
+    if (isExclusive_) AddUsed(element, declarations);
     std::sort(declarations.begin(), declarations.end(),
               [](const Declaration& one, const Declaration& other) { return one.prefix < other.prefix; });
-    for (const Declaration& declaration : declarations) {
-      Write(declaration);
-    }
+    for (const Declaration& declaration : declarations) Write(declaration);
   }
 
   static void AddUsed(const xmlNode& element, std::vector<Declaration>& declarations) {
     declarations.push_back({PrefixOf(element.ns), UriOf(element.ns)});
     for (const xmlAttr* attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
-      if (attribute->ns != nullptr) {
-        declarations.push_back({PrefixOf(attribute->ns), UriOf(attribute->ns)});
-      }
+      if (attribute->ns != nullptr) declarations.push_back({PrefixOf(attribute->ns), UriOf(attribute->ns)});
     }
   }
 
@@ -219,9 +205,7 @@ class CanonicalForm {
     // Without a declaration there is no default namespace.
     const bool isInForce =
         last != rendered_.rend() ? last->uri == declaration.uri : declaration == Declaration();
-    if (isInForce || declaration.prefix == "xml") {
-      return;
-    }
+    if (isInForce || declaration.prefix == "xml") return;
     if (!declaration.uri.empty() && !HasScheme(declaration.uri)) {
       throw XmlSecurityException("Canonicalization failed: a namespace is relative.");
     }
@@ -237,9 +221,7 @@ class CanonicalForm {
     for (const xmlAttr* attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
       attributes.push_back(attribute);
     }
-    if (isApex && !isExclusive_) {
-      AddInheritedXmlAttributes(element, attributes);
-    }
+    if (isApex && !isExclusive_) AddInheritedXmlAttributes(element, attributes);
     std::sort(attributes.begin(), attributes.end(), [](const xmlAttr* one, const xmlAttr* other) {
       return std::pair(UriOf(one->ns), View(one->name)) < std::pair(UriOf(other->ns), View(other->name));
     });

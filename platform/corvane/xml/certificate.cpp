@@ -11,7 +11,7 @@
 namespace Corvane::Xml::Security {
 namespace {
 
-constexpr size_t kLongestBase64 = 16 << 10;
+constexpr std::size_t kLongestBase64 = 16 << 10;
 constexpr int kLongestChain = 8;
 // 112 bits: RSA keys of 2048 bits, and no SHA-1 in a certificate's signature.
 constexpr int kSecurityLevel = 2;
@@ -28,12 +28,11 @@ X509* ReadPem(BIO* bio) {
 std::string GetOnlyCommonName(const X509* certificate) {
   const X509_NAME* name = X509_get_subject_name(certificate);
   const int first = X509_NAME_get_index_by_NID(name, NID_commonName, -1);
-  if (first < 0 || X509_NAME_get_index_by_NID(name, NID_commonName, first) >= 0) {
-    return {};
-  }
+  if (first < 0 || X509_NAME_get_index_by_NID(name, NID_commonName, first) >= 0) return {};
   unsigned char* text = nullptr;
   const int length = ASN1_STRING_to_UTF8(&text, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, first)));
-  std::string commonName(reinterpret_cast<const char*>(text), length > 0 ? static_cast<size_t>(length) : 0);
+  std::string commonName(reinterpret_cast<const char*>(text),
+                         length > 0 ? static_cast<std::size_t>(length) : 0);
   OPENSSL_free(text);
   return commonName;
 }
@@ -49,9 +48,7 @@ bool MaySign(X509* certificate) {
 Ref<Certificate> Certificate::FromPem(std::string_view pem) {
   const ErrorScope errors;
   X509* certificate = ReadPem(ReadFrom(pem).get());
-  if (certificate == nullptr) {
-    FailWithOpenSsl("No certificate in PEM");
-  }
+  if (certificate == nullptr) FailWithOpenSsl("No certificate in PEM");
   return MakeRef<Certificate>(certificate);
 }
 
@@ -60,19 +57,13 @@ Ref<Certificate> Certificate::FromDer(std::string_view der) {
   const auto* position = reinterpret_cast<const unsigned char*>(der.data());
   const unsigned char* end = position + der.size();
   CertificatePtr certificate(d2i_X509(nullptr, &position, static_cast<long>(der.size())));
-  if (certificate == nullptr) {
-    FailWithOpenSsl("No certificate in DER");
-  }
-  if (position != end) {
-    throw XmlSecurityException("Bytes stand behind the certificate.");
-  }
+  if (certificate == nullptr) FailWithOpenSsl("No certificate in DER");
+  if (position != end) throw XmlSecurityException("Bytes stand behind the certificate.");
   return MakeRef<Certificate>(certificate.release());
 }
 
 Ref<Certificate> Certificate::FromBase64(std::string_view text) {
-  if (text.size() > kLongestBase64) {
-    throw XmlSecurityException("The certificate is too long.");
-  }
+  if (text.size() > kLongestBase64) throw XmlSecurityException("The certificate is too long.");
   std::string compact(text);
   const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
   compact.erase(std::remove_if(compact.begin(), compact.end(), isBlank), compact.end());
@@ -94,11 +85,9 @@ Certificate::~Certificate() {
 std::string Certificate::GetBase64() const {
   unsigned char* der = nullptr;
   const int length = i2d_X509(certificate_, &der);
-  if (length < 0) {
-    FailWithOpenSsl("The certificate has no DER form");
-  }
+  if (length < 0) FailWithOpenSsl("The certificate has no DER form");
   std::string text =
-      StringUtil::Base64Encode({reinterpret_cast<const char*>(der), static_cast<size_t>(length)});
+      StringUtil::Base64Encode({reinterpret_cast<const char*>(der), static_cast<std::size_t>(length)});
   OPENSSL_free(der);
   return text;
 }
@@ -106,9 +95,7 @@ std::string Certificate::GetBase64() const {
 Ref<Key> Certificate::GetPublicKey() const {
   const ErrorScope errors;
   EVP_PKEY* key = X509_get_pubkey(certificate_);
-  if (key == nullptr) {
-    FailWithOpenSsl("The certificate's key can't be read");
-  }
+  if (key == nullptr) FailWithOpenSsl("The certificate's key can't be read");
   return MakeRef<Key>(key);
 }
 
@@ -127,30 +114,22 @@ Ref<TrustAnchors> TrustAnchors::FromPem(std::string_view pem, std::string signer
   const ErrorScope errors;
   std::vector<Ref<Certificate>> anchors;
   const BioPtr bio = ReadFrom(pem);
-  while (X509* certificate = ReadPem(bio.get())) {
-    anchors.push_back(MakeRef<Certificate>(certificate));
-  }
+  while (X509* certificate = ReadPem(bio.get())) anchors.push_back(MakeRef<Certificate>(certificate));
   const bool isEnd = ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE;
-  if (anchors.empty() || !isEnd) {
-    FailWithOpenSsl("No certificate in PEM");
-  }
+  if (anchors.empty() || !isEnd) FailWithOpenSsl("No certificate in PEM");
   return MakeRef<TrustAnchors>(std::move(anchors), std::move(signerName));
 }
 
 TrustAnchors::TrustAnchors(std::vector<Ref<Certificate>> anchors, std::string signerName)
     : anchors_(std::move(anchors)), signerName_(std::move(signerName)), store_(X509_STORE_new()) {
-  if (store_ == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (store_ == nullptr) throw std::bad_alloc();
   const ErrorScope errors;
   X509_VERIFY_PARAM* rules = X509_STORE_get0_param(store_);
   // An anchor is trusted as it stands: it need not be the root of its chain.
   X509_VERIFY_PARAM_set_flags(rules, X509_V_FLAG_PARTIAL_CHAIN);
   X509_VERIFY_PARAM_set_auth_level(rules, kSecurityLevel);
   X509_VERIFY_PARAM_set_depth(rules, kLongestChain);
-  for (const Ref<Certificate>& anchor : anchors_) {
-    X509_STORE_add_cert(store_, anchor->Get());
-  }
+  for (const Ref<Certificate>& anchor : anchors_) X509_STORE_add_cert(store_, anchor->Get());
 }
 
 TrustAnchors::~TrustAnchors() {
@@ -160,9 +139,7 @@ TrustAnchors::~TrustAnchors() {
 bool TrustAnchors::Trusts(const Certificate& certificate,
                           const std::vector<Ref<Certificate>>& intermediates) const {
   const auto isSame = [&](const Ref<Certificate>& anchor) { return *anchor == certificate; };
-  if (std::any_of(anchors_.begin(), anchors_.end(), isSame)) {
-    return certificate.IsInTime();
-  }
+  if (std::any_of(anchors_.begin(), anchors_.end(), isSame)) return certificate.IsInTime();
   const ErrorScope errors;
   return !signerName_.empty() && GetOnlyCommonName(certificate.Get()) == signerName_ &&
          MaySign(certificate.Get()) && IsIssued(certificate, intermediates);
@@ -172,9 +149,7 @@ std::vector<Ref<Key>> TrustAnchors::GetKeys() const {
   std::vector<Ref<Key>> keys;
   for (const Ref<Certificate>& anchor : anchors_) {
     try {
-      if (anchor->IsInTime()) {
-        keys.push_back(anchor->GetPublicKey());
-      }
+      if (anchor->IsInTime()) keys.push_back(anchor->GetPublicKey());
     } catch (const XmlSecurityException&) {
       // A key that is not accepted has signed nothing.
     }
@@ -186,12 +161,8 @@ bool TrustAnchors::IsIssued(const Certificate& certificate,
                             const std::vector<Ref<Certificate>>& intermediates) const {
   const std::unique_ptr<STACK_OF(X509), StackDeleter> stack(sk_X509_new_null());
   const std::unique_ptr<X509_STORE_CTX, OpenSslDeleter<X509_STORE_CTX_free>> context(X509_STORE_CTX_new());
-  if (stack == nullptr || context == nullptr) {
-    throw std::bad_alloc();
-  }
-  for (const Ref<Certificate>& intermediate : intermediates) {
-    sk_X509_push(stack.get(), intermediate->Get());
-  }
+  if (stack == nullptr || context == nullptr) throw std::bad_alloc();
+  for (const Ref<Certificate>& intermediate : intermediates) sk_X509_push(stack.get(), intermediate->Get());
   return X509_STORE_CTX_init(context.get(), store_, certificate.Get(), stack.get()) == 1 &&
          X509_verify_cert(context.get()) == 1;
 }

@@ -20,27 +20,19 @@ namespace {
 _xmlDoc* NewTree() {
   Detail::EnsureInitialized();
   _xmlDoc* tree = xmlNewDoc(Detail::Xml("1.0"));
-  if (tree == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (tree == nullptr) throw std::bad_alloc();
   return tree;
 }
 
 // Document order, without recursion.
 xmlNode* NextElement(xmlNode* node, const xmlNode* root) {
   const auto firstElement = [](xmlNode* candidate) {
-    while (candidate != nullptr && candidate->type != XML_ELEMENT_NODE) {
-      candidate = candidate->next;
-    }
+    while (candidate != nullptr && candidate->type != XML_ELEMENT_NODE) candidate = candidate->next;
     return candidate;
   };
-  if (xmlNode* child = firstElement(node->children)) {
-    return child;
-  }
+  if (xmlNode* child = firstElement(node->children)) return child;
   for (; node != root; node = node->parent) {
-    if (xmlNode* sibling = firstElement(node->next)) {
-      return sibling;
-    }
+    if (xmlNode* sibling = firstElement(node->next)) return sibling;
   }
   return nullptr;
 }
@@ -90,16 +82,10 @@ bool Document::MarkIdentifier(const Node& element, std::string_view localName,
                               std::string_view namespaceUri) {
   const std::optional<std::string> value = element.GetAttribute(localName, namespaceUri);
   // Being a name, it can't be mistaken for anything else in a reference.
-  if (!value || xmlValidateNCName(Detail::Xml(value->c_str()), 0) != 0) {
-    return false;
-  }
+  if (!value || xmlValidateNCName(Detail::Xml(value->c_str()), 0) != 0) return false;
   xmlNode* top = element.Get();
-  while (top->parent != nullptr && top->parent->type == XML_ELEMENT_NODE) {
-    top = top->parent;
-  }
-  if (CountIdentifiers(top, *value) != 1) {
-    return false;
-  }
+  while (top->parent != nullptr && top->parent->type == XML_ELEMENT_NODE) top = top->parent;
+  if (CountIdentifiers(top, *value) != 1) return false;
   xmlAttr* attribute = namespaceUri.empty()
                            ? xmlHasNsProp(element.Get(), Detail::Xml(std::string(localName).c_str()), nullptr)
                            : xmlHasNsProp(element.Get(), Detail::Xml(std::string(localName).c_str()),

@@ -25,12 +25,8 @@ int RefusePassword(char*, int, int, void*) {
 }
 
 const char* FindRsaFault(EVP_PKEY* key) {
-  if (EVP_PKEY_get_bits(key) < kSmallestRsaBits) {
-    return "The RSA key is shorter than 2048 bits.";
-  }
-  if (EVP_PKEY_get_bits(key) > kLargestRsaBits) {
-    return "The RSA key is longer than 8192 bits.";
-  }
+  if (EVP_PKEY_get_bits(key) < kSmallestRsaBits) return "The RSA key is shorter than 2048 bits.";
+  if (EVP_PKEY_get_bits(key) > kLargestRsaBits) return "The RSA key is longer than 8192 bits.";
   BIGNUM* exponent = nullptr;
   const bool isShort = EVP_PKEY_get_bn_param(key, OSSL_PKEY_PARAM_RSA_E, &exponent) == 1 &&
                        BN_num_bits(exponent) <= kLargestExponentBits;
@@ -40,7 +36,7 @@ const char* FindRsaFault(EVP_PKEY* key) {
 
 const char* FindEcFault(EVP_PKEY* key) {
   std::array<char, 64> name{};
-  size_t length = 0;
+  std::size_t length = 0;
   const bool isNamed = EVP_PKEY_get_group_name(key, name.data(), name.size(), &length) == 1;
   const std::string_view curve(name.data(), length);
   return isNamed && std::find(kCurves.begin(), kCurves.end(), curve) != kCurves.end()
@@ -69,27 +65,21 @@ void FailWithOpenSsl(std::string_view text) {
 
 BioPtr ReadFrom(std::string_view text) {
   BioPtr bio(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
-  if (bio == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (bio == nullptr) throw std::bad_alloc();
   return bio;
 }
 
 Ref<Key> Key::FromPublicPem(std::string_view pem) {
   const ErrorScope errors;
   EVP_PKEY* key = PEM_read_bio_PUBKEY(ReadFrom(pem).get(), nullptr, &RefusePassword, nullptr);
-  if (key == nullptr) {
-    FailWithOpenSsl("No public key in PEM");
-  }
+  if (key == nullptr) FailWithOpenSsl("No public key in PEM");
   return MakeRef<Key>(key);
 }
 
 Ref<Key> Key::FromPrivatePem(std::string_view pem) {
   const ErrorScope errors;
   EVP_PKEY* key = PEM_read_bio_PrivateKey(ReadFrom(pem).get(), nullptr, &RefusePassword, nullptr);
-  if (key == nullptr) {
-    FailWithOpenSsl("No private key in PEM");
-  }
+  if (key == nullptr) FailWithOpenSsl("No private key in PEM");
   return MakeRef<Key>(key);
 }
 

@@ -27,12 +27,8 @@ void EnsureInitialized() {
 
 std::string ValueOf(const xmlAttr& attribute) {
   const xmlNode* text = attribute.children;
-  if (text == nullptr) {
-    return {};
-  }
-  if (text->next == nullptr && text->type == XML_TEXT_NODE) {
-    return std::string(View(text->content));
-  }
+  if (text == nullptr) return {};
+  if (text->next == nullptr && text->type == XML_TEXT_NODE) return std::string(View(text->content));
   const std::unique_ptr<xmlChar, void (*)(void*)> value(xmlNodeListGetString(attribute.doc, text, 1),
                                                         xmlFree);
   return std::string(View(value.get()));

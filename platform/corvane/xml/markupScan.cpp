@@ -12,9 +12,9 @@ enum class TagKind { Open, Close, Empty, Other };
 // What stands between angle brackets: a tag, or a comment and its like.
 struct Tag {
   TagKind kind = TagKind::Other;
-  size_t begin = 0;
-  size_t end = 0;  // the text's, when nothing closes it
-  size_t attributes = 0;
+  std::size_t begin = 0;
+  std::size_t end = 0;  // the text's, when nothing closes it
+  std::size_t attributes = 0;
 };
 
 class TagReader {
@@ -22,14 +22,10 @@ class TagReader {
   explicit TagReader(std::string_view text) : text_(text) {}
 
   std::optional<Tag> Next() {
-    const size_t begin = text_.find('<', at_);
-    if (begin == std::string_view::npos) {
-      return std::nullopt;
-    }
+    const std::size_t begin = text_.find('<', at_);
+    if (begin == std::string_view::npos) return std::nullopt;
     Tag tag{TagKind::Other, begin, 0, 0};
-    if (!ReadOther(tag)) {
-      ReadTag(tag);
-    }
+    if (!ReadOther(tag)) ReadTag(tag);
     at_ = tag.end;
     return tag;
   }
@@ -50,10 +46,10 @@ class TagReader {
 
   // Each attribute has one value in quotes.
   void ReadTag(Tag& tag) const {
-    size_t at = text_.find_first_of(">'\"", tag.begin);
+    std::size_t at = text_.find_first_of(">'\"", tag.begin);
     while (at != std::string_view::npos && text_[at] != '>') {
       ++tag.attributes;
-      const size_t end = text_.find(text_[at], at + 1);
+      const std::size_t end = text_.find(text_[at], at + 1);
       at = end != std::string_view::npos ? text_.find_first_of(">'\"", end + 1) : end;
     }
     tag.end = EndOf(at, 1);
@@ -65,18 +61,18 @@ class TagReader {
     }
   }
 
-  size_t EndOf(size_t closing, size_t length) const {
+  std::size_t EndOf(std::size_t closing, std::size_t length) const {
     return closing != std::string_view::npos ? closing + length : text_.size();
   }
 
   std::string_view text_;
-  size_t at_ = 0;
+  std::size_t at_ = 0;
 };
 
 }  // namespace
 
 std::optional<MarkupFault> FindMarkupFlood(std::string_view text) {
-  auto pieces = static_cast<size_t>(std::count(text.begin(), text.end(), '&'));
+  auto pieces = static_cast<std::size_t>(std::count(text.begin(), text.end(), '&'));
   TagReader tags(text);
   Tag last;
   for (auto tag = tags.Next(); tag && pieces <= kMostMarkup; tag = tags.Next()) {
@@ -91,21 +87,13 @@ std::optional<MarkupFault> FindMarkupFlood(std::string_view text) {
 
 std::string_view FindRootElement(std::string_view text) {
   TagReader tags(text);
-  size_t begin = 0;
+  std::size_t begin = 0;
   int depth = 0;
   while (const auto tag = tags.Next()) {
-    if (tag->kind == TagKind::Other) {
-      continue;
-    }
-    if (depth == 0) {
-      begin = tag->begin;
-    }
-    if (tag->kind != TagKind::Empty) {
-      depth += tag->kind == TagKind::Open ? 1 : -1;
-    }
-    if (depth == 0) {
-      return text.substr(begin, tag->end - begin);
-    }
+    if (tag->kind == TagKind::Other) continue;
+    if (depth == 0) begin = tag->begin;
+    if (tag->kind != TagKind::Empty) depth += tag->kind == TagKind::Open ? 1 : -1;
+    if (depth == 0) return text.substr(begin, tag->end - begin);
   }
   return {};
 }

@@ -8,11 +8,11 @@ namespace Corvane::Xml {
 
 // Pieces of markup in a text: tags, attributes, references, comments, CDATA sections, processing
 // instructions.
-inline constexpr size_t kMostMarkup = 16'000;
-inline constexpr size_t kMostAttributesOfElement = 64;  // namespace declarations included
+inline constexpr std::size_t kMostMarkup = 16'000;
+inline constexpr std::size_t kMostAttributesOfElement = 64;  // namespace declarations included
 
 struct MarkupFault {
-  size_t offset;
+  std::size_t offset;
   const char* reason;
 };
 

@@ -26,10 +26,8 @@ struct SplitName {
 };
 
 SplitName Split(std::string_view qualifiedName) {
-  const size_t colon = qualifiedName.find(':');
-  if (colon == std::string_view::npos) {
-    return {"", std::string(qualifiedName)};
-  }
+  const std::size_t colon = qualifiedName.find(':');
+  if (colon == std::string_view::npos) return {"", std::string(qualifiedName)};
   return {std::string(qualifiedName.substr(0, colon)), std::string(qualifiedName.substr(colon + 1))};
 }
 
@@ -39,9 +37,7 @@ xmlNs* FindNamespace(xmlNode* element, const std::string& prefix) {
 
 // Names that were given with a prefix that nobody had declared keep it in the name, until it is declared.
 void ResolveNames(xmlNode* element) {
-  if (element->type != XML_ELEMENT_NODE) {
-    return;
-  }
+  if (element->type != XML_ELEMENT_NODE) return;
   if (element->ns == nullptr) {
     const SplitName name = Split(View(element->name));
     if (xmlNs* space = FindNamespace(element, name.prefix)) {
@@ -59,18 +55,14 @@ void ResolveNames(xmlNode* element) {
       }
     }
   }
-  for (xmlNode* child = element->children; child != nullptr; child = child->next) {
-    ResolveNames(child);
-  }
+  for (xmlNode* child = element->children; child != nullptr; child = child->next) ResolveNames(child);
 }
 
 void DeclareNamespace(xmlNode* element, const std::string& prefix, const std::string& uri) {
   const xmlChar* key = prefix.empty() ? nullptr : Xml(prefix.c_str());
   for (const xmlNs* space = element->nsDef; space != nullptr; space = space->next) {
     if (View(space->prefix) == prefix) {
-      if (View(space->href) == uri) {
-        return;
-      }
+      if (View(space->href) == uri) return;
       throw InvalidArgumentException("The prefix '" + prefix +
                                      "' is declared already, for another namespace.");
     }
@@ -92,13 +84,9 @@ class TextsInPlace {
  public:
   explicit TextsInPlace(const std::map<_xmlNode*, std::string>& preBuilt) {
     for (const auto& [element, text] : preBuilt) {
-      if (element->parent == nullptr) {
-        continue;
-      }
+      if (element->parent == nullptr) continue;
       xmlNode* node = xmlNewDocTextLen(element->doc, Xml(text.data()), static_cast<int>(text.size()));
-      if (node == nullptr) {
-        throw std::bad_alloc();
-      }
+      if (node == nullptr) throw std::bad_alloc();
       node->name = xmlStringTextNoenc;
       xmlReplaceNode(element, node);
       replaced_.emplace_back(element, node);
@@ -142,7 +130,7 @@ bool Node::IsElement(std::string_view localName, std::string_view namespaceUri) 
 
 std::string_view Node::GetLocalName() const {
   const std::string_view name = View(node_->name);
-  const size_t colon = name.find(':');
+  const std::size_t colon = name.find(':');
   return colon == std::string_view::npos ? name : name.substr(colon + 1);
 }
 
@@ -151,18 +139,14 @@ std::string_view Node::GetNamespace() const {
 }
 
 std::string_view Node::GetPrefix() const {
-  if (IsElement() && node_->ns != nullptr) {
-    return View(node_->ns->prefix);
-  }
+  if (IsElement() && node_->ns != nullptr) return View(node_->ns->prefix);
   const std::string_view name = View(node_->name);
   return name.substr(0, name.find(':') == std::string_view::npos ? 0 : name.find(':'));
 }
 
 std::string Node::GetQualifiedName() const {
   std::string name(GetPrefix());
-  if (!name.empty()) {
-    name += ':';
-  }
+  if (!name.empty()) name += ':';
   return name.append(GetLocalName());
 }
 
@@ -205,9 +189,7 @@ std::optional<std::string> Node::GetAttribute(std::string_view localName,
                                               std::string_view namespaceUri) const {
   for (xmlAttr* attribute = node_->properties; attribute != nullptr; attribute = attribute->next) {
     const std::string_view space = attribute->ns != nullptr ? View(attribute->ns->href) : std::string_view();
-    if (View(attribute->name) == localName && space == namespaceUri) {
-      return Detail::ValueOf(*attribute);
-    }
+    if (View(attribute->name) == localName && space == namespaceUri) return Detail::ValueOf(*attribute);
   }
   return std::nullopt;
 }
@@ -252,26 +234,20 @@ void Node::PrependChild(const Node& child) const {
 Node CreateElementNode(const Ref<Document>& document, std::string_view qualifiedName) {
   xmlNode* node =
       xmlNewDocNode(document->GetTree(), nullptr, Xml(std::string(qualifiedName).c_str()), nullptr);
-  if (node == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (node == nullptr) throw std::bad_alloc();
   return Node::Adopt(document, node);
 }
 
 Node CreateTextNode(const Ref<Document>& document, std::string_view text) {
   xmlNode* node = xmlNewDocTextLen(document->GetTree(), Xml(text.data()), static_cast<int>(text.size()));
-  if (node == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (node == nullptr) throw std::bad_alloc();
   return Node::Adopt(document, node);
 }
 
 Node CreateElementFromText(const Ref<Document>& document, std::string_view text) {
   const Ref<Document> parsed = ParseText(text);
   xmlNode* copy = xmlDocCopyNode(parsed->GetRoot().Get(), document->GetTree(), 1);
-  if (copy == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (copy == nullptr) throw std::bad_alloc();
   Node element = Node::Adopt(document, copy);
   document->preBuilt_.emplace(copy, FindRootElement(text));
   return element;
@@ -291,9 +267,7 @@ void WriteNode(const Node& node, Writer& writer) {
   const TextsInPlace texts(preBuilt);
   const std::unique_ptr<xmlBuffer, decltype(&xmlBufferFree)> buffer(xmlBufferCreate(), &xmlBufferFree);
   xmlOutputBuffer* output = buffer != nullptr ? xmlOutputBufferCreateBuffer(buffer.get(), nullptr) : nullptr;
-  if (output == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (output == nullptr) throw std::bad_alloc();
   xmlNodeDumpOutput(output, node.Get()->doc, node.Get(), 0, 0, "UTF-8");
   xmlOutputBufferClose(output);
   writer.Write(View(xmlBufferContent(buffer.get())));
@@ -321,9 +295,7 @@ void ChildWalker::Next() {
 }
 
 void ChildWalker::SkipUnaccepted() {
-  while (current_ && !filter_->Accepts(current_)) {
-    current_.Advance();
-  }
+  while (current_ && !filter_->Accepts(current_)) current_.Advance();
 }
 
 }  // namespace Corvane::Xml

@@ -35,9 +35,7 @@ Progress& ProgressOf(void* context) {
 
 void Stop(void* context, std::string fault, int line, int column) {
   Progress& progress = ProgressOf(context);
-  if (!progress.fault.empty()) {
-    return;
-  }
+  if (!progress.fault.empty()) return;
   progress.fault = std::move(fault);
   progress.line = line;
   progress.column = column;
@@ -99,16 +97,14 @@ bool LooksLikeUtf8(std::string_view text) {
          (text.empty() || std::string_view("< \t\r\n\xef").find(text.front()) != std::string_view::npos);
 }
 
-void RequireBounded(std::string_view text, size_t largest) {
+void RequireBounded(std::string_view text, std::size_t largest) {
   if (text.size() > largest) {
     Fail(1, 1, Corvane::Detail::ASPrintInternal("the text is larger than %1 bytes", largest));
   }
-  if (!LooksLikeUtf8(text)) {
-    Fail(1, 1, "the text is no XML in UTF-8");
-  }
+  if (!LooksLikeUtf8(text)) Fail(1, 1, "the text is no XML in UTF-8");
   if (const auto flood = FindMarkupFlood(text)) {
     const std::string_view before = text.substr(0, flood->offset);
-    const size_t lineStart = before.rfind('\n') + 1;
+    const std::size_t lineStart = before.rfind('\n') + 1;
     Fail(1 + static_cast<int>(std::count(before.begin(), before.end(), '\n')),
          1 + static_cast<int>(before.size() - lineStart), flood->reason);
   }
@@ -121,9 +117,7 @@ using ParserPtr = std::unique_ptr<xmlParserCtxt, FreeParser>;
 
 ParserPtr MakeParser(Progress& progress) {
   ParserPtr parser(xmlNewParserCtxt());
-  if (parser == nullptr) {
-    throw std::bad_alloc();
-  }
+  if (parser == nullptr) throw std::bad_alloc();
   parser->_private = &progress;
   parser->sax->internalSubset = &RefuseDocumentType;
   parser->sax->startElementNs = &StartElement;
@@ -134,7 +128,7 @@ ParserPtr MakeParser(Progress& progress) {
 
 }  // namespace
 
-Ref<Document> ParseText(std::string_view text, size_t largest) {
+Ref<Document> ParseText(std::string_view text, std::size_t largest) {
   RequireBounded(text, largest);
   Detail::EnsureInitialized();
   Progress progress;
@@ -154,7 +148,7 @@ Ref<Document> ParseText(std::string_view text, size_t largest) {
   return document;
 }
 
-void XMLParser::Parse(const Ref<Reader>& reader, size_t largest) {
+void XMLParser::Parse(const Ref<Reader>& reader, std::size_t largest) {
   handler_->SetDocument(ParseText(reader->GetText(), largest));
 }
 

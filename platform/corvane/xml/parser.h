@@ -13,7 +13,7 @@ namespace Corvane::Xml {
 
 // What is parsed at all, beside the bounds of markupScan.h. Texts come from strangers, and each of these
 // bounds something whose cost would otherwise grow with the square of the text.
-inline constexpr size_t kLargestText = 1 << 20;
+inline constexpr std::size_t kLargestText = 1 << 20;
 inline constexpr int kDeepestElement = 64;
 inline constexpr int kMostNamespaces = 4096;       // declarations in all
 inline constexpr int kMostNamespacesInScope = 64;  // of an element's own and of those around it
@@ -35,7 +35,7 @@ class XMLParser : public ObjectImpl {
  public:
   explicit XMLParser(Ref<XMLDocumentHandler> handler) : handler_(std::move(handler)) {}
   // Throws XMLParseException; the handler is then as it was.
-  void Parse(const Ref<Reader>& reader, size_t largest = kLargestText);
+  void Parse(const Ref<Reader>& reader, std::size_t largest = kLargestText);
 
  private:
   Ref<XMLDocumentHandler> handler_;
@@ -45,6 +45,6 @@ Ref<XMLDocumentHandler> CreateXMLDocumentHandler();
 Ref<XMLParser> CreateXMLParser(Ref<XMLDocumentHandler> handler);
 
 // The three of them in one: the tree of a text. Throws XMLParseException.
-Ref<Document> ParseText(std::string_view text, size_t largest = kLargestText);
+Ref<Document> ParseText(std::string_view text, std::size_t largest = kLargestText);
 
 }  // namespace Corvane::Xml

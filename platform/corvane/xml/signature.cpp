@@ -19,9 +19,7 @@ namespace {
 // What a reference names: an element that was marked, or for an empty URI the root.
 xmlNode* FindTarget(const Node& signature, const std::string& uri) {
   xmlDoc* tree = signature.GetDocument()->GetTree();
-  if (uri.empty()) {
-    return xmlDocGetRootElement(tree);
-  }
+  if (uri.empty()) return xmlDocGetRootElement(tree);
   const xmlAttr* identifier = uri.front() == '#' ? xmlGetID(tree, Detail::Xml(uri.c_str() + 1)) : nullptr;
   if (identifier == nullptr) {
     throw XmlSecurityException("a reference does not name an element of the document.");
@@ -31,9 +29,7 @@ xmlNode* FindTarget(const Node& signature, const std::string& uri) {
 
 bool Holds(const xmlNode* element, const Node& node) {
   const xmlNode* at = node.Get();
-  while (at != nullptr && at != element) {
-    at = at->parent;
-  }
+  while (at != nullptr && at != element) at = at->parent;
   return at != nullptr;
 }
 
@@ -62,9 +58,7 @@ Node Append(const Node& parent, const char* name, const char* algorithm = nullpt
   const std::string prefix(parent.GetPrefix());
   Node child =
       CreateElementNode(parent.GetDocument(), prefix.empty() ? std::string(name) : prefix + ':' + name);
-  if (algorithm != nullptr) {
-    child.SetAttribute("Algorithm", algorithm);
-  }
+  if (algorithm != nullptr) child.SetAttribute("Algorithm", algorithm);
   parent.AppendChild(child);
   return child;
 }
@@ -93,9 +87,7 @@ Ref<Signature> CreateBlankSignature(const Ref<Document>& document, std::string_v
 void Signature::AddReference(std::string_view uri, DigestMethod digest,
                              CanonicalizationMethod canonicalization, bool enveloped) {
   Reference made{std::string(uri), {}, GetUri(digest), {}};
-  if (enveloped) {
-    made.transforms.push_back({kEnvelopedTransform, {}});
-  }
+  if (enveloped) made.transforms.push_back({kEnvelopedTransform, {}});
   made.transforms.push_back({GetUri(canonicalization), {}});
   const Node element = Append(FindChild("SignedInfo"), "Reference");
   element.SetAttribute("URI", uri);
@@ -115,9 +107,7 @@ Node Signature::GetKeyInfo() {
 
 Node Signature::FindChild(std::string_view name) const {
   Node child = element_.GetFirstChild();
-  while (child && !child.IsElement(name, kSignatureNamespace)) {
-    child.Advance();
-  }
+  while (child && !child.IsElement(name, kSignatureNamespace)) child.Advance();
   return child;
 }
 
@@ -129,9 +119,7 @@ void Signature::Compute(const Key& privateKey) {
   for (Reference& reference : shape_.references) {
     element.Advance();
     Node digestValue = element.GetFirstChild();
-    while (digestValue.GetNextSibling()) {
-      digestValue.Advance();
-    }
+    while (digestValue.GetNextSibling()) digestValue.Advance();
     const std::string digest = MakeDigestOf(reference);
     SetText(digestValue, digest);
     reference.digestValue = StringUtil::Base64Encode(digest);
@@ -165,9 +153,7 @@ SignatureMethod Signature::RequireUsable() const {
   std::set<const _xmlNode*> targets;
   for (const Reference& reference : shape_.references) {
     const xmlNode* target = FindTarget(element_, reference.uri);
-    if (!targets.insert(target).second) {
-      throw XmlSecurityException("two references name the same element.");
-    }
+    if (!targets.insert(target).second) throw XmlSecurityException("two references name the same element.");
     if (Holds(target, element_) && !reference.IsEnveloped()) {
       throw XmlSecurityException("a reference to what holds the signature is not enveloped.");
     }
@@ -198,18 +184,12 @@ std::vector<Ref<Certificate>> Signature::GetCertificates() const {
   std::vector<Ref<Certificate>> certificates;
   const SkipWsAndCommentsFilter filter;
   const Node keyInfo = FindChild("KeyInfo");
-  if (!keyInfo) {
-    return certificates;
-  }
+  if (!keyInfo) return certificates;
   for (ChildWalker data(keyInfo, filter); data.Current(); data.Next()) {
-    if (!data.Current().IsElement("X509Data", kSignatureNamespace)) {
-      continue;
-    }
+    if (!data.Current().IsElement("X509Data", kSignatureNamespace)) continue;
     for (ChildWalker item(data.Current(), filter); item.Current(); item.Next()) {
       if (item.Current().IsElement("X509Certificate", kSignatureNamespace)) {
-        if (certificates.size() == kMostCertificates) {
-          throw XmlSecurityException("too many certificates.");
-        }
+        if (certificates.size() == kMostCertificates) throw XmlSecurityException("too many certificates.");
         const Node text = item.Current().GetFirstChild();
         certificates.push_back(Certificate::FromBase64(text ? text.GetText() : std::string_view()));
       }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,8 +43,8 @@ struct SignatureShape {
 // marked with Document::MarkIdentifier. A key only ever comes from the caller.
 class Signature : public ObjectImpl {
  public:
-  static constexpr size_t kMostReferences = 8;
-  static constexpr size_t kMostCertificates = 8;
+  static constexpr std::size_t kMostReferences = 8;
+  static constexpr std::size_t kMostCertificates = 8;
 
   Signature(const Node& element, SignatureShape shape);
 

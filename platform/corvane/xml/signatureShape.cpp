@@ -11,8 +11,8 @@ namespace {
 const SkipWsAndCommentsFilter kFilter;
 
 // More than any key or digest needs. Key info is bounded in its shape, as nobody has signed it.
-constexpr size_t kLongestValue = 4096;
-constexpr size_t kLongestPrefixList = 256;
+constexpr std::size_t kLongestValue = 4096;
+constexpr std::size_t kLongestPrefixList = 256;
 constexpr int kMostKeyInfoElements = 32;
 constexpr int kDeepestKeyInfo = 3;
 
@@ -27,17 +27,13 @@ bool Is(const Node& node, std::string_view name) {
 // Gives the current child, which has to have this name, and goes on to the next one.
 Node Take(ChildWalker& children, std::string_view name) {
   Node child = children.Current();
-  if (!Is(child, name)) {
-    Fail("element '" + std::string(name) + "' not found.");
-  }
+  if (!Is(child, name)) Fail("element '" + std::string(name) + "' not found.");
   children.Next();
   return child;
 }
 
 void RequireEnd(const ChildWalker& children, const Node& parent) {
-  if (children.Current()) {
-    Fail("unexpected content in element '" + std::string(parent.GetLocalName()) + "'.");
-  }
+  if (children.Current()) Fail("unexpected content in element '" + std::string(parent.GetLocalName()) + "'.");
 }
 
 std::string ReadRequired(const Node& element, std::string_view attribute) {
@@ -69,9 +65,7 @@ std::string ReadAlgorithm(const Node& element) {
 std::vector<std::string> ReadPrefixes(const Node& element) {
   RequireEnd(ChildWalker(element, kFilter), element);
   const std::string list = ReadRequired(element, "PrefixList");
-  if (list.size() > kLongestPrefixList) {
-    Fail("the PrefixList is too long.");
-  }
+  if (list.size() > kLongestPrefixList) Fail("the PrefixList is too long.");
   std::istringstream words(list);
   return {std::istream_iterator<std::string>(words), {}};
 }
@@ -123,9 +117,7 @@ void ReadSignedInfo(const Node& element, SignatureShape& shape) {
 
 void RequireKeyInfo(const Node& parent, int depth, int& elements) {
   for (Node child = parent.GetFirstChild(); child; child.Advance()) {
-    if (!child.IsElement()) {
-      continue;
-    }
+    if (!child.IsElement()) continue;
     if (depth == kDeepestKeyInfo || ++elements > kMostKeyInfoElements) {
       Fail("element 'KeyInfo' holds too much.");
     }
@@ -134,9 +126,7 @@ void RequireKeyInfo(const Node& parent, int depth, int& elements) {
 }
 
 void Require(bool isAccepted, std::string_view kind, const std::string& uri) {
-  if (!isAccepted) {
-    Fail("the " + std::string(kind) + " '" + uri + "' is not accepted.");
-  }
+  if (!isAccepted) Fail("the " + std::string(kind) + " '" + uri + "' is not accepted.");
 }
 
 bool IsExclusive(const Transform& transform) {
@@ -147,10 +137,8 @@ bool IsExclusive(const Transform& transform) {
 // be Canonical XML.
 void RequireAcceptedTransforms(const Reference& reference) {
   const auto& transforms = reference.transforms;
-  const size_t next = reference.IsEnveloped() ? 1 : 0;
-  if (next == transforms.size()) {
-    Fail("a reference has no exclusive canonicalization.");
-  }
+  const std::size_t next = reference.IsEnveloped() ? 1 : 0;
+  if (next == transforms.size()) Fail("a reference has no exclusive canonicalization.");
   Require(IsExclusive(transforms[next]), "transform", transforms[next].algorithm);
   Require(next + 1 == transforms.size(), "transform", transforms.back().algorithm);
 }
@@ -162,9 +150,7 @@ bool Reference::IsEnveloped() const {
 }
 
 SignatureShape ReadSignature(const Node& signature) {
-  if (!Is(signature, "Signature")) {
-    Fail("element 'Signature' not found.");
-  }
+  if (!Is(signature, "Signature")) Fail("element 'Signature' not found.");
   SignatureShape shape;
   ChildWalker children(signature, kFilter);
   ReadSignedInfo(Take(children, "SignedInfo"), shape);

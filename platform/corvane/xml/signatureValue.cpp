@@ -36,14 +36,14 @@ unsigned char* Bytes(std::string& text) {
 }
 
 // The length of one of the two numbers.
-size_t NumberLength(const Key& key) {
-  return (static_cast<size_t>(EVP_PKEY_get_bits(key.Get())) + 7) / 8;
+std::size_t NumberLength(const Key& key) {
+  return (static_cast<std::size_t>(EVP_PKEY_get_bits(key.Get())) + 7) / 8;
 }
 
 std::string FromDer(const Key& key, const std::string& der) {
   const unsigned char* position = Bytes(der);
   const EcdsaPtr numbers(d2i_ECDSA_SIG(nullptr, &position, static_cast<long>(der.size())));
-  const size_t length = NumberLength(key);
+  const std::size_t length = NumberLength(key);
   std::string value(2 * length, '\0');
   VERIFY(numbers != nullptr &&
          BN_bn2binpad(ECDSA_SIG_get0_r(numbers.get()), Bytes(value), static_cast<int>(length)) >= 0 &&
@@ -52,10 +52,8 @@ std::string FromDer(const Key& key, const std::string& der) {
 }
 
 std::optional<std::string> ToDer(const Key& key, std::string_view value) {
-  const size_t length = NumberLength(key);
-  if (value.size() != 2 * length) {
-    return std::nullopt;
-  }
+  const std::size_t length = NumberLength(key);
+  if (value.size() != 2 * length) return std::nullopt;
   const EcdsaPtr numbers(ECDSA_SIG_new());
   BIGNUM* r = BN_bin2bn(Bytes(value), static_cast<int>(length), nullptr);
   BIGNUM* s = BN_bin2bn(Bytes(value) + length, static_cast<int>(length), nullptr);
@@ -63,7 +61,7 @@ std::optional<std::string> ToDer(const Key& key, std::string_view value) {
   unsigned char* der = nullptr;
   const int size = i2d_ECDSA_SIG(numbers.get(), &der);
   VERIFY(size > 0);
-  std::string text(reinterpret_cast<const char*>(der), static_cast<size_t>(size));
+  std::string text(reinterpret_cast<const char*>(der), static_cast<std::size_t>(size));
   OPENSSL_free(der);
   return text;
 }
@@ -81,7 +79,7 @@ std::string MakeDigest(DigestMethod method, std::string_view octets) {
 
 std::string MakeSignatureValue(const Key& key, SignatureMethod method, std::string_view octets) {
   const ContextPtr context(EVP_MD_CTX_new());
-  size_t length = 0;
+  std::size_t length = 0;
   if (EVP_DigestSignInit(context.get(), nullptr, GetAlgorithm(GetDigest(method)), nullptr, key.Get()) != 1 ||
       EVP_DigestSign(context.get(), nullptr, &length, Bytes(octets), octets.size()) != 1) {
     FailWithOpenSsl("Signing failed");

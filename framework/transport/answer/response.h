@@ -1,0 +1,75 @@
+#pragma once
+
+#include <boost/system/error_code.hpp>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "framework/core/asyncApiProvider.h"
+#include "framework/core/log.h"
+#include "framework/core/oRange.h"
+#include "framework/transport/answer/asyncProtocolHandler.h"
+#include "framework/transport/answer/chunkedOutput.h"
+#include "framework/transport/answer/protocolHandlerSpec.h"
+#include "framework/transport/connection/ioStream.h"
+#include "framework/transport/connection/requestLog.h"
+#include "framework/transport/request/requestSpecExtractor.h"
+
+namespace Mirel::Transport::Http {
+
+// How one request is answered, whatever stack its body came through: all answers go to the connection
+// itself. Lives on the references of pending writes and of the result callbacks that the provider holds.
+class Response : public std::enable_shared_from_this<Response> {
+ public:
+  using OnEnd = Provider::AsyncProtocolHandler::OnEnd;
+  using ErrorPtr = std::shared_ptr<const Data::ErrorValue>;
+
+  // The transaction's address is the request's identifier in log lines; held, so that no live request has the
+  // same.
+  Response(std::shared_ptr<Asio::IoStream> stream, std::shared_ptr<const void> transaction,
+           std::string requestMethod, std::shared_ptr<Log::Logger> logger,
+           ProtocolHandlerSpec::ErrToHeaders errToHeaders, std::shared_ptr<const RequestSpec> spec,
+           OnEnd onEnd);
+
+  // Answers 400 and ends the request with an error, so that the connection is closed.
+  void Refuse();
+  // Answers a request that the deserializer could not understand.
+  void SendDeserializerError(const ErrorPtr& error);
+
+  // Makes the callback through which the provider gives the first result. The identifier is that of the
+  // JSON-RPC request.
+  Core::AsyncApiResultCb Begin(std::string requestIdentifier);
+
+ private:
+  class ResponseWrapper;
+  struct Delivery;
+
+  void OnResult(const std::shared_ptr<const Core::MethodResult>& result, Core::AsyncApiResultCb::Next&& next);
+  // Gives false when the serializer failed; the request has then ended.
+  bool Serialize(const std::shared_ptr<const Core::MethodResult>& result, Delivery& delivery);
+  void SendHead(const ErrorPtr& error, const std::shared_ptr<Delivery>& delivery);
+  void SendBody(const std::shared_ptr<Delivery>& delivery);
+  void OnBodySent(Delivery& delivery, const boost::system::error_code& error);
+  void SendLastChunk();
+  void EndWith(const boost::system::error_code& error);
+  std::shared_ptr<HeaderRange> Headers(const ErrorPtr& error) const;
+
+  template <typename... Parts>
+  void Log(Log::SeverityLevel severity, const Parts&... parts) const {
+    Log::Write(logger_, severity, parts...);
+  }
+
+  std::shared_ptr<Asio::IoStream> stream_;
+  std::shared_ptr<const void> transaction_;
+  RequestId id_;
+  std::string requestMethod_;
+  std::shared_ptr<Log::Logger> logger_;
+  ProtocolHandlerSpec::ErrToHeaders errToHeaders_;
+  std::shared_ptr<const RequestSpec> spec_;
+  OnEnd onEnd_;
+  std::string requestIdentifier_;
+  // Null until the head is sent.
+  std::unique_ptr<HttpDetail::OutChunkedBodyStrm<Asio::IoStream>> output_;
+};
+
+}  // namespace Mirel::Transport::Http

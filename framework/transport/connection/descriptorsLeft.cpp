@@ -1,0 +1,24 @@
+#include "framework/transport/connection/descriptorsLeft.h"
+
+#include <poll.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <vector>
+
+namespace Mirel::Asio {
+
+std::size_t DescriptorsLeft() {
+  constexpr rlim_t kMost = 65536;
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
+  // Asked about all at once, poll tells those that are not open; reading /proc would need a descriptor.
+  std::vector<pollfd> descriptors(std::min(limit.rlim_cur, kMost));
+  for (std::size_t i = 0; i < descriptors.size(); ++i) descriptors[i].fd = static_cast<int>(i);
+  if (::poll(descriptors.data(), descriptors.size(), 0) < 0) return 0;
+  return static_cast<std::size_t>(
+      std::count_if(descriptors.begin(), descriptors.end(),
+                    [](const pollfd& one) { return (one.revents & POLLNVAL) != 0; }));
+}
+
+}  // namespace Mirel::Asio

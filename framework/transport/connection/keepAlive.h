@@ -1,0 +1,21 @@
+#pragma once
+
+#include <chrono>
+
+#include "framework/transport/connection/ioTypes.h"
+
+namespace Mirel::Asio {
+
+// How a connection on which nothing moves finds out that its peer has gone (RFC 1122, 4.2.3.6): by probes,
+// the first one after `idle`. A peer that has only finished sending answers them; for one that has closed,
+// its kernel does so for a minute more. So a descriptor comes back within two minutes.
+struct KeepAlive {
+  std::chrono::seconds idle{30};
+  std::chrono::seconds interval{10};
+  int probes = 3;
+
+  // A socket that takes no such options is served as it is.
+  void Apply(TcpSocket& socket) const;
+};
+
+}  // namespace Mirel::Asio

@@ -1,0 +1,96 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <memory>
+#include <mutex>
+
+#include "framework/transport/connection/ioTypes.h"
+
+namespace Mirel::Transport::Http {
+
+// The memory that the bodies of all requests in flight may take together. A body claims its share before it
+// is read; one that finds too little left waits unread. Requests without credentials share a quarter, so that
+// those with credentials don't wait for them. Usable on any thread.
+class BodyBudget : public std::enable_shared_from_this<BodyBudget> {
+ public:
+  // What every body may have unasked: a usual call never waits for anybody.
+  static constexpr std::uint64_t kUnasked = 8192;
+
+  struct Claim {
+    std::uint64_t bytes;
+    bool hasCredentials;
+    // Ends the request. Called on any thread, when others wait and the body has not come in good time.
+    std::function<void()> giveUp;
+  };
+
+  class Share;
+  using SharePtr = std::shared_ptr<Share>;
+  using Ready = std::function<void(const SharePtr&)>;
+
+  static std::shared_ptr<BodyBudget> Make(const Asio::Executor& executor, std::uint64_t bytes,
+                                          std::chrono::milliseconds patience = std::chrono::seconds(10));
+
+  // `ready` gets the share on the executor, at once or when it is there. A claim above all that there is gets
+  // that.
+  void AsyncClaim(Claim claim, Ready ready);
+
+ private:
+  struct Waiting {
+    Claim claim;
+    Ready ready;
+  };
+  // The claims of requests without credentials, or with them.
+  struct Class {
+    std::uint64_t most;
+    std::uint64_t used = 0;
+    std::deque<Waiting> waiting;
+  };
+
+  BodyBudget(const Asio::Executor& executor, std::uint64_t bytes, std::chrono::milliseconds patience);
+
+  Class& ClassOf(const Claim& claim) { return claim.hasCredentials ? known_ : strangers_; }
+  bool Fits(const Claim& claim);
+  void Grant(Waiting waiting);
+  void GiveBack(Share& share);
+  void StopReading(Share& share);
+  void ServeWaiting();
+  void LookAfterTheSlow();
+  void GiveUpTheSlow();
+
+  std::mutex mutex_;
+  Asio::SteadyTimer timer_;
+  bool timerRuns_ = false;
+  std::uint64_t bytes_;
+  std::chrono::milliseconds patience_;
+  Class strangers_;
+  Class known_;
+  // Shares whose bodies are being read, the oldest in front.
+  std::list<Share*> reading_;
+};
+
+// A body's part of the budget, until its end.
+class BodyBudget::Share {
+ public:
+  Share(std::shared_ptr<BodyBudget> budget, Claim claim);
+  ~Share();
+  Share(const Share&) = delete;
+  Share& operator=(const Share&) = delete;
+
+  // The body has been read, and nobody is waiting for its sender any more.
+  void Complete();
+
+ private:
+  friend class BodyBudget;
+
+  std::shared_ptr<BodyBudget> budget_;
+  Claim claim_;
+  std::chrono::steady_clock::time_point since_;
+  bool reading_ = true;
+};
+
+}  // namespace Mirel::Transport::Http

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+
+#include "framework/transport/connection/ioTypes.h"
+
+namespace Mirel::Transport::Http {
+
+// Runs long jobs one after the other, each step of them as a handler of its own, and lets all that waits in
+// the I/O context go between two steps. Usable on any thread.
+class Turns : public std::enable_shared_from_this<Turns> {
+ public:
+  // Does its next step, and gives true when another one follows.
+  using Job = std::function<bool()>;
+
+  explicit Turns(Asio::Executor executor) : executor_(std::move(executor)) {}
+
+  void Enqueue(Job job);
+
+ private:
+  void PostStep();
+  void RunStep(Job job);
+
+  Asio::Executor executor_;
+  std::mutex mutex_;
+  std::deque<Job> waiting_;
+  bool running_ = false;
+};
+
+}  // namespace Mirel::Transport::Http

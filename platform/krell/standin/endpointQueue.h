@@ -1,0 +1,88 @@
+#pragma once
+
+#include <sys/uio.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "platform/krell/vsockAddress.h"
+
+namespace Krell {
+
+// Who sends, as the kernel knows it.
+struct PacketSource {
+  std::uint32_t cid = kHostCid;
+  std::uint32_t port = kAnyPort;
+  bool privileged = true;
+};
+
+struct TakenPacket {
+  PacketSource source;
+  std::size_t length = 0;
+  std::size_t copied = 0;
+};
+
+// A bound endpoint: the packets that wait for it, the receiver's options and the counters of its peers, in
+// a file that sender and receiver map. Beside it stands an AF_UNIX socket of the same name, the
+// descriptor that the receiving program holds: one byte waits in it exactly as long as packets wait here,
+// so that blocking, poll and epoll are the kernel's own. The packets themselves can't go through it, as it
+// counts them (/proc/sys/net/unix/max_dgram_qlen) where a receive buffer counts bytes.
+// Objects may be used by any thread.
+class EndpointQueue {
+ public:
+  // What the receive buffer is charged for a packet beside its bytes.
+  static constexpr std::size_t kPacketOverhead = 24;
+  static constexpr std::int32_t kDefaultReceiveBuffer = 262144;
+  static constexpr std::int32_t kLargestReceiveBuffer = 4194304;
+  static constexpr std::int32_t kSmallestReceiveBuffer = 256;
+
+  // The receiver's side, for a socket that has this name already; folder is the descriptor of the endpoints'
+  // folder. Throws std::system_error.
+  static std::shared_ptr<EndpointQueue> Create(int folder, const std::string& name, std::uint32_t cartelId);
+  // The sender's side. Null if there is none of this name.
+  static std::shared_ptr<EndpointQueue> Open(int folder, const std::string& name);
+  EndpointQueue(const EndpointQueue&) = delete;
+  EndpointQueue& operator=(const EndpointQueue&) = delete;
+  ~EndpointQueue();
+
+  // False if nobody receives here any more. What the receiver's options refuse and what finds the buffer
+  // full is dropped, and is no failure.
+  bool Put(const PacketSource& source, std::span<const iovec> text);
+  // The first packet, or nothing; receiver is the receiving descriptor. With peek the packet stays.
+  std::optional<TakenPacket> Take(std::span<const iovec> buffer, bool peek, int receiver);
+
+  bool IsClosed() const;
+  // Whether a live process receives here.
+  bool HasReceiver() const;
+  void Close();
+
+  // Cartel id of the VM that the endpoint belongs to; 0 for the host's own.
+  std::uint32_t CartelId() const;
+  void SetReceiveBuffer(std::int32_t bytes);
+  void SetRateLimit(std::int32_t packetsPerSecond);
+  void SetPrivilegeMode(std::int32_t mode);
+
+ private:
+  struct Shared;
+  class Lock;
+
+  EndpointQueue(Shared* shared, int folder, std::string name);
+  bool Ring() const;
+
+  Shared* shared_;
+  int folder_;
+  std::string name_;
+};
+
+// Address of the AF_UNIX socket of an endpoint. It leads through the folder's descriptor, since the path
+// of a host directory can be longer than a socket address holds.
+struct EndpointAddress {
+  EndpointAddress(int folder, const std::string& name);
+  char bytes[110];
+  unsigned int length;
+};
+
+}  // namespace Krell

@@ -1,0 +1,283 @@
+#include "platform/krell/standin/host.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "platform/krell/standin/descriptor.h"
+#include "platform/krell/standin/hostDirectory.h"
+#include "platform/krell/vsockAddress.h"
+
+namespace Krell {
+namespace {
+
+constexpr std::uint32_t kRecordMagic = 0x314D564B;
+constexpr std::uint32_t kFirstGuestCid = 3;
+// One at a time, under the lock of the host.
+constexpr const char* temporaryName = "new";
+constexpr std::uint64_t kFirstId = 2098177;
+
+// A VM's file: written once under another name and moved into place, so it is whole or not there.
+struct VmRecord {
+  std::uint32_t magic;
+  std::uint32_t cid;
+  std::uint32_t cartelId;
+  std::uint32_t leaderId;
+  std::uint32_t privileged;
+  char biosUuid[128];
+  char vmUuid[128];
+  char mgrVmId[128];
+};
+
+HostError Failure(const std::string& what, int error) {
+  return HostError(what + ": " + std::generic_category().message(error));
+}
+
+void CheckIdentifier(const std::string& name, const std::string& text) {
+  const auto allowed = [](char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+           std::string_view("-_.: ").find(c) != std::string_view::npos;
+  };
+  if (text.empty() || text.size() > 127) throw HostError(name + " must have 1 to 127 characters");
+  if (!std::all_of(text.begin(), text.end(), allowed))
+    throw HostError(name + " may hold letters, digits and \"-_.: \" only");
+}
+
+void CheckIdentity(const VmIdentity& identity) {
+  if (identity.cid < kFirstGuestCid || identity.cid == kAnyCid)
+    throw HostError("a VM's cid must be " + std::to_string(kFirstGuestCid) + " to " +
+                    std::to_string(kAnyCid - 1));
+  CheckIdentifier("the BIOS uuid", identity.biosUuid);
+  CheckIdentifier("the VM uuid", identity.vmUuid);
+  CheckIdentifier("the management server's id", identity.mgrVmId);
+}
+
+std::string VmPath(std::uint32_t cid) {
+  return "vms/" + std::to_string(cid);
+}
+std::string BiosLink(const std::string& uuid) {
+  return "bios/=" + uuid;
+}
+std::string CartelLink(unsigned long id) {
+  return "cartel/" + std::to_string(id);
+}
+std::string LeaderLink(unsigned long id) {
+  return "leader/" + std::to_string(id);
+}
+
+std::optional<std::uint32_t> ParseNumber(std::string_view text) {
+  std::uint32_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+std::optional<std::uint32_t> ReadLink(int directory, const std::string& link) {
+  char target[32];
+  const ssize_t length = readlinkat(directory, link.c_str(), target, sizeof target);
+  if (length <= 0) return std::nullopt;
+  return ParseNumber(std::string_view(target, static_cast<std::size_t>(length)));
+}
+
+void WriteFile(int directory, const std::string& path, const void* data, std::size_t size) {
+  Descriptor file(openat(directory, temporaryName, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  if (file.Get() < 0 || write(file.Get(), data, size) != static_cast<ssize_t>(size) ||
+      renameat(directory, temporaryName, directory, path.c_str()) != 0)
+    throw Failure("cannot write " + path, errno);
+}
+
+void WriteLink(int directory, const std::string& link, std::uint32_t cid) {
+  unlinkat(directory, temporaryName, 0);
+  if (symlinkat(std::to_string(cid).c_str(), directory, temporaryName) != 0 ||
+      renameat(directory, temporaryName, directory, link.c_str()) != 0)
+    throw Failure("cannot write " + link, errno);
+}
+
+std::vector<std::uint32_t> ListNumbers(int directory, const char* folder) {
+  Descriptor fd(openat(directory, folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  DIR* entries = fd.Get() < 0 ? nullptr : fdopendir(fd.Get());
+  if (entries == nullptr) throw Failure(std::string("cannot read ") + folder, errno);
+  fd.Release();
+  std::vector<std::uint32_t> numbers;
+  while (const dirent* entry = readdir(entries)) {
+    if (const auto number = ParseNumber(entry->d_name)) numbers.push_back(*number);
+  }
+  closedir(entries);
+  std::sort(numbers.begin(), numbers.end());
+  return numbers;
+}
+
+void CopyText(char (&field)[128], const std::string& text) {
+  std::memcpy(field, text.data(), std::min(text.size(), sizeof field - 1));
+}
+
+std::string FieldText(const char (&field)[128]) {
+  return {field, strnlen(field, sizeof field)};
+}
+
+}  // namespace
+
+Host::Host(std::string directory) : directory_(std::move(directory)) {
+  const auto fail = [this](int error) { return Failure("host directory " + directory_, error); };
+  constexpr int kOpenFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+  Descriptor top = OpenHostDirectory(directory_);
+  int endpointsFd = openat(top.Get(), "endpoints", kOpenFlags);
+  if (endpointsFd < 0) {
+    // The endpoints' folder is the last one: where it stands, all stand.
+    for (const char* folder : {"vms", "bios", "cartel", "leader", "endpoints"}) {
+      if (mkdirat(top.Get(), folder, 0700) != 0 && errno != EEXIST) throw fail(errno);
+    }
+    endpointsFd = openat(top.Get(), "endpoints", kOpenFlags);
+  }
+  Descriptor endpoints(endpointsFd);
+  if (endpoints.Get() < 0) throw fail(errno);
+  Descriptor state(openat(top.Get(), "state", O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  // Growing a file fills it with zeros, which is the state of a host that nothing has run on.
+  if (state.Get() < 0 || ftruncate(state.Get(), sizeof(State)) != 0) throw fail(errno);
+  void* memory = mmap(nullptr, sizeof(State), PROT_READ | PROT_WRITE, MAP_SHARED, state.Get(), 0);
+  if (memory == MAP_FAILED) throw fail(errno);
+  state_ = static_cast<State*>(memory);
+  directoryFd_ = top.Release();
+  endpointsFd_ = endpoints.Release();
+}
+
+Host Host::FromEnvironment() {
+  const char* directory = std::getenv("KRELL_HOST_DIR");
+  if (directory == nullptr || *directory == '\0') throw HostError("KRELL_HOST_DIR is not set");
+  return Host(directory);
+}
+
+Host::Host(Host&& other) noexcept
+    : directory_(std::move(other.directory_)),
+      directoryFd_(std::exchange(other.directoryFd_, -1)),
+      endpointsFd_(std::exchange(other.endpointsFd_, -1)),
+      state_(std::exchange(other.state_, nullptr)) {}
+
+Host::~Host() {
+  if (state_ == nullptr) return;
+  munmap(state_, sizeof(State));
+  close(endpointsFd_);
+  close(directoryFd_);
+}
+
+Host::ChangeLock::ChangeLock(const Host& host)
+    : fd_(openat(host.directoryFd_, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  int result = -1;
+  if (fd_ >= 0) {
+    do {
+      result = flock(fd_, LOCK_EX);
+    } while (result != 0 && errno == EINTR);
+  }
+  if (result != 0) {
+    const int error = errno;
+    if (fd_ >= 0) close(fd_);
+    throw Failure("cannot lock host directory " + host.directory_, error);
+  }
+}
+
+Host::ChangeLock::~ChangeLock() {
+  close(fd_);
+}
+
+VirtualMachine Host::Add(const VmIdentity& identity) {
+  CheckIdentity(identity);
+  const ChangeLock lock(*this);
+  if (FindByCid(identity.cid)) throw HostError("cid " + std::to_string(identity.cid) + " is in use");
+  const auto id = static_cast<std::uint32_t>(kFirstId + 2 * state_->nextId++);
+  VirtualMachine vm{identity, id + 1, id};
+
+  VmRecord record{};
+  record.magic = kRecordMagic;
+  record.cid = identity.cid;
+  record.cartelId = vm.cartelId;
+  record.leaderId = vm.leaderId;
+  record.privileged = identity.privileged ? 1 : 0;
+  CopyText(record.biosUuid, identity.biosUuid);
+  CopyText(record.vmUuid, identity.vmUuid);
+  CopyText(record.mgrVmId, identity.mgrVmId);
+  // The links come last: each is believed only if the record that it leads to says the same.
+  WriteFile(directoryFd_, VmPath(identity.cid), &record, sizeof record);
+  WriteLink(directoryFd_, BiosLink(identity.biosUuid), identity.cid);
+  WriteLink(directoryFd_, CartelLink(vm.cartelId), identity.cid);
+  WriteLink(directoryFd_, LeaderLink(vm.leaderId), identity.cid);
+  state_->generation.fetch_add(1, std::memory_order_acq_rel);
+  return vm;
+}
+
+void Host::Remove(std::uint32_t cid) {
+  const ChangeLock lock(*this);
+  const auto vm = FindByCid(cid);
+  if (!vm) throw HostError("no VM with cid " + std::to_string(cid));
+  unlinkat(directoryFd_, VmPath(cid).c_str(), 0);
+  RemoveLinkTo(BiosLink(vm->identity.biosUuid), cid);
+  RemoveLinkTo(CartelLink(vm->cartelId), cid);
+  RemoveLinkTo(LeaderLink(vm->leaderId), cid);
+  state_->generation.fetch_add(1, std::memory_order_acq_rel);
+}
+
+void Host::RemoveLinkTo(const std::string& link, std::uint32_t cid) const {
+  if (ReadLink(directoryFd_, link) == cid) unlinkat(directoryFd_, link.c_str(), 0);
+}
+
+std::vector<VirtualMachine> Host::List() const {
+  std::vector<VirtualMachine> vms;
+  for (const unsigned long id : LeaderIds()) {
+    if (auto vm = FindByLeaderId(id)) vms.push_back(std::move(*vm));
+  }
+  return vms;
+}
+
+std::optional<VirtualMachine> Host::FindByCid(std::uint32_t cid) const {
+  const Descriptor file(openat(directoryFd_, VmPath(cid).c_str(), O_RDONLY | O_CLOEXEC));
+  // A VM that can't be read, as when descriptors run out, isn't one that doesn't run.
+  if (file.Get() < 0 && errno != ENOENT)
+    throw std::system_error(errno, std::generic_category(), "cannot read VM " + std::to_string(cid));
+  VmRecord record{};
+  if (file.Get() < 0 || read(file.Get(), &record, sizeof record) != sizeof record ||
+      record.magic != kRecordMagic || record.cid != cid)
+    return std::nullopt;
+  return VirtualMachine{{cid, FieldText(record.biosUuid), FieldText(record.vmUuid), FieldText(record.mgrVmId),
+                         record.privileged != 0},
+                        record.cartelId,
+                        record.leaderId};
+}
+
+std::optional<VirtualMachine> Host::FindByLink(const std::string& link) const {
+  const auto cid = ReadLink(directoryFd_, link);
+  return cid ? FindByCid(*cid) : std::nullopt;
+}
+
+std::optional<VirtualMachine> Host::FindByBiosUuid(const std::string& uuid) const {
+  if (uuid.find('/') != std::string::npos) return std::nullopt;
+  auto vm = FindByLink(BiosLink(uuid));
+  return vm && vm->identity.biosUuid == uuid ? vm : std::nullopt;
+}
+
+std::optional<VirtualMachine> Host::FindByCartelId(unsigned long cartelId) const {
+  auto vm = FindByLink(CartelLink(cartelId));
+  return vm && vm->cartelId == cartelId ? vm : std::nullopt;
+}
+
+std::optional<VirtualMachine> Host::FindByLeaderId(unsigned long leaderId) const {
+  auto vm = FindByLink(LeaderLink(leaderId));
+  return vm && vm->leaderId == leaderId ? vm : std::nullopt;
+}
+
+std::vector<unsigned long> Host::LeaderIds() const {
+  const auto ids = ListNumbers(directoryFd_, "leader");
+  return {ids.begin(), ids.end()};
+}
+
+}  // namespace Krell

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+#include "platform/krell/standin/faults.h"
+#include "platform/krell/standin/host.h"
+
+namespace Krell {
+
+class EndpointQueue;
+
+// What this process sees of one host's kernel. May be used by any thread.
+class VsockKernel {
+ public:
+  // The number that the device hands out where the family has not its standard one.
+  static constexpr int kDeviceFamily = 53;
+
+  struct RunningVm {
+    std::uint32_t cartelId = 0;
+    bool privileged = false;
+  };
+
+  // The host that KRELL_HOST_DIR names now; null if it names none or if the directory can't be used, which
+  // is told once on standard error.
+  static std::shared_ptr<VsockKernel> Current();
+
+  explicit VsockKernel(const std::string& directory);
+
+  // The family's number in this kernel, whether or not it is registered now.
+  int Family() const;
+  bool HasFamily(int family) const;
+  bool HasDevice() const { return faults_.FamilyMode() != Faults::Family::None; }
+  void DeviceOpened() { ++openDevices_; }
+  void DeviceClosed() { --openDevices_; }
+  // 0 or an errno.
+  int DeviceRequest(unsigned long request, void* argument);
+
+  std::optional<RunningVm> FindVm(std::uint32_t cid);
+  // The endpoint bound to this address, or null.
+  std::shared_ptr<EndpointQueue> FindEndpoint(std::uint32_t cid, std::uint32_t port);
+  void ForgetEndpoint(std::uint32_t cid, std::uint32_t port);
+
+  const Host& GetHost() const { return host_; }
+  Faults& GetFaults() { return faults_; }
+
+  static std::string EndpointName(std::uint32_t cid, std::uint32_t port);
+
+ private:
+  Host host_;
+  Faults faults_;
+  std::atomic<int> openDevices_{0};
+  std::mutex mutex_;
+  std::uint64_t generation_ = 0;
+  std::unordered_map<std::uint32_t, std::optional<RunningVm>> vms_;
+  std::unordered_map<std::uint64_t, std::shared_ptr<EndpointQueue>> endpoints_;
+};
+
+}  // namespace Krell
