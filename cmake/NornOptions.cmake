@@ -16,6 +16,10 @@ if(CCACHE_PROGRAM)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Wcast-qual -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  # What platform/corvane/mutex.h lets a class say of its locks.
+  add_compile_options(-Wthread-safety)
+endif()
 # A program loads only the libraries that it uses.
 add_link_options(-Wl,--as-needed)
 if(NORNHESPER_SANITIZE)
