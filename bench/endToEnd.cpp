@@ -114,8 +114,9 @@ std::string Authorization(const std::string& daemonProgram) {
   const auto tool = daemonProgram.substr(0, daemonProgram.rfind('/') + 1) + "hesper-host";
   FILE* output = popen((tool + " token --subject bench --entitlement GUEST_DATA_ACCESS").c_str(), "r");
   char token[4096] = "";
-  if (!output || !std::fgets(token, sizeof token, output) || pclose(output) != 0)
+  if (!output || !std::fgets(token, sizeof token, output) || pclose(output) != 0) {
     throw std::runtime_error("no token");
+  }
   return "Authorization: Bearer " + std::string(token, std::strcspn(token, "\n")) + "\r\n";
 }
 
@@ -127,8 +128,9 @@ int OpenSubscription() {
   address.sin_family = AF_INET;
   address.sin_port = htons(kApiPort);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0)
+  if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
     throw std::runtime_error("connect");
+  }
   const std::string body =
       R"({"jsonrpc":"2.0","id":1,"method":"com.tessaly.norn.hesper.guest_data.subscribe",)"
       R"("params":{"input":{"spec":{"vm_id_type":"MGR_VM_ID"}}}})";
@@ -189,8 +191,9 @@ class Receiver {
       for (int i = 0; i < count; ++i) {
         const auto id = events[static_cast<std::size_t>(i)].data.u64;
         if (id >= kGuest) {
-          while (recv(guestFds_[id - kGuest], buffer.data(), buffer.size(), MSG_DONTWAIT) > 0)
+          while (recv(guestFds_[id - kGuest], buffer.data(), buffer.size(), MSG_DONTWAIT) > 0) {
             ++acknowledged_;
+          }
         } else {
           ReadStream(streams_[id], buffer);
         }

@@ -185,8 +185,9 @@ class Soak {
     std::vector<std::unique_ptr<Subscriber>> stalled;
     while (!stop_) {
       stalled.push_back(std::make_unique<Subscriber>(daemon_.port(), kEverything, 4096));
-      if (stalled.size() > kStalled)
+      if (stalled.size() > kStalled) {
         stalled.erase(stalled.begin() + static_cast<std::ptrdiff_t>(random() % kStalled));
+      }
       Subscriber brief(daemon_.port(), kEverything);
       brief.Next();
       if (random() % 2 == 0) brief.connection().Reset();
@@ -254,8 +255,9 @@ class Soak {
     if (!daemon_.IsRunning()) return Fail("the daemon has ended");
     if (failed_) return Fail("a part of the soak has failed");
     if (lostAtEnd_ > 1) return Fail("publications were lost");
-    if (last.anonymousKiB > first.anonymousKiB + first.anonymousKiB / 4 + kMemorySlackKiB)
+    if (last.anonymousKiB > first.anonymousKiB + first.anonymousKiB / 4 + kMemorySlackKiB) {
       return Fail("memory grows");
+    }
     if (last.descriptors > first.descriptors + kDescriptorSlack) return Fail("descriptors grow");
     if (lastP99_ > std::max(kP99LimitUs, 2 * firstP99)) return Fail("latency grows");
     std::printf("soak: passed\n");

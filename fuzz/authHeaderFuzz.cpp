@@ -59,8 +59,9 @@ std::string Text(const SecurityContext& context, const char* key) {
 
 int Count(Mirel::Transport::HeaderRange& headers, std::string_view name) {
   int count = 0;
-  for (headers.Reset(); !headers.AtEnd(); headers.Advance())
+  for (headers.Reset(); !headers.AtEnd(); headers.Advance()) {
     count += headers.Current().Name() == name ? 1 : 0;
+  }
   headers.Reset();
   return count;
 }
@@ -81,8 +82,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(authorizations == 1 && security.size() == 3);
     Require(reader.userName() == Text(security, Security::kUserNameKey));
     Require(reader.userName().find(':') == std::string::npos);
-    for (const char c : reader.userName() + reader.password().text())
+    for (const char c : reader.userName() + reader.password().text()) {
       Require(static_cast<unsigned char>(c) >= 0x20 && c != 0x7f);
+    }
   } else {
     Require(security.size() == 2 && Text(security, Security::kSchemeIdKey) == Security::kBearerTokenScheme);
     const auto token = Text(security, Security::kTokenKey);

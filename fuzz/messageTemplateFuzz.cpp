@@ -13,8 +13,9 @@ using StringFormatter = Mirel::Detail::formatter<std::string, false>;
 
 // Takes up to three digits off the text.
 void SkipNumber(std::string_view& text) {
-  for (int i = 0; i < 3 && !text.empty() && text.front() >= '0' && text.front() <= '9'; ++i)
+  for (int i = 0; i < 3 && !text.empty() && text.front() >= '0' && text.front() <= '9'; ++i) {
     text.remove_prefix(1);
+  }
 }
 
 // A spec goes to printf as it stands, and templates are program text: what the program would never write

@@ -108,8 +108,9 @@ NegotiationLeg ResponseHandlerImpl::ReadNegotiationLeg(const std::string& respon
   const auto answer = GetTrustChild(collection ? collection : body, "RequestSecurityTokenResponse");
   NegotiationLeg result;
   result.contextId = answer.GetAttribute("Context").value_or("");
-  if (const auto exchange = FindTrustChild(answer, "BinaryExchange"))
+  if (const auto exchange = FindTrustChild(answer, "BinaryExchange")) {
     result.leg = DecodeLeg(GetTextOf(exchange));
+  }
   const auto requested = FindTrustChild(answer, "RequestedSecurityToken");
   if (const auto assertion = requested ? FindAssertion(requested) : Node()) {
     CheckTokenType(answer);

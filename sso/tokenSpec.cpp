@@ -22,8 +22,9 @@ std::string ToText(const std::vector<Advice>& advice) {
   for (const auto& [source, attributes] : advice) {
     std::vector<std::string> lists;
     lists.reserve(attributes.size());
-    for (const auto& attribute : attributes)
+    for (const auto& attribute : attributes) {
       lists.push_back(attribute.name + "=[" + Join(attribute.values) + "]");
+    }
     texts.push_back(source + ": " + Join(lists));
   }
   return Join(texts);

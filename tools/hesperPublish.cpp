@@ -60,9 +60,10 @@ std::string DatagramText(const Options& options) {
   publication.payload = ReadPayload(options);
   if (publication.createTime.empty()) publication.createTime = Tools::CurrentTime();
   std::string text = Tools::PublicationText(publication, options.sequence);
-  if (text.size() > NornHesper::kLargestDatagram)
+  if (text.size() > NornHesper::kLargestDatagram) {
     throw DataError("the publication's text has " + std::to_string(text.size()) + " bytes, the largest is " +
                     std::to_string(NornHesper::kLargestDatagram));
+  }
   return text;
 }
 
@@ -163,8 +164,9 @@ int main(int argc, char** argv) try {
     return kUsageError;
   }
   const Krell::Host host = Krell::Host::FromEnvironment();
-  if (!host.FindByCid(options.cid))
+  if (!host.FindByCid(options.cid)) {
     throw Krell::HostError("no VM with cid " + std::to_string(options.cid) + " runs on " + host.Directory());
+  }
   return options.serveHistory ? ServeHistory(options) : PublishOnce(options);
 } catch (const DataError& error) {
   std::fprintf(stderr, "hesper-publish: %s\n", error.what());

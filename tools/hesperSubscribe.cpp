@@ -158,14 +158,16 @@ class Printer {
   void Print(const std::string& frame) {
     rapidjson::Document answer;
     answer.Parse<rapidjson::kParseIterativeFlag>(frame.data(), frame.size());
-    if (answer.HasParseError() || !answer.IsObject())
+    if (answer.HasParseError() || !answer.IsObject()) {
       throw std::runtime_error("an element is no JSON object");
+    }
     const rapidjson::Value& members = answer;
     const auto error = members.FindMember("error");
     if (error != members.MemberEnd()) throw std::runtime_error(ErrorText(error->value));
     const auto result = members.FindMember("result");
-    if (result == members.MemberEnd())
+    if (result == members.MemberEnd()) {
       throw std::runtime_error("an element has neither a result nor an error");
+    }
     rapidjson::StringBuffer line;
     JsonWriter writer(line);
     result->value.Accept(writer);

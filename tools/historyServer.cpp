@@ -73,8 +73,9 @@ int HistoryServer::Run(int input) {
                        {publications_.Descriptor(), POLLIN, 0},
                        {requests_.Descriptor(), POLLIN, 0},
                        {input, POLLIN, 0}};
-    if (poll(events, std::size(events), MillisecondsToNextStep(Clock::now())) < 0 && errno != EINTR)
+    if (poll(events, std::size(events), MillisecondsToNextStep(Clock::now())) < 0 && errno != EINTR) {
       throw std::system_error(errno, std::generic_category(), "poll");
+    }
     if (events[0].revents != 0) break;
     if (events[1].revents != 0) TakeAcknowledgements();
     if (events[2].revents != 0) TakeRequests();
@@ -82,8 +83,9 @@ int HistoryServer::Run(int input) {
   }
   close(stop);
   if (status_ == 0 && std::any_of(queue_.begin(), queue_.end(),
-                                  [](const Sending& sending) { return !sending.subscriber.has_value(); }))
+                                  [](const Sending& sending) { return !sending.subscriber.has_value(); })) {
     status_ = 2;
+  }
   return status_;
 }
 
@@ -150,8 +152,9 @@ void HistoryServer::ReadInput(int& input) {
   if (size < 0 && (errno == EINTR || errno == EAGAIN)) return;
   line_.append(part, size > 0 ? static_cast<std::size_t>(size) : 0);
   std::size_t start = 0;
-  for (std::size_t end = 0; (end = line_.find('\n', start)) != std::string::npos; start = end + 1)
+  for (std::size_t end = 0; (end = line_.find('\n', start)) != std::string::npos; start = end + 1) {
     Publish(line_.substr(start, end - start));
+  }
   line_.erase(0, start);
   if (size > 0) return;
   if (!line_.empty()) Publish(std::exchange(line_, {}));
@@ -171,10 +174,11 @@ void HistoryServer::TakeAcknowledgements() {
     if (!first.subscriber) {
       std::fwrite(datagram->text.data(), 1, datagram->text.size(), stdout);
       std::fflush(stdout);
-      if (acknowledgement->accepted)
+      if (acknowledgement->accepted) {
         kept_.push_back({Clock::now(), std::move(first.publication)});
-      else
+      } else {
         status_ = std::max(status_, 1);
+      }
     }
     if (kept_.size() > kMostKept) kept_.pop_front();
     Finish();
@@ -192,8 +196,9 @@ void HistoryServer::TakeRequests() {
     const auto now = Clock::now();
     for (const Kept& kept : kept_) {
       const auto age = std::chrono::duration_cast<std::chrono::seconds>(now - kept.since).count();
-      if (static_cast<std::uint64_t>(age) > request->pastSeconds || !request->Takes(kept.publication.topic))
+      if (static_cast<std::uint64_t>(age) > request->pastSeconds || !request->Takes(kept.publication.topic)) {
         continue;
+      }
       if (queue_.size() >= mostQueued) {
         Report("too many history requests wait, the rest of this one was left unanswered");
         break;

@@ -76,8 +76,9 @@ std::optional<Acknowledgement> ReadAcknowledgement(std::string_view text) {
   const auto rate = text.rfind("\"rateLimit\":");
   if (rate == std::string_view::npos) return std::nullopt;
   std::string_view end = text.substr(rate);
-  if (!TakeLine(end, "\"rateLimit\":") || !TakeNumber(end, acknowledgement.rateLimit) || end != "\n}")
+  if (!TakeLine(end, "\"rateLimit\":") || !TakeNumber(end, acknowledgement.rateLimit) || end != "\n}") {
     return std::nullopt;
+  }
   if (!TakeLine(text, "{\n")) return std::nullopt;
   if (TakeLine(text, "\"sequence\":")) {
     std::uint64_t sequence = 0;
@@ -101,8 +102,9 @@ std::optional<HistoryRequest> ReadHistoryRequest(const std::string& text) {
   if (document.Parse(text.data(), text.size()).HasParseError() || !document.IsObject()) return std::nullopt;
   const auto* pastSeconds = Find(document, "pastSeconds");
   const auto* id = Find(document, "id");
-  if (pastSeconds == nullptr || !pastSeconds->IsUint64() || id == nullptr || !id->IsUint64())
+  if (pastSeconds == nullptr || !pastSeconds->IsUint64() || id == nullptr || !id->IsUint64()) {
     return std::nullopt;
+  }
   HistoryRequest request{pastSeconds->GetUint64(), id->GetUint64(), {}};
   if (const auto* prefixes = Find(document, "topicPrefixes")) {
     if (!prefixes->IsArray()) return std::nullopt;

@@ -142,7 +142,8 @@ std::string ToJson(const SamlToken& token) {
 std::string ToLines(const SamlToken& token) {
   const View view(token);
   std::string lines;
-  for (const auto& member : view.Get().GetObject())
+  for (const auto& member : view.Get().GetObject()) {
     Write(std::string(TextOf(member.name)), member.value, lines);
+  }
   return lines;
 }

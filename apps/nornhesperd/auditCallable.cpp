@@ -30,8 +30,9 @@ void WriteAuditRecord(const std::shared_ptr<AuditRecord>& record, bool succeeded
   std::vector<TessalyAuditItem> items;
   items.reserve(record->size() - kFixedKeys.size() + 1);
   for (const auto& [key, value] : *record) {
-    if (std::find(kFixedKeys.begin(), kFixedKeys.end(), key) == kFixedKeys.end())
+    if (std::find(kFixedKeys.begin(), kFixedKeys.end(), key) == kFixedKeys.end()) {
       items.push_back({key.c_str(), value.c_str()});
+    }
   }
   items.push_back({nullptr, nullptr});
   TessalyAudit_LogList(eventId.c_str(), subject.c_str(), object.c_str(), result, items.data());

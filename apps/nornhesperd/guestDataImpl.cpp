@@ -62,8 +62,9 @@ bool ReadVmFilter(const SubscriptionSpec& spec, const Call& call,
   vmIds.emplace();
   for (const auto& filter : *spec.vmFilter) {
     std::string vmId;
-    if (VmFilterSpecGetVmId(spec.vmIdType, filter, call.activation, call.result, vmId).HasErrors())
+    if (VmFilterSpecGetVmId(spec.vmIdType, filter, call.activation, call.result, vmId).HasErrors()) {
       return false;
+    }
     vmIds->insert(std::move(vmId));
   }
   return true;

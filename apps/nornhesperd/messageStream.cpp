@@ -126,8 +126,9 @@ bool MessageStream::TakesTopic(std::string_view topic) const {
 }
 
 void MessageStream::Offer(const PublicationPtr& publication, std::uint64_t times) {
-  if (TakesVm(*publication->cidInfo) && TakesTopic(publication->Topic()))
+  if (TakesVm(*publication->cidInfo) && TakesTopic(publication->Topic())) {
     EnquePublication(publication, times);
+  }
 }
 
 void MessageStream::EnquePublication(const PublicationPtr& publication, std::uint64_t times) {

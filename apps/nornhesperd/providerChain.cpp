@@ -60,8 +60,9 @@ std::shared_ptr<Mirel::Authz::AuthzInfo> LoadAuthzInfo(const std::string& fileNa
   Mirel::MessageList messages;
   const bool loaded =
       file.is_open() && Mirel::Authz::Metadata::LoadAuthzInfoMetadata::Load(file, info, logger, messages);
-  if (!loaded)
+  if (!loaded) {
     Mirel::Log::Write(logger, SeverityLevel::Error, "Error loading authz metadata file:", fileName);
+  }
   file.close();
   VERIFY(loaded);
   return info;

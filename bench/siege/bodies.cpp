@@ -88,8 +88,9 @@ void PretendersBodies(const Assault& assault) {
 
 void BigBodies(const Assault& assault) {
   std::vector<std::string> requests;
-  for (const auto& input : BigInputs())
+  for (const auto& input : BigInputs()) {
     requests.push_back(AnonymousCall('"' + std::string(kOpenCall) + '"', input));
+  }
   CallAgainAndAgain(assault, requests, kThinkingTime);
 }
 

@@ -36,8 +36,9 @@ bool RootComesIn(std::uint16_t port) {
 std::string RootsWait(std::uint16_t port) {
   const auto begin = Clock::now();
   while (Clock::now() < begin + kRootsPatience) {
-    if (RootComesIn(port))
+    if (RootComesIn(port)) {
       return "in after " + std::to_string(static_cast<int>(MillisecondsSince(begin))) + " ms";
+    }
     Sleep(kRootsPause);
   }
   return "not in within " + std::to_string(kRootsPatience.count()) + " s";

@@ -27,8 +27,9 @@ unsigned Descriptors(const std::string& process) {
   std::error_code ignored;
   unsigned count = 0;
   for (std::filesystem::directory_iterator at(process + "/fd", ignored), end; at != end;
-       at.increment(ignored))
+       at.increment(ignored)) {
     ++count;
+  }
   return count;
 }
 

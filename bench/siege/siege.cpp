@@ -29,10 +29,12 @@ int Usage() {
 // What everybody needs is made before the first process is forked: VMs, and the header with the token.
 std::vector<std::unique_ptr<Support::Vm>> MakeHost() {
   std::vector<std::unique_ptr<Support::Vm>> vms;
-  for (std::uint32_t i = 0; i < kCanaryVms; ++i)
+  for (std::uint32_t i = 0; i < kCanaryVms; ++i) {
     vms.push_back(std::make_unique<Support::Vm>(kFirstCanaryCid + i));
-  for (std::uint32_t i = 0; i < kHostileVms; ++i)
+  }
+  for (std::uint32_t i = 0; i < kHostileVms; ++i) {
     vms.push_back(std::make_unique<Support::Vm>(kFirstHostileCid + i));
+  }
   Support::Authorized();
   return vms;
 }

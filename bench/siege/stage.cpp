@@ -57,8 +57,9 @@ void AwaitDescriptors(Target& target, Outcome& outcome, seconds patience) {
 Outcome Play(const Scene& scene) {
   Target target(scene.target);
   Attackers attackers;
-  for (const auto attack : scene.attacks)
+  for (const auto attack : scene.attacks) {
     attackers.push_back(std::make_unique<Attacker>(attack, target, scene.length));
+  }
   Canary canary(target);
   Sleep(seconds(2));
   Outcome outcome;

@@ -40,11 +40,13 @@ void GrantConfigured() {
   std::istringstream lines(grants);
   for (std::string grant; lines >> grant;) {
     const auto equals = grant.find('=');
-    if (equals == std::string::npos || equals == 0)
+    if (equals == std::string::npos || equals == 0) {
       throw Corvane::Exception("grants: expected user=PRIVILEGE,PRIVILEGE instead of " + grant);
+    }
     std::istringstream privileges(grant.substr(equals + 1));
-    for (std::string privilege; std::getline(privileges, privilege, ',');)
+    for (std::string privilege; std::getline(privileges, privilege, ',');) {
       Manager()->Grant(grant.substr(0, equals), "notebook", privilege);
+    }
   }
 }
 

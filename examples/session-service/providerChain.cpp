@@ -68,8 +68,9 @@ std::shared_ptr<Mirel::Authz::AuthzInfo> LoadAuthzInfo(const std::string& fileNa
   std::ifstream file(fileName);
   Mirel::MessageList messages;
   if (!file.is_open()) throw Corvane::Exception(fileName + ": cannot be read");
-  if (!Mirel::Authz::Metadata::LoadAuthzInfoMetadata::Load(file, info, nullptr, messages))
+  if (!Mirel::Authz::Metadata::LoadAuthzInfoMetadata::Load(file, info, nullptr, messages)) {
     throw Corvane::Exception(fileName + ": " + messages.front().defaultMessage);
+  }
   return info;
 }
 
@@ -91,8 +92,9 @@ ProviderPtr BuildProviderChain(const Mirel::Asio::Enqueuer& enqueuer, const std:
       MakeLogger("authz"), MakePrivilegeChecker());
   auto handlers = MakeAuthnHandlers(mapping);
   handlers.reverse();
-  for (const auto& handler : handlers)
+  for (const auto& handler : handlers) {
     head = std::make_shared<Mirel::Authn::Filter::AsyncAuthnFilter>(head, handler);
+  }
   return std::make_shared<SarnMirel::Filter::OpIdExtractFilter>(head, MakeLogger("calls"));
 }
 

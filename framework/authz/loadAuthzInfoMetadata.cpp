@@ -35,8 +35,9 @@ void CheckMembers(const rapidjson::Value& object, const std::string& place,
   Names seen;
   for (const auto& member : object.GetObject()) {
     const auto name = Text(member.name);
-    if (std::find(known.begin(), known.end(), name) == known.end())
+    if (std::find(known.begin(), known.end(), name) == known.end()) {
       throw Fault(place, "unknown member \"" + name + '"');
+    }
     if (!seen.insert(name).second) throw Fault(place, "repeated member \"" + name + '"');
   }
 }
@@ -66,8 +67,9 @@ Names OperationNames(const rapidjson::Value& root) {
   for (const auto& service : services->GetArray()) {
     const auto* id = rapidjson::Pointer("/id").Get(service);
     if (!id || !id->IsString()) continue;
-    for (const auto& operation : Identifiers(service, "/operations"))
+    for (const auto& operation : Identifiers(service, "/operations")) {
       names.insert(Text(*id).append(1, '.').append(operation));
+    }
   }
   return names;
 }
@@ -79,10 +81,12 @@ std::vector<std::string> ReadTexts(const rapidjson::Value& list, const std::stri
   if (!list.IsArray() || list.Empty()) throw Fault(place, "expected a list of " + what);
   std::vector<std::string> texts;
   for (const auto& element : list.GetArray()) {
-    if (!element.IsString() || element.GetStringLength() == 0)
+    if (!element.IsString() || element.GetStringLength() == 0) {
       throw Fault(place, "expected texts that are not empty");
-    if (std::find(texts.begin(), texts.end(), Text(element)) != texts.end())
+    }
+    if (std::find(texts.begin(), texts.end(), Text(element)) != texts.end()) {
       throw Fault(place, '"' + Text(element) + "\" is there twice");
+    }
     texts.push_back(Text(element));
   }
   return texts;
@@ -95,15 +99,17 @@ Names ReadEntitlements(const rapidjson::Value& list, const std::string& place) {
 
 std::string TextMember(const rapidjson::Value& object, const std::string& place, const char* name) {
   const auto& member = Member(object, place, name);
-  if (!member.IsString() || member.GetStringLength() == 0)
+  if (!member.IsString() || member.GetStringLength() == 0) {
     throw Fault(place, "member \"" + std::string(name) + "\" is not a text, or an empty one");
+  }
   return Text(member);
 }
 
 MethodCollectionPrivilege ReadRequirement(const rapidjson::Value& object, const std::string& place) {
   CheckMembers(object, place, {"object", "argument", "type", "privileges"});
-  if (object.HasMember("object") == object.HasMember("argument"))
+  if (object.HasMember("object") == object.HasMember("argument")) {
     throw Fault(place, "expected one of \"object\" and \"argument\"");
+  }
   MethodCollectionPrivilege requirement;
   const bool fixed = object.HasMember("object");
   (fixed ? requirement.object : requirement.argument) =
@@ -132,8 +138,9 @@ std::map<std::string, Entry> ReadTable(const rapidjson::Value& section, const ch
   for (const auto& member : object.GetObject()) {
     const auto key = Text(member.name);
     if (!known.contains(key)) throw Fault(place, "the model has no \"" + key + '"');
-    if (!table.emplace(key, read(member.value, (place + '/').append(key))).second)
+    if (!table.emplace(key, read(member.value, (place + '/').append(key))).second) {
       throw Fault(place, "repeated member \"" + key + '"');
+    }
   }
   return table;
 }
@@ -155,8 +162,9 @@ void ReadTables(std::istream& file, AuthzInfo& info) {
   auto services = ReadTable(section, "services", Identifiers(root, "/metamodel/services"), &ReadEntitlements);
   auto packages = ReadTable(section, "packages", Identifiers(root, "/metamodel/packages"), &ReadEntitlements);
   PrivilegeTable privileges;
-  if (section.HasMember("privileges"))
+  if (section.HasMember("privileges")) {
     privileges = ReadTable(section, "privileges", operationNames, &ReadRequirements);
+  }
   info.operationEntitlements = std::move(operations);
   info.serviceEntitlements = std::move(services);
   info.packageEntitlements = std::move(packages);

@@ -66,8 +66,9 @@ std::string ErrorValue::ToString() const {
   for (const auto& element : messages->elements()) {
     const auto* message = dynamic_cast<const StructValue*>(element.get());
     const auto defaultMessage = message ? message->GetField("default_message") : nullptr;
-    if (const auto* line = dynamic_cast<const StringValue*>(defaultMessage.get()))
+    if (const auto* line = dynamic_cast<const StringValue*>(defaultMessage.get())) {
       text += ": " + line->value();
+    }
   }
   return text;
 }

@@ -96,8 +96,9 @@ bool Extends(std::string_view name, std::string_view range) {
 const std::string* FindName(const std::list<std::string>& names, std::string_view range) {
   auto found =
       std::find_if(names.begin(), names.end(), [&](const auto& name) { return SameName(name, range); });
-  if (found == names.end())
+  if (found == names.end()) {
     found = std::find_if(names.begin(), names.end(), [&](const auto& name) { return Extends(name, range); });
+  }
   return found == names.end() ? nullptr : &*found;
 }
 

@@ -34,8 +34,9 @@ void CheckService(const JsonNode& service, const std::set<std::string>& schemes,
   for (const auto& operation : service.Member("operations").Elements()) {
     operation.ExpectMembers({"id", "schemes"});
     const auto name = operation.Text("id");
-    if (!names.operationFields.contains(DottedName(service.Text("id"), name)))
+    if (!names.operationFields.contains(DottedName(service.Text("id"), name))) {
       operation.Member("id").Fail("the service has no operation \"" + name + '"');
+    }
     CheckSchemes(operation.Member("schemes"), schemes);
   }
 }
@@ -61,8 +62,9 @@ Content ReadAuthentication(const JsonNode& section, const ModelNames& names) {
   AddEntry(content, prefix + "component", section.Member("component"));
   AddEntries(content, prefix + "package", section.Member("packages"));
   AddEntries(content, prefix + "service", section.Member("services"));
-  for (const auto& service : section.Member("services").Elements())
+  for (const auto& service : section.Member("services").Elements()) {
     AddEntries(content, prefix + "service.operation", service.Member("operations"), service.Text("id"));
+  }
   return content;
 }
 

@@ -24,13 +24,15 @@ void CheckCommand(const JsonNode& command, const std::set<std::string>& namespac
   command.ExpectMembers({"id", "namespace", "name", "documentation", "service", "operation", "options"});
   command.Text("documentation");
   ExpectKnown(command.Member("namespace"), namespaces, "namespace");
-  if (command.Text("id") != DottedName(command.Text("namespace"), command.Text("name")))
+  if (command.Text("id") != DottedName(command.Text("namespace"), command.Text("name"))) {
     command.Member("id").Fail("expected the namespace and the name");
+  }
   ExpectKnown(command.Member("service"), names.services, "service");
   const auto operation =
       names.operationFields.find(DottedName(command.Text("service"), command.Text("operation")));
-  if (operation == names.operationFields.end())
+  if (operation == names.operationFields.end()) {
     command.Member("operation").Fail("the service has no operation \"" + command.Text("operation") + '"');
+  }
   CheckOptions(command.Member("options"), operation->second);
 }
 

@@ -86,12 +86,15 @@ ResultPtr Fingerprint(const SectionContainer& container, const ServiceSpec& spec
 std::shared_ptr<const AsyncApiInterface> MakeInterface(const ContainerPtr& container,
                                                        const ServiceSpec& spec) {
   Functions functions;
-  if (spec.operations & kList)
+  if (spec.operations & kList) {
     functions["list"] = [container, spec](const auto& input) { return List(*container, spec, input); };
-  if (spec.operations & kGet)
+  }
+  if (spec.operations & kGet) {
     functions["get"] = [container, spec](const auto& input) { return Get(*container, spec, input); };
-  if (spec.operations & kFingerprint)
+  }
+  if (spec.operations & kFingerprint) {
     functions["fingerprint"] = [container, spec](const auto&) { return Fingerprint(*container, spec); };
+  }
   return std::make_shared<const SimpleInterface>(spec.kind, functions);
 }
 

@@ -42,8 +42,9 @@ void JsonNode::ExpectMembers(Names required, Names optional) const {
   std::set<std::string_view> seen;
   for (const auto& member : value_->GetObject()) {
     const auto name = View(member.name);
-    if (!Contains(required, name) && !Contains(optional, name))
+    if (!Contains(required, name) && !Contains(optional, name)) {
       Child(member.value, name).Fail("unknown member");
+    }
     if (!seen.insert(name).second) Child(member.value, name).Fail("repeated member");
   }
   for (const auto name : required) {
@@ -62,8 +63,9 @@ std::vector<JsonNode> JsonNode::Elements() const {
   if (!value_->IsArray()) Fail("expected a list");
   std::vector<JsonNode> elements;
   elements.reserve(value_->Size());
-  for (const auto& element : value_->GetArray())
+  for (const auto& element : value_->GetArray()) {
     elements.push_back(Child(element, std::to_string(elements.size())));
+  }
   return elements;
 }
 

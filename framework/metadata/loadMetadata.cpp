@@ -36,8 +36,9 @@ void ParseFile(const std::string& fileName, rapidjson::Document& document) {
 std::string Sha256(const char* data, std::size_t size) {
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned int length = 0;
-  if (EVP_Digest(data, size, digest, &length, EVP_sha256(), nullptr) != 1)
+  if (EVP_Digest(data, size, digest, &length, EVP_sha256(), nullptr) != 1) {
     throw MetadataError("the fingerprint cannot be made");
+  }
   constexpr char kDigits[] = "0123456789abcdef";
   std::string text;
   for (unsigned int i = 0; i < length; ++i) {
@@ -59,8 +60,9 @@ Content ReadSection(const std::string& component, const std::string& fileName, c
   ParseFile(fileName, document);
   const JsonNode root(document);
   root.ExpectMembers({"component", "metamodel"}, {"cli", "authentication", "authorization"});
-  if (root.Text("component") != component)
+  if (root.Text("component") != component) {
     root.Member("component").Fail("is \"" + root.Text("component") + "\", not \"" + component + '"');
+  }
   // Every section refers to the model.
   const auto names = CheckMetamodel(root.Member("metamodel"));
   const auto section = root.Member(reader.name);

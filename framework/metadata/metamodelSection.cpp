@@ -21,8 +21,9 @@ void CheckType(const JsonNode& type, const ModelNames& names, int depth = 0) {
   if (type.HasMember("builtin")) {
     const auto builtin = type.Member("builtin");
     const auto text = builtin.Text();
-    if (std::find(kBuiltins.begin(), kBuiltins.end(), text) == kBuiltins.end())
+    if (std::find(kBuiltins.begin(), kBuiltins.end(), text) == kBuiltins.end()) {
       builtin.Fail("there is no builtin type \"" + text + '"');
+    }
   } else if (type.HasMember("structure")) {
     ExpectKnown(type.Member("structure"), names.structures, "structure");
   } else if (type.HasMember("enumeration")) {
@@ -132,8 +133,9 @@ std::set<std::string> ArgumentPlaces(const JsonNode& operation, const StructureF
 
 void CollectOperations(const JsonNode& section, ModelNames& names) {
   StructureFields structures;
-  for (const auto& structure : section.Member("structures").Elements())
+  for (const auto& structure : section.Member("structures").Elements()) {
     structures.emplace(structure.Text("id"), structure.Member("fields").Texts("name"));
+  }
   for (const auto& service : section.Member("services").Elements()) {
     for (const auto& operation : service.Member("operations").Elements()) {
       names.operationFields.emplace(DottedName(service.Text("id"), operation.Text("id")),
@@ -153,8 +155,9 @@ ModelNames CheckMetamodel(const JsonNode& section) {
   names.enumerations = section.Member("enumerations").Texts("id");
   section.Member("resources").Texts("id");
   structures.Texts("id");
-  for (const auto& structure : structures.Elements())
+  for (const auto& structure : structures.Elements()) {
     (IsError(structure) ? names.errors : names.structures).insert(structure.Text("id"));
+  }
 
   CheckComponent(section.Member("component"), names);
   for (const auto& package : section.Member("packages").Elements()) CheckPackage(package, names);
@@ -179,8 +182,9 @@ Content ReadMetamodel(const JsonNode& section, const ModelNames& /*names*/) {
   content.kinds[prefix + "service.hidden"][""];
   for (const auto& service : section.Member("services").Elements()) {
     AddEntries(content, prefix + "service.operation", service.Member("operations"), service.Text("id"));
-    if (service.HasMember("hidden") && service.Member("hidden").Flag())
+    if (service.HasMember("hidden") && service.Member("hidden").Flag()) {
       AddEntry(content, prefix + "service.hidden", service);
+    }
   }
   const auto& structures = content.kinds[prefix + "structure"][""];
   for (const auto& resource : section.Member("resources").Elements()) {

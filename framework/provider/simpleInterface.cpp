@@ -69,8 +69,9 @@ BaseMessage OperationNotFoundMessage(const std::string& service, const std::stri
 
 SimpleInterface::SimpleInterface(std::string service, const std::map<std::string, Function>& operations)
     : service_(std::move(service)) {
-  for (const auto& [name, function] : operations)
+  for (const auto& [name, function] : operations) {
     operations_.emplace(name, std::make_shared<const SimpleOperation>(function));
+  }
 }
 
 std::vector<OperationInfo> SimpleInterface::Operations() const {

@@ -180,8 +180,9 @@ class AsyncTransactionProtocolHandler final
                         const std::shared_ptr<const Data::DataValue>& input,
                         const std::shared_ptr<Core::ExecutionContext>& context, Response& response) {
     headers_->Reset();
-    if (!Provider::JsonRpc1_1::UpdateExecutionCtxHelper::Update(headers_, *method, context, extractors_))
+    if (!Provider::JsonRpc1_1::UpdateExecutionCtxHelper::Update(headers_, *method, context, extractors_)) {
       return Provider::ProtocolError::OperationMismatch;
+    }
     const auto activation = Core::AsyncActivation::GetInstance(context);
     RequestIdHelper::Set(activation->values(), requestIdentifier);
     std::error_code localeError;

@@ -49,8 +49,9 @@ const char* RsaFault(const json_t* jwk) {
   if (bits > kMaxRsaBits) return "its RSA modulus is of more than 8192 bits";
   if (!IsOdd(modulus)) return "its RSA modulus is even";
   // An exponent of 1 makes every message its own signature.
-  if (!IsOdd(exponent) || BitLength(exponent) < 2 || BitLength(exponent) > 32)
+  if (!IsOdd(exponent) || BitLength(exponent) < 2 || BitLength(exponent) > 32) {
     return "its RSA exponent is unusual";
+  }
   return nullptr;
 }
 

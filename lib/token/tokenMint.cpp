@@ -51,8 +51,9 @@ std::string NewKeyId() {
 JwkPtr NewSigningKey(Corvane::WipedString& text) {
   const auto id = NewKeyId();
   JwkPtr key(cjose_jwk_create_EC_random(CJOSE_JWK_EC_P_256, nullptr));
-  if (!key || !cjose_jwk_set_kid(key.get(), id.data(), id.size(), nullptr))
+  if (!key || !cjose_jwk_set_kid(key.get(), id.data(), id.size(), nullptr)) {
     throw MintError("no key was made");
+  }
   const TextPtr json(cjose_jwk_to_json(key.get(), true, nullptr));
   if (!json) throw MintError("no key was made");
   text = Corvane::WipedString(json.get());
@@ -73,8 +74,9 @@ class SigningKey {
       if (errno != EINTR) FailWithErrno(path);
     }
     Corvane::WipedString text;
-    if (!ReadAll(file_.Get(), kMaxSigningKeyBytes, text.Reserve(2 * kMaxSigningKeyBytes)))
+    if (!ReadAll(file_.Get(), kMaxSigningKeyBytes, text.Reserve(2 * kMaxSigningKeyBytes))) {
       FailWithErrno(path);
+    }
     if (text.text().empty()) {
       jwk_ = NewSigningKey(text);
       errno = WriteAll(file_.Get(), text.text());
@@ -106,8 +108,9 @@ JsonPtr ReadKeySet(const std::string& path) {
   if (VersionOf(path).error == ENOENT) return JsonPtr(json_pack("{s:[]}", "keys"));
   std::string text;
   std::string fault;
-  if (ReadTrustedFile(path, Access::kPublic, kMaxKeyFileBytes, text, fault) != Reading::kDone)
+  if (ReadTrustedFile(path, Access::kPublic, kMaxKeyFileBytes, text, fault) != Reading::kDone) {
     Fail(path, fault);
+  }
   JsonPtr set(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, nullptr));
   if (!json_is_array(json_object_get(set.get(), "keys"))) Fail(path, "it is no JWK set");
   return set;

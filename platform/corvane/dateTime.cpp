@@ -30,8 +30,9 @@ class Reader {
     int year = 0;
     int month = 0;
     int dayOfMonth = 0;
-    if (!Number(4, year) || !Literal("-") || !Number(2, month) || !Literal("-") || !Number(2, dayOfMonth))
+    if (!Number(4, year) || !Literal("-") || !Number(2, month) || !Literal("-") || !Number(2, dayOfMonth)) {
       return false;
+    }
     day = std::chrono::year(year) / month / dayOfMonth;
     return day.ok();
   }
@@ -48,8 +49,9 @@ class Reader {
     int hour = 0;
     int minute = 0;
     if (!Literal("+-") || !Number(2, hour) || !Literal(":") || !Number(2, minute) || hour >= 24 ||
-        minute >= 60)
+        minute >= 60) {
       return false;
+    }
     offset = std::chrono::minutes((west ? -1 : 1) * (hour * 60 + minute));
     return true;
   }
@@ -93,8 +95,9 @@ std::optional<Fields> Read(std::string_view text) {
   Reader in(text);
   Fields fields;
   if (!in.Date(fields.day) || !in.Literal("Tt ") || !in.Time(fields) || !in.Offset(fields.offset) ||
-      !in.AtEnd())
+      !in.AtEnd()) {
     return std::nullopt;
+  }
   return fields;
 }
 
@@ -110,8 +113,9 @@ DateTime DateTime::Parse(std::string_view text) {
   const microseconds time = sys_days(fields->day).time_since_epoch() + std::chrono::hours(fields->hour) +
                             std::chrono::minutes(fields->minute) + std::chrono::seconds(fields->second) +
                             microseconds(fields->fraction) - fields->offset;
-  if (fields->second == 60 || time < kFirst || time > kLast)
+  if (fields->second == 60 || time < kFirst || time > kLast) {
     throw DateTimeFormatException("a date-time that cannot be represented");
+  }
   return DateTime(time.count());
 }
 

@@ -39,8 +39,9 @@ std::string Base64Decode(std::string_view text) {
   std::string bytes(Base64_DecodedLength(text.data(), text.size()), '\0');
   std::size_t written = 0;
   if (!Base64_Decode(text.data(), text.size(), reinterpret_cast<unsigned char*>(bytes.data()), bytes.size(),
-                     &written))
+                     &written)) {
     throw Base64FormatException("not base64");
+  }
   bytes.resize(written);
   return bytes;
 }

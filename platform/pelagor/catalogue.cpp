@@ -39,8 +39,9 @@ Catalogue ReadCatalogue(const std::filesystem::path& file) {
   for (const auto& message : root.GetObject()) {
     const auto id = Text(message.name);
     if (!message.value.IsString()) throw fault("the message \"" + id + "\" is not a text");
-    if (!catalogue.emplace(id, Text(message.value)).second)
+    if (!catalogue.emplace(id, Text(message.value)).second) {
       throw fault("the message \"" + id + "\" is there twice");
+    }
   }
   return catalogue;
 }

@@ -36,8 +36,9 @@ std::map<std::string, Catalogue> ReadCatalogues(const std::string& folder) {
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
       const auto& path = entry.path();
       if (path.extension() != ".json") continue;
-      if (!catalogues.emplace(CanonicalName(path.stem().string()), ReadCatalogue(path)).second)
+      if (!catalogues.emplace(CanonicalName(path.stem().string()), ReadCatalogue(path)).second) {
         throw Corvane::Exception(path.string() + ": the locale has another catalogue");
+      }
     }
   } catch (const std::filesystem::filesystem_error& error) {
     throw Corvane::Exception(folder + ": " + error.code().message());

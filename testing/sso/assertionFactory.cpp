@@ -124,8 +124,9 @@ std::string BuildConditions(const AssertionSpec& spec) {
   std::string audiences;
   for (const auto& audience : spec.audiences) audiences += Element("saml:Audience", "", audience);
   if (!audiences.empty()) content += Element("saml:AudienceRestriction", "", audiences);
-  if (spec.proxyCount)
+  if (spec.proxyCount) {
     content += "<saml:ProxyRestriction Count=\"" + std::to_string(*spec.proxyCount) + "\"/>";
+  }
   if (spec.renewable) {
     content +=
         std::string("<saml:Condition xmlns:rsa=\"") + SsoClient::kAdviceNamespace +

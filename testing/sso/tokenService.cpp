@@ -117,11 +117,13 @@ class TokenService {
     const auto security = Get(root, {"Header", "Security"});
     CheckTimestamp(Get(security, {"Timestamp"}));
     const auto signer = CheckSignature(request, root, security);
-    if (action == Names::kIssueAction)
+    if (action == Names::kIssueAction) {
       return Issue(Get(body, {"RequestSecurityToken"}), security, signer, path);
+    }
     if (action == Names::kContinueAction) return Continue(Get(body, {"RequestSecurityTokenResponse"}));
-    if (action == Names::kValidateAction)
+    if (action == Names::kValidateAction) {
       return Validate(Get(body, {"RequestSecurityToken", "ValidateTarget"}));
+    }
     Require(action == Names::kRenewAction, "unknown action");
     return Renew(Get(body, {"RequestSecurityToken"}), signer);
   }

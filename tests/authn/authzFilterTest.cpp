@@ -27,8 +27,9 @@ class KeepingChecker final : public PrivilegeChecker {
   void CheckPrivileges(const std::shared_ptr<const Core::MethodIdentifier>& method,
                        const std::shared_ptr<Core::AsyncActivation>& /*activation*/,
                        const MethodCollectionPrivileges& privileges, const Callback& itsCallback) override {
-    for (const auto& each : privileges)
+    for (const auto& each : privileges) {
       asked += method->operation + ' ' + each.type + ' ' + each.object + ' ' + each.privileges->front() + ';';
+    }
     callback = itsCallback;
   }
 
@@ -82,8 +83,9 @@ class AuthzFilterTest : public testing::Test {
 TEST_F(AuthzFilterTest, AnonymousCallersReachWhatIsOpenAndLearnNothingElse) {
   EXPECT_EQ(Ask("com.tessaly.mirel.std.introspection.service", "list", nullptr), "served");
   EXPECT_EQ(Ask("com.tessaly.mirel.std.introspection.service", "list", "ANY"), "served");
-  for (const char* service : {"p.q.s", "p", "no.such", ""})
+  for (const char* service : {"p.q.s", "p", "no.such", ""}) {
     EXPECT_EQ(Ask(service, "op", nullptr), kUnauthenticated) << service;
+  }
 }
 
 TEST_F(AuthzFilterTest, TheNearestRuleDecidesAlone) {
@@ -157,8 +159,9 @@ TEST_F(AuthzPrivileges, AreCheckedOnEachObjectThatTheCallNames) {
   const auto noObject = kUnauthorized + ": The call of p.q.s.op does not name the objects that it is about.";
   for (const Data::DataValuePtr& vm :
        {Data::DataValuePtr(), Data::DataValue::Create(""), Data::DataValue::Create(true), Vms({x, nullptr}),
-        Vms({Vms({x})}), Vms({})})
+        Vms({Vms({x})}), Vms({})}) {
     EXPECT_EQ(Check("p.q.s", "OP", Input(vm)), noObject);
+  }
   EXPECT_EQ(Check("p.q.s", "OP", nullptr), noObject);
   refusal = Data::ErrorValue::Create("refused", {});
   EXPECT_EQ(Check("p.q.s", "OP", Input(x)), root + "op vm x View;refused");

@@ -68,8 +68,9 @@ TEST(Host, RefusesADirectoryThatOthersCanReachOrReplace) {
   EXPECT_EQ(open(directory + "//"), "no error");
   const std::string link = top + "/link";
   ASSERT_EQ(symlink(directory.c_str(), link.c_str()), 0);
-  for (const char* behind : {"", "/", "/.", "/inner"})
+  for (const char* behind : {"", "/", "/.", "/inner"}) {
     EXPECT_THAT(open(link + behind), HasSubstr("is reached through a link, " + link)) << behind;
+  }
   EXPECT_FALSE(std::filesystem::exists(directory + "/inner"));
 
   chmod(top.c_str(), 0707);

@@ -112,8 +112,9 @@ TEST(MetadataFault, FilesThatAreNoMetadata) {
       {R"({"component":"a","component":"b"})", "/component: repeated member"},
       {R"({"component":)" + deep + R"(,"metamodel":{}})", "/component: expected a text"},
   };
-  for (const auto& [text, expected] : faults)
+  for (const auto& [text, expected] : faults) {
     EXPECT_NE(Outcome(text).model.find(expected), std::string::npos) << expected;
+  }
 
   const auto missing =
       ProviderHelper::LoadCliMetadataFile("a", "/nowhere", Cli::MetadataContainer::GetInstance());

@@ -67,8 +67,9 @@ constexpr char kNotFound[] = "com.tessaly.mirel.std.errors.not_found";
 TEST_F(MetadataServices, AreThoseThatAreOpenToAll) {
   Texts offered;
   for (const auto& interface : Interfaces()) {
-    for (const auto& operation : interface->Operations())
+    for (const auto& operation : interface->Operations()) {
       EXPECT_TRUE(offered.insert(interface->ServiceName() + '.' + operation.name).second);
+    }
   }
   Texts open;
   for (const auto& operation : Authz::AuthzInfo().openOperations) {
@@ -96,8 +97,9 @@ TEST_F(MetadataServices, GiveEveryEntryOfTheFileAsItStandsThere) {
     std::string ids;
     for (const auto& id : Collect(list, "id")) ids += (ids.empty() ? "\"" : ",\"") + id + '"';
     EXPECT_EQ(Call(service, "list"), '[' + ids + ']');
-    for (const auto& entry : list.GetArray())
+    for (const auto& entry : list.GetArray()) {
       EXPECT_EQ(Call(service, "get", {{"id", entry["id"].GetString()}}), WriteJson(entry));
+    }
     EXPECT_EQ(Call(service, "get", {{"id", "a.b"}}), kNotFound);
     EXPECT_EQ(Call(service, "get"), "com.tessaly.mirel.std.errors.unexpected_input");
   }

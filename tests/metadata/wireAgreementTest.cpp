@@ -22,8 +22,9 @@ class WireAgreement : public testing::Test {
 
   static Texts Fields(const Mirel::Data::DataValuePtr& value) {
     Texts names;
-    for (const auto& [name, field] : dynamic_cast<const Mirel::Data::CompoundValue&>(*value).fields())
+    for (const auto& [name, field] : dynamic_cast<const Mirel::Data::CompoundValue&>(*value).fields()) {
       names.insert(name);
+    }
     return names;
   }
 
@@ -97,8 +98,9 @@ TEST_F(WireAgreement, OpenRpcDocument) {
     const std::string id = described["id"].GetString();
     return At(document, "/components/schemas/" + id.substr(id.rfind('.') + 1));
   };
-  for (const auto& structure : At(file, "/metamodel/structures").GetArray())
+  for (const auto& structure : At(file, "/metamodel/structures").GetArray()) {
     EXPECT_EQ(Properties(document, schema(structure)), Collect(structure["fields"], "name"));
+  }
   for (const auto& enumeration : At(file, "/metamodel/enumerations").GetArray()) {
     Texts values;
     for (const auto& value : schema(enumeration)["enum"].GetArray()) values.insert(value.GetString());

@@ -48,8 +48,9 @@ TEST(MirelLogAdapterTest, SeverityRisesAsTheLevelFalls) {
   for (int severity = 0; severity < 6; ++severity) {
     testing::internal::CaptureStderr();
     logger->SetLevel(7 - severity);
-    if (const auto record = adapter.OpenRecord(static_cast<SeverityLevel>(severity)))
+    if (const auto record = adapter.OpenRecord(static_cast<SeverityLevel>(severity))) {
       record->Stream() << "text " << severity;
+    }
     const auto line = testing::internal::GetCapturedStderr();
     EXPECT_TRUE(
         line.ends_with(std::string(" ") + names[severity] + " text " + std::to_string(severity) + "\n"))

@@ -39,8 +39,9 @@ class ScriptedClient {
 // A string field of an element; the text "(absent)" for an optional without a value.
 inline std::string TextField(const Mirel::Data::CompoundValue& value, const char* name) {
   auto field = value.GetField(name);
-  if (const auto* optional = dynamic_cast<const Mirel::Data::OptionalValue*>(field.get()))
+  if (const auto* optional = dynamic_cast<const Mirel::Data::OptionalValue*>(field.get())) {
     field = optional->value();
+  }
   const auto* text = dynamic_cast<const Mirel::Data::StringValue*>(field.get());
   return text ? text->value() : "(absent)";
 }

@@ -33,8 +33,9 @@ const testing::Environment* const kEnvironment = testing::AddGlobalTestEnvironme
 SarnMirel::ActivationPtr Activation(const Entries& securityContext,
                                     const Mirel::Data::DataValuePtr& authData) {
   auto context = std::make_shared<Mirel::Core::ExecutionContext>();
-  for (const auto& [key, text] : securityContext)
+  for (const auto& [key, text] : securityContext) {
     context->securityContext.emplace(key, Mirel::Core::SecurityContextWrappedEntry(text));
+  }
   auto activation = Mirel::Core::AsyncActivation::GetInstance(std::move(context));
   activation->authData(authData);
   return activation;

@@ -64,8 +64,9 @@ class LeaseFilterTest : public FilterTest {
   // Takes them all, and so ends the session.
   int CountLeases() {
     int leases = 0;
-    for (time.Pass(100); !session->HasEnded() && leases < 100; time.Pass(100), ++leases)
+    for (time.Pass(100); !session->HasEnded() && leases < 100; time.Pass(100), ++leases) {
       session->RemoveLease();
+    }
     return leases;
   }
 

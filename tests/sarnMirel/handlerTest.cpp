@@ -28,8 +28,9 @@ std::string Ask(Mirel::Authn::AuthnHandler& handler, const Entries& context) {
   if (!compound) return "anonymous";
   auto text = compound->name();
   for (const auto& [name, field] : compound->fields()) {
-    if (const auto* string = dynamic_cast<const Mirel::Data::StringValue*>(field.get()))
+    if (const auto* string = dynamic_cast<const Mirel::Data::StringValue*>(field.get())) {
       text += ' ' + name + '=' + string->value();
+    }
   }
   return text;
 }

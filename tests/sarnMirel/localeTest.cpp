@@ -71,8 +71,9 @@ TEST_F(LocaleTest, MessagesComeFromTheNearestCatalogue) {
     EXPECT_EQ(find(austria, "greeting"), "Servus");
     EXPECT_EQ(find(austria, "both"), "deutsch");
   }
-  for (const char* unknown : {"fr", "", "../de", "d", "\xff\xfe"})
+  for (const char* unknown : {"fr", "", "../de", "d", "\xff\xfe"}) {
     EXPECT_EQ(find(unknown, "greeting"), "none");
+  }
   EXPECT_EQ(find(std::string(1000000, 'd').c_str(), "greeting"), "none");
 }
 
@@ -95,8 +96,9 @@ TEST_F(LocaleTest, FieldsAreFilledInTheLocale) {
   EXPECT_EQ(Format("en", "{1,F,l}", {std::int64_t{7}}), "7");
   EXPECT_EQ(Format("en", "{10}{1}", std::vector<Pelagor::Argument>(10, "{1}")), "{1}{1}");
   EXPECT_EQ(Format("en", "{1,I}", {std::numeric_limits<std::int64_t>::min()}), "-9,223,372,036,854,775,808");
-  for (const double odd : {1e300, -1e-300, std::numeric_limits<double>::infinity(), std::nan("")})
+  for (const double odd : {1e300, -1e-300, std::numeric_limits<double>::infinity(), std::nan("")}) {
     EXPECT_NE(Format("de", "{1,F,l}", {odd}), "");
+  }
 
   const std::vector<Pelagor::Argument> time{DateTime::Parse("1066-10-14T09:05:03.999Z")};
   EXPECT_EQ(Format("en", "{1,D,l}", time), "October 14, 1066");
@@ -104,8 +106,10 @@ TEST_F(LocaleTest, FieldsAreFilledInTheLocale) {
   EXPECT_TRUE(Holds(Format("de", "{1,T,l}", time), "UTC"));
   EXPECT_TRUE(Holds(Format("de", "{1}", time), "14.10.1066 09:05:03"));
   EXPECT_TRUE(Holds(Format("de", "{1,T,m}", {DateTime(-1)}), "23:59:59"));
-  for (const auto end : {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()})
+  for (const auto end :
+       {std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()}) {
     EXPECT_FALSE(Holds(Format("en", "{1,D,l} {1,T,l}", {DateTime(end)}), "{"));
+  }
 }
 
 TEST_F(LocaleTest, WhatIsNoFieldStaysAsItStands) {

@@ -60,8 +60,9 @@ std::string Shorten(std::string text) {
       {"http://docs.oasis-open.org/wss/2004/01/oasis-200401-wss-", "WSS:"},
       {"http://docs.oasis-open.org/ws-sx/ws-trust/200512", "TRUST:"}};
   for (const auto& [name, word] : words) {
-    for (auto at = text.find(name); at != std::string::npos; at = text.find(name))
+    for (auto at = text.find(name); at != std::string::npos; at = text.find(name)) {
       text.replace(at, name.size(), word);
+    }
   }
   return text;
 }

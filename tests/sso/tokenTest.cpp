@@ -234,8 +234,9 @@ TEST(TokenTest, SaysWhatIsWrongWithTheShape) {
        {{{kSolution, kGroups}}}},
   };
   for (const auto& [fault, variants] : cases) {
-    for (const auto& changes : variants)
+    for (const auto& changes : variants) {
       EXPECT_EQ(Fault(Apply(kToken, changes)), fault) << Apply(kToken, changes);
+    }
   }
   EXPECT_EQ(Fault("<a>").substr(0, 45), "Token is not well-formed XML: line 1, column ");
 }

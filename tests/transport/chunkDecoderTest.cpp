@@ -48,8 +48,9 @@ TEST(PhrChunkedDecoder, RefusesBrokenFraming) {
   for (const std::string text : {"\r\n", ";x\r\n", "g\r\n", "-1\r\n", "0x1\r\n", "1 \x01\r\n", "1\rx",
                                  "1;a\rb\r\n", "1\r\nab", "1\r\na\rb", "10000000000000000\r\n",
                                  "00000000000000001\r\n", "0\r\n\rX", "0\r\nT: \x01\r\n", "0\r\nT: a\rb"}) {
-    for (std::size_t split = 0; split <= text.size(); ++split)
+    for (std::size_t split = 0; split <= text.size(); ++split) {
       EXPECT_EQ(Decode(text, split).result, PhrChunkedDecoder::kMalformed) << text << ' ' << split;
+    }
   }
 }
 

@@ -222,8 +222,9 @@ TEST(AcceptOutcome, DelaysForThisProcessesDescriptorsAlone) {
     return Asio::AcceptOutcome::Of({code, boost::system::system_category()}).flags;
   };
   EXPECT_EQ(of(EMFILE), Asio::AcceptOutcome::kDelayAcceptError);
-  for (const int code : {ENFILE, ENOMEM, ECONNABORTED})
+  for (const int code : {ENFILE, ENOMEM, ECONNABORTED}) {
     EXPECT_EQ(of(code), Asio::AcceptOutcome::kTerminalAcceptError);
+  }
   EXPECT_EQ(of(0), 0U);
 }
 

@@ -38,8 +38,9 @@ class HeadParser {
       if (AtEnd()) return Outcome::Incomplete;
       if (Peek() == '\r' || Peek() == '\n') return LineEnd();
       if (request.headerCount == capacity) return Outcome::Malformed;
-      if (const auto outcome = HeaderLine(request.headers[request.headerCount]); outcome != Outcome::Done)
+      if (const auto outcome = HeaderLine(request.headers[request.headerCount]); outcome != Outcome::Done) {
         return outcome;
+      }
       ++request.headerCount;
     }
   }

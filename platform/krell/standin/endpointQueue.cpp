@@ -63,8 +63,9 @@ class Bell {
     const std::lock_guard guard(mutex_);
     for (int tries = 0; tries < 2; ++tries) {
       if (Libc::SendTo(fd_, "", 1, MSG_DONTWAIT | MSG_NOSIGNAL,
-                       reinterpret_cast<const sockaddr*>(address.bytes), address.length) >= 0)
+                       reinterpret_cast<const sockaddr*>(address.bytes), address.length) >= 0) {
         return true;
+      }
       if (errno == ECONNREFUSED || errno == ENOENT) return false;
       Renew();
     }

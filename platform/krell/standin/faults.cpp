@@ -103,12 +103,13 @@ bool Faults::ParseLine(const std::string& line) {
   }
   if (word == "family") {
     words >> word;
-    if (word == "device")
+    if (word == "device") {
       family_ = Family::Device;
-    else if (word == "none")
+    } else if (word == "none") {
       family_ = Family::None;
-    else if (word != "standard")
+    } else if (word != "standard") {
       return false;
+    }
     return AtEnd(words);
   }
   if (word == "option") {
@@ -116,12 +117,13 @@ bool Faults::ParseLine(const std::string& line) {
     std::string what;
     long value = 0;
     if (!ReadOption(words, fault.option) || !(words >> what >> value) || !AtEnd(words)) return false;
-    if (what == "sticks-at")
+    if (what == "sticks-at") {
       fault.value = static_cast<std::int32_t>(value);
-    else if (what == "size")
+    } else if (what == "size") {
       fault.size = static_cast<unsigned>(value);
-    else
+    } else {
       return false;
+    }
     options_.push_back(fault);
     return true;
   }

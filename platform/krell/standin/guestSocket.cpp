@@ -48,10 +48,11 @@ GuestSocket::GuestSocket(std::uint32_t cid, std::uint32_t port) : cid_(cid) {
   VsockAddress address{static_cast<std::uint16_t>(family_), 0, port, cid, 0};
   socklen_t length = sizeof address;
   const char* failed = nullptr;
-  if (bind(fd_, AsSockaddr(address), sizeof address) != 0)
+  if (bind(fd_, AsSockaddr(address), sizeof address) != 0) {
     failed = "bind";
-  else if (getsockname(fd_, AsSockaddr(address), &length) != 0)
+  } else if (getsockname(fd_, AsSockaddr(address), &length) != 0) {
     failed = "getsockname";
+  }
   if (failed != nullptr) {
     const int error = errno;
     close(fd_);

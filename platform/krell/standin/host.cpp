@@ -51,14 +51,16 @@ void CheckIdentifier(const std::string& name, const std::string& text) {
            std::string_view("-_.: ").find(c) != std::string_view::npos;
   };
   if (text.empty() || text.size() > 127) throw HostError(name + " must have 1 to 127 characters");
-  if (!std::all_of(text.begin(), text.end(), allowed))
+  if (!std::all_of(text.begin(), text.end(), allowed)) {
     throw HostError(name + " may hold letters, digits and \"-_.: \" only");
+  }
 }
 
 void CheckIdentity(const VmIdentity& identity) {
-  if (identity.cid < kFirstGuestCid || identity.cid == kAnyCid)
+  if (identity.cid < kFirstGuestCid || identity.cid == kAnyCid) {
     throw HostError("a VM's cid must be " + std::to_string(kFirstGuestCid) + " to " +
                     std::to_string(kAnyCid - 1));
+  }
   CheckIdentifier("the BIOS uuid", identity.biosUuid);
   CheckIdentifier("the VM uuid", identity.vmUuid);
   CheckIdentifier("the management server's id", identity.mgrVmId);
@@ -94,15 +96,17 @@ std::optional<std::uint32_t> ReadLink(int directory, const std::string& link) {
 void WriteFile(int directory, const std::string& path, const void* data, std::size_t size) {
   Descriptor file(openat(directory, temporaryName, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
   if (file.Get() < 0 || write(file.Get(), data, size) != static_cast<ssize_t>(size) ||
-      renameat(directory, temporaryName, directory, path.c_str()) != 0)
+      renameat(directory, temporaryName, directory, path.c_str()) != 0) {
     throw Failure("cannot write " + path, errno);
+  }
 }
 
 void WriteLink(int directory, const std::string& link, std::uint32_t cid) {
   unlinkat(directory, temporaryName, 0);
   if (symlinkat(std::to_string(cid).c_str(), directory, temporaryName) != 0 ||
-      renameat(directory, temporaryName, directory, link.c_str()) != 0)
+      renameat(directory, temporaryName, directory, link.c_str()) != 0) {
     throw Failure("cannot write " + link, errno);
+  }
 }
 
 std::vector<std::uint32_t> ListNumbers(int directory, const char* folder) {
@@ -242,12 +246,14 @@ std::vector<VirtualMachine> Host::List() const {
 std::optional<VirtualMachine> Host::FindByCid(std::uint32_t cid) const {
   const Descriptor file(openat(directoryFd_, VmPath(cid).c_str(), O_RDONLY | O_CLOEXEC));
   // A VM that can't be read, as when descriptors run out, isn't one that doesn't run.
-  if (file.Get() < 0 && errno != ENOENT)
+  if (file.Get() < 0 && errno != ENOENT) {
     throw std::system_error(errno, std::generic_category(), "cannot read VM " + std::to_string(cid));
+  }
   VmRecord record{};
   if (file.Get() < 0 || read(file.Get(), &record, sizeof record) != sizeof record ||
-      record.magic != kRecordMagic || record.cid != cid)
+      record.magic != kRecordMagic || record.cid != cid) {
     return std::nullopt;
+  }
   return VirtualMachine{{cid, FieldText(record.biosUuid), FieldText(record.vmUuid), FieldText(record.mgrVmId),
                          record.privileged != 0},
                         record.cartelId,

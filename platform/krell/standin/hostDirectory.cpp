@@ -40,8 +40,9 @@ fs::path PathOf(const std::string& directory) {
 
 void CheckOnTheWay(const struct stat& status, const fs::path& walked, const fs::path& directory) {
   if (S_ISLNK(status.st_mode)) Refuse(directory, " is reached through a link, " + walked.native());
-  if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0)
+  if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0) {
     Refuse(directory, " can be replaced by other users, who can write " + walked.native());
+  }
 }
 
 void CheckIsOursAlone(const struct stat& status, const fs::path& directory) {

@@ -182,8 +182,9 @@ bool HasMode(int flags) {
 }  // namespace
 
 KRELL_EXPORT int socket(int family, int type, int protocol) noexcept {
-  if ((family != Krell::kStandardVsockFamily && family != VsockKernel::kDeviceFamily) || !HostIsNamed())
+  if ((family != Krell::kStandardVsockFamily && family != VsockKernel::kDeviceFamily) || !HostIsNamed()) {
     return Libc::Socket(family, type, protocol);
+  }
   return Guarded([&] { return MakeSocket(family, type, protocol); });
 }
 
@@ -297,10 +298,11 @@ KRELL_EXPORT int ioctl(int fd, unsigned long request, ...) noexcept {
 KRELL_EXPORT int close(int fd) {
   if (IsOurs(fd)) {
     const Descriptor descriptor = Unregister(fd);
-    if (descriptor.socket)
+    if (descriptor.socket) {
       descriptor.socket->Close();
-    else if (descriptor.kernel)
+    } else if (descriptor.kernel) {
       descriptor.kernel->DeviceClosed();
+    }
   }
   return Libc::Close(fd);
 }

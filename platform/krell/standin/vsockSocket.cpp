@@ -148,8 +148,9 @@ int VsockSocket::GetOption(int level, int option, void* value, socklen_t* length
   const bool vsockLevel = level == kernel_->Family();
   const bool receiveBuffer = level == SOL_SOCKET && option == SO_RCVBUF;
   const bool domain = level == SOL_SOCKET && option == SO_DOMAIN;
-  if (!vsockLevel && !receiveBuffer && !domain)
+  if (!vsockLevel && !receiveBuffer && !domain) {
     return Libc::GetSockOpt(fd_, level, option, value, length) == 0 ? 0 : -errno;
+  }
   const unsigned long key = receiveBuffer ? kReceiveBufferOption : static_cast<unsigned long>(option);
   if (const int error = Fault("getsockopt", key)) return -error;
   if (value == nullptr || length == nullptr) return -EFAULT;
@@ -180,8 +181,9 @@ int VsockSocket::GetOption(int level, int option, void* value, socklen_t* length
 int VsockSocket::SetOption(int level, int option, const void* value, socklen_t length) {
   const bool vsockLevel = level == kernel_->Family();
   const bool receiveBuffer = level == SOL_SOCKET && option == SO_RCVBUF;
-  if (!vsockLevel && !receiveBuffer)
+  if (!vsockLevel && !receiveBuffer) {
     return Libc::SetSockOpt(fd_, level, option, value, length) == 0 ? 0 : -errno;
+  }
   const unsigned long key = receiveBuffer ? kReceiveBufferOption : static_cast<unsigned long>(option);
   if (const int error = Fault("setsockopt", key)) return -error;
   std::int32_t number = 0;
