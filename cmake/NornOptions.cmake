@@ -4,13 +4,15 @@ option(NORNHESPER_STAND_IN "Link the stand-in for the hypervisor kernel's vsock 
 # Both have guests, which are the stand-in's.
 cmake_dependent_option(NORNHESPER_BUILD_TESTS "Build the tests" ON NORNHESPER_STAND_IN OFF)
 cmake_dependent_option(NORNHESPER_BUILD_BENCH "Build the benchmarks" ON NORNHESPER_STAND_IN OFF)
+option(NORNHESPER_PRECOMPILE "Parse the headers that most sources need once for all" OFF)
 option(NORNHESPER_BUILD_FUZZ "Build the fuzzers (clang only)" OFF)
 set(NORNHESPER_SANITIZE "" CACHE STRING "Sanitizers for the whole build, e.g. address,undefined or thread")
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
   # Paths relative to the tree, so that another checkout finds the same results.
-  set(launcher ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${CCACHE_PROGRAM})
+  set(launcher ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1
+    CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE_PROGRAM})
   set(CMAKE_C_COMPILER_LAUNCHER ${launcher})
   set(CMAKE_CXX_COMPILER_LAUNCHER ${launcher})
 endif()

@@ -1,0 +1,2 @@
+// Has nothing but the headers that are compiled with it.
+int main() {}
