@@ -194,8 +194,7 @@ class Soak {
       Connection nonsense(daemon_.port());
       nonsense.Send(std::string(random() % 5000, 'x'));
       Connection nameless(daemon_.port());
-      nameless.Send(CallRequest("com.tessaly.norn.hesper.guest_data.subscribe", "{}", "application/json",
-                                "Connection: close\r\n", ""));
+      nameless.Send(CallRequest(kSubscribe, "{}", "application/json", "Connection: close\r\n", ""));
       if (nameless.ReceiveAll().find("unauthenticated") == std::string::npos) {
         throw std::runtime_error("a nameless caller was let in");
       }

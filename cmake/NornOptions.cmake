@@ -4,7 +4,7 @@ option(NORNHESPER_STAND_IN "Link the stand-in for the hypervisor kernel's vsock 
 # Both have guests, which are the stand-in's.
 cmake_dependent_option(NORNHESPER_BUILD_TESTS "Build the tests" ON NORNHESPER_STAND_IN OFF)
 cmake_dependent_option(NORNHESPER_BUILD_BENCH "Build the benchmarks" ON NORNHESPER_STAND_IN OFF)
-option(NORNHESPER_PRECOMPILE "Parse the headers that most sources need once for all" OFF)
+option(NORNHESPER_PRECOMPILE "Parse the headers that most tests need once for all" OFF)
 option(NORNHESPER_BUILD_FUZZ "Build the fuzzers (clang only)" OFF)
 set(NORNHESPER_SANITIZE "" CACHE STRING "Sanitizers for the whole build, e.g. address,undefined or thread")
 

@@ -7,7 +7,6 @@ function(norn_library name)
   add_library(${name} STATIC ${ARG_SOURCES})
   target_include_directories(${name} PUBLIC ${CMAKE_SOURCE_DIR})
   target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE ${ARG_PRIVATE})
-  norn_precompiled(${name} norn_std_headers)
 endfunction()
 
 # norn_program(NAME SOURCES a.cpp ... LINKS x ...): an installed program.
@@ -30,7 +29,9 @@ function(norn_test name)
   if(NOT NORNHESPER_SANITIZE)
     target_compile_options(${name} PRIVATE -O0)
   endif()
-  norn_precompiled(${name} norn_test_headers)
+  if(NORNHESPER_PRECOMPILE)
+    target_precompile_headers(${name} REUSE_FROM norn_test_headers)
+  endif()
   # A sanitizer has descriptors and memory of its own, which tests of those have to allow for.
   if(NORNHESPER_SANITIZE)
     target_compile_definitions(${name} PRIVATE SANITIZED=true)

@@ -8,7 +8,6 @@
 namespace SsoClient {
 
 using Corvane::System::DateTime;
-using Corvane::Xml::Attribute;
 using Corvane::Xml::Node;
 using Corvane::Xml::NodeType;
 
@@ -18,7 +17,7 @@ std::string PathOf(const Node& element, std::string_view attribute) {
   return std::string(element.GetLocalName()).append("/@").append(attribute);
 }
 
-bool Holds(AttributeNames names, const Attribute& attribute) {
+bool Holds(AttributeNames names, const Corvane::Xml::Attribute& attribute) {
   return std::any_of(names.begin(), names.end(), [&](const AttributeName& name) {
     return name.localName == attribute.localName && name.namespaceUri == attribute.namespaceUri;
   });
@@ -45,7 +44,7 @@ void CheckAttributes(const Node& element, AttributeNames required, AttributeName
                            std::string(attribute.localName));
     }
   }
-  for (const Attribute& attribute : element.GetAttributes()) {
+  for (const Corvane::Xml::Attribute& attribute : element.GetAttributes()) {
     if (!Holds(required, attribute) && !Holds(optional, attribute)) {
       throw ParseException("Unexpected attribute '" + std::string(attribute.localName) + "' on element '" +
                            name);

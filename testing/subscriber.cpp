@@ -13,13 +13,13 @@
 namespace Support {
 namespace {
 
-constexpr timeval kPatience{20, 0};
+constexpr timeval kReadPatience{20, 0};
 
 }  // namespace
 
 Connection::Connection(std::uint16_t port, int receiveBuffer) : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
-  setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
-  setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof kPatience);
+  setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &kReadPatience, sizeof kReadPatience);
+  setsockopt(fd_, SOL_SOCKET, SO_SNDTIMEO, &kReadPatience, sizeof kReadPatience);
   if (receiveBuffer != 0) setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
   sockaddr_in address{};
   address.sin_family = AF_INET;
@@ -120,8 +120,7 @@ std::string CallRequest(std::string_view method, std::string_view input, std::st
 
 Subscriber::Subscriber(std::uint16_t port, std::string_view wanted, int receiveBuffer)
     : connection_(port, receiveBuffer) {
-  connection_.Send(CallRequest("com.tessaly.norn.hesper.guest_data.subscribe",
-                               R"({"spec":)" + std::string(wanted) + "}",
+  connection_.Send(CallRequest(kSubscribe, R"({"spec":)" + std::string(wanted) + "}",
                                "application/vnd.tessaly.mirel.clean.stream.json"));
 }
 

@@ -37,6 +37,9 @@ std::string TokenFor(const std::string& subject, const std::string& entitlement)
 // That of a caller who may do everything.
 const std::string& Authorized();
 
+// The method of a subscription.
+inline constexpr const char kSubscribe[] = "com.tessaly.norn.hesper.guest_data.subscribe";
+
 // A POST request with a JSON-RPC call in its body.
 std::string CallRequest(std::string_view method, std::string_view input, std::string_view accept,
                         std::string_view moreHeaders = "", std::string_view authorization = Authorized());

@@ -11,7 +11,7 @@
 namespace Siege {
 namespace {
 
-constexpr std::size_t kAtOnce = 40;
+constexpr std::size_t kPipelinesAtOnce = 40;
 constexpr std::size_t kRequests = 500;
 
 std::string Call() {
@@ -51,7 +51,7 @@ void Pipelines(const Assault& assault) {
   const auto texts = Texts();
   while (assault.GoesOn()) {
     Crowd crowd(assault.port);
-    for (std::size_t i = 0; i < kAtOnce; ++i) {
+    for (std::size_t i = 0; i < kPipelinesAtOnce; ++i) {
       crowd.Add(texts[i % texts.size()]);
       assault.Count();
     }

@@ -14,6 +14,11 @@ void InplaceLower(char* begin, char* end);
 // True when equal without regard to the case of ASCII letters.
 bool StrICmp(std::string_view a, std::string_view b);
 
+// Whether the byte is one of ASCII's control characters, a tab among them.
+inline bool IsControl(char c) {
+  return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+}
+
 // True when the text holds the part.
 inline bool Contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;

@@ -24,10 +24,6 @@ std::shared_ptr<const Data::ErrorValue> MakeError(const char* name, const std::s
                                   {{std::string("mirel.jsonrpc.") + name, reason, {reason}}});
 }
 
-std::string Text(const Value& json) {
-  return {json.GetString(), json.GetStringLength()};
-}
-
 // Null when the object has no such member.
 const Value* Find(const Value& object, const char* name) {
   const auto member = object.FindMember(name);

@@ -36,6 +36,11 @@ void ParseRequest(std::string_view text, rapidjson::Document& document);
 // A name of the sender's choice, short enough for an error text.
 std::string Quoted(std::string_view name);
 
+// Requires: the value is a string.
+inline std::string Text(const rapidjson::Value& json) {
+  return {json.GetString(), json.GetStringLength()};
+}
+
 // Refuses an object that names a member twice, as readers differ in which of the two counts. The sender
 // chooses the names and their number: the work grows neither with the square of the number, nor with how much
 // of their beginnings the names have in common.

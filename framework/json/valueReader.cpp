@@ -35,10 +35,6 @@ class Place {
 
 DataValuePtr ReadAt(const rapidjson::Value& json, const Place& place);
 
-std::string Text(const rapidjson::Value& json) {
-  return {json.GetString(), json.GetStringLength()};
-}
-
 void ReadFields(const rapidjson::Value& json, const Place& place, CompoundValue& out) {
   RequireDistinctNames(json);
   for (const auto& member : json.GetObject()) {

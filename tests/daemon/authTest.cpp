@@ -13,7 +13,6 @@ namespace {
 
 using namespace Support;
 
-constexpr const char kSubscribe[] = "com.tessaly.norn.hesper.guest_data.subscribe";
 constexpr const char kServices[] = "com.tessaly.mirel.std.introspection.service.list";
 // A call that is refused for its argument once the caller is known: an answer that comes at once.
 constexpr const char kBadKind[] = R"({"spec":{"vm_id_type":"SERIAL"}})";

@@ -9,7 +9,6 @@ namespace {
 
 using namespace Support;
 
-constexpr const char kSubscribe[] = "com.tessaly.norn.hesper.guest_data.subscribe";
 constexpr const char kCleanStream[] = "application/vnd.tessaly.mirel.clean.stream.json";
 
 TEST(Stream, ArrivesInChunksAndFramesByteForByte) {

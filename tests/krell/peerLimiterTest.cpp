@@ -8,8 +8,8 @@ namespace {
 
 using Krell::PeerLimiter;
 
-constexpr std::int64_t second = 1'000'000'000;
-constexpr std::int64_t start = 1000 * second;
+constexpr std::int64_t kSecond = 1'000'000'000;
+constexpr std::int64_t kStart = 1000 * kSecond;
 
 int Taken(PeerLimiter& limiter, std::uint32_t cid, std::int32_t rate, std::int64_t now, int packets) {
   int taken = 0;
@@ -24,28 +24,28 @@ class PeerLimiterTest : public testing::Test {
 };
 
 TEST_F(PeerLimiterTest, BucketIsFullAtFirstAndFillsAtTheRate) {
-  EXPECT_EQ(Taken(*limiter_, 5, 2, start, 10), 2);
-  EXPECT_TRUE(limiter_->Refuses(5, 2, start));
-  EXPECT_TRUE(limiter_->Refuses(5, 2, start + second / 2 - 1));
-  EXPECT_FALSE(limiter_->Refuses(5, 2, start + second / 2));
-  EXPECT_EQ(Taken(*limiter_, 5, 2, start + second / 2, 10), 1);
+  EXPECT_EQ(Taken(*limiter_, 5, 2, kStart, 10), 2);
+  EXPECT_TRUE(limiter_->Refuses(5, 2, kStart));
+  EXPECT_TRUE(limiter_->Refuses(5, 2, kStart + kSecond / 2 - 1));
+  EXPECT_FALSE(limiter_->Refuses(5, 2, kStart + kSecond / 2));
+  EXPECT_EQ(Taken(*limiter_, 5, 2, kStart + kSecond / 2, 10), 1);
   // However long it is quiet, it gets no more than the bucket.
-  EXPECT_EQ(Taken(*limiter_, 5, 2, start + 100 * second, 10), 2);
-  EXPECT_EQ(Taken(*limiter_, 6, 3, start, 10), 3);
+  EXPECT_EQ(Taken(*limiter_, 5, 2, kStart + 100 * kSecond, 10), 2);
+  EXPECT_EQ(Taken(*limiter_, 6, 3, kStart, 10), 3);
 }
 
 TEST_F(PeerLimiterTest, PeersDoNotShare) {
   for (std::uint32_t cid = 3; cid < 3003; ++cid) {
-    EXPECT_FALSE(limiter_->Refuses(cid, 2, start));
-    EXPECT_EQ(Taken(*limiter_, cid, 2, start, 3), 2) << cid;
+    EXPECT_FALSE(limiter_->Refuses(cid, 2, kStart));
+    EXPECT_EQ(Taken(*limiter_, cid, 2, kStart, 3), 2) << cid;
   }
-  for (std::uint32_t cid = 3; cid < 3003; ++cid) EXPECT_TRUE(limiter_->Refuses(cid, 2, start)) << cid;
+  for (std::uint32_t cid = 3; cid < 3003; ++cid) EXPECT_TRUE(limiter_->Refuses(cid, 2, kStart)) << cid;
 }
 
 TEST_F(PeerLimiterTest, ForgetsQuietPeersForNewOnesOnly) {
   // Far more cids than there is room for, as VMs come and go.
   for (std::uint32_t cid = 1; cid < 300000; ++cid) {
-    const std::int64_t now = start + cid * (second / 1000);
+    const std::int64_t now = kStart + cid * (kSecond / 1000);
     ASSERT_EQ(Taken(*limiter_, cid, 2, now, 3), 2) << cid;
     ASSERT_TRUE(cid <= 100 || limiter_->Refuses(cid - 100, 2, now)) << cid;
   }

@@ -19,7 +19,7 @@ using Tools::ReadAcknowledgement;
 using Tools::ReadHistoryRequest;
 
 constexpr std::uint32_t port = 7777;
-constexpr int patience = 20000;
+constexpr int kPatienceMs = 20000;
 
 TEST(Acknowledgement, IsReadThoughItsDiagnosisIsNoJson) {
   const auto good = ReadAcknowledgement("{\n\"sequence\":7,\n\"status\":\"ok\",\n\"rateLimit\":2\n}");
@@ -85,7 +85,7 @@ class PublishTest : public testing::Test {
   // The next text from the guest, which it answers.
   std::string Serve(const std::string& acknowledgement) {
     pollfd event{daemon_.Get(), POLLIN, 0};
-    EXPECT_EQ(poll(&event, 1, patience), 1);
+    EXPECT_EQ(poll(&event, 1, kPatienceMs), 1);
     const auto [text, source] = daemon_.Receive();
     EXPECT_TRUE(acknowledgement.empty() || daemon_.Send(source.cid, source.port, acknowledgement) == 0);
     return text;

@@ -20,7 +20,7 @@ using KrellTest::TestHost;
 
 constexpr std::uint32_t kPort = 7777;
 constexpr std::size_t kLargest = NornHesper::kLargestDatagram;
-constexpr std::chrono::seconds patience{20};
+constexpr std::chrono::seconds kPatience{20};
 
 int ErrorOfSend(GuestSocket& guest) {
   try {
@@ -96,7 +96,7 @@ TEST_F(VsockTest, FollowsVmsThatStopAndCidsThatAreUsedAgain) {
   EXPECT_EQ(cartelId, successor.cartelId);
   GuestSocket guest(5, 1024);
   EXPECT_EQ(daemon.Send(5, 1024, "new"), 0);
-  EXPECT_TRUE(guest.Receive(patience));
+  EXPECT_TRUE(guest.Receive(kPatience));
   EXPECT_FALSE(old.Receive(std::chrono::milliseconds(0)));
 }
 

@@ -71,7 +71,7 @@ class TokenServiceProcess {
   pid_t pid_ = 0;
 };
 
-TokenSpec Spec() {
+TokenSpec PlainSpec() {
   TokenSpec spec;
   spec.tokenLifetimeSec = 300;
   spec.audienceRestriction = {"urn:a", "urn:b&<"};
@@ -96,7 +96,7 @@ class ExchangeTest : public testing::Test {
     return "none";
   }
   SsoClient::SecurityTokenService::TokenPtr WithPassword(SecurityTokenService&& service,
-                                                         const TokenSpec& spec = Spec()) {
+                                                         const TokenSpec& spec = PlainSpec()) {
     return service.AcquireToken(kUser, password_, spec);
   }
 
@@ -165,7 +165,8 @@ TEST_F(ExchangeTest, NothingOfAPasswordStaysInMemory) {
   {
     const Corvane::WipedString password(kPassword);
     EXPECT_GT(Support::CountInMemory(getpid(), tail), 0);
-    const auto refused = Reason([&] { process_->Bearer().AcquireToken(kUser, password.text(), Spec()); });
+    const auto refused =
+        Reason([&] { process_->Bearer().AcquireToken(kUser, password.text(), PlainSpec()); });
     EXPECT_TRUE(refused.starts_with("credentials: ")) << refused;
   }
   EXPECT_EQ(Support::CountInMemory(getpid(), tail), 0);
@@ -175,30 +176,31 @@ TEST_F(ExchangeTest, BearerTokens) {
   auto service = process_->Bearer();
   const auto token = WithPassword(process_->Bearer());
   EXPECT_EQ(token->GetConfirmationType(), ConfirmationType::Bearer);
-  EXPECT_EQ(token->GetAudienceRestriction(), Spec().audienceRestriction);
+  EXPECT_EQ(token->GetAudienceRestriction(), PlainSpec().audienceRestriction);
   EXPECT_TRUE(service.ValidateToken(*token));
   auto text = token->GetText();
   text.replace(text.find("alice@"), 5, "admin");
   EXPECT_FALSE(service.ValidateToken(*ParseAssertion(text)));
-  EXPECT_EQ(Reason([&] { service.AcquireToken(kUser, "s3cret", Spec()); }),
+  EXPECT_EQ(Reason([&] { service.AcquireToken(kUser, "s3cret", PlainSpec()); }),
             "credentials: Authentication failed: unknown user or wrong password");
 }
 
 // The service checks every signature with xmlsec1.
 TEST_F(ExchangeTest, TokensBoundToTheKey) {
   auto service = process_->Holder();
-  auto spec = Spec();
+  auto spec = PlainSpec();
   spec.renewable = true;
   const auto token = WithPassword(process_->Holder(), spec);
   EXPECT_TRUE(IsHolderOfKey(*token, *process_->Key("client").privateKey));
   EXPECT_TRUE(service.ValidateToken(*token));
-  EXPECT_TRUE(IsHolderOfKey(*service.AcquireTokenByCertificate(Spec()), *process_->Key("client").privateKey));
+  EXPECT_TRUE(
+      IsHolderOfKey(*service.AcquireTokenByCertificate(PlainSpec()), *process_->Key("client").privateKey));
   EXPECT_EQ(service.AcquireTokenByToken(*token, spec)->GetSubject(), token->GetSubject());
   // As it may stand in a file.
   const auto renewed = service.RenewToken(*ParseAssertion("<?p?>" + token->GetText() + "\n"), 500);
   EXPECT_NE(renewed->GetId(), token->GetId());
   EXPECT_GT(renewed->GetNotOnOrAfter(), token->GetNotOnOrAfter());
-  auto delegated = Spec();
+  auto delegated = PlainSpec();
   delegated.delegateTo = "bob@example.local";
   EXPECT_EQ(WithPassword(process_->Holder(), delegated)->GetDelegateId()->name, "bob");
 
@@ -214,7 +216,7 @@ TEST_F(ExchangeTest, TokensBoundToTheKey) {
 TEST_F(ExchangeTest, ChangedRequestsAreNotBelieved) {
   RequestBuilderImpl builder(process_->Key("client"));
   std::string action;
-  const auto request = builder.BuildAcquireTokenByCertificate(Spec(), action);
+  const auto request = builder.BuildAcquireTokenByCertificate(PlainSpec(), action);
   HttpsExchange exchange(process_->Settings("/sts"));
   EXPECT_EQ(exchange.Post(action, request).status, 200);
   for (const std::string part : {"<wst:Delegatable>", "<wsu:Timestamp "}) {
@@ -230,13 +232,14 @@ TEST_F(ExchangeTest, Negotiations) {
     seen.push_back(leg);
     return seen.size() == 1 ? std::string("hello") : leg;
   };
-  EXPECT_EQ(process_->Bearer().AcquireTokenByGss(Spec(), step)->GetSubject().name, "alice");
+  EXPECT_EQ(process_->Bearer().AcquireTokenByGss(PlainSpec(), step)->GetSubject().name, "alice");
   ASSERT_EQ(seen.size(), 3U);
   EXPECT_EQ(seen[0] + seen[2], "welcome");
-  EXPECT_TRUE(IsHolderOfKey(*process_->Holder().AcquireTokenByGss(
-                                Spec(), [](const std::string& leg) { return leg.empty() ? "hello" : leg; }),
-                            *process_->Key("client").privateKey));
-  EXPECT_EQ(Reason([&] { process_->Bearer().AcquireTokenByGss(Spec(), [](auto&) { return "hello"; }); }),
+  EXPECT_TRUE(
+      IsHolderOfKey(*process_->Holder().AcquireTokenByGss(
+                        PlainSpec(), [](const std::string& leg) { return leg.empty() ? "hello" : leg; }),
+                    *process_->Key("client").privateKey));
+  EXPECT_EQ(Reason([&] { process_->Bearer().AcquireTokenByGss(PlainSpec(), [](auto&) { return "hello"; }); }),
             "credentials: Authentication failed: the negotiation failed");
 }
 
@@ -256,12 +259,13 @@ class SilentExchange final : public Exchange {
 
 TEST_F(ExchangeTest, NegotiationsKeepTheirOwnId) {
   const auto exchange = std::make_shared<SilentExchange>();
-  EXPECT_EQ(Reason([&] {
-              SecurityTokenService(exchange, process_->Resolver()).AcquireTokenByGss(Spec(), [](auto& leg) {
-                return leg;
-              });
-            }),
-            "The negotiation ended without a token");
+  EXPECT_EQ(
+      Reason([&] {
+        SecurityTokenService(exchange, process_->Resolver()).AcquireTokenByGss(PlainSpec(), [](auto& leg) {
+          return leg;
+        });
+      }),
+      "The negotiation ended without a token");
   ASSERT_EQ(exchange->requests.size(), 2U);
   const auto& first = exchange->requests[0];
   const auto id = first.substr(first.find("Context=\"urn:uuid:"), 9 + 9 + 36 + 1);

@@ -16,11 +16,11 @@ namespace {
 
 using NornToken::MintError;
 
-const NornToken::TokenClaims kClaims = {"anna", {"GUEST_DATA_ACCESS"}, 1000, 2000};
+const NornToken::TokenClaims kAnna = {"anna", {"GUEST_DATA_ACCESS"}, 1000, 2000};
 
 class TokenMintTest : public testing::Test {
  protected:
-  std::string Mint() const { return NornToken::TokenMint(signingKey_, keys_).Mint(kClaims); }
+  std::string Mint() const { return NornToken::TokenMint(signingKey_, keys_).Mint(kAnna); }
   bool IsTaken(const std::string& token) const {
     const NornToken::TokenVerifier daemon(std::make_unique<NornToken::KeyFile>(keys_, nullptr),
                                           [] { return 1500; });

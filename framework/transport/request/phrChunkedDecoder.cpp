@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "framework/core/text.h"
+
 namespace Mirel::Transport::PicoHttp {
 namespace {
 
@@ -15,9 +17,8 @@ int HexValue(char c) {
   return -1;
 }
 
-bool IsControl(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return (byte < 0x20 && c != '\t') || byte == 0x7f;
+bool IsMalformed(char c) {
+  return c != '\t' && IsControl(c);
 }
 
 }  // namespace
@@ -60,7 +61,7 @@ PhrChunkedDecoder::Step PhrChunkedDecoder::Consume(char c) {
         return Step::More;
       }
       if (c == '\n') return AfterSizeLine();
-      return IsControl(c) ? Step::Malformed : Step::More;
+      return IsMalformed(c) ? Step::Malformed : Step::More;
     case State::SizeLineFeed:
       return c == '\n' ? AfterSizeLine() : Step::Malformed;
     case State::DataEnd:
@@ -76,14 +77,14 @@ PhrChunkedDecoder::Step PhrChunkedDecoder::Consume(char c) {
         return Step::More;
       }
       state_ = State::Trailer;
-      return IsControl(c) ? Step::Malformed : Step::More;
+      return IsMalformed(c) ? Step::Malformed : Step::More;
     case State::Trailer:
       if (c == '\r') {
         state_ = State::TrailerLineFeed;
         return Step::More;
       }
       if (c == '\n') return LineFeed(c, State::TrailerStart);
-      return IsControl(c) ? Step::Malformed : Step::More;
+      return IsMalformed(c) ? Step::Malformed : Step::More;
     case State::TrailerLineFeed:
       return LineFeed(c, State::TrailerStart);
     case State::LastLineFeed:

@@ -19,11 +19,6 @@ bool IsBlank(char c) {
   return c == ' ' || c == '\t';
 }
 
-bool IsControl(char c) {
-  const auto byte = static_cast<unsigned char>(c);
-  return byte < 0x20 || byte == 0x7f;
-}
-
 class HeadParser {
  public:
   explicit HeadParser(std::string_view bytes) : bytes_(bytes) {}
