@@ -3,7 +3,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <fstream>
 #include <iostream>
@@ -13,13 +12,13 @@
 
 #include "lib/public/api/guestLimits.h"
 #include "platform/krell/standin/host.h"
+#include "tools/arguments.h"
 #include "tools/historyServer.h"
 
 namespace {
 
 constexpr int kRefused = 1;
 constexpr int kNoAnswer = 2;
-constexpr int kUsageError = 64;
 constexpr int kDataError = 65;
 constexpr int kSystemError = 71;
 
@@ -111,40 +110,45 @@ int ServeHistory(const Options& options) {
   return server.Run(-1);
 }
 
-void AddOptions(CLI::App& app, Options& options) {
-  auto* raw = app.add_flag("--raw", options.raw, "send standard input as it is, as one datagram");
-  const auto port = CLI::Range(std::uint32_t{0}, Krell::kAnyPort - 1);
-  app.add_option("--cid", options.cid, "the VM to publish from")->required();
-  app.add_option("--from-port", options.fromPort, "the guest's own port (default: any free one)")
-      ->check(port);
-  app.add_option("--port", options.port, "the daemon's vsock port")->check(port)->capture_default_str();
-  auto* topic = app.add_option("--topic", options.publication.topic, "dotted topic of the publication");
-  topic->excludes(raw);
-  app.add_option("--payload-file", options.payloadFile, "a file with the payload (default: standard input)")
-      ->check(CLI::ExistingFile)
-      ->excludes(raw);
-  app.add_option("--timeout", options.timeout, "seconds to wait for the acknowledgement")
-      ->check(CLI::Range(0.0, 86400.0))
-      ->capture_default_str();
-  app.add_option("--sequence", options.sequence, "the first publication's sequence number")
-      ->capture_default_str()
-      ->excludes(raw);
-  app.add_option("--token", options.publication.token, "passed on to subscribers")->excludes(raw);
-  app.add_option("--category", options.publication.category, "category of the payload")
-      ->capture_default_str()
-      ->excludes(raw);
-  app.add_option("--create-time", options.publication.createTime, "RFC 3339 date-time (default: now)")
-      ->excludes(raw);
-  auto* serve = app.add_flag("--serve-history", options.serveHistory,
-                             "stay, keep what was published, and answer requests for history");
-  serve->excludes(raw);
-  app.add_flag("--lines", options.lines, "each line of standard input is the payload of one more publication")
-      ->needs(serve)
-      ->excludes("--payload-file");
-  app.add_option("--history-port", options.historyPort, "the guest's port for requests for history")
-      ->check(port)
-      ->capture_default_str()
-      ->needs(serve);
+// Gives the option without which only --raw will do.
+Tools::Option AddOptions(Tools::Command& command, Options& options) {
+  constexpr auto kMostPort = Krell::kAnyPort - 1;
+  const auto raw = command.Flag("--raw", options.raw, "send standard input as it is, as one datagram");
+  command.Value("--cid", options.cid, "the VM to publish from").Required();
+  command.Value("--from-port", options.fromPort, "the guest's own port (default: any free one)")
+      .Within(0U, kMostPort);
+  command.Value("--port", options.port, "the daemon's vsock port").Within(0U, kMostPort).ShowDefault();
+  const auto topic =
+      command.Value("--topic", options.publication.topic, "dotted topic of the publication").Excludes(raw);
+  const auto payloadFile =
+      command
+          .Value("--payload-file", options.payloadFile, "a file with the payload (default: standard input)")
+          .ExistingFile()
+          .Excludes(raw);
+  command.Value("--timeout", options.timeout, "seconds to wait for the acknowledgement")
+      .Within(0.0, 86400.0)
+      .ShowDefault();
+  command.Value("--sequence", options.sequence, "the first publication's sequence number")
+      .ShowDefault()
+      .Excludes(raw);
+  command.Value("--token", options.publication.token, "passed on to subscribers").Excludes(raw);
+  command.Value("--category", options.publication.category, "category of the payload")
+      .ShowDefault()
+      .Excludes(raw);
+  command.Value("--create-time", options.publication.createTime, "RFC 3339 date-time (default: now)")
+      .Excludes(raw);
+  const auto serve = command
+                         .Flag("--serve-history", options.serveHistory,
+                               "stay, keep what was published, and answer requests for history")
+                         .Excludes(raw);
+  command.Flag("--lines", options.lines, "each line of standard input is the payload of one more publication")
+      .Needs(serve)
+      .Excludes(payloadFile);
+  command.Value("--history-port", options.historyPort, "the guest's port for requests for history")
+      .Within(0U, kMostPort)
+      .ShowDefault()
+      .Needs(serve);
+  return topic;
 }
 
 }  // namespace
@@ -152,17 +156,13 @@ void AddOptions(CLI::App& app, Options& options) {
 int main(int argc, char** argv) try {
   Options options;
   options.publication.category = "data";
-  CLI::App app("Publishes data from a VM of the host that KRELL_HOST_DIR names.", "hesper-publish");
-  AddOptions(app, options);
-  try {
-    app.parse(argc, argv);
-    if (!options.raw && app.count("--topic") == 0) throw CLI::RequiredError("--topic or --raw");
-  } catch (const CLI::Success& help) {
-    return app.exit(help);
-  } catch (const CLI::ParseError& fault) {
-    std::fprintf(stderr, "hesper-publish: %s\n", fault.what());
-    return kUsageError;
-  }
+  Tools::CommandLine commandLine("hesper-publish",
+                                 "Publishes data from a VM of the host that KRELL_HOST_DIR names.");
+  const auto topic = AddOptions(commandLine.Top(), options);
+  commandLine.Top().OnParsed([&] {
+    if (!options.raw && !topic.IsGiven()) throw Tools::UsageFault("--topic or --raw is required");
+  });
+  if (const auto status = commandLine.Parse(argc, argv)) return *status;
   const Krell::Host host = Krell::Host::FromEnvironment();
   if (!host.FindByCid(options.cid)) {
     throw Krell::HostError("no VM with cid " + std::to_string(options.cid) + " runs on " + host.Directory());

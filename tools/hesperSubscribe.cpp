@@ -6,7 +6,6 @@
 #include <rapidjson/writer.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
@@ -19,12 +18,11 @@
 
 #include "platform/corvane/jsonEscape.h"
 #include "platform/corvane/textEscape.h"
+#include "tools/arguments.h"
 
 namespace {
 
 using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
-
-constexpr int kUsageError = 64;
 
 struct Options {
   unsigned port = 9999;
@@ -246,45 +244,40 @@ void Subscribe(const Options& options) {
   throw std::runtime_error(url + ": the daemon ended the stream");
 }
 
+void AddOptions(Tools::Command& command, Options& options) {
+  command.Value("--port", options.port, "the daemon's API port on the loopback address")
+      .Within(1, 65535)
+      .ShowDefault();
+  command.Value("--vm-id-type", options.vmIdType, "the kind of identifier that VMs are named by")
+      .OneOf({"mgr", "bios", "vm"})
+      .ShowDefault();
+  command.Value("--vm", options.vms, "a VM to take publications from (repeat for more; default all)")
+      .Repeatable();
+  command.Value("--topic", options.topics, "a topic prefix to take (repeat for more; default all)")
+      .Repeatable();
+  command.Value("--past", options.past, "ask the guests for their publications of that many seconds");
+  const auto token =
+      command.Value("--token-file", options.tokenFile, "a file that holds a token").ExistingFile();
+  auto user = command.Value("--user", options.user, "user name").Excludes(token);
+  const auto password =
+      command.Value("--password-file", options.passwordFile, "a file that holds the password")
+          .ExistingFile()
+          .Needs(user);
+  user.Needs(password);
+  command.Value("--count", options.count, "end after that many publications (default: never)");
+}
+
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   Options options;
-  CLI::App app("Prints each publication of the host's VMs as one line of JSON.", "hesper-subscribe");
-  app.add_option("--port", options.port, "the daemon's API port on the loopback address")
-      ->check(CLI::Range(1, 65535))
-      ->capture_default_str();
-  app.add_option("--vm-id-type", options.vmIdType, "the kind of identifier that VMs are named by")
-      ->check(CLI::IsMember({"mgr", "bios", "vm"}))
-      ->capture_default_str();
-  app.add_option("--vm", options.vms, "a VM to take publications from (repeat for more; default all)")
-      ->take_all()
-      ->allow_extra_args(false);
-  app.add_option("--topic", options.topics, "a topic prefix to take (repeat for more; default all)")
-      ->take_all()
-      ->allow_extra_args(false);
-  app.add_option("--past", options.past, "ask the guests for their publications of that many seconds");
-  auto* token = app.add_option("--token-file", options.tokenFile, "a file that holds a token")
-                    ->check(CLI::ExistingFile);
-  auto* user = app.add_option("--user", options.user, "user name")->excludes(token);
-  auto* password = app.add_option("--password-file", options.passwordFile, "a file that holds the password")
-                       ->check(CLI::ExistingFile)
-                       ->needs(user);
-  user->needs(password);
-  app.add_option("--count", options.count, "end after that many publications (default: never)");
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::Success& help) {
-    return app.exit(help);
-  } catch (const CLI::ParseError& fault) {
-    std::fprintf(stderr, "hesper-subscribe: %s\n", fault.what());
-    return kUsageError;
-  }
-  try {
-    Subscribe(options);
-  } catch (const std::exception& fault) {
-    std::fprintf(stderr, "hesper-subscribe: %s\n", Corvane::Detail::EscapeLine(fault.what()).c_str());
-    return 1;
-  }
+  Tools::CommandLine commandLine("hesper-subscribe",
+                                 "Prints each publication of the host's VMs as one line of JSON.");
+  AddOptions(commandLine.Top(), options);
+  if (const auto status = commandLine.Parse(argc, argv)) return *status;
+  Subscribe(options);
   return 0;
+} catch (const std::exception& fault) {
+  std::fprintf(stderr, "hesper-subscribe: %s\n", Corvane::Detail::EscapeLine(fault.what()).c_str());
+  return 1;
 }

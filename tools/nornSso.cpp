@@ -3,7 +3,6 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -22,6 +21,7 @@
 #include "sso/samlToken.h"
 #include "sso/securityTokenService.h"
 #include "sso/ssoExceptions.h"
+#include "tools/arguments.h"
 #include "tools/tokenView.h"
 
 namespace {
@@ -31,7 +31,6 @@ using TokenPtr = std::shared_ptr<const SsoClient::SamlToken>;
 
 constexpr int kRefused = 1;
 constexpr int kNoCommunication = 2;
-constexpr int kUsageError = 64;
 // Who runs this chooses the tokens, and may have one with many groups.
 constexpr std::size_t kLargestToken = 256 << 10;
 
@@ -187,128 +186,124 @@ int Renew(const Options& options) {
 
 int Show(const Options& options) {
   const auto token = ReadToken(options);
-  Print(options.json ? ToJson(*token) + "\n" : ToLines(*token));
+  Print(options.json ? Tools::ToJson(*token) + "\n" : Tools::ToLines(*token));
   return 0;
 }
 
-class CommandLine {
+class Commands {
  public:
-  CommandLine() {
-    app_.require_subcommand(1);
-    AddAcquire();
-    AddValidate();
-    AddRenew();
-    AddShow();
+  explicit Commands(Tools::Command& top) {
+    AddAcquire(top);
+    AddValidate(top);
+    AddRenew(top);
+    AddShow(top);
   }
 
-  CLI::App& App() { return app_; }
+  // Requires: the command line was parsed, and has one of the commands.
   int Run() const { return run_(options_); }
 
  private:
-  CLI::App* AddCommand(const char* name, const char* purpose, int (*run)(const Options&)) {
-    auto* command = app_.add_subcommand(name, purpose);
-    command->callback([this, run] { run_ = run; });
+  using Runner = int (*)(const Options&);
+
+  Tools::Command AddCommand(Tools::Command& top, const char* name, const char* purpose, Runner run) {
+    auto command = top.Subcommand(name, purpose);
+    command.OnParsed([this, run] { run_ = run; });
     return command;
   }
 
-  // A file that is there, or "-" where the standard input will do.
-  static CLI::Option* AddFile(CLI::App* command, const char* name, std::string& file, const char* purpose,
-                              bool orInput = false) {
-    auto* option = command->add_option(name, file, purpose);
-    return orInput ? option->check(CLI::ExistingFile | CLI::IsMember({"-"}))
-                   : option->check(CLI::ExistingFile);
-  }
-
-  CLI::Option* AddService(CLI::App* command) {
-    auto* sts = command->add_option("--sts", options_.sts, "the token service's URL, https://...");
-    auto* ca = AddFile(command, "--ca", options_.ca,
-                       "PEM: the authorities that its TLS certificate is checked against");
-    sts->needs(ca);
-    ca->needs(sts);
+  Tools::Option AddService(Tools::Command& command) {
+    auto sts = command.Value("--sts", options_.sts, "the token service's URL, https://...");
+    auto ca =
+        command.Value("--ca", options_.ca, "PEM: the authorities that its TLS certificate is checked against")
+            .ExistingFile()
+            .Needs(sts);
+    sts.Needs(ca);
     return sts;
   }
-  CLI::Option* AddTrust(CLI::App* command) {
-    auto* trust =
-        AddFile(command, "--trust", options_.trust,
-                "PEM: the certificates of those who sign tokens, or with --signer of who issued theirs");
+  Tools::Option AddTrust(Tools::Command& command) {
+    auto trust =
+        command
+            .Value("--trust", options_.trust,
+                   "PEM: the certificates of those who sign tokens, or with --signer of who issued theirs")
+            .ExistingFile();
     command
-        ->add_option("--signer", options_.signer,
-                     "the common name in a signer's certificate that one of --trust issued")
-        ->needs(trust);
+        .Value("--signer", options_.signer,
+               "the common name in a signer's certificate that one of --trust issued")
+        .Needs(trust);
     return trust;
   }
-  CLI::Option* AddToken(CLI::App* command) {
-    return AddFile(command, "--token", options_.token, "the token; - for the standard input", true)
-        ->required();
+  void AddToken(Tools::Command& command) {
+    command.Value("--token", options_.token, "the token; - for the standard input")
+        .ExistingFileOrInput()
+        .Required();
   }
-  CLI::Option* AddKey(CLI::App* command) {
-    auto* cert = AddFile(command, "--cert", options_.cert, "PEM: the client's certificate");
-    auto* key = AddFile(command, "--key", options_.key, "PEM: its private key");
-    key->needs(cert);
-    return cert->needs(key);
+  Tools::Option AddKey(Tools::Command& command) {
+    auto cert = command.Value("--cert", options_.cert, "PEM: the client's certificate").ExistingFile();
+    const auto key = command.Value("--key", options_.key, "PEM: its private key").ExistingFile().Needs(cert);
+    cert.Needs(key);
+    return cert;
   }
-  void AddLifetime(CLI::App* command) {
-    command->add_option("--lifetime", options_.lifetime, "seconds that the token is wanted for")
-        ->capture_default_str();
+  void AddLifetime(Tools::Command& command) {
+    command.Value("--lifetime", options_.lifetime, "seconds that the token is wanted for").ShowDefault();
   }
 
-  void AddAcquire() {
-    auto* command = AddCommand("acquire", "get a token and write it to the standard output", &Acquire);
-    AddService(command)->required();
-    AddTrust(command)->required();
-    auto* key = AddKey(command);
-    auto* who = command->add_option_group("who asks");
-    auto* user = who->add_option("--user", options_.user, "a user, name@domain");
-    who->add_flag("--by-certificate", options_.byCertificate, "whom the certificate names")->needs(key);
-    AddFile(who, "--by-token", options_.byToken, "whom a token that is bound to the key names")->needs(key);
-    who->require_option(1);
-    AddFile(command, "--password-file", options_.passwordFile,
-            "the password is its first line; default: standard input")
-        ->needs(user);
+  void AddAcquire(Tools::Command& top) {
+    auto command = AddCommand(top, "acquire", "get a token and write it to the standard output", &Acquire);
+    AddService(command).Required();
+    AddTrust(command).Required();
+    const auto key = AddKey(command);
+    auto who = command.ExactlyOne("who asks");
+    const auto user = who.Value("--user", options_.user, "a user, name@domain");
+    who.Flag("--by-certificate", options_.byCertificate, "whom the certificate names").Needs(key);
+    who.Value("--by-token", options_.byToken, "whom a token that is bound to the key names")
+        .ExistingFile()
+        .Needs(key);
+    command
+        .Value("--password-file", options_.passwordFile,
+               "the password is its first line; default: standard input")
+        .ExistingFile()
+        .Needs(user);
     AddLifetime(command);
     command
-        ->add_option("--audience", options_.audiences,
-                     "whom the token is for (repeat for more; default anybody)")
-        ->take_all()
-        ->allow_extra_args(false);
-    command->add_flag("--bearer", options_.bearer, "not bound to the key");
-    command->add_flag("--renewable", options_.renewable, "the token may be renewed");
-    command->add_flag("--delegable", options_.delegable, "the token may be handed on");
-    command->add_option("--delegate-to", options_.delegateTo, "a user to hand the token on to");
-    AddFile(command, "--act-as", options_.actAs, "a token of the user to act for");
+        .Value("--audience", options_.audiences, "whom the token is for (repeat for more; default anybody)")
+        .Repeatable();
+    command.Flag("--bearer", options_.bearer, "not bound to the key");
+    command.Flag("--renewable", options_.renewable, "the token may be renewed");
+    command.Flag("--delegable", options_.delegable, "the token may be handed on");
+    command.Value("--delegate-to", options_.delegateTo, "a user to hand the token on to");
+    command.Value("--act-as", options_.actAs, "a token of the user to act for").ExistingFile();
   }
 
-  void AddValidate() {
-    auto* command = AddCommand("validate", "check a token here, by the service, or both", &Validate);
-    auto* sts = AddService(command);
-    auto* trust = AddTrust(command);
+  void AddValidate(Tools::Command& top) {
+    auto command = AddCommand(top, "validate", "check a token here, by the service, or both", &Validate);
+    const auto sts = AddService(command);
+    const auto trust = AddTrust(command);
     AddToken(command);
-    command->callback([this, sts, trust] {
-      if (sts->empty() && trust->empty()) throw CLI::RequiredError("--trust or --sts");
+    command.OnParsed([this, sts, trust] {
+      if (!sts.IsGiven() && !trust.IsGiven()) throw Tools::UsageFault("--trust or --sts is required");
       run_ = &Validate;
     });
   }
 
-  void AddRenew() {
-    auto* command = AddCommand("renew", "have a token renewed that is bound to the client's key", &Renew);
-    AddService(command)->required();
-    AddTrust(command)->required();
-    AddKey(command)->required();
+  void AddRenew(Tools::Command& top) {
+    auto command = AddCommand(top, "renew", "have a token renewed that is bound to the client's key", &Renew);
+    AddService(command).Required();
+    AddTrust(command).Required();
+    AddKey(command).Required();
     AddToken(command);
     AddLifetime(command);
   }
 
-  void AddShow() {
-    auto* command = AddCommand("show", "show what a token says; without --trust, whether true or not", &Show);
+  void AddShow(Tools::Command& top) {
+    auto command =
+        AddCommand(top, "show", "show what a token says; without --trust, whether true or not", &Show);
     AddTrust(command);
     AddToken(command);
-    command->add_flag("--json", options_.json, "as one JSON object");
+    command.Flag("--json", options_.json, "as one JSON object");
   }
 
   Options options_;
-  CLI::App app_{"Gets SAML tokens from a token service, has them renewed and checked, and shows them.",
-                "norn-sso"};
-  int (*run_)(const Options&) = nullptr;
+  Runner run_ = nullptr;
 };
 
 int Fail(int status, const std::exception& fault) {
@@ -318,22 +313,18 @@ int Fail(int status, const std::exception& fault) {
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  CommandLine commandLine;
-  try {
-    commandLine.App().parse(argc, argv);
-    return commandLine.Run();
-  } catch (const CLI::Success& help) {
-    return commandLine.App().exit(help);
-  } catch (const CLI::ParseError& fault) {
-    return Fail(kUsageError, fault);
-  } catch (const Corvane::InvalidArgumentException& fault) {
-    return Fail(kUsageError, fault);
-  } catch (const Corvane::InvalidStateException& fault) {
-    return Fail(kUsageError, fault);
-  } catch (const SsoClient::CommunicationException& fault) {
-    return Fail(kNoCommunication, fault);
-  } catch (const std::exception& fault) {
-    return Fail(kRefused, fault);
-  }
+int main(int argc, char** argv) try {
+  Tools::CommandLine commandLine(
+      "norn-sso", "Gets SAML tokens from a token service, has them renewed and checked, and shows them.");
+  const Commands commands(commandLine.Top());
+  if (const auto status = commandLine.Parse(argc, argv)) return *status;
+  return commands.Run();
+} catch (const Corvane::InvalidArgumentException& fault) {
+  return Fail(Tools::kUsageError, fault);
+} catch (const Corvane::InvalidStateException& fault) {
+  return Fail(Tools::kUsageError, fault);
+} catch (const SsoClient::CommunicationException& fault) {
+  return Fail(kNoCommunication, fault);
+} catch (const std::exception& fault) {
+  return Fail(kRefused, fault);
 }

@@ -4,15 +4,15 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
+#include "tools/arguments.h"
+
+namespace Tools {
 
 // `hesper-host token`: prints, or puts into a file, a token that this host's daemon takes.
 class TokenCommand {
  public:
-  // Keeps pointers to this object, which has to live as long as the app.
-  explicit TokenCommand(CLI::App& app);
+  // The command line keeps pointers to this object, which has to live as long.
+  explicit TokenCommand(Command& top);
   TokenCommand(const TokenCommand&) = delete;
   TokenCommand& operator=(const TokenCommand&) = delete;
 
@@ -22,9 +22,11 @@ class TokenCommand {
   void Run() const;
 
  private:
-  CLI::App* command_;
+  Command command_;
   std::string subject_;
   std::vector<std::string> entitlements_;
   std::int64_t expiresIn_ = 3600;
   std::string out_;
 };
+
+}  // namespace Tools

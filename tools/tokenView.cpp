@@ -9,6 +9,7 @@
 #include "platform/corvane/textEscape.h"
 #include "sso/samlToken.h"
 
+namespace Tools {
 namespace {
 
 using rapidjson::Value;
@@ -147,3 +148,5 @@ std::string ToLines(const SamlToken& token) {
   }
   return lines;
 }
+
+}  // namespace Tools

@@ -12,18 +12,17 @@
 #include "bench/siege/table.h"
 #include "testing/daemon.h"
 #include "testing/subscriber.h"
+#include "tools/arguments.h"
 
 namespace {
 
 using namespace Siege;
 
-constexpr int kUsageError = 64;
-
 int Usage() {
   std::fprintf(stderr, "usage: siege all | SCENE...\nscenes:");
   for (const auto& scene : Scenes()) std::fprintf(stderr, " %s", scene.name);
   std::fprintf(stderr, "\n");
-  return kUsageError;
+  return Tools::kUsageError;
 }
 
 // What everybody needs is made before the first process is forked: VMs, and the header with the token.

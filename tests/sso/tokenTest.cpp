@@ -118,7 +118,7 @@ TEST(TokenTest, ReadsEveryPart) {
 
 // Neither a name nor a value of the token's looks like another line of what is shown.
 TEST(TokenTest, ShowsEachAttributeOnALineOfItsOwn) {
-  const auto lines = ToLines(*ParseAssertion(Apply(
+  const auto lines = Tools::ToLines(*ParseAssertion(Apply(
       kToken, {{kSolution, R"(<a:Attribute Name="subject: root@d&#10;x"><a:AttributeValue>1&#10;subject: 2)"
                            "</a:AttributeValue></a:Attribute>"}})));
   EXPECT_NE(lines.find("\nattribute \"subject: root@d\\nx\": 1\\nsubject: 2\n"), std::string::npos) << lines;
