@@ -44,10 +44,10 @@ class CidCache : public Corvane::System::LockableObjectImpl {
   using Entries = std::list<CidCacheEntry>;
   using Index = std::map<std::uint32_t, Entries::iterator>;
 
-  void TrimCache(std::int64_t now);
-  bool ValidateCid(CidInfoPtr& info, unsigned int cid, std::int64_t now);
-  void InsertEntry(const CidInfoPtr& info, unsigned int cid, std::int64_t now);
-  void RemoveEntry(Index::iterator position);
+  void TrimCache(std::int64_t now) CORVANE_REQUIRES(this);
+  bool ValidateCid(CidInfoPtr& info, unsigned int cid, std::int64_t now) CORVANE_REQUIRES(this);
+  void InsertEntry(const CidInfoPtr& info, unsigned int cid, std::int64_t now) CORVANE_REQUIRES(this);
+  void RemoveEntry(Index::iterator position) CORVANE_REQUIRES(this);
   std::vector<CidInfoPtr> SelectKnown(const std::vector<CidInfoPtr>& vms);
 
   // The questions to the kernel, in cidLookup.cpp. They touch no member.
@@ -61,10 +61,10 @@ class CidCache : public Corvane::System::LockableObjectImpl {
   static constexpr std::uint32_t kNoCid = 0xFFFFFFFF;
 
   // The two hold the same cids; the most recently used entry is the first.
-  Index index_;
-  Entries entries_;
-  std::uint32_t maxEntries_ = 3000;
-  std::uint32_t expirationSeconds_ = 600;
+  Index index_ CORVANE_GUARDED_BY(this);
+  Entries entries_ CORVANE_GUARDED_BY(this);
+  std::uint32_t maxEntries_ CORVANE_GUARDED_BY(this) = 3000;
+  std::uint32_t expirationSeconds_ CORVANE_GUARDED_BY(this) = 600;
   const Clock clock_;
 };
 

@@ -49,9 +49,9 @@ class MessageStream : public Corvane::System::LockableObjectImpl {
   bool TakesVm(const NornHesper::CidInfo& vm) const;
   bool TakesTopic(std::string_view topic) const;
 
-  void Push(const NornHesper::PublicationPtr& publication, std::uint64_t times);
-  void DropQueue(std::uint64_t times);
-  void StartSend();
+  void Push(const NornHesper::PublicationPtr& publication, std::uint64_t times) CORVANE_REQUIRES(this);
+  void DropQueue(std::uint64_t times) CORVANE_REQUIRES(this);
+  void StartSend() CORVANE_REQUIRES(this);
   void UpdateResultCb(const ResultCbPtr& next);
 
   const VmIdentifierType vmIdType_;
@@ -60,15 +60,15 @@ class MessageStream : public Corvane::System::LockableObjectImpl {
   const NornHesper::OptionalStringVector topicPrefixes_;
   const std::int64_t pastSeconds_;
   // Takes the next element; replaced after every element.
-  ResultCbPtr resultCb_;
+  ResultCbPtr resultCb_ CORVANE_GUARDED_BY(this);
   std::uint64_t subscriptionId_ = 0;
   // On its way to the client; null when the stream is idle, and the queue is then empty.
-  NornHesper::PublicationPtr sending_;
-  std::deque<Run> queue_;
-  std::uint64_t queued_ = 0;  // publications in the queue
+  NornHesper::PublicationPtr sending_ CORVANE_GUARDED_BY(this);
+  std::deque<Run> queue_ CORVANE_GUARDED_BY(this);
+  std::uint64_t queued_ CORVANE_GUARDED_BY(this) = 0;  // publications in the queue
   // Drops that had no line of their own in the log, and when they may be told.
-  std::uint64_t untoldDrops_ = 0;
-  std::int64_t nextTellingOfDrops_ = 0;  // monotonic microseconds
+  std::uint64_t untoldDrops_ CORVANE_GUARDED_BY(this) = 0;
+  std::int64_t nextTellingOfDrops_ CORVANE_GUARDED_BY(this) = 0;  // monotonic microseconds
 };
 
 }  // namespace Com::Tessaly::Norn::Hesper::GuestDataSvc

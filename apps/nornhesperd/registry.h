@@ -59,8 +59,8 @@ class Registry : public Corvane::System::LockableObjectImpl {
   std::vector<Offer> SelectAll();  // in ascending order of id
   std::vector<Offer> SelectListed(const std::vector<std::uint64_t>& ids);
 
-  std::map<std::uint64_t, SubscriptionPtr> subscriptions_;
-  std::uint64_t nextSubscriptionId_ = 0;
+  std::map<std::uint64_t, SubscriptionPtr> subscriptions_ CORVANE_GUARDED_BY(this);
+  std::uint64_t nextSubscriptionId_ CORVANE_GUARDED_BY(this) = 0;
 };
 
 }  // namespace NornHesper

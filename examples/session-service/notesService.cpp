@@ -1,11 +1,11 @@
 #include "examples/session-service/notesService.h"
 
 #include <deque>
-#include <mutex>
 #include <string>
 
 #include "framework/core/dataValue.h"
 #include "framework/provider/simpleInterface.h"
+#include "platform/corvane/mutex.h"
 
 namespace SessionExample {
 namespace {
@@ -17,7 +17,7 @@ using Mirel::Data::DataValuePtr;
 class Notebook {
  public:
   std::int64_t Add(std::string note) {
-    const std::lock_guard lock(mutex_);
+    const Corvane::MutexLock lock(mutex_);
     notes_.push_back(std::move(note));
     if (notes_.size() > kMostNotes) notes_.pop_front();
     return static_cast<std::int64_t>(notes_.size());
@@ -25,7 +25,7 @@ class Notebook {
 
   DataValuePtr List() const {
     auto list = Mirel::Data::ListValue::GetInstance();
-    const std::lock_guard lock(mutex_);
+    const Corvane::MutexLock lock(mutex_);
     for (const auto& note : notes_) list->Add(DataValue::Create(note));
     return list;
   }
@@ -33,8 +33,8 @@ class Notebook {
  private:
   static constexpr std::size_t kMostNotes = 100;
 
-  mutable std::mutex mutex_;
-  std::deque<std::string> notes_;
+  mutable Corvane::Mutex mutex_;
+  std::deque<std::string> notes_ CORVANE_GUARDED_BY(mutex_);
 };
 
 }  // namespace

@@ -32,7 +32,7 @@ TokenTrust::TokenTrust(std::string fileName) : fileName_(std::move(fileName)), t
 }
 
 Corvane::Ref<Corvane::Xml::Security::Key> TokenTrust::Resolve(const SsoClient::SamlToken& token) const {
-  std::unique_lock lock(mutex_);
+  Corvane::MutexLock lock(mutex_);
   const auto resolver = resolver_;
   lock.unlock();
   return resolver(token);
@@ -40,7 +40,7 @@ Corvane::Ref<Corvane::Xml::Security::Key> TokenTrust::Resolve(const SsoClient::S
 
 bool TokenTrust::Refresh() {
   auto text = ReadFile(fileName_);
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   if (text == text_) return false;
   try {
     resolver_ = MakeResolver(text);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <mutex>
 #include <string>
 
+#include "platform/corvane/mutex.h"
 #include "platform/corvane/xml/key.h"
 #include "sso/parseToken.h"
 
@@ -23,9 +23,9 @@ class TokenTrust {
 
  private:
   const std::string fileName_;
-  mutable std::mutex mutex_;
-  std::string text_;
-  SsoClient::KeyResolver resolver_;
+  mutable Corvane::Mutex mutex_;
+  std::string text_ CORVANE_GUARDED_BY(mutex_);
+  SsoClient::KeyResolver resolver_ CORVANE_GUARDED_BY(mutex_);
 };
 
 }  // namespace SessionExample

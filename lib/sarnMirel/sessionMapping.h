@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <unordered_map>
+
+#include "platform/corvane/mutex.h"
 
 namespace SarnMirel {
 
@@ -22,8 +23,8 @@ struct SessionMapping {
   bool Register(const std::string& apiSessionId, const std::string& sessionId);
   void Unregister(const std::string& apiSessionId);
 
-  std::mutex mutex;
-  std::unordered_map<std::string, std::string> map;
+  Corvane::Mutex mutex;
+  std::unordered_map<std::string, std::string> map CORVANE_GUARDED_BY(mutex);
   std::uint64_t limit;
 };
 

@@ -18,7 +18,7 @@ KeyFile::KeyFile(std::string path, std::shared_ptr<Mirel::Log::Logger> logger)
     : path_(std::move(path)), logger_(std::move(logger)), keys_(std::make_shared<KeySet>()) {}
 
 std::shared_ptr<const KeySet> KeyFile::Keys() {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   // Taken before the file is read, so that what is written meanwhile is seen as one more change.
   const auto version = VersionOf(path_);
   const bool isNew = seen_ != version;

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -10,6 +9,7 @@
 #include "framework/core/log.h"
 #include "lib/token/keySet.h"
 #include "lib/token/trustedFile.h"
+#include "platform/corvane/mutex.h"
 
 namespace NornToken {
 
@@ -29,18 +29,19 @@ class KeyFile {
   using Clock = std::chrono::steady_clock;
 
   // Gives true when the file was judged, good or bad, and false when it couldn't be read for now.
-  bool Reload(bool isNew);
-  void Take(std::shared_ptr<const KeySet> keys, const std::vector<std::string>& notes);
+  bool Reload(bool isNew) CORVANE_REQUIRES(mutex_);
+  void Take(std::shared_ptr<const KeySet> keys, const std::vector<std::string>& notes)
+      CORVANE_REQUIRES(mutex_);
 
   const std::string path_;
   const std::shared_ptr<Mirel::Log::Logger> logger_;
-  std::mutex mutex_;
-  std::optional<FileVersion> seen_;
+  Corvane::Mutex mutex_;
+  std::optional<FileVersion> seen_ CORVANE_GUARDED_BY(mutex_);
   // When the version that was seen is read once more: never, once it's judged.
-  Clock::time_point readAgainAt_;
+  Clock::time_point readAgainAt_ CORVANE_GUARDED_BY(mutex_);
   // What was wrong with it, which is told once.
-  std::string fault_;
-  std::shared_ptr<const KeySet> keys_;
+  std::string fault_ CORVANE_GUARDED_BY(mutex_);
+  std::shared_ptr<const KeySet> keys_ CORVANE_GUARDED_BY(mutex_);
 };
 
 }  // namespace NornToken

@@ -69,7 +69,7 @@ AuditFile::~AuditFile() {
 }
 
 bool AuditFile::Append(std::string_view line) {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   if (!EnsureOpen() || !Write(line)) {
     ++lost_;
     return false;
@@ -79,7 +79,7 @@ bool AuditFile::Append(std::string_view line) {
 }
 
 bool AuditFile::Open() {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   return EnsureOpen();
 }
 

@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <string_view>
+
+#include "platform/corvane/mutex.h"
 
 namespace Tessaly::Audit {
 
@@ -26,24 +27,24 @@ class AuditFile {
   bool Append(std::string_view line);
 
  private:
-  bool EnsureOpen();
-  bool LeadsToOpenFile() const;
-  bool OpenAnew();
+  bool EnsureOpen() CORVANE_REQUIRES(mutex_);
+  bool LeadsToOpenFile() const CORVANE_REQUIRES(mutex_);
+  bool OpenAnew() CORVANE_REQUIRES(mutex_);
   // Gives true, and logs it once, when the open file, renamed but not removed, has to do.
-  bool KeepOutdated(int error);
-  bool Write(std::string_view line);
-  void Close();
-  void NoteLoss(const char* action, int error);
-  void NoteSuccess();
+  bool KeepOutdated(int error) CORVANE_REQUIRES(mutex_);
+  bool Write(std::string_view line) CORVANE_REQUIRES(mutex_);
+  void Close() CORVANE_REQUIRES(mutex_);
+  void NoteLoss(const char* action, int error) CORVANE_REQUIRES(mutex_);
+  void NoteSuccess() CORVANE_REQUIRES(mutex_);
 
   const std::string path_;
-  std::mutex mutex_;
-  int descriptor_ = -1;
+  Corvane::Mutex mutex_;
+  int descriptor_ CORVANE_GUARDED_BY(mutex_) = -1;
   // The file ends within a line, as after a write that was cut short.
-  bool endsWithinLine_ = false;
+  bool endsWithinLine_ CORVANE_GUARDED_BY(mutex_) = false;
   // It's not what the path leads to any more, which can't be opened.
-  bool isOutdated_ = false;
-  std::uint64_t lost_ = 0;
+  bool isOutdated_ CORVANE_GUARDED_BY(mutex_) = false;
+  std::uint64_t lost_ CORVANE_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace Tessaly::Audit

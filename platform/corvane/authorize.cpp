@@ -1,7 +1,6 @@
 #include "platform/corvane/authorize.h"
 
 #include <cstdint>
-#include <mutex>
 
 #include "platform/corvane/exception.h"
 #include "platform/corvane/session.h"
@@ -39,12 +38,12 @@ void AuthorizeManager::AddConnection(Session* session, const std::string& user,
 }
 
 void AuthorizeManager::Grant(std::string_view user, std::string_view object, std::string_view privilege) {
-  const std::lock_guard lock(mutex_);
+  const WriterLock lock(mutex_);
   privileges_.emplace(user, object, privilege);
 }
 
 bool AuthorizeManager::Revoke(std::string_view user, std::string_view object, std::string_view privilege) {
-  const std::lock_guard lock(mutex_);
+  const WriterLock lock(mutex_);
   const auto position = privileges_.find(PrivilegeView(user, object, privilege));
   if (position == privileges_.end()) return false;
   privileges_.erase(position);
@@ -56,7 +55,7 @@ bool AuthorizeManager::HasPrivilege(const Session* session, std::string_view obj
   const Ref<UserData> user = session != nullptr ? session->GetUser() : nullptr;
   if (!user) return false;
   const std::string_view name = user->GetUserName();
-  const std::shared_lock lock(mutex_);
+  const ReaderLock lock(mutex_);
   return privileges_.contains(PrivilegeView(name, object, privilege)) ||
          privileges_.contains(PrivilegeView(name, kEveryObject, privilege));
 }

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <set>
-#include <shared_mutex>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -10,6 +9,7 @@
 
 #include "platform/corvane/authenticate.h"
 #include "platform/corvane/dateTime.h"
+#include "platform/corvane/mutex.h"
 #include "platform/corvane/object.h"
 
 namespace Corvane {
@@ -73,8 +73,8 @@ class AuthorizeManager : public ObjectImpl {
     bool operator()(const PrivilegeView& one, const PrivilegeView& other) const { return one < other; }
   };
 
-  mutable std::shared_mutex mutex_;
-  std::set<Privilege, Less> privileges_;
+  mutable SharedMutex mutex_;
+  std::set<Privilege, Less> privileges_ CORVANE_GUARDED_BY(mutex_);
 };
 
 }  // namespace Corvane::Authorize

@@ -40,7 +40,7 @@ ExpiryTimer::~ExpiryTimer() {
 }
 
 void ExpiryTimer::Move(const std::shared_ptr<Client>& client, std::int64_t from, std::int64_t to) {
-  const Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   auto entry = queue_.extract({from, client});
   if (to == kNever) return;
   if (entry) {
@@ -53,25 +53,34 @@ void ExpiryTimer::Move(const std::shared_ptr<Client>& client, std::int64_t from,
 }
 
 void ExpiryTimer::TellDue() {
-  Lock lock(mutex_);
-  while (TellNext(lock)) {
-  }
+  const auto next = [this] {
+    const MutexLock lock(mutex_);
+    return TakeDue();
+  };
+  while (const auto client = next()) client->OnTime(Now());
 }
 
-bool ExpiryTimer::TellNext(Lock& lock) {
-  const std::int64_t now = Now();
-  if (queue_.empty() || queue_.begin()->first > now) return false;
-  auto entry = queue_.extract(queue_.begin());
-  lock.unlock();
-  entry.value().second->OnTime(now);
-  // The client may go here, with all that hangs on it.
-  entry = {};
-  lock.lock();
-  return true;
+std::shared_ptr<ExpiryTimer::Client> ExpiryTimer::TakeDue() {
+  if (queue_.empty() || queue_.begin()->first > Now()) return nullptr;
+  return std::move(queue_.extract(queue_.begin()).value().second);
+}
+
+std::shared_ptr<ExpiryTimer::Client> ExpiryTimer::WaitForDue() {
+  MutexLock lock(mutex_);
+  while (!stopping_) {
+    if (auto client = TakeDue()) return client;
+    if (queue_.empty()) {
+      changed_.wait(lock.Native());
+    } else {
+      const std::int64_t wait = std::min(queue_.begin()->first - Now(), kLongestWait);
+      changed_.wait_for(lock.Native(), std::chrono::microseconds(wait));
+    }
+  }
+  return nullptr;
 }
 
 void ExpiryTimer::Start() {
-  const Lock lock(mutex_);
+  const MutexLock lock(mutex_);
   if (!thread_ && !stopping_) {
     thread_ = MakeRef<System::Thread>(
         "sessionTimer", [this] { Run(); }, 0);
@@ -81,7 +90,7 @@ void ExpiryTimer::Start() {
 void ExpiryTimer::Stop() {
   Ref<System::Thread> thread;
   {
-    const Lock lock(mutex_);
+    const MutexLock lock(mutex_);
     stopping_ = true;
     std::swap(thread, thread_);
     changed_.notify_one();
@@ -90,16 +99,8 @@ void ExpiryTimer::Stop() {
 }
 
 void ExpiryTimer::Run() {
-  Lock lock(mutex_);
-  while (!stopping_) {
-    if (TellNext(lock)) continue;
-    if (queue_.empty()) {
-      changed_.wait(lock);
-    } else {
-      const std::int64_t wait = std::min(queue_.begin()->first - Now(), kLongestWait);
-      changed_.wait_for(lock, std::chrono::microseconds(wait));
-    }
-  }
+  // A client may go at the end of its turn, with all that hangs on it, and no lock is held then.
+  while (const auto client = WaitForDue()) client->OnTime(Now());
 }
 
 }  // namespace Corvane

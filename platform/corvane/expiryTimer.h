@@ -5,10 +5,10 @@
 #include <functional>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <utility>
 
+#include "platform/corvane/mutex.h"
 #include "platform/corvane/object.h"
 
 namespace Corvane {
@@ -55,18 +55,20 @@ class ExpiryTimer : public ObjectImpl {
   void Stop();
 
  private:
-  using Lock = std::unique_lock<std::mutex>;
+  using Entry = std::pair<std::int64_t, std::shared_ptr<Client>>;
 
-  // The lock is released while a client is told. Gives false when nothing is due.
-  bool TellNext(Lock& lock);
+  // Take the client whose moment came first out of the queue. Null when none has come; the second one waits
+  // for it, and gives null when the timer stops.
+  std::shared_ptr<Client> TakeDue() CORVANE_REQUIRES(mutex_);
+  std::shared_ptr<Client> WaitForDue();
   void Run();
 
   const Clock clock_;
-  std::mutex mutex_;
+  Mutex mutex_;
   std::condition_variable changed_;
-  std::set<std::pair<std::int64_t, std::shared_ptr<Client>>> queue_;
-  bool stopping_ = false;
-  Ref<System::Thread> thread_;
+  std::set<Entry> queue_ CORVANE_GUARDED_BY(mutex_);
+  bool stopping_ CORVANE_GUARDED_BY(mutex_) = false;
+  Ref<System::Thread> thread_ CORVANE_GUARDED_BY(mutex_);
 };
 
 }  // namespace Corvane

@@ -25,7 +25,7 @@ LoginBudget::LoginBudget(Clock clock, Hold hold)
       length_(kLeastLength) {}
 
 LoginBudget::Verdict LoginBudget::Admit() {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   Refill();
   if (balance_ > 0) return Verdict::Admitted;
   return std::exchange(flooded_, true) ? Verdict::Refused : Verdict::RefusedFirst;
@@ -39,19 +39,19 @@ void LoginBudget::Settle(std::int64_t start) {
 }
 
 std::int64_t LoginBudget::Lengthen(std::int64_t taken) {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   lastLength_ = taken;
   length_ += std::clamp<std::int64_t>(std::min(taken, kMostLength) - length_, 0, kStep);
   return length_;
 }
 
 std::int64_t LoginBudget::GetLastLength() {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   return lastLength_;
 }
 
 void LoginBudget::Charge(std::int64_t microseconds) {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   Refill();
   balance_ = std::max(balance_ - microseconds, -kLargestDebt);
 }

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 #include <functional>
-#include <mutex>
 
+#include "platform/corvane/mutex.h"
 #include "platform/corvane/system.h"
 
 namespace Corvane::System {
@@ -41,18 +41,18 @@ class LoginBudget {
   std::int64_t Now() const { return clock_(); }
 
  private:
-  void Refill();
+  void Refill() CORVANE_REQUIRES(mutex_);
   // Takes a check's own length in, and gives the length that it shall have.
   std::int64_t Lengthen(std::int64_t taken);
 
   const Clock clock_;
   const Hold hold_;
-  std::mutex mutex_;
-  std::int64_t refilledAt_;
-  std::int64_t balance_;
-  bool flooded_ = false;
-  std::int64_t length_;
-  std::int64_t lastLength_ = 0;
+  Corvane::Mutex mutex_;
+  std::int64_t refilledAt_ CORVANE_GUARDED_BY(mutex_);
+  std::int64_t balance_ CORVANE_GUARDED_BY(mutex_);
+  bool flooded_ CORVANE_GUARDED_BY(mutex_) = false;
+  std::int64_t length_ CORVANE_GUARDED_BY(mutex_);
+  std::int64_t lastLength_ CORVANE_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace Corvane::System

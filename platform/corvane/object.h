@@ -2,9 +2,10 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <type_traits>
 #include <utility>
+
+#include "platform/corvane/mutex.h"
 
 namespace Corvane {
 
@@ -79,13 +80,13 @@ Ref<T> MakeRef(Args&&... args) {
 namespace System {
 
 // An object with one lock of its own. The lock is not recursive.
-class LockableObjectImpl : public ObjectImpl {
+class CORVANE_CAPABILITY LockableObjectImpl : public ObjectImpl {
  public:
-  void Lock() {
+  void Lock() CORVANE_ACQUIRE() {
     mutex_.lock();
     locked_.store(true, std::memory_order_relaxed);
   }
-  void Unlock() {
+  void Unlock() CORVANE_RELEASE() {
     locked_.store(false, std::memory_order_relaxed);
     mutex_.unlock();
   }
@@ -93,19 +94,23 @@ class LockableObjectImpl : public ObjectImpl {
   bool IsLocked() const noexcept { return locked_.load(std::memory_order_relaxed); }
 
  private:
-  std::mutex mutex_;
+  Mutex mutex_;
   std::atomic<bool> locked_{false};
 };
 
 // Holds an object's lock for the life of the scope.
-class [[nodiscard]] Synchronized {
+class [[nodiscard]] CORVANE_SCOPED_CAPABILITY Synchronized {
  public:
-  explicit Synchronized(LockableObjectImpl* object) : object_(object) { object_->Lock(); }
-  explicit Synchronized(LockableObjectImpl& object) : Synchronized(&object) {}
+  explicit Synchronized(LockableObjectImpl* object) CORVANE_ACQUIRE(object) : object_(object) {
+    object_->Lock();
+  }
+  explicit Synchronized(LockableObjectImpl& object) CORVANE_ACQUIRE(object) : object_(&object) {
+    object_->Lock();
+  }
   Synchronized(const Synchronized&) = delete;
   Synchronized& operator=(const Synchronized&) = delete;
   // Whoever locks an object holds it by other means: it cannot be gone here, as the analyzer fears.
-  ~Synchronized() { object_->Unlock(); }  // NOLINT(clang-analyzer-cplusplus.NewDelete)
+  ~Synchronized() CORVANE_RELEASE() { object_->Unlock(); }  // NOLINT(clang-analyzer-cplusplus.NewDelete)
 
  private:
   LockableObjectImpl* object_;

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <exception>
-#include <mutex>
 #include <utility>
 #include <vector>
 
 #include "platform/corvane/authorize.h"
 #include "platform/corvane/dateTime.h"
 #include "platform/corvane/log.h"
+#include "platform/corvane/mutex.h"
 #include "platform/corvane/secretText.h"
 
 namespace Corvane {
@@ -52,84 +52,97 @@ struct Session::State : ExpiryTimer::Client, std::enable_shared_from_this<State>
     Touch(timer->Now());
   }
 
+  // What an ended session held. Told and released without the mutex, as destructors may come back here.
+  struct Remains {
+    Ref<SessionAuthData> authData;
+    Ref<Authorize::UserData> user;
+    std::vector<Attached> objects;
+
+    void TellAll() const {
+      for (const Attached& attached : objects) Tell(*attached.object);
+    }
+  };
+
   void OnTime(std::int64_t now) override;
   bool End();
-  void EndLocked(std::unique_lock<std::mutex> lock);
+  Remains Finish() CORVANE_REQUIRES(mutex);
   // Leaves the later ends to the timer.
-  void EndIfDue(std::unique_lock<std::mutex> lock, std::int64_t now);
+  Remains FinishIfDue(std::int64_t now) CORVANE_REQUIRES(mutex);
 
-  void Touch(std::int64_t now) {
+  void Touch(std::int64_t now) CORVANE_REQUIRES(mutex) {
     lastAccess = now;
     lastAccessUtc = UtcNow();
   }
-  std::int64_t Due() const {
+  std::int64_t Due() const CORVANE_REQUIRES(mutex) {
     return leases == 0 ? std::min(After(lastAccess, idleTimeout), connectionExpiry) : kNever;
   }
-  void AskFor(std::int64_t due) {
+  void AskFor(std::int64_t due) CORVANE_REQUIRES(mutex) {
     timer->Move(shared_from_this(), asked, due);
     asked = due;
   }
   // A later moment is asked for when the earlier one has come.
-  void AskForEarlier() {
+  void AskForEarlier() CORVANE_REQUIRES(mutex) {
     if (!ended && Due() < asked) AskFor(Due());
   }
 
   // What every access touches stands together.
   const Ref<ExpiryTimer> timer;
-  mutable std::mutex mutex;
-  bool ended = false;
-  std::int64_t lastAccess = 0;
-  std::int64_t lastAccessUtc = 0;
-  Ref<Authorize::UserData> user;
+  mutable Mutex mutex;
+  bool ended CORVANE_GUARDED_BY(mutex) = false;
+  std::int64_t lastAccess CORVANE_GUARDED_BY(mutex) = 0;
+  std::int64_t lastAccessUtc CORVANE_GUARDED_BY(mutex) = 0;
+  Ref<Authorize::UserData> user CORVANE_GUARDED_BY(mutex);
 
-  std::int64_t idleTimeout;
-  std::int64_t connectionExpiry = kNever;
-  std::int64_t asked = kNever;  // of the timer
-  std::uint64_t leases = 0;
-  Ref<SessionAuthData> authData;
-  std::vector<Attached> objects;
+  std::int64_t idleTimeout CORVANE_GUARDED_BY(mutex);
+  std::int64_t connectionExpiry CORVANE_GUARDED_BY(mutex) = kNever;
+  std::int64_t asked CORVANE_GUARDED_BY(mutex) = kNever;  // of the timer
+  std::uint64_t leases CORVANE_GUARDED_BY(mutex) = 0;
+  Ref<SessionAuthData> authData CORVANE_GUARDED_BY(mutex);
+  std::vector<Attached> objects CORVANE_GUARDED_BY(mutex);
   const std::int64_t created;  // UTC
   const std::string id = Detail::MakeSecretText();
 };
 
 void Session::State::OnTime(std::int64_t now) {
-  std::unique_lock lock(mutex);
-  if (ended) return;
-  if (const std::int64_t due = Due(); due > now) {
-    AskFor(due);
-  } else {
-    EndLocked(std::move(lock));
+  Remains remains;
+  {
+    const MutexLock lock(mutex);
+    if (ended) return;
+    if (const std::int64_t due = Due(); due > now) {
+      AskFor(due);
+    } else {
+      remains = Finish();
+    }
   }
+  remains.TellAll();
 }
 
 bool Session::State::End() {
-  std::unique_lock lock(mutex);
-  if (ended) return false;
-  EndLocked(std::move(lock));
+  Remains remains;
+  {
+    const MutexLock lock(mutex);
+    if (ended) return false;
+    remains = Finish();
+  }
+  remains.TellAll();
   return true;
 }
 
-void Session::State::EndLocked(std::unique_lock<std::mutex> lock) {
+Session::State::Remains Session::State::Finish() {
   ended = true;
   AskFor(kNever);
-  const auto goneData = std::exchange(authData, nullptr);
-  const auto goneUser = std::exchange(user, nullptr);
-  const auto goneObjects = std::exchange(objects, {});
-  lock.unlock();
-  for (const Attached& attached : goneObjects) Tell(*attached.object);
+  return {std::exchange(authData, nullptr), std::exchange(user, nullptr), std::exchange(objects, {})};
 }
 
-void Session::State::EndIfDue(std::unique_lock<std::mutex> lock, std::int64_t now) {
-  if (Due() > now) {
-    AskForEarlier();
-  } else {
-    EndLocked(std::move(lock));
-  }
+Session::State::Remains Session::State::FinishIfDue(std::int64_t now) {
+  if (Due() <= now) return Finish();
+  AskForEarlier();
+  return {};
 }
 
 Session::Session(std::int64_t idleTimeoutMicroseconds, const Ref<ExpiryTimer>& timer)
     : state_(std::make_shared<State>(idleTimeoutMicroseconds, timer)) {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   state_->AskForEarlier();
 }
 
@@ -142,18 +155,18 @@ const std::string& Session::GetId() const {
 }
 
 Ref<SessionAuthData> Session::GetAuthData() const {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   return state_->authData;
 }
 
 void Session::SetAuthData(Ref<SessionAuthData> data) {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   if (!state_->ended) std::swap(state_->authData, data);
 }
 
 void Session::AttachObject(std::string name, Ref<SessionObject> object) {
   {
-    const std::lock_guard lock(state_->mutex);
+    const MutexLock lock(state_->mutex);
     if (!state_->ended) {
       state_->objects.push_back({std::move(name), std::move(object)});
       return;
@@ -163,7 +176,7 @@ void Session::AttachObject(std::string name, Ref<SessionObject> object) {
 }
 
 Ref<SessionObject> Session::GetObject(std::string_view name) const {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   for (const auto& attached : state_->objects) {
     if (attached.name == name) return attached.object;
   }
@@ -175,12 +188,12 @@ std::int64_t Session::GetCreationTime() const {
 }
 
 std::int64_t Session::GetLastAccessTime() const {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   return state_->lastAccessUtc;
 }
 
 bool Session::Access() {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   const std::int64_t now = state_->timer->Now();
   if (state_->ended || now >= state_->connectionExpiry) return false;
   state_->Touch(now);
@@ -188,26 +201,30 @@ bool Session::Access() {
 }
 
 void Session::SetIdleTimeout(std::int64_t microseconds) {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   state_->idleTimeout = microseconds;
   state_->AskForEarlier();
 }
 
 void Session::AddLease() {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   ++state_->leases;
 }
 
 void Session::RemoveLease() {
-  std::unique_lock lock(state_->mutex);
-  if (state_->ended || state_->leases == 0 || --state_->leases > 0) return;
-  const std::int64_t now = state_->timer->Now();
-  state_->Touch(now);
-  state_->EndIfDue(std::move(lock), now);
+  State::Remains remains;
+  {
+    const MutexLock lock(state_->mutex);
+    if (state_->ended || state_->leases == 0 || --state_->leases > 0) return;
+    const std::int64_t now = state_->timer->Now();
+    state_->Touch(now);
+    remains = state_->FinishIfDue(now);
+  }
+  remains.TellAll();
 }
 
 bool Session::HasEnded() const {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   return state_->ended;
 }
 
@@ -216,18 +233,22 @@ bool Session::End() {
 }
 
 bool Session::SetUser(Ref<Authorize::UserData> user, bool replace, std::int64_t lifetime) {
-  std::unique_lock lock(state_->mutex);
-  if (state_->ended) return true;
-  if (state_->user && !replace) return false;
-  std::swap(state_->user, user);
-  const std::int64_t now = state_->timer->Now();
-  state_->connectionExpiry = After(now, lifetime);
-  state_->EndIfDue(std::move(lock), now);
+  State::Remains remains;
+  {
+    const MutexLock lock(state_->mutex);
+    if (state_->ended) return true;
+    if (state_->user && !replace) return false;
+    std::swap(state_->user, user);
+    const std::int64_t now = state_->timer->Now();
+    state_->connectionExpiry = After(now, lifetime);
+    remains = state_->FinishIfDue(now);
+  }
+  remains.TellAll();
   return true;
 }
 
 Ref<Authorize::UserData> Session::GetUser() const {
-  const std::lock_guard lock(state_->mutex);
+  const MutexLock lock(state_->mutex);
   return state_->user;
 }
 

@@ -1,11 +1,10 @@
 #include "platform/corvane/sessionManager.h"
 
 #include <boost/unordered/unordered_flat_map.hpp>
-#include <mutex>
 #include <set>
-#include <shared_mutex>
 #include <utility>
 
+#include "platform/corvane/mutex.h"
 #include "platform/corvane/secretText.h"
 #include "platform/corvane/session.h"
 #include "platform/corvane/system.h"
@@ -26,24 +25,24 @@ class SessionManager::Table {
  public:
   explicit Table(std::size_t limit) : limit_(limit) {}
 
-  enum class Added { kNew, kAlready, kRefused };
+  enum class Added { New, Already, Refused };
   Added Add(const Ref<Session>& session) {
     const SecretKey key(session->GetId());
-    const std::lock_guard lock(mutex_);
-    if (sessions_.contains(key)) return Added::kAlready;
-    if (sessions_.size() >= limit_) return Added::kRefused;
+    const WriterLock lock(mutex_);
+    if (sessions_.contains(key)) return Added::Already;
+    if (sessions_.size() >= limit_) return Added::Refused;
     sessions_.emplace(key, session);
-    return Added::kNew;
+    return Added::New;
   }
 
   Ref<Session> Find(const SecretKey& key) const {
-    const std::shared_lock lock(mutex_);
+    const ReaderLock lock(mutex_);
     const auto entry = sessions_.find(key);
     return entry == sessions_.end() ? nullptr : entry->second;
   }
 
   Ref<Session> Take(const SecretKey& key) {
-    const std::lock_guard lock(mutex_);
+    const WriterLock lock(mutex_);
     Ref<Session> session;
     if (const auto entry = sessions_.find(key); entry != sessions_.end()) {
       std::swap(session, entry->second);
@@ -53,19 +52,19 @@ class SessionManager::Table {
   }
 
   SecretMap<Ref<Session>> TakeAll() {
-    const std::lock_guard lock(mutex_);
+    const WriterLock lock(mutex_);
     return std::exchange(sessions_, {});
   }
 
   std::size_t Size() const {
-    const std::shared_lock lock(mutex_);
+    const ReaderLock lock(mutex_);
     return sessions_.size();
   }
 
  private:
   const std::size_t limit_;
-  mutable std::shared_mutex mutex_;
-  SecretMap<Ref<Session>> sessions_;
+  mutable SharedMutex mutex_;
+  SecretMap<Ref<Session>> sessions_ CORVANE_GUARDED_BY(mutex_);
 };
 
 // Attached to each session of the table, which thereby leaves it at its end, whatever ends it.
@@ -85,7 +84,7 @@ class SessionManager::Tickets {
   explicit Tickets(ExpiryTimer::Clock clock) : clock_(std::move(clock)) {}
 
   std::string Issue(std::string_view sessionId) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     DropExpired();
     if (tickets_.size() >= kTicketLimit) return {};
     std::string ticket = Detail::MakeSecretText();
@@ -98,7 +97,7 @@ class SessionManager::Tickets {
   // The session's identifier, or nothing.
   std::string Use(std::string_view text) {
     const SecretKey key(text);
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     DropExpired();
     const auto entry = tickets_.find(key);
     if (entry == tickets_.end()) return {};
@@ -114,7 +113,7 @@ class SessionManager::Tickets {
     std::int64_t expiry;
   };
 
-  void DropExpired() {
+  void DropExpired() CORVANE_REQUIRES(mutex_) {
     const std::int64_t now = clock_();
     while (!byExpiry_.empty() && byExpiry_.begin()->first <= now) {
       tickets_.erase(byExpiry_.begin()->second);
@@ -123,9 +122,9 @@ class SessionManager::Tickets {
   }
 
   const ExpiryTimer::Clock clock_;
-  std::mutex mutex_;
-  SecretMap<Ticket> tickets_;
-  std::set<std::pair<std::int64_t, SecretKey>> byExpiry_;
+  Mutex mutex_;
+  SecretMap<Ticket> tickets_ CORVANE_GUARDED_BY(mutex_);
+  std::set<std::pair<std::int64_t, SecretKey>> byExpiry_ CORVANE_GUARDED_BY(mutex_);
 };
 
 SessionManager::SessionManager(std::size_t limit) : SessionManager(limit, &System::GetMonotonicTime) {}
@@ -139,12 +138,12 @@ SessionManager::~SessionManager() {
 
 bool SessionManager::Add(const Ref<Session>& session) {
   switch (table_->Add(session)) {
-    case Table::Added::kRefused:
+    case Table::Added::Refused:
       return false;
-    case Table::Added::kNew:
+    case Table::Added::New:
       session->AttachObject("sessionManager", MakeRef<Leaver>(table_, SecretKey(session->GetId())));
       break;
-    case Table::Added::kAlready:
+    case Table::Added::Already:
       break;
   }
   return !session->HasEnded();

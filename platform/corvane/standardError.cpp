@@ -36,7 +36,7 @@ StandardError& StandardError::Get() {
 }
 
 void StandardError::Write(std::string_view line, std::string_view prefix) {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   LookAtDescriptor();
   if (!WriteRest()) {
     ++lost_;

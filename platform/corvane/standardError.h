@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <string_view>
 
 #include <sys/types.h>
+
+#include "platform/corvane/mutex.h"
 
 namespace Corvane::Service {
 
@@ -24,23 +25,23 @@ class StandardError {
  private:
   StandardError() = default;
 
-  void LookAtDescriptor();
+  void LookAtDescriptor() CORVANE_REQUIRES(mutex_);
   // How many bytes were taken.
-  std::size_t WriteNow(std::string_view bytes) const;
-  bool WriteRest();
+  std::size_t WriteNow(std::string_view bytes) const CORVANE_REQUIRES(mutex_);
+  bool WriteRest() CORVANE_REQUIRES(mutex_);
 
-  std::mutex mutex_;
+  Corvane::Mutex mutex_;
   // What descriptor 2 was at the last look; it may be set anew.
-  dev_t device_ = 0;
-  ino_t inode_ = 0;
-  bool isSocket_ = false;
+  dev_t device_ CORVANE_GUARDED_BY(mutex_) = 0;
+  ino_t inode_ CORVANE_GUARDED_BY(mutex_) = 0;
+  bool isSocket_ CORVANE_GUARDED_BY(mutex_) = false;
   // A write to descriptor_ waits for a reader when there's no room.
-  bool mayWait_ = false;
+  bool mayWait_ CORVANE_GUARDED_BY(mutex_) = false;
   // Where to write: descriptor 2, or the same pipe in a mode that doesn't wait.
-  int descriptor_ = -1;
+  int descriptor_ CORVANE_GUARDED_BY(mutex_) = -1;
   // Of a line that was taken in part.
-  std::string rest_;
-  std::uint64_t lost_ = 0;
+  std::string rest_ CORVANE_GUARDED_BY(mutex_);
+  std::uint64_t lost_ CORVANE_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace Corvane::Service

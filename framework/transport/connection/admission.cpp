@@ -28,7 +28,7 @@ Admission::Admission(std::size_t reserve, std::shared_ptr<Asio::ConnectionTable>
 
 bool Admission::HasRoom() {
   if (reserve_ == 0) return true;
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   if (uncounted_ > 0) {
     --uncounted_;
     return true;

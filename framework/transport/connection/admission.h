@@ -3,10 +3,10 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
-#include <mutex>
 
 #include "framework/core/log.h"
 #include "framework/transport/connection/connectionTable.h"
+#include "platform/corvane/mutex.h"
 
 namespace Mirel::Transport {
 
@@ -23,16 +23,16 @@ class Admission {
   bool HasRoom();
 
  private:
-  void Tell(const char* what);
+  void Tell(const char* what) CORVANE_REQUIRES(mutex_);
 
   std::size_t reserve_;
   std::shared_ptr<Asio::ConnectionTable> connections_;
   std::shared_ptr<Log::Logger> logger_;
-  std::mutex mutex_;
+  Corvane::Mutex mutex_;
   // How many may come before it is counted again; few, as others take descriptors too and limits change.
-  std::size_t uncounted_ = 0;
+  std::size_t uncounted_ CORVANE_GUARDED_BY(mutex_) = 0;
   // When a line about it may be written again.
-  std::chrono::steady_clock::time_point quietUntil_;
+  std::chrono::steady_clock::time_point quietUntil_ CORVANE_GUARDED_BY(mutex_);
 };
 
 }  // namespace Mirel::Transport

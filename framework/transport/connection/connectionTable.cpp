@@ -5,7 +5,7 @@
 namespace Mirel::Asio {
 
 bool ConnectionTable::CloseOne() {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   const auto now = Clock::now();
   auto* entries = OldestSince(now - kGrace);
   if (!entries) entries = OldestSince(now);
@@ -28,7 +28,7 @@ ConnectionTable::Entries* ConnectionTable::OldestSince(Clock::time_point latest)
 
 ConnectionTable::Slot::~Slot() {
   if (!entry_) return;
-  const std::lock_guard lock(table_->mutex_);
+  const Corvane::MutexLock lock(table_->mutex_);
   table_->In((*entry_)->closed ? Stage::Serves : stage_).erase(*entry_);
 }
 
@@ -39,7 +39,7 @@ void ConnectionTable::Slot::Join(std::shared_ptr<ConnectionTable> table, std::fu
 
 void ConnectionTable::Slot::Enter(Stage stage) {
   if (!table_) return;
-  const std::lock_guard lock(table_->mutex_);
+  const Corvane::MutexLock lock(table_->mutex_);
   auto& entries = table_->In(stage);
   if (!entry_) {
     entry_ = entries.insert(entries.end(), Entry{std::move(close_), Clock::now()});

@@ -6,8 +6,9 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <optional>
+
+#include "platform/corvane/mutex.h"
 
 namespace Mirel::Asio {
 
@@ -45,12 +46,12 @@ class ConnectionTable {
   // How long a peer has for its next step before it counts as one that has nothing to say.
   static constexpr auto kGrace = std::chrono::seconds(1);
 
-  Entries* OldestSince(Clock::time_point latest);
-  Entries& In(Stage stage) { return stages_[static_cast<std::size_t>(stage)]; }
+  Entries* OldestSince(Clock::time_point latest) CORVANE_REQUIRES(mutex_);
+  Entries& In(Stage stage) CORVANE_REQUIRES(mutex_) { return stages_[static_cast<std::size_t>(stage)]; }
 
-  std::mutex mutex_;
+  Corvane::Mutex mutex_;
   // The oldest in front.
-  std::array<Entries, kStages> stages_;
+  std::array<Entries, kStages> stages_ CORVANE_GUARDED_BY(mutex_);
 };
 
 // A connection's place in the table. Destroyed before what `close` works on.

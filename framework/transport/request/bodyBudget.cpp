@@ -22,7 +22,7 @@ BodyBudget::BodyBudget(const Asio::Executor& executor, std::uint64_t bytes,
       known_{bytes, 0, {}} {}
 
 void BodyBudget::AsyncClaim(Claim claim, Ready ready) {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   auto& mine = ClassOf(claim);
   claim.bytes = std::min(claim.bytes, mine.most);
   mine.waiting.push_back({std::move(claim), std::move(ready)});
@@ -60,7 +60,7 @@ void BodyBudget::StopReading(Share& share) {
 }
 
 void BodyBudget::GiveBack(Share& share) {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   StopReading(share);
   ClassOf(share.claim_).used -= share.claim_.bytes;
   ServeWaiting();
@@ -77,7 +77,7 @@ void BodyBudget::LookAfterTheSlow() {
 }
 
 void BodyBudget::GiveUpTheSlow() {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   timerRuns_ = false;
   if (known_.waiting.empty() && strangers_.waiting.empty()) return;
   while (!reading_.empty() && reading_.front()->since_ + patience_ <= Clock::now()) {
@@ -95,7 +95,7 @@ BodyBudget::Share::~Share() {
 }
 
 void BodyBudget::Share::Complete() {
-  const std::lock_guard lock(budget_->mutex_);
+  const Corvane::MutexLock lock(budget_->mutex_);
   budget_->StopReading(*this);
 }
 

@@ -7,9 +7,9 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <mutex>
 
 #include "framework/transport/connection/ioTypes.h"
+#include "platform/corvane/mutex.h"
 
 namespace Mirel::Transport::Http {
 
@@ -53,24 +53,26 @@ class BodyBudget : public std::enable_shared_from_this<BodyBudget> {
 
   BodyBudget(const Asio::Executor& executor, std::uint64_t bytes, std::chrono::milliseconds patience);
 
-  Class& ClassOf(const Claim& claim) { return claim.hasCredentials ? known_ : strangers_; }
-  bool Fits(const Claim& claim);
-  void Grant(Waiting waiting);
+  Class& ClassOf(const Claim& claim) CORVANE_REQUIRES(mutex_) {
+    return claim.hasCredentials ? known_ : strangers_;
+  }
+  bool Fits(const Claim& claim) CORVANE_REQUIRES(mutex_);
+  void Grant(Waiting waiting) CORVANE_REQUIRES(mutex_);
   void GiveBack(Share& share);
-  void StopReading(Share& share);
-  void ServeWaiting();
-  void LookAfterTheSlow();
+  void StopReading(Share& share) CORVANE_REQUIRES(mutex_);
+  void ServeWaiting() CORVANE_REQUIRES(mutex_);
+  void LookAfterTheSlow() CORVANE_REQUIRES(mutex_);
   void GiveUpTheSlow();
 
-  std::mutex mutex_;
+  Corvane::Mutex mutex_;
   Asio::SteadyTimer timer_;
-  bool timerRuns_ = false;
+  bool timerRuns_ CORVANE_GUARDED_BY(mutex_) = false;
   std::uint64_t bytes_;
   std::chrono::milliseconds patience_;
-  Class strangers_;
-  Class known_;
+  Class strangers_ CORVANE_GUARDED_BY(mutex_);
+  Class known_ CORVANE_GUARDED_BY(mutex_);
   // Shares whose bodies are being read, the oldest in front.
-  std::list<Share*> reading_;
+  std::list<Share*> reading_ CORVANE_GUARDED_BY(mutex_);
 };
 
 // A body's part of the budget, until its end.

@@ -6,7 +6,7 @@
 namespace Mirel::Transport::Http {
 
 void Turns::Enqueue(Job job) {
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   waiting_.push_back(std::move(job));
   if (!std::exchange(running_, true)) PostStep();
 }
@@ -21,7 +21,7 @@ void Turns::PostStep() {
 
 void Turns::RunStep(Job job) {
   const bool goesOn = job();
-  const std::lock_guard lock(mutex_);
+  const Corvane::MutexLock lock(mutex_);
   // A job that was begun is finished first: only one at a time holds what it has made so far.
   if (goesOn) waiting_.push_front(std::move(job));
   running_ = !waiting_.empty();

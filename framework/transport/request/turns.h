@@ -3,9 +3,9 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 
 #include "framework/transport/connection/ioTypes.h"
+#include "platform/corvane/mutex.h"
 
 namespace Mirel::Transport::Http {
 
@@ -21,13 +21,13 @@ class Turns : public std::enable_shared_from_this<Turns> {
   void Enqueue(Job job);
 
  private:
-  void PostStep();
+  void PostStep() CORVANE_REQUIRES(mutex_);
   void RunStep(Job job);
 
   Asio::Executor executor_;
-  std::mutex mutex_;
-  std::deque<Job> waiting_;
-  bool running_ = false;
+  Corvane::Mutex mutex_;
+  std::deque<Job> waiting_ CORVANE_GUARDED_BY(mutex_);
+  bool running_ CORVANE_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace Mirel::Transport::Http

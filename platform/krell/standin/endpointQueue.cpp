@@ -13,10 +13,10 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
-#include <mutex>
 #include <system_error>
 #include <utility>
 
+#include "platform/corvane/mutex.h"
 #include "platform/krell/standin/libc.h"
 #include "platform/krell/standin/peerLimiter.h"
 
@@ -60,7 +60,7 @@ class Bell {
  public:
   // False if nobody receives at this address. An endpoint that takes no more has been rung.
   bool Ring(const EndpointAddress& address) {
-    const std::lock_guard guard(mutex_);
+    const Corvane::MutexLock guard(mutex_);
     for (int tries = 0; tries < 2; ++tries) {
       if (Libc::SendTo(fd_, "", 1, MSG_DONTWAIT | MSG_NOSIGNAL,
                        reinterpret_cast<const sockaddr*>(address.bytes), address.length) >= 0) {
@@ -73,13 +73,13 @@ class Bell {
   }
 
  private:
-  void Renew() {
+  void Renew() CORVANE_REQUIRES(mutex_) {
     if (fd_ >= 0) Libc::Close(fd_);
     fd_ = Libc::Socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   }
 
-  std::mutex mutex_;
-  int fd_ = -1;
+  Corvane::Mutex mutex_;
+  int fd_ CORVANE_GUARDED_BY(mutex_) = -1;
 };
 
 // Never destroyed, as packets are sent up to the end of the process.

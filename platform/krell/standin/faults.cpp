@@ -142,8 +142,7 @@ bool Faults::ParseLine(const std::string& line) {
 }
 
 int Faults::Next(const char* call, unsigned long option) {
-  if (calls_.empty()) return 0;
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   for (CallFault& fault : calls_) {
     if (fault.option != option || fault.remaining == 0 || fault.call != call) continue;
     if (fault.remaining > 0) --fault.remaining;

@@ -1,10 +1,11 @@
 #pragma once
 
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "platform/corvane/mutex.h"
 
 namespace Krell {
 
@@ -40,13 +41,13 @@ class Faults {
     std::optional<unsigned> size;
   };
 
-  bool ParseLine(const std::string& line);
+  bool ParseLine(const std::string& line) CORVANE_REQUIRES(mutex_);
 
   bool applies_ = true;
   Family family_ = Family::Standard;
   std::vector<OptionFault> options_;
-  std::mutex mutex_;
-  std::vector<CallFault> calls_;
+  Corvane::Mutex mutex_;
+  std::vector<CallFault> calls_ CORVANE_GUARDED_BY(mutex_);
 };
 
 // How "SO_RCVBUF" is told from the options of the vsock level.

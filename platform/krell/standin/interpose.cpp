@@ -13,10 +13,10 @@
 #include <cstring>
 #include <exception>
 #include <memory>
-#include <mutex>
 #include <system_error>
 #include <unordered_map>
 
+#include "platform/corvane/mutex.h"
 #include "platform/krell/standin/libc.h"
 #include "platform/krell/standin/vsockKernel.h"
 #include "platform/krell/standin/vsockSocket.h"
@@ -41,8 +41,8 @@ struct Descriptor {
 };
 
 struct Table {
-  std::mutex mutex;
-  std::unordered_map<int, Descriptor> descriptors;
+  Corvane::Mutex mutex;
+  std::unordered_map<int, Descriptor> descriptors CORVANE_GUARDED_BY(mutex);
 };
 
 // Never destroyed, as descriptors are closed up to the end of the process.
@@ -59,7 +59,7 @@ bool IsOurs(int fd) {
 std::shared_ptr<VsockSocket> FindSocket(int fd) {
   if (!IsOurs(fd)) return nullptr;
   Table& table = GetTable();
-  const std::lock_guard guard(table.mutex);
+  const Corvane::MutexLock guard(table.mutex);
   const auto entry = table.descriptors.find(fd);
   return entry == table.descriptors.end() ? nullptr : entry->second.socket;
 }
@@ -71,7 +71,7 @@ bool Register(int fd, Descriptor descriptor) {
     return false;
   }
   Table& table = GetTable();
-  const std::lock_guard guard(table.mutex);
+  const Corvane::MutexLock guard(table.mutex);
   table.descriptors.insert_or_assign(fd, std::move(descriptor));
   ours[fd / 64].fetch_or(std::uint64_t{1} << (fd % 64));
   return true;
@@ -79,7 +79,7 @@ bool Register(int fd, Descriptor descriptor) {
 
 Descriptor Unregister(int fd) {
   Table& table = GetTable();
-  const std::lock_guard guard(table.mutex);
+  const Corvane::MutexLock guard(table.mutex);
   ours[fd / 64].fetch_and(~(std::uint64_t{1} << (fd % 64)));
   const auto entry = table.descriptors.find(fd);
   if (entry == table.descriptors.end()) return {};
@@ -287,7 +287,7 @@ KRELL_EXPORT int ioctl(int fd, unsigned long request, ...) noexcept {
   std::shared_ptr<VsockKernel> device;
   {
     Table& table = GetTable();
-    const std::lock_guard guard(table.mutex);
+    const Corvane::MutexLock guard(table.mutex);
     const auto entry = table.descriptors.find(fd);
     if (entry != table.descriptors.end() && !entry->second.socket) device = entry->second.kernel;
   }

@@ -22,11 +22,11 @@ std::uint64_t EndpointKey(std::uint32_t cid, std::uint32_t port) {
 
 std::shared_ptr<VsockKernel> VsockKernel::Current() {
   // Neither is ever destroyed: sockets are closed up to the last moment of the process.
-  static auto& mutex = *new std::mutex;
+  static auto& mutex = *new Corvane::Mutex;
   static auto& named = *new std::pair<std::string, std::shared_ptr<VsockKernel>>;
   const char* directory = std::getenv("KRELL_HOST_DIR");
   if (directory == nullptr || *directory == '\0') return nullptr;
-  const std::lock_guard guard(mutex);
+  const Corvane::MutexLock guard(mutex);
   if (named.first == directory) return named.second;
   named = {directory, nullptr};
   try {
@@ -73,7 +73,7 @@ int VsockKernel::DeviceRequest(unsigned long request, void* argument) {
 }
 
 std::optional<VsockKernel::RunningVm> VsockKernel::FindVm(std::uint32_t cid) {
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   const std::uint64_t generation = host_.Generation();
   if (generation != generation_ || vms_.size() >= kMostKept) {
     vms_.clear();
@@ -88,7 +88,7 @@ std::optional<VsockKernel::RunningVm> VsockKernel::FindVm(std::uint32_t cid) {
 }
 
 std::shared_ptr<EndpointQueue> VsockKernel::FindEndpoint(std::uint32_t cid, std::uint32_t port) {
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   const auto known = endpoints_.find(EndpointKey(cid, port));
   if (known != endpoints_.end()) {
     if (!known->second->IsClosed()) return known->second;
@@ -105,7 +105,7 @@ std::shared_ptr<EndpointQueue> VsockKernel::FindEndpoint(std::uint32_t cid, std:
 }
 
 void VsockKernel::ForgetEndpoint(std::uint32_t cid, std::uint32_t port) {
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   endpoints_.erase(EndpointKey(cid, port));
 }
 

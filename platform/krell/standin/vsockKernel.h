@@ -3,11 +3,11 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <unordered_map>
 
+#include "platform/corvane/mutex.h"
 #include "platform/krell/standin/faults.h"
 #include "platform/krell/standin/host.h"
 
@@ -55,10 +55,10 @@ class VsockKernel {
   Host host_;
   Faults faults_;
   std::atomic<int> openDevices_{0};
-  std::mutex mutex_;
-  std::uint64_t generation_ = 0;
-  std::unordered_map<std::uint32_t, std::optional<RunningVm>> vms_;
-  std::unordered_map<std::uint64_t, std::shared_ptr<EndpointQueue>> endpoints_;
+  Corvane::Mutex mutex_;
+  std::uint64_t generation_ CORVANE_GUARDED_BY(mutex_) = 0;
+  std::unordered_map<std::uint32_t, std::optional<RunningVm>> vms_ CORVANE_GUARDED_BY(mutex_);
+  std::unordered_map<std::uint64_t, std::shared_ptr<EndpointQueue>> endpoints_ CORVANE_GUARDED_BY(mutex_);
 };
 
 }  // namespace Krell

@@ -50,7 +50,7 @@ int VsockSocket::Bind(const sockaddr* address, socklen_t length) {
   if (IsHost(wanted.cid)) {
     if (const int error = kernel_->GetFaults().Next("bind")) return -error;
   }
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   return bound_ ? -EINVAL : BindLocked(wanted);
 }
 
@@ -114,14 +114,14 @@ int VsockSocket::Connect(const sockaddr* address, socklen_t length) {
   if (const int error = CopyIn(address, length, peer)) return error;
   if (peer.cid == kAnyCid) return -EADDRNOTAVAIL;
   if (peer.cid != kHostCid && !kernel_->FindVm(peer.cid)) return -ENODEV;
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   peer_ = peer;
   connected_ = true;
   return 0;
 }
 
 int VsockSocket::GetName(sockaddr* address, socklen_t* length) {
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   VsockAddress name = name_;
   name.family = static_cast<std::uint16_t>(kernel_->Family());
   CopyOut(name, address, length);
@@ -129,7 +129,7 @@ int VsockSocket::GetName(sockaddr* address, socklen_t* length) {
 }
 
 int VsockSocket::GetPeer(sockaddr* address, socklen_t* length) {
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   if (!connected_) return -ENOTCONN;
   CopyOut(peer_, address, length);
   return 0;
@@ -156,7 +156,7 @@ int VsockSocket::GetOption(int level, int option, void* value, socklen_t* length
   if (value == nullptr || length == nullptr) return -EFAULT;
   if (*length < sizeof(std::int32_t)) return -EINVAL;
 
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   std::int32_t result = 0;
   if (domain) {
     result = kernel_->Family();
@@ -192,7 +192,7 @@ int VsockSocket::SetOption(int level, int option, const void* value, socklen_t l
   std::memcpy(&number, value, sizeof number);
   if (!guest_) number = kernel_->GetFaults().StuckValue(key).value_or(number);
 
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   if (receiveBuffer) {
     options_.receiveBuffer =
         std::clamp(number, EndpointQueue::kSmallestReceiveBuffer, EndpointQueue::kLargestReceiveBuffer);
@@ -209,7 +209,7 @@ int VsockSocket::SetOption(int level, int option, const void* value, socklen_t l
 }
 
 std::shared_ptr<EndpointQueue> VsockSocket::Queue() {
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   return queue_;
 }
 
@@ -243,8 +243,9 @@ ssize_t VsockSocket::Send(const msghdr& message) {
 
   VsockAddress target;
   PacketSource source;
+  std::uint32_t ownCartelId = 0;
   {
-    const std::lock_guard guard(mutex_);
+    const Corvane::MutexLock guard(mutex_);
     if (message.msg_name != nullptr) {
       const int error = CopyIn(static_cast<const sockaddr*>(message.msg_name), message.msg_namelen, target);
       if (error != 0) return error;
@@ -256,6 +257,7 @@ ssize_t VsockSocket::Send(const msghdr& message) {
     if (!bound_) {
       if (const int error = BindLocked(VsockAddress{})) return error;
     }
+    ownCartelId = cartelId_;
     source.port = name_.port;
     if (!IsHost(name_.cid)) source.cid = name_.cid;
   }
@@ -265,7 +267,7 @@ ssize_t VsockSocket::Send(const msghdr& message) {
   if (source.cid != kHostCid) {
     // A socket of a VM that has stopped stays cut off, also when another one has the cid now.
     const auto vm = kernel_->FindVm(source.cid);
-    if (!vm || vm->cartelId != cartelId_) return -ENODEV;
+    if (!vm || vm->cartelId != ownCartelId) return -ENODEV;
     if (target.cid != kHostCid) return -EACCES;
     source.privileged = vm->privileged;
   } else if (target.cid != kHostCid) {
@@ -284,7 +286,7 @@ ssize_t VsockSocket::Send(const msghdr& message) {
 }
 
 void VsockSocket::Close() {
-  const std::lock_guard guard(mutex_);
+  const Corvane::MutexLock guard(mutex_);
   // After a fork the address stays with the process that bound it.
   if (!queue_ || getpid() != creator_) return;
   try {

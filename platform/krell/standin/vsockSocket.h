@@ -5,8 +5,8 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
+#include "platform/corvane/mutex.h"
 #include "platform/krell/standin/endpointQueue.h"
 #include "platform/krell/standin/vsockKernel.h"
 #include "platform/krell/vsockAddress.h"
@@ -38,10 +38,10 @@ class VsockSocket {
   };
 
   int CopyIn(const sockaddr* address, socklen_t length, VsockAddress& out) const;
-  int BindLocked(VsockAddress address);
-  int TakeName(const std::string& name, std::uint32_t cartelId);
-  void ApplyOptions();
-  int CartelIdOfPeer(std::uint32_t& cartelId);
+  int BindLocked(VsockAddress address) CORVANE_REQUIRES(mutex_);
+  int TakeName(const std::string& name, std::uint32_t cartelId) CORVANE_REQUIRES(mutex_);
+  void ApplyOptions() CORVANE_REQUIRES(mutex_);
+  int CartelIdOfPeer(std::uint32_t& cartelId) CORVANE_REQUIRES(mutex_);
   std::shared_ptr<EndpointQueue> Queue();
   // Faults are the host's: a guest's kernel is another one.
   int Fault(const char* call, unsigned long option = 0);
@@ -50,14 +50,14 @@ class VsockSocket {
   const int fd_;
   const int creator_;
   std::atomic<bool> guest_{false};
-  std::mutex mutex_;
-  bool bound_ = false;
-  bool connected_ = false;
-  VsockAddress name_;
-  VsockAddress peer_;
-  std::uint32_t cartelId_ = 0;
-  Options options_;
-  std::shared_ptr<EndpointQueue> queue_;
+  Corvane::Mutex mutex_;
+  bool bound_ CORVANE_GUARDED_BY(mutex_) = false;
+  bool connected_ CORVANE_GUARDED_BY(mutex_) = false;
+  VsockAddress name_ CORVANE_GUARDED_BY(mutex_);
+  VsockAddress peer_ CORVANE_GUARDED_BY(mutex_);
+  std::uint32_t cartelId_ CORVANE_GUARDED_BY(mutex_) = 0;
+  Options options_ CORVANE_GUARDED_BY(mutex_);
+  std::shared_ptr<EndpointQueue> queue_ CORVANE_GUARDED_BY(mutex_);
 };
 
 }  // namespace Krell
