@@ -42,7 +42,7 @@ ResultCb MakeResultCb(std::shared_ptr<const AsyncApiResultCb> untyped) {
   return ResultCb(std::move(callbacks));
 }
 
-class SubscribeOperation : public ::Mirel::Provider::AsyncApiOperation {
+class SubscribeOperation final : public ::Mirel::Provider::AsyncApiOperation {
  public:
   SubscribeOperation(std::shared_ptr<AsyncServiceInterface> implementation,
                      std::shared_ptr<const ::Mirel::L10n::Localizer> localizer)
@@ -75,7 +75,7 @@ class SubscribeOperation : public ::Mirel::Provider::AsyncApiOperation {
   std::shared_ptr<const ::Mirel::L10n::Localizer> localizer_;
 };
 
-class ServiceInterface : public ::Mirel::Provider::AsyncApiInterface {
+class ServiceInterface final : public ::Mirel::Provider::AsyncApiInterface {
  public:
   explicit ServiceInterface(std::shared_ptr<const SubscribeOperation> subscribe)
       : subscribe_(std::move(subscribe)) {}

@@ -5,13 +5,13 @@
 namespace SsoClient {
 
 // A token, or a part of an answer, is malformed or not valid.
-class ParseException : public Corvane::Exception {
+class ParseException final : public Corvane::Exception {
  public:
   using Exception::Exception;
 };
 
 // A token's signature is wrong, or can't be checked.
-class InvalidSignatureException : public Corvane::Exception {
+class InvalidSignatureException final : public Corvane::Exception {
  public:
   using Exception::Exception;
 };
@@ -22,17 +22,17 @@ class SsoException : public Corvane::Exception {
   using Exception::Exception;
 };
 
-class InvalidCredentialsException : public SsoException {
+class InvalidCredentialsException final : public SsoException {
  public:
   using SsoException::SsoException;
 };
 
-class CommunicationException : public SsoException {
+class CommunicationException final : public SsoException {
  public:
   using SsoException::SsoException;
 };
 
-class InvalidTokenException : public SsoException {
+class InvalidTokenException final : public SsoException {
  public:
   using SsoException::SsoException;
 };

@@ -20,7 +20,7 @@ namespace Tools {
 inline constexpr int kUsageError = 64;
 
 // A wrong call that only the tool can see; its text is for the user.
-class UsageFault : public std::runtime_error {
+class UsageFault final : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };

@@ -36,7 +36,7 @@ struct Options {
   Tools::Publication publication;
 };
 
-class DataError : public std::runtime_error {
+class DataError final : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };

@@ -15,7 +15,7 @@ namespace NornHesper {
 // The daemon's ear towards the VMs: one vsock datagram socket, and one thread that receives publications,
 // has them judged and acknowledges them, one at a time and for ever. The kernel keeps each VM to its rate and
 // unprivileged senders away; a daemon for which it doesn't does not run.
-class Backend : public Corvane::ObjectImpl {
+class Backend final : public Corvane::ObjectImpl {
  public:
   explicit Backend(unsigned port) : port_(port) {}
 

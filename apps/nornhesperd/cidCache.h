@@ -17,7 +17,7 @@ namespace NornHesper {
 
 // Tells which VM stands behind a vsock cid, and remembers the VMs heard from of late. As the kernel gives
 // cids of VMs that have gone to others, no remembered answer is believed before the kernel has confirmed it.
-class CidCache : public Corvane::System::LockableObjectImpl {
+class CidCache final : public Corvane::System::LockableObjectImpl {
  public:
   using Clock = std::int64_t (*)() noexcept;  // monotonic microseconds
 

@@ -17,7 +17,7 @@ namespace NornHesper {
 // The daemon's API side: the service's metadata, the chain of providers that every call passes, and the HTTP
 // server on the two loopback addresses. Started once, on the main thread, before the I/O context runs; there
 // is no stop.
-class NornHesperApi : public EndpointAuthn {
+class NornHesperApi final : public EndpointAuthn {
  public:
   explicit NornHesperApi(std::uint16_t port);
 

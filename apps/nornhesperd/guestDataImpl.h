@@ -10,7 +10,7 @@ namespace Com::Tessaly::Norn::Hesper::GuestDataSvc {
 
 // The one service of the daemon. It has no state: a good call turns into a MessageStream, which the Registry
 // keeps.
-class GuestDataImpl : public AsyncServiceInterface {
+class GuestDataImpl final : public AsyncServiceInterface {
  public:
   // Answers at once only on a failure; otherwise the first answer is the first publication. Runs on the I/O
   // thread, and blocks it while it asks the guests for history.

@@ -22,7 +22,7 @@ namespace Com::Tessaly::Norn::Hesper::GuestDataSvc {
 //
 // The Registry's entry and the continuation that the transport holds keep it alive. It ends when a write to
 // the client has failed; an idle stream doesn't learn that its client has gone until its next element.
-class MessageStream : public Corvane::System::LockableObjectImpl {
+class MessageStream final : public Corvane::System::LockableObjectImpl {
  public:
   MessageStream(const VmIdentifierType& vmIdType, const std::optional<std::set<std::string>>& vmIds,
                 const NornHesper::OptionalStringVector& topicPrefixes, std::int64_t pastSeconds,

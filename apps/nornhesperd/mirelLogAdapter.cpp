@@ -14,7 +14,7 @@ constexpr int kLevelOfSeverityZero = 7;
 
 }  // namespace
 
-class MirelLogAdapter::Record : public Mirel::Log::LogRecord {
+class MirelLogAdapter::Record final : public Mirel::Log::LogRecord {
  public:
   explicit Record(int level) : level_(level) {}
 

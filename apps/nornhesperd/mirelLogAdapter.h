@@ -8,7 +8,7 @@ namespace NornHesper {
 
 // Sends the framework's log records to the application's logger, or to the early log while there is none. A
 // severity s becomes the level 7 - s.
-class MirelLogAdapter : public Mirel::Log::Logger {
+class MirelLogAdapter final : public Mirel::Log::Logger {
  public:
   std::unique_ptr<Mirel::Log::LogRecord> OpenRecord(Mirel::Log::SeverityLevel severity) override;
 

@@ -30,7 +30,7 @@ struct PublishOutcome {
 };
 
 // The table of live subscriptions, and the way of publications to them.
-class Registry : public Corvane::System::LockableObjectImpl {
+class Registry final : public Corvane::System::LockableObjectImpl {
  public:
   // Parses the text on the calling thread and hands a good publication to the I/O context, from where it is
   // offered to the subscriptions it concerns. The text is copied and need not end in a NUL.

@@ -8,7 +8,7 @@ namespace NornHesper {
 
 // Takes SIGHUP and SIGTERM as handlers of the I/O context, on the main thread and not in signal context.
 // Pending waits hold references, so the object must be held by a Corvane::Ref.
-class SignalChecker : public Corvane::ObjectImpl {
+class SignalChecker final : public Corvane::ObjectImpl {
  public:
   // Takes both signals from here on. Throws boost::system::system_error when that fails.
   SignalChecker();

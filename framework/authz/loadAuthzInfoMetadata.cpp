@@ -20,7 +20,7 @@ namespace {
 
 using Names = std::set<std::string>;
 
-struct Fault : std::runtime_error {
+struct Fault final : std::runtime_error {
   Fault(const std::string& place, const std::string& reason) : std::runtime_error(place + ": " + reason) {}
 };
 

@@ -30,7 +30,7 @@ struct MethodIdentifier {
 };
 
 // What a provider answers: a value or an error, of which the other is null.
-class MethodResult {
+class MethodResult final {
  public:
   MethodResult(Data::DataValuePtr outputValue, Data::ErrorValuePtr errorValue, bool isTerminal)
       : output(std::move(outputValue)), error(std::move(errorValue)), terminal(isTerminal) {}

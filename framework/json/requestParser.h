@@ -16,7 +16,7 @@ class RequestFault : public std::runtime_error {
 };
 
 // The text is no JSON at all.
-class ParseFault : public RequestFault {
+class ParseFault final : public RequestFault {
  public:
   using RequestFault::RequestFault;
 };

@@ -13,7 +13,7 @@
 namespace Mirel::Provider::Metadata {
 
 // A metadata file is not as it should be; what() names the place and the reason.
-class MetadataError : public std::runtime_error {
+class MetadataError final : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };

@@ -14,7 +14,7 @@
 namespace Mirel::Provider {
 
 // The arguments of a call do not have the form that its operation takes; what() names the place.
-class ArgumentError : public std::runtime_error {
+class ArgumentError final : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };

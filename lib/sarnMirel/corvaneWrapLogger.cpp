@@ -10,7 +10,7 @@ constexpr int kLevelOfSeverityZero = 7;
 
 }  // namespace
 
-class CorvaneWrapLoggger::Record : public Mirel::Log::LogRecord {
+class CorvaneWrapLoggger::Record final : public Mirel::Log::LogRecord {
  public:
   Record(Corvane::Ref<Corvane::Service::Logger> logger, int level)
       : logger_(std::move(logger)), level_(level) {}

@@ -9,7 +9,7 @@ namespace SarnMirel {
 
 // Lets the framework's handlers log through one given logger of the base library. A severity s becomes the
 // level 7 - s; the level is looked at when a record is opened and again when it is written.
-class CorvaneWrapLoggger : public Mirel::Log::Logger {
+class CorvaneWrapLoggger final : public Mirel::Log::Logger {
  public:
   explicit CorvaneWrapLoggger(Corvane::Ref<Corvane::Service::Logger> logger);
 

@@ -17,7 +17,7 @@ namespace Corvane::Service {
 
 // What the process has one of: its configuration, its logger and its sessions, whose number "sessions/limit"
 // of the configuration bounds.
-class Application : public ObjectImpl {
+class Application final : public ObjectImpl {
  public:
   Application(Ref<Config> config, Ref<Logger> logger);
   ~Application() override;

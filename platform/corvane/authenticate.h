@@ -10,7 +10,7 @@ namespace Corvane::System {
 class LoginBudget;
 
 // A login whose password was right and whose account is in force.
-class AuthTokenHelper : public ObjectImpl {
+class AuthTokenHelper final : public ObjectImpl {
  public:
   explicit AuthTokenHelper(std::string userName) : userName_(std::move(userName)) {}
 

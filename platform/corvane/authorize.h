@@ -19,7 +19,7 @@ class Session;
 namespace Corvane::Authorize {
 
 // The user that a session is connected to, and the checked login that proved it. Does not change.
-class UserData : public ObjectImpl {
+class UserData final : public ObjectImpl {
  public:
   UserData(std::string userName, Ref<System::AuthTokenHelper> login)
       : userName_(std::move(userName)), login_(std::move(login)) {}
@@ -37,7 +37,7 @@ using ExpiryCallback = std::function<System::DateTime(UserData* user, const Syst
 
 // Who may do what: which sessions belong to which users, and which privileges these hold on which objects. It
 // starts with no privileges at all. Safe from any thread.
-class AuthorizeManager : public ObjectImpl {
+class AuthorizeManager final : public ObjectImpl {
  public:
   // Stands for every object in Grant.
   static constexpr std::string_view kEveryObject = "*";

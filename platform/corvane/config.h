@@ -31,7 +31,7 @@ namespace Corvane::Service {
 // value do not count. Attributes are ignored. The keys below "log" and "sessions" belong to this library, all
 // others to the program. An empty file is a tree without keys. The tree does not change once read, so it may
 // be read from any thread.
-class Config : public ObjectImpl {
+class Config final : public ObjectImpl {
  public:
   // Throws Corvane::Exception with the file and the reason: it cannot be read, is above 1 MiB, is not well
   // formed, has another root element, holds a document type (there are no entities to expand), or gives a

@@ -9,7 +9,7 @@
 
 namespace Corvane {
 
-class DateTimeFormatException : public Exception {
+class DateTimeFormatException final : public Exception {
  public:
   using Exception::Exception;
 };

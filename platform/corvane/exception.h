@@ -20,13 +20,13 @@ class Exception : public std::exception {
 };
 
 // An argument that the callee can't take.
-class InvalidArgumentException : public Exception {
+class InvalidArgumentException final : public Exception {
  public:
   using Exception::Exception;
 };
 
 // A call that the object's state doesn't allow.
-class InvalidStateException : public Exception {
+class InvalidStateException final : public Exception {
  public:
   using Exception::Exception;
 };

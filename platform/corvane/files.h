@@ -9,7 +9,7 @@
 
 namespace Corvane::System {
 
-class Path : public ObjectImpl {
+class Path final : public ObjectImpl {
  public:
   explicit Path(std::string text) : text_(std::move(text)) {}
 
@@ -22,7 +22,7 @@ class Path : public ObjectImpl {
 
 // A file opened for writing, emptied or new; its mode is 0644 whatever the umask says. Each operation throws
 // Corvane::Exception with the path and the system's reason.
-class FileWriter : public ObjectImpl {
+class FileWriter final : public ObjectImpl {
  public:
   explicit FileWriter(const Path& path);
   ~FileWriter() override;
@@ -41,7 +41,7 @@ class FileWriter : public ObjectImpl {
 };
 
 // Makes the file-system objects; reached through sInstance.
-class SystemFactory : public ObjectImpl {
+class SystemFactory final : public ObjectImpl {
  public:
   static SystemFactory* const sInstance;
 

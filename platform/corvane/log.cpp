@@ -33,7 +33,7 @@ spdlog::level::level_enum ToBackendLevel(Logger::LogLevel level) {
 
 // "TIME THREAD LEVEL NAME: TEXT". The journal keeps time and process itself, and wants the priority in front,
 // as sd-daemon(3) says.
-class LineFormatter : public spdlog::formatter {
+class LineFormatter final : public spdlog::formatter {
  public:
   explicit LineFormatter(bool forJournal) : forJournal_(forJournal) {}
 

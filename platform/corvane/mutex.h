@@ -15,20 +15,15 @@
 #define CORVANE_CAPABILITY CORVANE_THREAD_ANNOTATION(capability("mutex"))
 // A class whose objects hold one for as long as they live.
 #define CORVANE_SCOPED_CAPABILITY CORVANE_THREAD_ANNOTATION(scoped_lockable)
-// A member that is only touched under the lock; or what a pointer leads to.
+// A member that is only touched under the lock.
 #define CORVANE_GUARDED_BY(mutex) CORVANE_THREAD_ANNOTATION(guarded_by(mutex))
-#define CORVANE_PT_GUARDED_BY(mutex) CORVANE_THREAD_ANNOTATION(pt_guarded_by(mutex))
-// A function whose caller holds the lock, or must not hold it.
+// A function whose caller holds the lock.
 #define CORVANE_REQUIRES(...) CORVANE_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
-#define CORVANE_EXCLUDES(...) CORVANE_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 // A function that takes the lock and keeps it, or gives it up.
 #define CORVANE_ACQUIRE(...) CORVANE_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
 #define CORVANE_ACQUIRE_SHARED(...) CORVANE_THREAD_ANNOTATION(acquire_shared_capability(__VA_ARGS__))
 #define CORVANE_RELEASE(...) CORVANE_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
 #define CORVANE_RELEASE_SHARED(...) CORVANE_THREAD_ANNOTATION(release_shared_capability(__VA_ARGS__))
-#define CORVANE_TRY_ACQUIRE(...) CORVANE_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
-// A function that the analysis can't follow; a comment says why it is right.
-#define CORVANE_NO_THREAD_SAFETY_ANALYSIS CORVANE_THREAD_ANNOTATION(no_thread_safety_analysis)
 
 namespace Corvane {
 
@@ -37,7 +32,6 @@ class CORVANE_CAPABILITY Mutex {
  public:
   void lock() CORVANE_ACQUIRE() { mutex_.lock(); }
   void unlock() CORVANE_RELEASE() { mutex_.unlock(); }
-  bool try_lock() CORVANE_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
  private:
   friend class MutexLock;

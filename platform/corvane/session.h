@@ -40,7 +40,7 @@ class SessionAuthData : public SessionObject {
 //
 // Whoever wants to work within a session takes a lease and then looks whether it has ended. If it has not, no
 // time ends it until the lease is given back.
-class Session : public ObjectImpl {
+class Session final : public ObjectImpl {
  public:
   Session(std::int64_t idleTimeoutMicroseconds, const Ref<ExpiryTimer>& timer);
   ~Session() override;

@@ -68,7 +68,7 @@ class SessionManager::Table {
 };
 
 // Attached to each session of the table, which thereby leaves it at its end, whatever ends it.
-class SessionManager::Leaver : public SessionObject {
+class SessionManager::Leaver final : public SessionObject {
  public:
   Leaver(std::shared_ptr<Table> table, const SecretKey& key) : table_(std::move(table)), key_(key) {}
 

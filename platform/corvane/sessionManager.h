@@ -15,7 +15,7 @@ class Session;
 
 // The sessions that can be found by their identifiers, and tickets for them. A session leaves when it ends.
 // Safe from any thread.
-class SessionManager : public ObjectImpl {
+class SessionManager final : public ObjectImpl {
  public:
   static constexpr std::size_t kDefaultLimit = 100'000;
   // Of a ticket, in microseconds.

@@ -8,7 +8,7 @@
 
 namespace Corvane {
 
-class Base64FormatException : public Exception {
+class Base64FormatException final : public Exception {
  public:
   using Exception::Exception;
 };

@@ -11,7 +11,7 @@
 namespace Corvane::System {
 
 // A running thread. A thread that nobody joins runs on when its last reference goes, until the process ends.
-class Thread : public ObjectImpl {
+class Thread final : public ObjectImpl {
  public:
   // See Corvane::Service::Application::StartThread.
   Thread(const std::string& name, std::function<void()> body, std::size_t stackBytes);

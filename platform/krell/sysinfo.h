@@ -8,7 +8,7 @@
 
 namespace KrellCtl::Lib {
 
-class SysinfoException : public std::exception {
+class SysinfoException final : public std::exception {
  public:
   explicit SysinfoException(std::string text) : text_(std::move(text)) {}
   virtual const std::string& GetText() const { return text_; }

@@ -19,7 +19,7 @@ using Corvane::Ref;
 using Corvane::Session;
 
 // Refers to its session, as the authentication structure of a call does.
-class Owner : public Witness {
+class Owner final : public Witness {
  public:
   Owner(Fate& fate, Ref<Session> session) : Witness(fate), session_(std::move(session)) {}
 
@@ -128,7 +128,7 @@ TEST(Session, NothingStaysOfOneThatNobodyRefersTo) {
 }
 
 // Says on which thread the session has ended.
-class Signal : public Corvane::SessionObject {
+class Signal final : public Corvane::SessionObject {
  public:
   void SessionEnded() override { promise_.set_value(std::this_thread::get_id()); }
   std::future<std::thread::id> Future() { return promise_.get_future(); }

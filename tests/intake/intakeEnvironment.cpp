@@ -9,7 +9,7 @@ namespace Intake {
 namespace {
 
 // The context is one for the process: its schema and its logger serve all tests.
-class ContextEnvironment : public testing::Environment {
+class ContextEnvironment final : public testing::Environment {
  public:
   void SetUp() override {
     // Tests of what is found out once in a process need processes of their own.

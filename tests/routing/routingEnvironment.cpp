@@ -11,7 +11,7 @@ namespace Routing {
 namespace {
 
 // The context is one for the process: its settings, its schema and its logger serve all tests.
-class ContextEnvironment : public testing::Environment {
+class ContextEnvironment final : public testing::Environment {
  public:
   void SetUp() override {
     const TemporaryFolder folder;

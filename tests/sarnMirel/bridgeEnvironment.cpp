@@ -13,7 +13,7 @@ namespace {
 
 std::atomic<std::int64_t> gNow{0};
 
-class AppEnvironment : public testing::Environment {
+class AppEnvironment final : public testing::Environment {
  public:
   void SetUp() override {
     const TemporaryFolder folder;

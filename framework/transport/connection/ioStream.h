@@ -11,7 +11,7 @@
 namespace Mirel::Asio {
 
 // An accepted connection.
-class IoStream : public AsyncPutbackStream<TimeoutBaseStream<TcpSocket, std::mutex, SteadyTimer>> {
+class IoStream final : public AsyncPutbackStream<TimeoutBaseStream<TcpSocket, std::mutex, SteadyTimer>> {
  public:
   using AsyncPutbackStream::AsyncPutbackStream;
 

@@ -46,7 +46,7 @@ class BodyLayer {
 
 // A body of known length. Reads nothing behind it.
 template <typename StreamPtr>
-class AsyncHttpBodyStream : public BodyLayer<StreamPtr> {
+class AsyncHttpBodyStream final : public BodyLayer<StreamPtr> {
  public:
   AsyncHttpBodyStream(StreamPtr below, std::uint64_t total)
       : BodyLayer<StreamPtr>(std::move(below)), remaining_(total) {}
@@ -93,7 +93,7 @@ class AsyncHttpBodyStream : public BodyLayer<StreamPtr> {
 
 // A chunked body, decoded where the reader's buffer lies.
 template <typename StreamPtr>
-class AsyncHttpChunkedBodyStream : public BodyLayer<StreamPtr> {
+class AsyncHttpChunkedBodyStream final : public BodyLayer<StreamPtr> {
  public:
   using BodyLayer<StreamPtr>::BodyLayer;
 
@@ -147,7 +147,7 @@ class AsyncHttpChunkedBodyStream : public BodyLayer<StreamPtr> {
 
 // Tells a waiting client to go on (RFC 9110, 10.1.1) as soon as anyone reads, and not before.
 template <typename StreamPtr>
-class AsyncExpectContinueStream : public BodyLayer<StreamPtr> {
+class AsyncExpectContinueStream final : public BodyLayer<StreamPtr> {
  public:
   using BodyLayer<StreamPtr>::BodyLayer;
 

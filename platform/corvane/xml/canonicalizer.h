@@ -14,7 +14,7 @@ namespace Corvane::Xml::Security {
 // there (Inclusive) or used there (Exclusive). Its cost is linear in what is written, which is why it isn't
 // the XML library's: that one visits the whole document for a part of it, and all declarations in scope for
 // each element. Immutable.
-class Canonicalizer : public ObjectImpl {
+class Canonicalizer final : public ObjectImpl {
  public:
   // Exclusive form treats the prefixes of the list as Inclusive does; "#default" is the default namespace.
   explicit Canonicalizer(CanonicalizationMethod method, std::vector<std::string> inclusivePrefixes = {})

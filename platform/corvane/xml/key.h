@@ -16,7 +16,7 @@ namespace Corvane::Xml::Security {
 // A public key, or a key pair: RSA of 2048 to 8192 bits with an exponent of up to 64, or EC on P-256, P-384
 // or P-521. Immutable, used by any thread. What makes one throws XmlSecurityException for any other key, and
 // for what is no key at all.
-class Key : public ObjectImpl {
+class Key final : public ObjectImpl {
  public:
   static Ref<Key> FromPublicPem(std::string_view pem);
   // Unencrypted, as PKCS #8 or in the traditional forms.
@@ -36,7 +36,7 @@ class Key : public ObjectImpl {
 };
 
 // An X.509 certificate (RFC 5280). Immutable, used by any thread.
-class Certificate : public ObjectImpl {
+class Certificate final : public ObjectImpl {
  public:
   // The first certificate of a PEM text. Throws XmlSecurityException, as the following.
   static Ref<Certificate> FromPem(std::string_view pem);
@@ -64,7 +64,7 @@ class Certificate : public ObjectImpl {
 // for itself alone. An authority's certificate counts for those that it issued only together with a name that
 // the signer has to have; otherwise everybody who ever got a certificate of it, each TLS server among them,
 // could sign. Immutable, used by any thread.
-class TrustAnchors : public ObjectImpl {
+class TrustAnchors final : public ObjectImpl {
  public:
   // All certificates of a PEM text, at least one. Throws XmlSecurityException.
   static Ref<TrustAnchors> FromPem(std::string_view pem, std::string signerName = {});

@@ -102,7 +102,7 @@ class NodeFilter {
 };
 
 // Sees all children but comments and text that is white space alone, as they don't matter between elements.
-class SkipWsAndCommentsFilter : public NodeFilter {
+class SkipWsAndCommentsFilter final : public NodeFilter {
  public:
   bool Accepts(const Node& node) const override;
 };

@@ -19,7 +19,7 @@ inline constexpr int kMostNamespaces = 4096;       // declarations in all
 inline constexpr int kMostNamespacesInScope = 64;  // of an element's own and of those around it
 
 // Takes the tree of a parsed text.
-class XMLDocumentHandler : public ObjectImpl {
+class XMLDocumentHandler final : public ObjectImpl {
  public:
   // Null before a text has been parsed.
   const Ref<Document>& GetDocument() const { return document_; }
@@ -31,7 +31,7 @@ class XMLDocumentHandler : public ObjectImpl {
 
 // Parses one text at a time into its handler. A document type declaration is refused, so that there are no
 // entities but the five of XML; nothing is ever loaded from anywhere.
-class XMLParser : public ObjectImpl {
+class XMLParser final : public ObjectImpl {
  public:
   explicit XMLParser(Ref<XMLDocumentHandler> handler) : handler_(std::move(handler)) {}
   // Throws XMLParseException; the handler is then as it was.

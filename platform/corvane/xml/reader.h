@@ -12,7 +12,7 @@ namespace Corvane {
 namespace Xml {
 
 // A text to parse: UTF-8 whatever its XML declaration says.
-class Reader : public ObjectImpl {
+class Reader final : public ObjectImpl {
  public:
   explicit Reader(std::string text) : text_(std::move(text)) {}
   std::string_view GetText() const { return text_; }
@@ -26,7 +26,7 @@ Ref<Reader> CreateStringReader(std::string text);
 }  // namespace Xml
 
 // Takes what is written and keeps it as one text.
-class Writer : public ObjectImpl {
+class Writer final : public ObjectImpl {
  public:
   void Write(std::string_view text) { text_.Append(text); }
   const std::string& GetText() const { return text_.text(); }

@@ -41,7 +41,7 @@ struct SignatureShape {
 // One ds:Signature element of a document (XML Signature, RFC 3275): read from one, or new and then computed.
 // References stay in the document: the URI is empty (the whole document) or "#" and an identifier that was
 // marked with Document::MarkIdentifier. A key only ever comes from the caller.
-class Signature : public ObjectImpl {
+class Signature final : public ObjectImpl {
  public:
   static constexpr std::size_t kMostReferences = 8;
   static constexpr std::size_t kMostCertificates = 8;

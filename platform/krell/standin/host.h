@@ -27,7 +27,7 @@ struct VirtualMachine {
 };
 
 // What is wrong with a host directory or with a change to it, in words for its user.
-class HostError : public std::runtime_error {
+class HostError final : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
