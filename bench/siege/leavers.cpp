@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t kAll = 1000;
 constexpr std::size_t kAtOnce = 20;  // how many are there when the first one goes
 
-enum class Leaving { kReset, kInOrder, kVanished };
+enum class Leaving { Reset, InOrder, Vanished };
 
 int Subscribe(std::uint16_t port, const std::string& request) {
   const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -36,8 +36,8 @@ int Subscribe(std::uint16_t port, const std::string& request) {
 void Leave(int fd, Leaving how) {
   const linger hard{1, 0};
   const int on = 1;
-  if (how == Leaving::kReset) setsockopt(fd, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
-  if (how == Leaving::kVanished) setsockopt(fd, IPPROTO_TCP, TCP_REPAIR, &on, sizeof on);
+  if (how == Leaving::Reset) setsockopt(fd, SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+  if (how == Leaving::Vanished) setsockopt(fd, IPPROTO_TCP, TCP_REPAIR, &on, sizeof on);
   close(fd);
 }
 

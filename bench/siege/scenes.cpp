@@ -29,10 +29,10 @@ std::span<const Scene> Scenes() {
       {"long-names", "calls", {LongNames}, kShort},
       {"control-names", "calls", {ControlNames}, kShort},
       {"long-contexts", "calls", {LongContexts}, kShort},
-      {"stderr-full", "calls", {ManyRefusals}, kShort, {ErrorSink::kFullPipe}},
-      {"stderr-gone", "calls", {ManyRefusals}, kShort, {ErrorSink::kBrokenPipe}},
-      {"logins", "guesses", {WrongLogins}, kMiddle, {ErrorSink::kFile, Passwords::kFast}},
-      {"slow-login", "guesses", {OneSlowLogin}, kMiddle, {ErrorSink::kFile, Passwords::kSlow}},
+      {"stderr-full", "calls", {ManyRefusals}, kShort, {ErrorSink::FullPipe}},
+      {"stderr-gone", "calls", {ManyRefusals}, kShort, {ErrorSink::BrokenPipe}},
+      {"logins", "guesses", {WrongLogins}, kMiddle, {ErrorSink::File, Passwords::Fast}},
+      {"slow-login", "guesses", {OneSlowLogin}, kMiddle, {ErrorSink::File, Passwords::Slow}},
       {"forged-tokens", "calls", {ForgedTokens}, kShort},
       {"churn", "connections", {Churn}, kShort},
       {"slow-clients", "datagrams", {SlowClients}, kMiddle},
@@ -42,7 +42,7 @@ std::span<const Scene> Scenes() {
        {IdleConnections, Leavers, UnfinishedBodies, BigBodies, Repeats, LongNames, ControlNames, LongContexts,
         WrongLogins, SlowClients, Pipelines},
        kLong,
-       {ErrorSink::kFile, Passwords::kFast},
+       {ErrorSink::File, Passwords::Fast},
        kTwoMinutes},
   };
   return scenes;

@@ -37,16 +37,16 @@ std::uintmax_t Size(const std::string& file) {
 }
 
 void UsePasswords(Passwords passwords) {
-  if (passwords == Passwords::kHost) return;
+  if (passwords == Passwords::Host) return;
   setenv("LD_PRELOAD", kWrapper, 1);
   setenv("PAM_WRAPPER", "1", 1);
-  setenv("PAM_WRAPPER_SERVICE_DIR", passwords == Passwords::kFast ? kFastServices : kSlowServices, 1);
+  setenv("PAM_WRAPPER_SERVICE_DIR", passwords == Passwords::Fast ? kFastServices : kSlowServices, 1);
 }
 
 }  // namespace
 
 bool Target::Supports(Passwords passwords) {
-  return passwords == Passwords::kHost || kWrapper != nullptr;
+  return passwords == Passwords::Host || kWrapper != nullptr;
 }
 
 Target::Target(const TargetOptions& options)
@@ -63,7 +63,7 @@ Target::Target(const TargetOptions& options)
   if (pid_ == 0) Run(standardError, options.passwords, configFile);
   close(standardError);
   WaitUntilItServes();
-  if (options.sink == ErrorSink::kBrokenPipe) close(std::exchange(unread_, -1));
+  if (options.sink == ErrorSink::BrokenPipe) close(std::exchange(unread_, -1));
 }
 
 Target::~Target() {
@@ -76,8 +76,7 @@ Target::~Target() {
 }
 
 int Target::OpenSink(ErrorSink sink) {
-  if (sink == ErrorSink::kFile)
-    return open(logFile_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+  if (sink == ErrorSink::File) return open(logFile_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe");
   unread_ = ends[0];

@@ -9,14 +9,14 @@ namespace Siege {
 
 // Where the daemon's standard error goes: to a file, to a pipe that nobody reads, to one whose reader has
 // gone.
-enum class ErrorSink { kFile, kFullPipe, kBrokenPipe };
+enum class ErrorSink { File, FullPipe, BrokenPipe };
 
 // Who checks passwords: the host as it is, services that answer at once, or a module that takes two seconds.
-enum class Passwords { kHost, kFast, kSlow };
+enum class Passwords { Host, Fast, Slow };
 
 struct TargetOptions {
-  ErrorSink sink = ErrorSink::kFile;
-  Passwords passwords = Passwords::kHost;
+  ErrorSink sink = ErrorSink::File;
+  Passwords passwords = Passwords::Host;
 };
 
 // The daemon under attack: the program of this build, on the host of Support::TestHost, with ports of its

@@ -33,8 +33,8 @@ bool KeyFile::Reload(bool isNew) {
   std::string fault;
   std::vector<std::string> notes;
   std::shared_ptr<const KeySet> keys;
-  const auto reading = ReadTrustedFile(path_, Access::kPublic, kMaxKeyFileBytes, text, fault);
-  if (reading == Reading::kDone) keys = KeySet::Parse(text, notes, fault);
+  const auto reading = ReadTrustedFile(path_, Access::Public, kMaxKeyFileBytes, text, fault);
+  if (reading == Reading::Done) keys = KeySet::Parse(text, notes, fault);
   if (keys) {
     Take(std::move(keys), notes);
   } else if (isNew || fault != fault_) {
@@ -42,7 +42,7 @@ bool KeyFile::Reload(bool isNew) {
           " earlier ones stay: ", fault);
   }
   fault_ = fault;
-  return reading != Reading::kFailed;
+  return reading != Reading::Failed;
 }
 
 void KeyFile::Take(std::shared_ptr<const KeySet> keys, const std::vector<std::string>& notes) {

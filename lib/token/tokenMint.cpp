@@ -69,7 +69,7 @@ class SigningKey {
       : file_(open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600)) {
     struct stat status {};
     if (file_.Get() < 0 || fstat(file_.Get(), &status) != 0) FailWithErrno(path);
-    if (const char* reason = TrustFault(status, Access::kPrivate)) Fail(path, reason);
+    if (const char* reason = TrustFault(status, Access::Private)) Fail(path, reason);
     while (flock(file_.Get(), LOCK_EX) != 0) {
       if (errno != EINTR) FailWithErrno(path);
     }
@@ -108,7 +108,7 @@ JsonPtr ReadKeySet(const std::string& path) {
   if (VersionOf(path).error == ENOENT) return JsonPtr(json_pack("{s:[]}", "keys"));
   std::string text;
   std::string fault;
-  if (ReadTrustedFile(path, Access::kPublic, kMaxKeyFileBytes, text, fault) != Reading::kDone) {
+  if (ReadTrustedFile(path, Access::Public, kMaxKeyFileBytes, text, fault) != Reading::Done) {
     Fail(path, fault);
   }
   JsonPtr set(json_loadb(text.data(), text.size(), JSON_REJECT_DUPLICATES, nullptr));

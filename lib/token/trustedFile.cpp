@@ -34,9 +34,9 @@ FileVersion VersionOf(const std::string& path) {
 const char* TrustFault(const struct stat& status, Access access) {
   if (!S_ISREG(status.st_mode)) return "it is no regular file";
   if (status.st_uid != 0 && status.st_uid != geteuid()) return "it belongs to another user";
-  const mode_t forbidden = access == Access::kPrivate ? S_IRWXG | S_IRWXO : S_IWGRP | S_IWOTH;
+  const mode_t forbidden = access == Access::Private ? S_IRWXG | S_IRWXO : S_IWGRP | S_IWOTH;
   if ((status.st_mode & forbidden) == 0) return nullptr;
-  return access == Access::kPrivate ? "others may read or write it" : "others may write it";
+  return access == Access::Private ? "others may read or write it" : "others may write it";
 }
 
 bool ReadAll(int fd, std::size_t limit, std::string& text) {
@@ -69,21 +69,21 @@ Reading ReadTrustedFile(const std::string& path, Access access, std::size_t limi
   struct stat status {};
   if (file.Get() < 0 || fstat(file.Get(), &status) != 0) {
     fault = errno == ELOOP ? "it is a symbolic link" : std::strerror(errno);
-    return errno == ELOOP ? Reading::kRefused : Reading::kFailed;
+    return errno == ELOOP ? Reading::Refused : Reading::Failed;
   }
   if (const char* reason = TrustFault(status, access)) {
     fault = reason;
-    return Reading::kRefused;
+    return Reading::Refused;
   }
   if (!ReadAll(file.Get(), limit, text)) {
     fault = std::strerror(errno);
-    return Reading::kFailed;
+    return Reading::Failed;
   }
   if (text.size() > limit) {
     fault = "it is longer than " + std::to_string(limit) + " bytes";
-    return Reading::kRefused;
+    return Reading::Refused;
   }
-  return Reading::kDone;
+  return Reading::Done;
 }
 
 }  // namespace NornToken

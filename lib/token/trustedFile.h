@@ -29,8 +29,8 @@ FileVersion VersionOf(const std::string& path);
 
 // Who may do what with a file that is believed.
 enum class Access {
-  kPublic,   // Others may read it, but not write it.
-  kPrivate,  // Others may neither read nor write it.
+  Public,   // Others may read it, but not write it.
+  Private,  // Others may neither read nor write it.
 };
 
 // Null when the open file is a regular one that belongs to root or to this process's user and that others
@@ -45,9 +45,9 @@ int WriteAll(int fd, const std::string& text);
 
 // How the attempt to read a file ended.
 enum class Reading {
-  kDone,
-  kRefused,  // Not to be believed, as long as the file doesn't change.
-  kFailed,  // The system didn't give it, which may pass: no descriptor is left, no file is there, a bad disk.
+  Done,
+  Refused,  // Not to be believed, as long as the file doesn't change.
+  Failed,   // The system didn't give it, which may pass: no descriptor is left, no file is there, a bad disk.
 };
 
 // Reads a file that is never a symbolic link. The reason stands in fault when that is not done.

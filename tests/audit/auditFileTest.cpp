@@ -25,7 +25,7 @@ int CountInLog(const std::string& text, Action action) {
   return count;
 }
 
-TEST(AuditFile, IsMadeForItsOwnerAloneAndKeepsWhatIsThere) {
+TEST(AuditFileTest, IsMadeForItsOwnerAloneAndKeepsWhatIsThere) {
   const TemporaryFolder folder;
   const auto path = folder / "var/log/tessaly/audit.log";
   EXPECT_TRUE(AuditFile(path).Append("one\n"));
@@ -40,7 +40,7 @@ TEST(AuditFile, IsMadeForItsOwnerAloneAndKeepsWhatIsThere) {
   EXPECT_EQ(Files::status(folder / "var/log/tessaly").permissions(), Files::perms(0700));
 }
 
-TEST(AuditFile, FollowsARotation) {
+TEST(AuditFileTest, FollowsARotation) {
   const TemporaryFolder folder;
   const auto path = folder / "logs/audit.log";
   AuditFile file(path);
@@ -52,7 +52,7 @@ TEST(AuditFile, FollowsARotation) {
   EXPECT_EQ(ReadFile(path), "three\n");
 }
 
-TEST(AuditFile, TakesLinesWithoutAFreeDescriptor) {
+TEST(AuditFileTest, TakesLinesWithoutAFreeDescriptor) {
   if (SANITIZED) GTEST_SKIP() << "the sanitizer's own checks need descriptors";
   const TemporaryFolder folder;
   const auto path = folder / "audit.log";
@@ -74,7 +74,7 @@ TEST(AuditFile, TakesLinesWithoutAFreeDescriptor) {
   EXPECT_EQ(ReadFile(path), "three\n");
 }
 
-TEST(AuditFile, AFullDiskIsToldOnceAndTheEndOfIt) {
+TEST(AuditFileTest, AFullDiskIsToldOnceAndTheEndOfIt) {
   const TemporaryFolder folder;
   const auto path = folder / "audit.log";
   AuditFile file(path);
@@ -96,7 +96,7 @@ TEST(AuditFile, AFullDiskIsToldOnceAndTheEndOfIt) {
   }
 }
 
-TEST(AuditFile, ARecordThatIsCutShortDoesNotTouchTheNextOne) {
+TEST(AuditFileTest, ARecordThatIsCutShortDoesNotTouchTheNextOne) {
   const TemporaryFolder folder;
   const auto path = folder / "audit.log";
   AuditFile file(path);

@@ -10,7 +10,7 @@
 
 namespace {
 
-TEST(TessalyAudit, OneLineOfJsonARecord) {
+TEST(TessalyAuditTest, OneLineOfJsonARecord) {
   const TessalyAuditItem items[] = {{"key", "value"}, {"empty", nullptr}, {nullptr, nullptr}};
   TessalyAudit_LogList("api.call", "root", "a:b", true, items);
   const auto record = LastRecord();
@@ -30,7 +30,7 @@ TEST(TessalyAudit, OneLineOfJsonARecord) {
   EXPECT_FALSE(LastRecord().HasMember("items"));
 }
 
-TEST(TessalyAudit, HostileTextsStayInTheirPlace) {
+TEST(TessalyAuditTest, HostileTextsStayInTheirPlace) {
   const std::string bad = "\xEF\xBF\xBD";
   const std::string wide = "\xE2\x82\xAC";
   const std::vector<std::pair<std::string, std::string>> cases = {

@@ -30,7 +30,7 @@ const Data::DataValuePtr kFirst = Data::StructValue::GetInstance("first");
 const Data::DataValuePtr kSecond = Data::StructValue::GetInstance("second");
 const Data::DataValuePtr kRefused = ErrorValue::Create("refused", {});
 
-TEST(AsyncAuthnFilter, ChainOfTwoHandlers) {
+TEST(AsyncAuthnFilterTest, ChainOfTwoHandlers) {
   struct Case {
     Data::DataValuePtr first;
     Data::DataValuePtr second;

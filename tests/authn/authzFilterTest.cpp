@@ -114,9 +114,9 @@ TEST_F(AuthzFilterTest, WhatNoRuleCoversIsShut) {
   }
 }
 
-class AuthzPrivileges : public AuthzFilterTest {
+class AuthzPrivilegesTest : public AuthzFilterTest {
  protected:
-  AuthzPrivileges() {
+  AuthzPrivilegesTest() {
     const auto view = std::make_shared<const std::vector<std::string>>(1, "View");
     info->operationPrivileges["p.q.s.op"] = {{"root", "folder", "", view}, {"", "vm", "spec.vm", view}};
     info->operationPrivileges["new.s.op"] = {{"root", "folder", "", view}};
@@ -149,7 +149,7 @@ class AuthzPrivileges : public AuthzFilterTest {
   }
 };
 
-TEST_F(AuthzPrivileges, AreCheckedOnEachObjectThatTheCallNames) {
+TEST_F(AuthzPrivilegesTest, AreCheckedOnEachObjectThatTheCallNames) {
   const auto x = Data::DataValue::Create("x");
   const auto y = Data::DataValue::Create("y");
   const std::string root = "op folder root View;";
@@ -167,7 +167,7 @@ TEST_F(AuthzPrivileges, AreCheckedOnEachObjectThatTheCallNames) {
   EXPECT_EQ(Check("p.q.s", "OP", Input(x)), root + "op vm x View;refused");
 }
 
-TEST_F(AuthzPrivileges, StandBesideTheOtherRules) {
+TEST_F(AuthzPrivilegesTest, StandBesideTheOtherRules) {
   EXPECT_EQ(Check("p.q.s", nullptr, nullptr), kUnauthenticated);
   EXPECT_EQ(Check("p.q.s", "FAR", nullptr),
             kUnauthorized + ": The caller is not entitled to call the operation p.q.s.op.");
@@ -177,7 +177,7 @@ TEST_F(AuthzPrivileges, StandBesideTheOtherRules) {
   EXPECT_EQ(Check("p.q.t", "NEAR", nullptr), "");
 }
 
-TEST_F(AuthzPrivileges, NobodyPassesWithoutAChecker) {
+TEST_F(AuthzPrivilegesTest, NobodyPassesWithoutAChecker) {
   const std::string end = ": The caller may not call the operation ";
   EXPECT_EQ(Ask("new.s", "op", "ANY"), kUnauthorized + end + "new.s.op.");
   EXPECT_EQ(Ask("com.tessaly.mirel.std.introspection.service", "get", nullptr),

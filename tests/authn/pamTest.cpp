@@ -87,7 +87,7 @@ TEST_F(PamTest, PasswordsUseUpTheBudgetAndTimeFillsIt) {
   EXPECT_LE(right, 20) << "who may not come in anyway could hold up the thread";
 }
 
-TEST(LoginBudget, FillsByTimeUpToItsCapacity) {
+TEST(LoginBudgetTest, FillsByTimeUpToItsCapacity) {
   std::int64_t now = 7;
   LoginBudget budget([&] { return now; });
   budget.Charge(100'000);
@@ -112,7 +112,7 @@ TEST(LoginBudget, FillsByTimeUpToItsCapacity) {
   EXPECT_EQ(budget.Admit(), Verdict::Refused);
 }
 
-TEST(LoginBudget, ChecksAreMadeAsLongAsTheLongest) {
+TEST(LoginBudgetTest, ChecksAreMadeAsLongAsTheLongest) {
   std::int64_t now = 0;
   LoginBudget budget([&] { return now; }, [&](std::int64_t microseconds) { now += microseconds; });
   const auto settle = [&](std::int64_t microseconds) {

@@ -33,7 +33,7 @@ bool InAlphabet(unsigned char c) {
   return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' || c == '/';
 }
 
-TEST(Base64, AgreesWithOpenSslBothWays) {
+TEST(Base64Test, AgreesWithOpenSslBothWays) {
   for (std::size_t length = 0; length <= 300; ++length) {
     Bytes bytes(length);
     ASSERT_EQ(CryptoRandom_GetBytes(bytes.data(), length), 0);
@@ -48,7 +48,7 @@ TEST(Base64, AgreesWithOpenSslBothWays) {
 }
 
 // Every byte value in every place of texts with no, one and two padding characters.
-TEST(Base64, AnyByteAnywhere) {
+TEST(Base64Test, AnyByteAnywhere) {
   for (const std::string valid : {"QUJDREVG", "QUJDREU=", "QUJDRA=="}) {
     for (std::size_t place = 0; place < valid.size(); ++place) {
       for (int value = 0; value < 256; ++value) {
@@ -64,7 +64,7 @@ TEST(Base64, AnyByteAnywhere) {
 }
 
 // A text that is too short to decode to anything must still be looked at.
-TEST(Base64, LengthsAndCapacity) {
+TEST(Base64Test, LengthsAndCapacity) {
   for (const char* text : {"A", "AB", "ABC", "QUJDR", "=", "====", "QUJD\n", "QUI=QUI="}) {
     EXPECT_FALSE(Decode(text).has_value()) << text;
     EXPECT_NE(Base64_DecodedLength(text, std::string(text).size()), 0U) << text;

@@ -17,7 +17,7 @@ using Corvane::Detail::EscapeLine;
 using Corvane::Detail::EscapeName;
 using Corvane::Detail::IsPlainLine;
 
-TEST(Format, ArgumentsOfAllKinds) {
+TEST(FormatTest, ArgumentsOfAllKinds) {
   EXPECT_EQ(ASPrintInternal("%1 %2 %3 %4 %5", std::numeric_limits<std::int64_t>::min(),
                             std::numeric_limits<std::uint64_t>::max(), "text", std::string("string"), true),
             "-9223372036854775808 18446744073709551615 text string true");
@@ -25,16 +25,16 @@ TEST(Format, ArgumentsOfAllKinds) {
   EXPECT_EQ(ASPrintInternal("%1%2", std::string_view("a\0b", 3), 'c'), std::string("a\0bc", 4));
 }
 
-TEST(Format, OddPercentSignsStay) {
+TEST(FormatTest, OddPercentSignsStay) {
   EXPECT_EQ(ASPrintInternal("%0 %% %x %2 %", 1), "%0 %% %x %2 %");
   EXPECT_EQ(ASPrintInternal("%1 stays"), "%1 stays");
 }
 
-TEST(Format, ArgumentsAreNotReadAgain) {
+TEST(FormatTest, ArgumentsAreNotReadAgain) {
   EXPECT_EQ(ASPrintInternal("'%1', %2", "%2%1%", "%1"), "'%2%1%', %1");
 }
 
-TEST(Escape, WhatCouldForgeOrHideALine) {
+TEST(EscapeTest, WhatCouldForgeOrHideALine) {
   const std::pair<std::string_view, const char*> cases[] = {
       {"a\r\nb\tc", "a\\r\\nb\\tc"},
       {{"nul\0end", 7}, "nul\\x00end"},
@@ -52,7 +52,7 @@ TEST(Escape, WhatCouldForgeOrHideALine) {
   }
 }
 
-TEST(Escape, NamesAreCutByWhatIsShownOfThem) {
+TEST(EscapeTest, NamesAreCutByWhatIsShownOfThem) {
   const std::string most(256, 'n');
   EXPECT_EQ(EscapeName(most), most);
   EXPECT_EQ(EscapeName(most + "n"), most + "...");
@@ -60,7 +60,7 @@ TEST(Escape, NamesAreCutByWhatIsShownOfThem) {
   EXPECT_EQ(EscapeName(most.substr(2) + "\xe2\x82\xac"), most.substr(2) + "...");
 }
 
-TEST(Escape, JsonKeepsItsValue) {
+TEST(EscapeTest, JsonKeepsItsValue) {
   EXPECT_EQ(EscapeJson("{\"a\\n\":\"\x7f\xc2\x9b\xe2\x80\xae\xe2\x82\xac\xff\"}"),
             "{\"a\\n\":\"\\u007f\\u009b\\u202e\xe2\x82\xac\xef\xbf\xbd\"}");
 }

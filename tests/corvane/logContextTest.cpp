@@ -21,7 +21,7 @@ std::string Line() {
   return line.substr(line.find(" error ") + 7);
 }
 
-TEST(LogContext, RecordsShowItUntilTheScopeEnds) {
+TEST(LogContextTest, RecordsShowItUntilTheScopeEnds) {
   EXPECT_EQ(Line(), "x\n");
   {
     const LogContextOnStack outer(SetLogContext("opId", "1f0c"));

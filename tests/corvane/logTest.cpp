@@ -27,7 +27,7 @@ std::string Capture(Function function) {
   return testing::internal::GetCapturedStderr();
 }
 
-TEST(Log, LevelsDecideAndAreShown) {
+TEST(LogTest, LevelsDecideAndAreShown) {
   const auto logger = Logger::Create({.level = 5});
   EXPECT_EQ(Capture([&] { LogInternal(logger.get(), 6, "%1", "hidden"); }), "");
   const char* const names[] = {"crit", "crit", "crit", "error", "warning", "notice", "info", "debug"};
@@ -40,7 +40,7 @@ TEST(Log, LevelsDecideAndAreShown) {
   }
 }
 
-TEST(Log, HostileTextStaysOneLine) {
+TEST(LogTest, HostileTextStaysOneLine) {
   const auto logger = Logger::Create({});
   const std::string line = Capture([&] {
     LogInternal(logger.get(), 3, "failed to json-parse '%1'",
@@ -83,7 +83,7 @@ class ErrorPipe {
   int ends_[2] = {-1, -1};
 };
 
-TEST(Log, StandardErrorThatNobodyReadsHoldsUpNobody) {
+TEST(LogTest, StandardErrorThatNobodyReadsHoldsUpNobody) {
   const auto logger = Logger::Create({});
   const std::string text(9999, 'x');
   const auto before = ::signal(SIGPIPE, SIG_IGN);
@@ -119,7 +119,7 @@ TEST(LogDeathTest, PanicEndsTheProcessOverAFullPipe) {
 }
 
 // It can't be opened once more without waiting.
-TEST(Log, PipeThatHadNoReaderAtFirstHoldsUpNobody) {
+TEST(LogTest, PipeThatHadNoReaderAtFirstHoldsUpNobody) {
   const TemporaryFolder folder;
   const std::string path = folder / "pipe";
   ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
@@ -143,7 +143,7 @@ TEST(Log, PipeThatHadNoReaderAtFirstHoldsUpNobody) {
   ::signal(SIGPIPE, handler);
 }
 
-TEST(Log, FileIsRotatedWithinItsBounds) {
+TEST(LogTest, FileIsRotatedWithinItsBounds) {
   const TemporaryFolder folder;
   const auto logger = Logger::Create({.file = folder / "a.log", .maxBytes = 1000, .maxFiles = 3});
   Capture([&] {

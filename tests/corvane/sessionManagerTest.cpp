@@ -15,7 +15,7 @@ using Corvane::Ref;
 using Corvane::Session;
 using Corvane::SessionManager;
 
-TEST(SessionManager, FindsWhatItHasAndRefusesWhatIsTooMuch) {
+TEST(SessionManagerTest, FindsWhatItHasAndRefusesWhatIsTooMuch) {
   ManualTime time;
   SessionManager manager(2);
   const auto a = time.MakeSession(100);
@@ -41,7 +41,7 @@ TEST(SessionManager, FindsWhatItHasAndRefusesWhatIsTooMuch) {
   EXPECT_TRUE(manager.Add(c));
 }
 
-TEST(SessionManager, FindingIsNoAccessAndAnEndIsLeaving) {
+TEST(SessionManagerTest, FindingIsNoAccessAndAnEndIsLeaving) {
   ManualTime time;
   auto manager = MakeRef<SessionManager>();
   Ref<Session> found;
@@ -59,7 +59,7 @@ TEST(SessionManager, FindingIsNoAccessAndAnEndIsLeaving) {
   EXPECT_TRUE(used->HasEnded());
 }
 
-TEST(SessionManager, TicketsServeOnceAndNotForLong) {
+TEST(SessionManagerTest, TicketsServeOnceAndNotForLong) {
   ManualTime time;
   SessionManager manager(10, [&time] { return time.Now(); });
   const auto session = time.MakeSession(10 * SessionManager::kTicketLife);
@@ -88,7 +88,7 @@ TEST(SessionManager, TicketsServeOnceAndNotForLong) {
   EXPECT_FALSE(manager.ResolveCloneTicket(last, found));
 }
 
-TEST(SessionManager, ApplicationBoundsIt) {
+TEST(SessionManagerTest, ApplicationBoundsIt) {
   using namespace Corvane::Service;
   const TemporaryFolder folder;
   const auto config =

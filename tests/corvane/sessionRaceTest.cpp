@@ -97,7 +97,7 @@ class Arena {
   std::array<Ref<Session>, kSlots> slots_;
 };
 
-TEST(SessionRace, EachEndsOnceAndNoneUnderItsLease) {
+TEST(SessionRaceTest, EachEndsOnceAndNoneUnderItsLease) {
   Arena arena;
   std::vector<std::thread> threads;
   for (unsigned seed = 0; seed < 16; ++seed) {
@@ -127,7 +127,7 @@ bool TakeLease(Session& session) {
   return !session.HasEnded();
 }
 
-TEST(SessionRace, NothingComesBetweenTheCheckAndTheEnd) {
+TEST(SessionRaceTest, NothingComesBetweenTheCheckAndTheEnd) {
   const auto beIdle = [](ManualTime& time, Session& session) {
     time.Pass(1);
     return session.HasEnded();

@@ -27,7 +27,7 @@ class Owner final : public Witness {
   const Ref<Session> session_;
 };
 
-TEST(Session, EndsWhenItHasBeenIdle) {
+TEST(SessionTest, EndsWhenItHasBeenIdle) {
   ManualTime time;
   Fate fate;
   const auto session = time.MakeSession(100);
@@ -45,7 +45,7 @@ TEST(Session, EndsWhenItHasBeenIdle) {
   EXPECT_FALSE(session->GetAuthData());
 }
 
-TEST(Session, LeasesHoldItAndTheLastOneStartsTheIdleTimeAnew) {
+TEST(SessionTest, LeasesHoldItAndTheLastOneStartsTheIdleTimeAnew) {
   ManualTime time;
   const auto session = time.MakeSession(100);
   session->AddLease();
@@ -64,7 +64,7 @@ TEST(Session, LeasesHoldItAndTheLastOneStartsTheIdleTimeAnew) {
   EXPECT_TRUE(session->HasEnded());
 }
 
-TEST(Session, IdleTimeoutChangesInBothDirections) {
+TEST(SessionTest, IdleTimeoutChangesInBothDirections) {
   ManualTime time;
   const auto longer = time.MakeSession(100);
   const auto shorter = time.MakeSession(100);
@@ -83,7 +83,7 @@ TEST(Session, IdleTimeoutChangesInBothDirections) {
   EXPECT_FALSE(endless->HasEnded());
 }
 
-TEST(Session, TellsEachObjectOnceWhateverTheOthersDo) {
+TEST(SessionTest, TellsEachObjectOnceWhateverTheOthersDo) {
   ManualTime time;
   Fate fates[4];
   auto session = time.MakeSession(100);
@@ -111,7 +111,7 @@ TEST(Session, TellsEachObjectOnceWhateverTheOthersDo) {
   EXPECT_EQ(fates[2].gone + fates[3].gone, 2);
 }
 
-TEST(Session, NothingStaysOfOneThatNobodyRefersTo) {
+TEST(SessionTest, NothingStaysOfOneThatNobodyRefersTo) {
   ManualTime time;
   Fate plain;
   Fate cycle;
@@ -137,7 +137,7 @@ class Signal final : public Corvane::SessionObject {
   std::promise<std::thread::id> promise_;
 };
 
-TEST(Session, EndsByItselfOnTheTimersThread) {
+TEST(SessionTest, EndsByItselfOnTheTimersThread) {
   Ref<Session> patient;
   Ref<Session> hasty;
   const auto signal = MakeRef<Signal>();

@@ -30,7 +30,7 @@ std::string CallAs(const Daemon& daemon, const std::string& authorization,
   return answer.substr(begin + kHeader.size(), answer.find('\r', begin) - begin - kHeader.size());
 }
 
-TEST(Caller, NeedsATokenWithTheEntitlement) {
+TEST(CallerTest, NeedsATokenWithTheEntitlement) {
   Daemon daemon;
   EXPECT_EQ(CallAs(daemon, Authorized()), "unsupported");
   EXPECT_EQ(CallAs(daemon, ""), "unauthenticated");
@@ -51,7 +51,7 @@ long AuditSize() {
   return file ? static_cast<long>(file.tellg()) : 0;
 }
 
-TEST(Caller, CannotWriteMuchWithoutAName) {
+TEST(CallerTest, CannotWriteMuchWithoutAName) {
   Daemon daemon;
   std::string method;
   for (int i = 0; i < 200'000; ++i) method += i % 4 == 0 ? "\\u0001" : "\\\\";
@@ -62,7 +62,7 @@ TEST(Caller, CannotWriteMuchWithoutAName) {
   }
 }
 
-TEST(Caller, IsOnRecord) {
+TEST(CallerTest, IsOnRecord) {
   Daemon daemon;
   const auto before = AuditSize();
   CallAs(daemon, "");
@@ -94,7 +94,7 @@ std::string Password(const std::string& user, const std::string& password) {
   return "Authorization: Basic " + text + "\r\n";
 }
 
-TEST(Caller, ComesInWithRootsPasswordAlone) {
+TEST(CallerTest, ComesInWithRootsPasswordAlone) {
   Daemon daemon({.environment = {"LD_PRELOAD=" PAM_WRAPPER_LIBRARY, "PAM_WRAPPER=1",
                                  "PAM_WRAPPER_SERVICE_DIR=" PAM_WRAPPER_SERVICES}});
   EXPECT_EQ(CallAs(daemon, Password("root", "root secret")), "unsupported");
@@ -106,7 +106,7 @@ TEST(Caller, ComesInWithRootsPasswordAlone) {
   EXPECT_EQ(log.find("secret"), std::string::npos);
 }
 
-TEST(Caller, LeavesNoPasswordInMemory) {
+TEST(CallerTest, LeavesNoPasswordInMemory) {
   Daemon daemon({.environment = {"LD_PRELOAD=" PAM_WRAPPER_LIBRARY, "PAM_WRAPPER=1",
                                  "PAM_WRAPPER_SERVICE_DIR=" PAM_SYSTEM_SERVICES}});
   // The allocator writes into the first bytes of what was freed.

@@ -35,7 +35,7 @@ std::vector<std::string> ShellBlocks(const std::string& fileName) {
   return blocks;
 }
 
-TEST(ApiDocument, EveryCommandRuns) {
+TEST(ApiDocumentTest, EveryCommandRuns) {
   // Where the token is put.
   const TemporaryFolder folder;
   Daemon daemon;

@@ -14,7 +14,7 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kNoAnswer{300};
 
-TEST(Guest, IsAnsweredByteForByte) {
+TEST(GuestTest, IsAnsweredByteForByte) {
   Daemon daemon;
   Vm vm(11);
   Krell::GuestSocket guest(vm.cid());
@@ -24,7 +24,7 @@ TEST(Guest, IsAnsweredByteForByte) {
             "{\n\"sequence\":8,\n\"status\":\"bad\",\n\"diagnosis\":\"error(s): {65538, unmatched");
 }
 
-TEST(Guest, WithoutPrivilegeOrAboveItsRateIsNotHeard) {
+TEST(GuestTest, WithoutPrivilegeOrAboveItsRateIsNotHeard) {
   Daemon daemon;
   Vm plain(12, false);
   Krell::GuestSocket unprivileged(plain.cid());
@@ -38,7 +38,7 @@ TEST(Guest, WithoutPrivilegeOrAboveItsRateIsNotHeard) {
   EXPECT_LE(answered, 4);
 }
 
-TEST(Guest, IsKnownByItsCurrentIdentity) {
+TEST(GuestTest, IsKnownByItsCurrentIdentity) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(14);
   auto subscriber = beacon.Subscribe(daemon);
@@ -56,7 +56,7 @@ TEST(Guest, IsKnownByItsCurrentIdentity) {
   EXPECT_TRUE(daemon.WaitForLog("Evict cache entry, cid 15 mismatches cached bios uuid bios-old"));
 }
 
-TEST(Guest, AnswersARequestForHistoryToItsSubscriberAlone) {
+TEST(GuestTest, AnswersARequestForHistoryToItsSubscriberAlone) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(16);
   auto other = beacon.Subscribe(daemon);
@@ -75,7 +75,7 @@ TEST(Guest, AnswersARequestForHistoryToItsSubscriberAlone) {
   EXPECT_NE(other.Next().find(R"("topic":"b.d")"), std::string::npos);
 }
 
-TEST(Guest, IsAskedForHistoryIfItPublishedLatelyAndIsWanted) {
+TEST(GuestTest, IsAskedForHistoryIfItPublishedLatelyAndIsWanted) {
   Daemon daemon;
   // They are asked in the order of their start, and the last one's request comes last.
   const Vm vms[] = {Vm(18), Vm(19), Vm(20)};
@@ -117,7 +117,7 @@ std::size_t Count(const std::string& text, const std::string& part) {
 // The sender of a datagram that could not be received.
 constexpr const char kNobody[] = "Cannot retrieve cid info for endpoint 4294967295";
 
-TEST(Guest, IsServedBehindFaultsOfOthers) {
+TEST(GuestTest, IsServedBehindFaultsOfOthers) {
   const KernelFaults faults(
       "recvmsg EINTR 1\nrecvmsg EAGAIN 1\ngetsockopt 3 ENOTCONN 1\nsendmsg ENOBUFS 1\nsendmsg EAGAIN 1\n");
   Daemon daemon;
@@ -138,7 +138,7 @@ TEST(Guest, IsServedBehindFaultsOfOthers) {
   EXPECT_EQ(Count(log, kNobody), 0U);
 }
 
-TEST(Guest, IsServedWhenReceivingWorksAgain) {
+TEST(GuestTest, IsServedWhenReceivingWorksAgain) {
   const KernelFaults faults("recvmsg ENETDOWN 3\n");
   Daemon daemon;
   const Vm vm(87);
@@ -152,7 +152,7 @@ TEST(Guest, IsServedWhenReceivingWorksAgain) {
 }
 
 // So many failures are over in a moment for a thread that doesn't rest.
-TEST(Guest, IsNotServedByASpinningThread) {
+TEST(GuestTest, IsNotServedByASpinningThread) {
   const KernelFaults faults("recvmsg ENETDOWN 10000\n");
   Daemon daemon;
   ASSERT_TRUE(daemon.WaitForLog("Receiving packets keeps failing"));

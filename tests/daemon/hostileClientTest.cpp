@@ -34,7 +34,7 @@ bool Serves(const Daemon& daemon) {
   return connection.ReceiveAll().starts_with("HTTP/1.1 200 OK\r\n");
 }
 
-TEST(HostileClient, RequestSplitAnywhereGetsTheSameAnswer) {
+TEST(HostileClientTest, RequestSplitAnywhereGetsTheSameAnswer) {
   Daemon daemon;
   const auto request = CallRequest(kList, "{}", kJson);
   std::string whole;
@@ -48,7 +48,7 @@ TEST(HostileClient, RequestSplitAnywhereGetsTheSameAnswer) {
   }
 }
 
-TEST(HostileClient, BadRequestsAreRefusedAndLoseNothingElse) {
+TEST(HostileClientTest, BadRequestsAreRefusedAndLoseNothingElse) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(51);
   auto subscriber = beacon.Subscribe(daemon);
@@ -92,7 +92,7 @@ TEST(HostileClient, BadRequestsAreRefusedAndLoseNothingElse) {
   EXPECT_NE(subscriber.Next().find("\"topic\":\"a\""), std::string::npos);
 }
 
-TEST(HostileClient, ACrowdOfConnectionsKeepsNobodyOut) {
+TEST(HostileClientTest, ACrowdOfConnectionsKeepsNobodyOut) {
   if (SANITIZED) GTEST_SKIP() << "the sanitizer's own checks need descriptors";
   Daemon daemon({.settings = kAskAll, .maxFiles = 128});
   Beacon beacon(55);
@@ -110,7 +110,7 @@ TEST(HostileClient, ACrowdOfConnectionsKeepsNobodyOut) {
   EXPECT_EQ(log.find("Evict cache entry"), std::string::npos);
 }
 
-TEST(HostileClient, IdleAndHalfRequestsCostLittle) {
+TEST(HostileClientTest, IdleAndHalfRequestsCostLittle) {
   Daemon daemon;
   ASSERT_TRUE(Serves(daemon));
   const auto before = MemoryKiB(daemon);
@@ -127,7 +127,7 @@ TEST(HostileClient, IdleAndHalfRequestsCostLittle) {
   }
 }
 
-TEST(HostileClient, StalledReadersCostOthersNothing) {
+TEST(HostileClientTest, StalledReadersCostOthersNothing) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(53);
   constexpr int kSmallBuffer = 4096;

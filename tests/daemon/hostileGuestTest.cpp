@@ -66,7 +66,7 @@ std::vector<HostileText> HostileTexts() {
   };
 }
 
-TEST(HostileGuest, DisturbsNobodyElse) {
+TEST(HostileGuestTest, DisturbsNobodyElse) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(21);
   auto subscriber = beacon.Subscribe(daemon, R"(,"topic_prefixes":["good"])");
@@ -106,7 +106,7 @@ TEST(HostileGuest, DisturbsNobodyElse) {
   EXPECT_EQ(log.find("\n2026-11-24 forged line"), std::string::npos);
 }
 
-TEST(HostileGuest, FloodIsKeptOffByTheKernel) {
+TEST(HostileGuestTest, FloodIsKeptOffByTheKernel) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(23);
   auto subscriber = beacon.Subscribe(daemon, R"(,"topic_prefixes":["good"])");
@@ -131,7 +131,7 @@ TEST(HostileGuest, FloodIsKeptOffByTheKernel) {
   flood.join();
 }
 
-TEST(HostileGuest, BadTextsDoNotFillTheDisk) {
+TEST(HostileGuestTest, BadTextsDoNotFillTheDisk) {
   const auto logFile = TestHost().Directory() + "-rotating.log";
   Daemon daemon({.settings = "<log><file>" + logFile +
                              "</file><maxBytes>100000</maxBytes><maxFiles>2</maxFiles></log>"});

@@ -12,7 +12,7 @@ namespace {
 using Support::Daemon;
 using Support::TestHost;
 
-TEST(Start, SignalsAreLoggedAndTermEndsIt) {
+TEST(StartTest, SignalsAreLoggedAndTermEndsIt) {
   Daemon daemon;
   daemon.Signal(SIGHUP);
   EXPECT_TRUE(daemon.WaitForLog("received signal 1"));
@@ -23,7 +23,7 @@ TEST(Start, SignalsAreLoggedAndTermEndsIt) {
   EXPECT_LT(log.find("received signal 15"), log.find("Terminating..."));
 }
 
-TEST(Start, UnusableConfigurationIsToldOnStandardError) {
+TEST(StartTest, UnusableConfigurationIsToldOnStandardError) {
   Daemon::Options options;
   options.settings = "<unclosed>";
   options.waitUntilRunning = false;
@@ -36,9 +36,9 @@ TEST(Start, UnusableConfigurationIsToldOnStandardError) {
 }
 
 // A second host directory whose kernel fails as told.
-class FaultyKernel : public ::testing::TestWithParam<std::pair<const char*, const char*>> {};
+class FaultyKernelTest : public ::testing::TestWithParam<std::pair<const char*, const char*>> {};
 
-TEST_P(FaultyKernel, EndsTheDaemonWithStatusZeroAndAReason) {
+TEST_P(FaultyKernelTest, EndsTheDaemonWithStatusZeroAndAReason) {
   const auto directory = TestHost().Directory() + "-faulty";
   std::filesystem::remove_all(directory);
   const Krell::Host host(directory);
@@ -52,7 +52,7 @@ TEST_P(FaultyKernel, EndsTheDaemonWithStatusZeroAndAReason) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , FaultyKernel,
+    , FaultyKernelTest,
     ::testing::Values(
         std::pair("socket EAFNOSUPPORT", "Failed to create backend socket, "),
         std::pair("bind EADDRINUSE", "Failed to create backend socket, bind"),
@@ -61,7 +61,7 @@ INSTANTIATE_TEST_SUITE_P(
         std::pair("setsockopt 10 EPERM", "Failed to limit peers to priv, Operation not permitted"),
         std::pair("option 10 sticks-at 0", "Failed to limit peers to priv, verification failed")));
 
-TEST(Start, ApiOnOneFamilyAloneWillDo) {
+TEST(StartTest, ApiOnOneFamilyAloneWillDo) {
   Daemon first;
   const auto log = first.Log();
   EXPECT_NE(log.find("Listening on: "), std::string::npos);

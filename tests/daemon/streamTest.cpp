@@ -11,7 +11,7 @@ using namespace Support;
 
 constexpr const char kCleanStream[] = "application/vnd.tessaly.mirel.clean.stream.json";
 
-TEST(Stream, ArrivesInChunksAndFramesByteForByte) {
+TEST(StreamTest, ArrivesInChunksAndFramesByteForByte) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(31);
   auto subscriber = beacon.Subscribe(daemon);
@@ -31,7 +31,7 @@ TEST(Stream, ArrivesInChunksAndFramesByteForByte) {
   EXPECT_EQ(subscriber.connection().ReceiveExactly(expected.size()), expected);
 }
 
-TEST(Stream, LargestPublicationArrivesWhole) {
+TEST(StreamTest, LargestPublicationArrivesWhole) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(33);
   auto subscriber = beacon.Subscribe(daemon);
@@ -43,7 +43,7 @@ TEST(Stream, LargestPublicationArrivesWhole) {
   EXPECT_NE(subscriber.Next().find("\"payload\":\"" + payload + "\""), std::string::npos);
 }
 
-TEST(Stream, InvalidTextFromAGuestIsValidJsonForTheSubscriber) {
+TEST(StreamTest, InvalidTextFromAGuestIsValidJsonForTheSubscriber) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(35);
   auto subscriber = beacon.Subscribe(daemon);
@@ -53,7 +53,7 @@ TEST(Stream, InvalidTextFromAGuestIsValidJsonForTheSubscriber) {
   EXPECT_NE(subscriber.Next().find("\"topic\":\"a.\xef\xbf\xbd\\u0001\\\"\""), std::string::npos);
 }
 
-TEST(Stream, ClientWithoutStreamSupportGetsOneElement) {
+TEST(StreamTest, ClientWithoutStreamSupportGetsOneElement) {
   Daemon daemon({.settings = kAskAll});
   Vm vm(37);
   Krell::GuestSocket guest(vm.cid(), 766);
@@ -68,7 +68,7 @@ TEST(Stream, ClientWithoutStreamSupportGetsOneElement) {
   EXPECT_TRUE(answer.ends_with("\r\n0\r\n\r\n"));
 }
 
-TEST(Stream, RefusedCallIsToldInHeaderAndBody) {
+TEST(StreamTest, RefusedCallIsToldInHeaderAndBody) {
   Daemon daemon;
   Connection connection(daemon.port());
   const auto refusal = [&](std::string_view method, std::string_view input) {
@@ -83,7 +83,7 @@ TEST(Stream, RefusedCallIsToldInHeaderAndBody) {
             std::string::npos);
 }
 
-TEST(Stream, MetadataAndIntrospectionAreServed) {
+TEST(StreamTest, MetadataAndIntrospectionAreServed) {
   Daemon daemon;
   Connection connection(daemon.port());
   const auto call = [&](std::string_view method, std::string_view input) {
@@ -99,7 +99,7 @@ TEST(Stream, MetadataAndIntrospectionAreServed) {
             std::string::npos);
 }
 
-TEST(Stream, NegativeQueueLimitKeepsEveryRepetition) {
+TEST(StreamTest, NegativeQueueLimitKeepsEveryRepetition) {
   Daemon daemon({.settings = std::string(kAskAll) + "<mirelQueueLimit>-1</mirelQueueLimit>"});
   Beacon beacon(81);
   auto subscriber = beacon.Subscribe(daemon);
@@ -116,7 +116,7 @@ TEST(Stream, NegativeQueueLimitKeepsEveryRepetition) {
   EXPECT_EQ(received, kTimes);
 }
 
-TEST(Stream, GoneClientIsForgottenAndOthersGoOn) {
+TEST(StreamTest, GoneClientIsForgottenAndOthersGoOn) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(38);
   auto stays = beacon.Subscribe(daemon);

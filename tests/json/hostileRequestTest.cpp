@@ -20,7 +20,7 @@ void ExpectRefused(const std::string& text, std::string_view reason) {
   EXPECT_LT(error->ToString().size(), 500U) << "the sender's own text comes back in full";
 }
 
-TEST(HostileRequest, NestingEndsAtTheLimit) {
+TEST(HostileRequestTest, NestingEndsAtTheLimit) {
   const std::string opened(kBodyLimit, '[');
   ExpectRefused(opened, "more than 64 levels");
   std::string objects;
@@ -35,20 +35,20 @@ TEST(HostileRequest, NestingEndsAtTheLimit) {
   ExpectRefused(nested(63), "more than 64 levels");
 }
 
-TEST(HostileRequest, NumberOfValuesIsBounded) {
+TEST(HostileRequestTest, NumberOfValuesIsBounded) {
   ExpectRefused(RequestWithInput(Filled("[1", ",1", ']')), "more than 32768 values");
   ExpectRefused(RequestWithInput(Filled(R"({"a":"")", R"(,"":"")", '}')), "more than 32768 values");
 }
 
 // This took minutes when the work for a value grew with the names around it.
-TEST(HostileRequest, ManyMembersAndLongNamesAreReadInOneGo) {
+TEST(HostileRequestTest, ManyMembersAndLongNamesAreReadInOneGo) {
   std::string list = "{\"" + std::string(kBodyLimit * 3 / 4, 'k') + "\":[1";
   for (int i = 0; i < 32000; ++i) list += ",1";
   Understood request;
   EXPECT_FALSE(Deserialize(RequestWithInput(list + "]}"), request));
 }
 
-TEST(HostileRequest, ErrorsStayShort) {
+TEST(HostileRequestTest, ErrorsStayShort) {
   const std::string name(kBodyLimit / 2, 'n');
   const std::string head = R"({"jsonrpc":"2.0","id":1,"method":"a.b","params":)";
   ExpectRefused(head + "{\"" + name + "\":1}}", "unknown member");

@@ -6,7 +6,7 @@ namespace {
 
 using namespace Mirel;
 
-TEST(Request, EnvelopeReachesTheVisitor) {
+TEST(RequestTest, EnvelopeReachesTheVisitor) {
   Understood request;
   ASSERT_FALSE(Deserialize(
       R"( {"method":"com.tessaly.svc.op","id":"a\"\n","jsonrpc":"2.0","params":{"ctx":{)"
@@ -20,7 +20,7 @@ TEST(Request, EnvelopeReachesTheVisitor) {
   EXPECT_EQ(request.input->type(), Data::DataType::Structure) << "no input means no arguments";
 }
 
-TEST(Request, IdentifiersComeBackAsTheyCame) {
+TEST(RequestTest, IdentifiersComeBackAsTheyCame) {
   for (const std::string id : {"7", "-3", "18446744073709551615", "null", R"("")", R"("\u0001é")"}) {
     Understood request;
     ASSERT_FALSE(Deserialize(R"({"jsonrpc":"2.0","id":)" + id + R"(,"method":"a.b"})", request)) << id;
@@ -28,7 +28,7 @@ TEST(Request, IdentifiersComeBackAsTheyCame) {
   }
 }
 
-TEST(Request, EachFaultIsNamed) {
+TEST(RequestTest, EachFaultIsNamed) {
   const std::string head = R"({"jsonrpc":"2.0","id":1,"method":"a.b")";
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"", "parse_error"},
@@ -69,7 +69,7 @@ TEST(Request, EachFaultIsNamed) {
   }
 }
 
-TEST(Request, VisitorsRefusalBecomesTheError) {
+TEST(RequestTest, VisitorsRefusalBecomesTheError) {
   Understood request;
   request.refusal = std::make_error_code(std::errc::operation_not_permitted);
   const auto error = Deserialize(RequestWithInput("{}"), request);
@@ -78,7 +78,7 @@ TEST(Request, VisitorsRefusalBecomesTheError) {
   EXPECT_NE(error->ToString().find(request.refusal.message()), std::string::npos);
 }
 
-TEST(Request, PlainJsonBecomesUntypedValues) {
+TEST(RequestTest, PlainJsonBecomesUntypedValues) {
   Understood request;
   const auto error = Deserialize(
       RequestWithInput(R"({"n":null,"i":-9223372036854775808,"u":9223372036854775808,"d":1.0,"l":[true]})"),

@@ -49,7 +49,7 @@ DataValuePtr ReadBack(const std::string& answer) {
   return request.input;
 }
 
-TEST(Serializer, TypedFormIsReadBackExactly) {
+TEST(SerializerTest, TypedFormIsReadBackExactly) {
   const auto text = Answer<Typed>(MethodResult::GetInstance(Everything()));
   EXPECT_EQ(text,
             R"({"jsonrpc":"2.0","id":1,"result":{"structure":"a.B","fields":{"list":[-7,{"optional":[]}],)"
@@ -67,7 +67,7 @@ TEST(Serializer, TypedFormIsReadBackExactly) {
   EXPECT_EQ(structure.GetField("secret")->type(), Data::DataType::Secret);
 }
 
-TEST(Serializer, DoublesAreReadBackToTheLastBit) {
+TEST(SerializerTest, DoublesAreReadBackToTheLastBit) {
   for (const double number : {0.1, -0.0, 1e23, 1.7976931348623157e308, 5e-324, 2.2250738585072011e-308,
                               123456789.12345679, 9007199254740993.0, 1844674407370955161580.0, 1e300}) {
     const auto back = ReadBack(Answer<Typed>(MethodResult::GetInstance(DataValue::Create(number))));
@@ -80,14 +80,14 @@ TEST(Serializer, DoublesAreReadBackToTheLastBit) {
   EXPECT_EQ(Answer<Direct>(MethodResult::GetInstance(nan)), R"({"jsonrpc":"2.0","id":1,"result":null})");
 }
 
-TEST(Serializer, DirectFormIsPlain) {
+TEST(SerializerTest, DirectFormIsPlain) {
   EXPECT_EQ(
       Answer<Direct>(MethodResult::GetInstance(Everything()), R"("i")"),
       R"({"jsonrpc":"2.0","id":"i","result":{"list":[-7,null],"present":"x","twice":null,"double":2.0,)"
       R"("flag":true,"bytes":"aGk=","secret":"s","alone":{"blob":"no"},"error":{"error":"e.rror","messages":[]}}})");
 }
 
-TEST(Serializer, ErrorsHaveTheNumbersOfTheProtocol) {
+TEST(SerializerTest, ErrorsHaveTheNumbersOfTheProtocol) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"parse_error", "-32700"},      {"invalid_request", "-32600"},  {"operation_not_found", "-32601"},
       {"invalid_argument", "-32602"}, {"unexpected_input", "-32602"}, {"unauthorized", "-32000"}};
@@ -104,7 +104,7 @@ TEST(Serializer, ErrorsHaveTheNumbersOfTheProtocol) {
                             R"("data":{"error":"e","fields":{"messages":[]}}}})");
 }
 
-TEST(Serializer, WhateverAStringHoldsTheAnswerIsOneLineOfValidJson) {
+TEST(SerializerTest, WhateverAStringHoldsTheAnswerIsOneLineOfValidJson) {
   const std::string bad = "\xEF\xBF\xBD";
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"plain", "plain"},
@@ -131,7 +131,7 @@ TEST(Serializer, WhateverAStringHoldsTheAnswerIsOneLineOfValidJson) {
   }
 }
 
-TEST(Serializer, LargePayloadIsSharedAndKeptAlive) {
+TEST(SerializerTest, LargePayloadIsSharedAndKeptAlive) {
   auto payload = std::make_shared<std::string>(100000, 'A');
   const char* const place = payload->data();
   ORange out;

@@ -26,7 +26,7 @@ std::string ErrorOf(Call call) {
   return "no error";
 }
 
-TEST(Host, FindsAVmByEachOfItsNames) {
+TEST(HostTest, FindsAVmByEachOfItsNames) {
   TestHost host;
   host.AddVm(9);
   const auto vm = host.AddVm(7);
@@ -46,7 +46,7 @@ TEST(Host, FindsAVmByEachOfItsNames) {
   EXPECT_FALSE(host->FindByLeaderId(vm.leaderId));
 }
 
-TEST(Host, RefusesBadIdentities) {
+TEST(HostTest, RefusesBadIdentities) {
   TestHost host;
   host.AddVm(5);
   const auto add = [&](const Krell::VmIdentity& vm) { return ErrorOf([&] { host->Add(vm); }); };
@@ -60,7 +60,7 @@ TEST(Host, RefusesBadIdentities) {
   EXPECT_TRUE(host->FindByBiosUuid(std::string(127, 'b')));
 }
 
-TEST(Host, RefusesADirectoryThatOthersCanReachOrReplace) {
+TEST(HostTest, RefusesADirectoryThatOthersCanReachOrReplace) {
   TestHost host;
   const std::string directory = host->Directory();
   const std::string top = std::filesystem::path(directory).parent_path();
@@ -82,7 +82,7 @@ TEST(Host, RefusesADirectoryThatOthersCanReachOrReplace) {
   EXPECT_THAT(open("/proc/none/host"), HasSubstr("No such file or directory"));
 }
 
-TEST(Host, ReadersNeverSeeHalfAVm) {
+TEST(HostTest, ReadersNeverSeeHalfAVm) {
   TestHost host;
   std::atomic<bool> stop{false};
   std::thread changes([&] {

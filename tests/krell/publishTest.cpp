@@ -21,7 +21,7 @@ using Tools::ReadHistoryRequest;
 constexpr std::uint32_t port = 7777;
 constexpr int kPatienceMs = 20000;
 
-TEST(Acknowledgement, IsReadThoughItsDiagnosisIsNoJson) {
+TEST(AcknowledgementTest, IsReadThoughItsDiagnosisIsNoJson) {
   const auto good = ReadAcknowledgement("{\n\"sequence\":7,\n\"status\":\"ok\",\n\"rateLimit\":2\n}");
   ASSERT_TRUE(good && good->accepted);
   EXPECT_EQ(good->sequence, 7U);

@@ -100,7 +100,7 @@ TEST_F(VsockTest, FollowsVmsThatStopAndCidsThatAreUsedAgain) {
   EXPECT_FALSE(old.Receive(std::chrono::milliseconds(0)));
 }
 
-TEST(Vsock, PortsAreTakenOnceAndFreedWithTheirProcess) {
+TEST(VsockSocketTest, PortsAreTakenOnceAndFreedWithTheirProcess) {
   TestHost host;
   host.AddVm(5);
   GuestSocket guest(5);
@@ -144,7 +144,7 @@ TEST_F(VsockTest, GuestsThatDoNotReadHoldUpNobody) {
   for (auto& guest : guests) EXPECT_TRUE(guest.Receive(std::chrono::milliseconds(0))) << guest.Cid();
 }
 
-TEST(Vsock, PassesEverythingElseOn) {
+TEST(VsockSocketTest, PassesEverythingElseOn) {
   unsetenv("KRELL_HOST_DIR");
   EXPECT_LT(PlainSocket().Get(), 0);
   const TestHost host;

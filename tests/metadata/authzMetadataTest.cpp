@@ -18,7 +18,7 @@ std::string Requiring(const std::string& requirements) {
                          R"({"com.tessaly.norn.hesper.guest_data.subscribe":[)" + requirements + "]}");
 }
 
-class AuthzMetadata : public testing::Test {
+class AuthzMetadataTest : public testing::Test {
  protected:
   // Loads on top of a table that is there already; gives the message, "" on success.
   std::string Load(const std::string& text) {
@@ -34,7 +34,7 @@ class AuthzMetadata : public testing::Test {
   std::shared_ptr<AuthzInfo> info;
 };
 
-TEST_F(AuthzMetadata, AFaultIsToldAndChangesNothing) {
+TEST_F(AuthzMetadataTest, AFaultIsToldAndChangesNothing) {
   const auto changed = [](const char* pointer, const char* json) { return ChangedMetadata(pointer, json); };
   const std::string subscribe = "/authorization/operations/com.tessaly.norn.hesper.guest_data.subscribe";
   const std::pair<std::string, const char*> faults[] = {
@@ -73,7 +73,7 @@ TEST_F(AuthzMetadata, AFaultIsToldAndChangesNothing) {
   }
 }
 
-TEST_F(AuthzMetadata, RequirementsKeepTheirOrder) {
+TEST_F(AuthzMetadataTest, RequirementsKeepTheirOrder) {
   EXPECT_EQ(Load(Requiring(R"({"argument":"spec.vm","type":"vm","privileges":["Z","A"]},)"
                            R"({"object":"root","type":"folder","privileges":["A"]})")),
             "");

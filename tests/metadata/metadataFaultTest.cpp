@@ -43,7 +43,7 @@ struct Fault {
 };
 
 // Every section refers to the model, so none is served without it.
-TEST(MetadataFault, InTheModelIsRefusedByAll) {
+TEST(MetadataFaultTest, InTheModelIsRefusedByAll) {
   const std::string deep =
       R"({"list":{"list":{"list":{"list":{"list":{"list":{"list":{"list":{"list":{}}}}}}}}}})";
   const Fault faults[] = {
@@ -77,7 +77,7 @@ TEST(MetadataFault, InTheModelIsRefusedByAll) {
   }
 }
 
-TEST(MetadataFault, OfOneSectionLeavesTheOthersAlone) {
+TEST(MetadataFaultTest, OfOneSectionLeavesTheOthersAlone) {
   const Fault cliFaults[] = {
       {"/cli", "", "member \"cli\" is missing"},
       {"/cli/namespaces/0/children/0", "\"a.b\"", "there is no namespace \"a.b\""},
@@ -103,7 +103,7 @@ TEST(MetadataFault, OfOneSectionLeavesTheOthersAlone) {
   }
 }
 
-TEST(MetadataFault, FilesThatAreNoMetadata) {
+TEST(MetadataFaultTest, FilesThatAreNoMetadata) {
   const auto deep = std::string(1000000, '[') + std::string(1000000, ']');
   const std::pair<std::string, const char*> faults[] = {
       {"", "no JSON at byte 0"},

@@ -22,7 +22,7 @@ std::string Show(const Data::DataValue& value) {
   return text.ToString();
 }
 
-class MetadataServices : public testing::Test {
+class MetadataServicesTest : public testing::Test {
  protected:
   void Load(const std::string& fileName) {
     ProviderHelper::LoadCliMetadataFile(kComponent, fileName, cli);
@@ -64,7 +64,7 @@ class MetadataServices : public testing::Test {
 constexpr char kNotFound[] = "com.tessaly.mirel.std.errors.not_found";
 
 // What is offered is what a client may call before it has authenticated, and the other way round.
-TEST_F(MetadataServices, AreThoseThatAreOpenToAll) {
+TEST_F(MetadataServicesTest, AreThoseThatAreOpenToAll) {
   Texts offered;
   for (const auto& interface : Interfaces()) {
     for (const auto& operation : interface->Operations()) {
@@ -79,7 +79,7 @@ TEST_F(MetadataServices, AreThoseThatAreOpenToAll) {
   EXPECT_EQ(offered.size(), 31U);
 }
 
-TEST_F(MetadataServices, GiveEveryEntryOfTheFileAsItStandsThere) {
+TEST_F(MetadataServicesTest, GiveEveryEntryOfTheFileAsItStandsThere) {
   Load(METADATA_FILE);
   const auto file = ReadJson(METADATA_FILE);
   const std::pair<const char*, const char*> lists[] = {
@@ -111,7 +111,7 @@ TEST_F(MetadataServices, GiveEveryEntryOfTheFileAsItStandsThere) {
   }
 }
 
-TEST_F(MetadataServices, FollowTheFile) {
+TEST_F(MetadataServicesTest, FollowTheFile) {
   EXPECT_EQ(Call("metamodel.structure", "list"), "[]");
   EXPECT_EQ(Call("metamodel.component", "fingerprint"), kNotFound);
 

@@ -14,7 +14,7 @@ using namespace MetadataTest;
 using namespace Com::Tessaly::Norn::Hesper;
 namespace Errors = Com::Tessaly::Mirel::Std::Errors;
 
-class WireAgreement : public testing::Test {
+class WireAgreementTest : public testing::Test {
  protected:
   Texts Fields(const std::string& structure) const {
     return Collect(ById(At(file, "/metamodel/structures"), structure)["fields"], "name");
@@ -43,7 +43,7 @@ class WireAgreement : public testing::Test {
 };
 
 // The reader refuses what it does not know: it has to know everything described.
-TEST_F(WireAgreement, Arguments) {
+TEST_F(WireAgreementTest, Arguments) {
   using namespace Mirel::Data;
   const auto absent = [](const Texts& names) {
     auto structure = StructValue::GetInstance("");
@@ -60,7 +60,7 @@ TEST_F(WireAgreement, Arguments) {
   EXPECT_EQ(ReadSubscribeArguments(arguments).vmFilter->size(), 1U);
 }
 
-TEST_F(WireAgreement, Elements) {
+TEST_F(WireAgreementTest, Elements) {
   Mirel::MessageList messages;
   const Mirel::Data::DataValuePtr value = Mirel::Data::AdaptMethod<ApplicationPublishResult>::Get()(
       ApplicationPublishResult(), Mirel::L10n::MakeDefaultRequestLocalizer(), messages);
@@ -70,7 +70,7 @@ TEST_F(WireAgreement, Elements) {
                                                      std::end(VmIdentifierType::Strings::values)));
 }
 
-TEST_F(WireAgreement, ErrorsAndMessages) {
+TEST_F(WireAgreementTest, ErrorsAndMessages) {
   ExpectError<Errors::InvalidArgument>();
   ExpectError<Errors::Unsupported>();
   ExpectError<Errors::UnexpectedInput>();
@@ -92,7 +92,7 @@ Texts Properties(const rapidjson::Value& document, const rapidjson::Value& schem
   return names;
 }
 
-TEST_F(WireAgreement, OpenRpcDocument) {
+TEST_F(WireAgreementTest, OpenRpcDocument) {
   const auto document = ReadJson(OPENRPC_FILE);
   const auto schema = [&](const rapidjson::Value& described) -> const rapidjson::Value& {
     const std::string id = described["id"].GetString();

@@ -7,7 +7,7 @@
 namespace Mirel {
 namespace {
 
-TEST(SystemError, CarriesTheCodesText) {
+TEST(SystemErrorTest, CarriesTheCodesText) {
   EXPECT_EQ(MakeSystemErrorValue(std::error_code(), "mirel.send.failed"), nullptr);
   EXPECT_EQ(MakeSystemErrorValue(boost::system::error_code(), "mirel.send.failed"), nullptr);
   const boost::system::error_code reset = boost::asio::error::connection_reset;

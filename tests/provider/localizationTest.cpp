@@ -21,7 +21,7 @@ std::shared_ptr<const Localizer> CatalogueLocalizer() {
                                            LocalizerHelpers::GetDefaultFormatter(), LocalizerSpec{});
 }
 
-TEST(NamedFormat, Grammar) {
+TEST(NamedFormatTest, Grammar) {
   struct Case {
     std::string_view text;
     std::string_view expected;
@@ -45,7 +45,7 @@ TEST(NamedFormat, Grammar) {
   }
 }
 
-TEST(Localizer, DaemonCatalogue) {
+TEST(LocalizerTest, DaemonCatalogue) {
   std::error_code ec;
   const auto locale = MakeDefaultRequestLocalizer().locale;
   const auto message = CatalogueLocalizer()->Localize(
@@ -59,7 +59,7 @@ TEST(Localizer, DaemonCatalogue) {
   EXPECT_FALSE(ec);
 }
 
-TEST(Localizer, RendersArgumentsInTheOrderOfTheirNames) {
+TEST(LocalizerTest, RendersArgumentsInTheOrderOfTheirNames) {
   DateTime time;
   ASSERT_TRUE(DateTime::Create("2026-11-24T21:15:00.250Z", time));
   const NamedMessageBuilder message{"id",
@@ -76,7 +76,7 @@ TEST(Localizer, RendersArgumentsInTheOrderOfTheirNames) {
   }
 }
 
-TEST(Locale, ReadsPreferences) {
+TEST(LocaleTest, ReadsPreferences) {
   const auto read = [](std::string_view text) {
     std::error_code ec;
     auto locales = LocaleHelpers::MakeLanguagePreference(text, ec).locales;
@@ -95,7 +95,7 @@ TEST(Locale, ReadsPreferences) {
   EXPECT_EQ(read(std::string(100000, ',') + "en"), Names{});
 }
 
-TEST(Locale, ClientsWishesFallBackToDefaults) {
+TEST(LocaleTest, ClientsWishesFallBackToDefaults) {
   const auto extract = [](std::map<std::string, std::string> entries, std::error_code& ec) {
     const auto spec = LocaleSpecHelpers::ExtractLocaleSpec({std::move(entries), {}}, ec);
     return spec.messages.locales.at(0) + " " + spec.formats.locales.at(0) + " " + spec.timezone.name;

@@ -27,7 +27,7 @@ Formatted Format(std::string_view text, const std::vector<std::string>& values) 
   return result;
 }
 
-TEST(MessageFormat, Grammar) {
+TEST(MessageFormatTest, Grammar) {
   const std::vector<std::string> abc = {"a", "b", "c"};
   struct Case {
     std::string_view text;
@@ -75,7 +75,7 @@ TEST(MessageFormat, Grammar) {
   }
 }
 
-TEST(MessageFormat, SpecsReachPrintf) {
+TEST(MessageFormatTest, SpecsReachPrintf) {
   const std::string nul("ab\0cd", 5);
   EXPECT_EQ(Format("{1:}{1:s}", {"ab"}).text, "abab");
   EXPECT_EQ(Format("[{:5}][{1:-5}][{1:.1}]", {"ab"}).text, "[   ab][ab   ][a]");

@@ -9,7 +9,7 @@ namespace {
 using NornHesper::HistoryRequestText;
 using NornHesper::TopicMatches;
 
-TEST(TopicFilter, TakesWholeComponentsOnly) {
+TEST(TopicFilterTest, TakesWholeComponentsOnly) {
   EXPECT_TRUE(TopicMatches("a.b", {"a.b"}));
   EXPECT_TRUE(TopicMatches("a.b.c", {"a.b"}));
   EXPECT_TRUE(TopicMatches("a.b", {"a"}));
@@ -22,7 +22,7 @@ TEST(TopicFilter, TakesWholeComponentsOnly) {
   EXPECT_TRUE(TopicMatches("a\xff.b", {"a\xff"}));
 }
 
-TEST(TopicFilter, WalksBackOverTextualBeginningsOnly) {
+TEST(TopicFilterTest, WalksBackOverTextualBeginningsOnly) {
   EXPECT_TRUE(TopicMatches("a.b", {"a", "ab"}));
   EXPECT_FALSE(TopicMatches("abc", {"a", "ab"}));
   EXPECT_TRUE(TopicMatches("ab.c", {"a", "ab"}));
@@ -33,7 +33,7 @@ TEST(TopicFilter, WalksBackOverTextualBeginningsOnly) {
   EXPECT_FALSE(TopicMatches("a", {}));
 }
 
-TEST(HistoryRequest, TextAsGuestsReadIt) {
+TEST(HistoryRequestTest, TextAsGuestsReadIt) {
   EXPECT_EQ(HistoryRequestText(5, 3600, std::nullopt), R"({ "pastSeconds": 3600, "id": 5 })");
   EXPECT_EQ(HistoryRequestText(5, 3600, std::vector<std::string>{}), R"({ "pastSeconds": 3600, "id": 5 })");
   EXPECT_EQ(HistoryRequestText(5, 3600, std::vector<std::string>{"a.b", "c"}),

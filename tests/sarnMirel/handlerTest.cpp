@@ -35,7 +35,7 @@ std::string Ask(Mirel::Authn::AuthnHandler& handler, const Entries& context) {
   return text;
 }
 
-TEST(SessionHandler, KnowsLiveSessionsOfTheTable) {
+TEST(SessionHandlerTest, KnowsLiveSessionsOfTheTable) {
   const auto mapping = std::make_shared<SessionMapping>(10);
   const auto logger = Logger::Create({.level = 6});
   SessionHandler handler(mapping, logger, [](auto* session, const auto& authData) {
@@ -69,7 +69,7 @@ TEST(SessionHandler, KnowsLiveSessionsOfTheTable) {
 }
 
 // Whoever is refused and comes back all the same would hold a place of the table for ever.
-TEST(SessionHandler, OnlyCallsThatAreLetInKeepTheSession) {
+TEST(SessionHandlerTest, OnlyCallsThatAreLetInKeepTheSession) {
   const auto mapping = std::make_shared<SessionMapping>(10);
   SessionHandler handler(mapping, Logger::Create({.level = 3}), nullptr);
   const auto inSession = [&](const std::string& apiSessionId) {
@@ -90,7 +90,7 @@ TEST(SessionHandler, OnlyCallsThatAreLetInKeepTheSession) {
   live->End();
 }
 
-TEST(UserPassHandler, TakesWhomTheHostTakesAndTheServiceKeeps) {
+TEST(UserPassHandlerTest, TakesWhomTheHostTakesAndTheServiceKeeps) {
   Corvane::Ref<Corvane::System::AuthTokenHelper> login;
   bool keeps = true;
   UserPassHandler handler([&](const auto&, const auto&) { return login; }, Logger::Create({}),
@@ -111,7 +111,7 @@ TEST(UserPassHandler, TakesWhomTheHostTakesAndTheServiceKeeps) {
   EXPECT_EQ(Ask(plain, alice), "CorvaneUserPass username=alice");
 }
 
-class SamlHok : public testing::Test {
+class SamlHokTest : public testing::Test {
  protected:
   static const AssertionFactory::Identity& Issuer(int index) {
     static const AssertionFactory::Identity issuers[] = {AssertionFactory::MakeIdentity(),
@@ -154,7 +154,7 @@ class SamlHok : public testing::Test {
                          }};
 };
 
-TEST_F(SamlHok, TakesATokenOfAKnownKey) {
+TEST_F(SamlHokTest, TakesATokenOfAKnownKey) {
   const auto token = Token(0, "eve@b@example.local");
   EXPECT_THAT(
       CaptureLog([&] { EXPECT_EQ(Ask(token), "SamlToken username=example.local\\eve@b id=_7"); }),
@@ -165,7 +165,7 @@ TEST_F(SamlHok, TakesATokenOfAKnownKey) {
   EXPECT_EQ(UserName({"local", ""}), "local");
 }
 
-TEST_F(SamlHok, NewKeysGiveASecondChance) {
+TEST_F(SamlHokTest, NewKeysGiveASecondChance) {
   const auto token = Token(1);
   const auto good = "SamlToken username=example.local\\admin id=_7";
   refreshWorks = false;
@@ -177,7 +177,7 @@ TEST_F(SamlHok, NewKeysGiveASecondChance) {
   EXPECT_EQ(refreshed, 2) << "a good token needs no new keys";
 }
 
-TEST_F(SamlHok, RefusesWhatStaysBad) {
+TEST_F(SamlHokTest, RefusesWhatStaysBad) {
   const auto token = Token(1);
   auto forged = token;
   forged.replace(forged.find("admin@"), 5, "mallo");

@@ -19,9 +19,9 @@ namespace {
 using namespace Mirel;
 using testing::HasSubstr;
 
-class SessionApi : public testing::Test {
+class SessionApiTest : public testing::Test {
  protected:
-  SessionApi() {
+  SessionApiTest() {
     using Com::Tessaly::Ombra::SessionSvc::AsyncServiceBinder;
     bound = AsyncServiceBinder::BindImplementation(
         std::make_shared<SarnMirel::SessionServiceImpl>(mapping, logger, nullptr),
@@ -55,7 +55,7 @@ class SessionApi : public testing::Test {
   std::shared_ptr<Core::AsyncApiProvider> chain;
 };
 
-TEST_F(SessionApi, LoginOnceThenNameTheSession) {
+TEST_F(SessionApiTest, LoginOnceThenNameTheSession) {
   const auto created = Call("create", "{}", "{}", Bridge::Login("alice"));
   ASSERT_THAT(created, testing::MatchesRegex(R"(.*"result":\{"secret":"[0-9a-f]{40}"\}\})"));
   const auto session = R"({"schemeId":"com.tessaly.mirel.std.security.session_id","sessionId":)" +
@@ -67,7 +67,7 @@ TEST_F(SessionApi, LoginOnceThenNameTheSession) {
   EXPECT_THAT(Call("get", session), HasSubstr(Bridge::kRefused));
 }
 
-TEST_F(SessionApi, MetadataSaysWhatTheCodeDoes) {
+TEST_F(SessionApiTest, MetadataSaysWhatTheCodeDoes) {
   using namespace MetadataTest;
   using Provider::Metadata::ProviderHelper;
   // The model that both refer to is checked with each of them.

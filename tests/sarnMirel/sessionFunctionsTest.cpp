@@ -19,7 +19,7 @@ ActivationPtr WithField(const char* name, DataValuePtr value) {
   return Activation({}, authData);
 }
 
-TEST(SessionFunctions, SessionOfAnActivation) {
+TEST(SessionFunctionsTest, SessionOfAnActivation) {
   SessionRef session;
   Corvane::CreateSession(kMinute, session);
   const auto id = DataValue::Create(session->GetId());
@@ -37,7 +37,7 @@ TEST(SessionFunctions, SessionOfAnActivation) {
   Manager().Remove(session->GetId());
 }
 
-TEST(SessionFunctions, SessionOfALogin) {
+TEST(SessionFunctionsTest, SessionOfALogin) {
   EXPECT_FALSE(CreateSessionFromAuthData(nullptr, kMinute, nullptr));
   const std::pair<const char*, DataValuePtr> faults[] = {
       {"username", nullptr},
@@ -59,7 +59,7 @@ TEST(SessionFunctions, SessionOfALogin) {
   authorize->Revoke("alice", "vm-1", "read");
 }
 
-TEST(SessionFunctions, FindBeforeTheyMake) {
+TEST(SessionFunctionsTest, FindBeforeTheyMake) {
   const auto login = Login("alice");
   const auto attached = AttachSessionToAuthData(login, kMinute, nullptr);
   EXPECT_EQ(FindOrCreateSession(Activation({}, login), 2 * kMinute, nullptr), attached);
@@ -75,7 +75,7 @@ TEST(SessionFunctions, FindBeforeTheyMake) {
 }
 
 // The structure holds the session, whose authentication data knows the structure: not for ever.
-TEST(SessionFunctions, AttachedSessionGoesWithItsCall) {
+TEST(SessionFunctionsTest, AttachedSessionGoesWithItsCall) {
   struct Watch final : Corvane::SessionObject {
     explicit Watch(bool* flag) : gone(flag) {}
     ~Watch() override { *gone = true; }
@@ -87,7 +87,7 @@ TEST(SessionFunctions, AttachedSessionGoesWithItsCall) {
   EXPECT_TRUE(gone);
 }
 
-TEST(RefValue, NeverLeavesTheProcess) {
+TEST(RefValueTest, NeverLeavesTheProcess) {
   Mirel::ORange typed;
   Mirel::ORange direct;
   Mirel::Protocol::Json::WriteTyped(*Login("alice"), typed);

@@ -19,7 +19,7 @@ constexpr std::uint64_t kLimit = 20;
 
 // All threads create sessions, of which the table holds fewer than they want, and end, use and outlive each
 // other's. Whatever wins, the limit holds, and no entry outlives its session.
-TEST(SessionRace, CreateDeleteGetAndExpiry) {
+TEST(SessionRaceTest, CreateDeleteGetAndExpiry) {
   const auto mapping = std::make_shared<SessionMapping>(kLimit);
   const auto logger = Corvane::Service::Logger::Create({.level = 3});
   SessionServiceImpl service(mapping, logger, nullptr);

@@ -12,7 +12,7 @@ using testing::HasSubstr;
 using testing::Not;
 
 // What the operations answer: "" or false when refused.
-class SessionService : public testing::Test {
+class SessionServiceTest : public testing::Test {
  protected:
   std::string Create(const ActivationPtr& activation) {
     const auto secret = Call(service, &SessionServiceImpl::Create, activation);
@@ -45,7 +45,7 @@ class SessionService : public testing::Test {
       [this](const auto&, Corvane::Session* session) { created.push_back(session->GetId()); }, nullptr};
 };
 
-TEST_F(SessionService, LivesFromCreateToDelete) {
+TEST_F(SessionServiceTest, LivesFromCreateToDelete) {
   std::string id;
   const auto log = CaptureLog([&] { id = Create(Activation({{"schemeId", "user\npass"}}, Login("alice"))); });
   EXPECT_THAT(id, testing::MatchesRegex("[0-9a-f]{40}"));
@@ -67,7 +67,7 @@ TEST_F(SessionService, LivesFromCreateToDelete) {
 
 // By idleness after half an hour, or with its login, of which the service knows how long it lasts. A clone
 // has no login.
-TEST_F(SessionService, TimesEndSessions) {
+TEST_F(SessionServiceTest, TimesEndSessions) {
   std::string asked;
   SessionServiceImpl expiring(
       mapping, Corvane::Service::Logger::Create({.level = 3}), [&](const auto& login) {
@@ -96,7 +96,7 @@ TEST_F(SessionService, TimesEndSessions) {
 }
 
 // Whatever the context says, it opens no session, and its entries stay out of the log.
-TEST_F(SessionService, HostileContexts) {
+TEST_F(SessionServiceTest, HostileContexts) {
   const auto id = Create("alice");
   const std::string nul(1, '\0');
   const std::string huge(1'000'000, 'a');
@@ -120,7 +120,7 @@ TEST_F(SessionService, HostileContexts) {
   EXPECT_EQ(Get(InSession(id)), "alice");
 }
 
-TEST_F(SessionService, FullTableRefusesAndTakesTheLoginAway) {
+TEST_F(SessionServiceTest, FullTableRefusesAndTakesTheLoginAway) {
   const auto id = Create("alice");
   Create("bob");
   Create("carol");
@@ -135,7 +135,7 @@ TEST_F(SessionService, FullTableRefusesAndTakesTheLoginAway) {
 }
 
 // Both identifiers of one session end with it, or a client could fill the table with one session.
-TEST_F(SessionService, SessionThatIsCreatedTwice) {
+TEST_F(SessionServiceTest, SessionThatIsCreatedTwice) {
   const auto first = Create("alice");
   const auto authData = Mirel::Data::StructValue::GetInstance("CorvaneSession");
   authData->SetField("corvaneSessionId", Mirel::Data::DataValue::Create(mapping->Find(first)));
@@ -147,7 +147,7 @@ TEST_F(SessionService, SessionThatIsCreatedTwice) {
 }
 
 // No identifier goes out for a session that is gone.
-TEST_F(SessionService, SessionThatEndsMeanwhile) {
+TEST_F(SessionServiceTest, SessionThatEndsMeanwhile) {
   SessionServiceImpl hasty(
       mapping, Corvane::Service::Logger::Create({.level = 3}),
       [](const auto&, Corvane::Session* session) { session->End(); }, nullptr);
@@ -155,7 +155,7 @@ TEST_F(SessionService, SessionThatEndsMeanwhile) {
   EXPECT_TRUE(mapping->map.empty());
 }
 
-TEST_F(SessionService, TicketClonesASession) {
+TEST_F(SessionServiceTest, TicketClonesASession) {
   const auto original = Behind(Create("alice"));
   const auto clone = Create(Activation(WithTicket(Manager().IssueCloneTicket(original->GetId()))));
   EXPECT_EQ(Get(InSession(clone)), "alice");

@@ -18,7 +18,7 @@ struct Parsed {
   std::shared_ptr<const NornToken::KeySet> keys;
 };
 
-TEST(KeySet, LeavesOutKeysThatMustNotCheckTokens) {
+TEST(KeySetTest, LeavesOutKeysThatMustNotCheckTokens) {
   const auto ec = EcKey();
   const auto rsa = RsaKey();
   const std::string point = Base64Url(std::string(32, 'x'));
@@ -60,7 +60,7 @@ TEST(KeySet, LeavesOutKeysThatMustNotCheckTokens) {
   }
 }
 
-TEST(KeySet, TrustsNoKidThatOccursTwice) {
+TEST(KeySetTest, TrustsNoKidThatOccursTwice) {
   const auto key = Jwk(EcKey(), "k");
   const auto unusable = Jwk(EcKey(), "k", R"(,"use":"enc")");
   for (const auto& keys : {key + "," + Jwk(EcKey(), "k"), key + "," + unusable, unusable + "," + key,
@@ -71,7 +71,7 @@ TEST(KeySet, TrustsNoKidThatOccursTwice) {
   }
 }
 
-TEST(KeySet, RefusesTextsThatAreNoKeySet) {
+TEST(KeySetTest, RefusesTextsThatAreNoKeySet) {
   const auto jwk = Jwk(EcKey(), "k");
   const auto whole = SetOf(jwk);
   std::string many = "1";

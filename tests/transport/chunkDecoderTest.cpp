@@ -31,7 +31,7 @@ Decoded Decode(const std::string& text, std::size_t split) {
   return all;
 }
 
-TEST(PhrChunkedDecoder, GivesTheSameBodyWhereverTheBytesAreSplit) {
+TEST(PhrChunkedDecoderTest, GivesTheSameBodyWhereverTheBytesAreSplit) {
   const std::string text =
       "5;name=\"value\"\r\nHello\r\n001 \t;x\r\n \n6\nworld!\r\nA\r\n0123456789\r\n0\r\nTrailer: x\r\nT2: y\n"
       "\r\nGET / HTTP/1.1";
@@ -44,7 +44,7 @@ TEST(PhrChunkedDecoder, GivesTheSameBodyWhereverTheBytesAreSplit) {
   EXPECT_EQ(Decode("0\r\n\r\n", 0).result, 0);
 }
 
-TEST(PhrChunkedDecoder, RefusesBrokenFraming) {
+TEST(PhrChunkedDecoderTest, RefusesBrokenFraming) {
   for (const std::string text : {"\r\n", ";x\r\n", "g\r\n", "-1\r\n", "0x1\r\n", "1 \x01\r\n", "1\rx",
                                  "1;a\rb\r\n", "1\r\nab", "1\r\na\rb", "10000000000000000\r\n",
                                  "00000000000000001\r\n", "0\r\n\rX", "0\r\nT: \x01\r\n", "0\r\nT: a\rb"}) {

@@ -31,7 +31,7 @@ struct Updated {
   std::shared_ptr<Core::ExecutionContext> context;
 };
 
-TEST(UpdateExecutionCtxHelper, ReadsBasicAndBearer) {
+TEST(UpdateExecutionCtxHelperTest, ReadsBasicAndBearer) {
   const Updated basic(Headers{{"authorization", "bASIC  YWxpY2U6cGE6c3M="}});
   EXPECT_EQ(basic.Security("schemeId"), Core::Security::kUserPassScheme);
   EXPECT_EQ(basic.Security("userName"), "alice");
@@ -41,7 +41,7 @@ TEST(UpdateExecutionCtxHelper, ReadsBasicAndBearer) {
   EXPECT_EQ(bearer.Security("token"), "ab.C-_~+/9==");
 }
 
-TEST(UpdateExecutionCtxHelper, NeverTakesAFailedLoginForANamelessCaller) {
+TEST(UpdateExecutionCtxHelperTest, NeverTakesAFailedLoginForANamelessCaller) {
   for (const char* value :
        {"", "Basic", "Basic !!!!", "Basic YWxpY2U=" /* no colon */, "Basic YQA6YQ==" /* NUL */, "Bearer",
         "Bearer a b", "Bearer =", "Bearer a=b", "Digest x", "Basic\tYTpi"}) {
@@ -55,7 +55,7 @@ TEST(UpdateExecutionCtxHelper, NeverTakesAFailedLoginForANamelessCaller) {
   EXPECT_EQ(twice.Security("userName"), "absent");
 }
 
-TEST(UpdateExecutionCtxHelper, LetsTheEnvelopeStand) {
+TEST(UpdateExecutionCtxHelperTest, LetsTheEnvelopeStand) {
   Core::ExecutionContext envelope;
   envelope.applicationContext["timezone"] = "Etc/UTC";
   envelope.securityContext.emplace("schemeId", Core::SecurityContextWrappedEntry("own"));

@@ -16,7 +16,7 @@ long Parse(const std::string& head, unsigned long lastLength = 0) {
   return PhrParse(boost::asio::buffer(head), request, lastLength);
 }
 
-TEST(PhrParse, FindsTheEndOfTheHeadWhereverTheBytesAreSplit) {
+TEST(PhrParseTest, FindsTheEndOfTheHeadWhereverTheBytesAreSplit) {
   const std::string head = "\r\nPOST /x HTTP/1.1\r\nA: b \r\nempty:\r\nq: \"\xc3\xa4\t\"\nlast: 1\r\n\r\n";
   const std::string all = head + "body\r\n\r\n";
   for (std::size_t split = 0; split < head.size(); ++split) {
@@ -35,7 +35,7 @@ TEST(PhrParse, FindsTheEndOfTheHeadWhereverTheBytesAreSplit) {
   EXPECT_EQ(request.headers[2].value, "\"\xc3\xa4\t\"");
 }
 
-TEST(PhrParse, RefusesWhatAnotherReaderMightSeeOtherwise) {
+TEST(PhrParseTest, RefusesWhatAnotherReaderMightSeeOtherwise) {
   const std::string line = "GET / HTTP/1.1\r\n";
   for (const std::string& head :
        {line + "a : b\r\n\r\n", line + "a: b\r\n c\r\n\r\n", line + " a: b\r\n\r\n", line + ": b\r\n\r\n",
@@ -47,7 +47,7 @@ TEST(PhrParse, RefusesWhatAnotherReaderMightSeeOtherwise) {
   }
 }
 
-TEST(PhrParse, TakesSixtyFourHeadersAndNoMore) {
+TEST(PhrParseTest, TakesSixtyFourHeadersAndNoMore) {
   std::string head = "GET / HTTP/1.0\r\n";
   for (int i = 0; i < 64; ++i) head += "h: v\r\n";
   EXPECT_EQ(Parse(head + "\r\n"), static_cast<long>(head.size() + 2));
@@ -65,7 +65,7 @@ struct Interpreted {
   boost::system::error_code error;
 };
 
-TEST(InterpretHead, TakesTheLengthOfTheBody) {
+TEST(InterpretHeadTest, TakesTheLengthOfTheBody) {
   const auto length = [](const std::string& start) {
     const Interpreted head(start + "\r\n\r\n");
     EXPECT_FALSE(head.error) << start;
@@ -82,7 +82,7 @@ TEST(InterpretHead, TakesTheLengthOfTheBody) {
   EXPECT_EQ(length("DELETE / HTTP/1.1\r\nA: b"), 0);
 }
 
-TEST(InterpretHead, TellsWhatIsWrongWithALength) {
+TEST(InterpretHeadTest, TellsWhatIsWrongWithALength) {
   const auto error = [](const std::string& value) {
     return Interpreted("POST / HTTP/1.1\r\nContent-Length:" + value + "\r\n\r\n").error;
   };

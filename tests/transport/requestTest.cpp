@@ -11,7 +11,7 @@ bool IsOk(const std::string& answer) {
   return answer.starts_with("HTTP/1.1 200 OK\r\n") && answer.find("ok") != std::string::npos;
 }
 
-TEST(Request, IsServedOneAfterTheOtherOnAConnection) {
+TEST(RequestTest, IsServedOneAfterTheOtherOnAConnection) {
   TestServer server;
   int calls = 0;
   server.provider->script = [&](const Call& call) {
@@ -40,7 +40,7 @@ TEST(Request, IsServedOneAfterTheOtherOnAConnection) {
   EXPECT_EQ(client.ReadToEnd(), kBadHead);
 }
 
-TEST(Request, EndsTheConnectionWhenAskedTo) {
+TEST(RequestTest, EndsTheConnectionWhenAskedTo) {
   TestServer server;
   Client client(server);
   client.Send(Request("Connection: CLOSE\r\n") + Request());
@@ -49,7 +49,7 @@ TEST(Request, EndsTheConnectionWhenAskedTo) {
   EXPECT_EQ(answer.find("200 OK"), answer.rfind("200 OK"));
 }
 
-TEST(Request, IsRefusedWithABadHead) {
+TEST(RequestTest, IsRefusedWithABadHead) {
   TestServer server;
   const std::string tooLong = "POST / HTTP/1.1\r\nA: " + std::string(4096 - 22, 'a') + "\r\n";
   for (const std::string& head :
@@ -71,7 +71,7 @@ TEST(Request, IsRefusedWithABadHead) {
             1U);
 }
 
-TEST(Request, MayHaveAHeadThatJustFits) {
+TEST(RequestTest, MayHaveAHeadThatJustFits) {
   TestServer server;
   const std::string body = kJsonCall;
   std::string head =
@@ -83,7 +83,7 @@ TEST(Request, MayHaveAHeadThatJustFits) {
   EXPECT_TRUE(IsOk(client.ReadAnswer()));
 }
 
-TEST(Request, EndsWithoutAnAnswerWhenThePeerLeavesInItsHead) {
+TEST(RequestTest, EndsWithoutAnAnswerWhenThePeerLeavesInItsHead) {
   TestServer server;
   for (const char* start : {"", "POST / HT"}) {
     Client client(server);
@@ -94,7 +94,7 @@ TEST(Request, EndsWithoutAnAnswerWhenThePeerLeavesInItsHead) {
   EXPECT_TRUE(server.logger->Lines("2 Invalid").empty());
 }
 
-TEST(Request, IsRefusedWithABadBody) {
+TEST(RequestTest, IsRefusedWithABadBody) {
   PicoHttp::ServerConfig config;
   config.httpBodySizeLimitInBytes = 100;
   TestServer server(config);
@@ -127,7 +127,7 @@ TEST(Request, IsRefusedWithABadBody) {
   EXPECT_TRUE(IsOk(client.ReadAnswer()));
 }
 
-TEST(Request, IsRefusedUnlessItIsPlainJson) {
+TEST(RequestTest, IsRefusedUnlessItIsPlainJson) {
   TestServer server;
   for (const char* type :
        {"", "Content-Type: text/plain\r\n", "Content-Type: application/vnd.tessaly.mirel.cleanjson\r\n",
@@ -145,7 +145,7 @@ TEST(Request, IsRefusedUnlessItIsPlainJson) {
   EXPECT_TRUE(IsOk(client.ReadAnswer()));
 }
 
-TEST(Request, WithoutALengthHasABodyToTheEndOfTheConnection) {
+TEST(RequestTest, WithoutALengthHasABodyToTheEndOfTheConnection) {
   TestServer server;
   for (const char* expect : {"", "Expect: 100-continue\r\n"}) {
     Client client(server);
@@ -158,7 +158,7 @@ TEST(Request, WithoutALengthHasABodyToTheEndOfTheConnection) {
   }
 }
 
-TEST(Request, WithoutABodyIsHandledWithoutAnAnswer) {
+TEST(RequestTest, WithoutABodyIsHandledWithoutAnAnswer) {
   TestServer server;
   Client client(server);
   client.Send(Request("Expect: 100-continue\r\n", "") + Request());
@@ -168,7 +168,7 @@ TEST(Request, WithoutABodyIsHandledWithoutAnAnswer) {
   EXPECT_EQ(server.logger->Lines("0 Request handled[").size(), 2U);
 }
 
-TEST(Request, ThatIsNotUnderstoodGetsALengthAndAnError) {
+TEST(RequestTest, ThatIsNotUnderstoodGetsALengthAndAnError) {
   TestServer server;
   Client client(server);
   client.Send(Request("", "{nonsense") + Request("Mirel-Operation: test.service.other\r\n") + Request());

@@ -53,7 +53,7 @@ struct OpenCall {
   bool stopped = false;
 };
 
-TEST(Response, CarriesEachResultInAFrameOfItsOwn) {
+TEST(ResponseTest, CarriesEachResultInAFrameOfItsOwn) {
   TestServer server;
   OpenCall call(server);
   Client client(server);
@@ -92,7 +92,7 @@ std::shared_ptr<const Core::MethodResult> Blob(std::size_t characters) {
       std::make_shared<Data::BlobValue>(text, std::span<const unsigned char>(), std::string_view(*text)));
 }
 
-TEST(Response, CutsFramesAtSixtyFourKibibytesWithoutRegardToTheirStructure) {
+TEST(ResponseTest, CutsFramesAtSixtyFourKibibytesWithoutRegardToTheirStructure) {
   TestServer server;
   OpenCall call(server);
   Client client(server);
@@ -119,7 +119,7 @@ TEST(Response, CutsFramesAtSixtyFourKibibytesWithoutRegardToTheirStructure) {
   }
 }
 
-TEST(Response, OfAStreamEndsWithATerminalResult) {
+TEST(ResponseTest, OfAStreamEndsWithATerminalResult) {
   TestServer server;
   OpenCall call(server);
   Client client(server);
@@ -135,7 +135,7 @@ TEST(Response, OfAStreamEndsWithATerminalResult) {
   EXPECT_TRUE(call.stopped);
 }
 
-TEST(Response, GivesUpOnAClientThatNeverReads) {
+TEST(ResponseTest, GivesUpOnAClientThatNeverReads) {
   PicoHttp::ServerConfig config;
   config.writeTimeout = std::chrono::milliseconds(50);
   TestServer server(config);
@@ -154,7 +154,7 @@ TEST(Response, GivesUpOnAClientThatNeverReads) {
   client.ReadToEnd();
 }
 
-TEST(Response, ToAClientThatHasGoneEndsWithItsHead) {
+TEST(ResponseTest, ToAClientThatHasGoneEndsWithItsHead) {
   TestServer server;
   OpenCall call(server);
   Client client(server);
@@ -168,7 +168,7 @@ TEST(Response, ToAClientThatHasGoneEndsWithItsHead) {
   EXPECT_EQ(server.logger->Lines("0 Handle request error: [").size(), 1U);
 }
 
-TEST(Response, ToAClientWithoutStreamsIsOneValueOrAnError) {
+TEST(ResponseTest, ToAClientWithoutStreamsIsOneValueOrAnError) {
   TestServer server;
   OpenCall call(server);
   Client client(server);
@@ -188,7 +188,7 @@ TEST(Response, ToAClientWithoutStreamsIsOneValueOrAnError) {
             std::string::npos);
 }
 
-TEST(Response, HasAnIdentifierThatNoOtherLiveOneHas) {
+TEST(ResponseTest, HasAnIdentifierThatNoOtherLiveOneHas) {
   TestServer server;
   OpenCall call(server);
   std::vector<std::unique_ptr<Client>> clients;
@@ -207,7 +207,7 @@ TEST(Response, HasAnIdentifierThatNoOtherLiveOneHas) {
   EXPECT_EQ(std::adjacent_find(ids.begin(), ids.end()), ids.end());
 }
 
-TEST(ResponseHead, AlwaysTellsALengthThatIsKnown) {
+TEST(ResponseHeadTest, AlwaysTellsALengthThatIsKnown) {
   Http::ResponseHeaderRange noContent({{":reason", "No Content"}, {":status", "204"}, {"A", ""}});
   EXPECT_EQ(Http::WriteHead(noContent, 0, "connnect"),
             "HTTP/1.1 204 No Content\r\nContent-Length: 0\r\nA: \r\nServer: Mirel-PicoHttp\r\n\r\n");

@@ -25,7 +25,7 @@ struct BareServer {
   AsioTcpApiServer server;
 };
 
-TEST(AsioTcpApiServer, PrintsItsConfigurationAndIsContentWithOneFamily) {
+TEST(AsioTcpApiServerTest, PrintsItsConfigurationAndIsContentWithOneFamily) {
   boost::asio::io_context io;
   BareServer first(io, kAny4, kAny6);
   EXPECT_EQ(
@@ -45,7 +45,7 @@ TEST(AsioTcpApiServer, PrintsItsConfigurationAndIsContentWithOneFamily) {
   EXPECT_EQ(third.server.Start().message(), "server failed to listen");
 }
 
-TEST(AsioTcpApiServer, LeavesConnectionsAloneWhenItIsDestroyed) {
+TEST(AsioTcpApiServerTest, LeavesConnectionsAloneWhenItIsDestroyed) {
   boost::asio::io_context io;
   auto bare = std::make_unique<BareServer>(io, kAny4, kAny6);
   ASSERT_FALSE(bare->server.Start());
@@ -65,7 +65,7 @@ TEST(AsioTcpApiServer, LeavesConnectionsAloneWhenItIsDestroyed) {
   ::close(client);
 }
 
-TEST(AsioTcpApiServer, ServesManyConnectionsOnSeveralThreads) {
+TEST(AsioTcpApiServerTest, ServesManyConnectionsOnSeveralThreads) {
   TestServer server;
   std::vector<std::thread> threads;
   for (int i = 0; i < 3; ++i) threads.emplace_back([&] { server.io.run(); });

@@ -61,7 +61,7 @@ class FileLimit {
   rlimit before_{};
 };
 
-TEST(Strangers, LeaveDescriptorsAndLoseTheirConnectionsOldestFirst) {
+TEST(StrangersTest, LeaveDescriptorsAndLoseTheirConnectionsOldestFirst) {
   if (SANITIZED) GTEST_SKIP() << "the sanitizer's own checks need descriptors";
   constexpr std::size_t kReserve = 64;
   TestServer server;
@@ -91,7 +91,7 @@ TEST(Strangers, LeaveDescriptorsAndLoseTheirConnectionsOldestFirst) {
   EXPECT_NE(subscriber.ReadAnswer().find("here"), std::string::npos);
 }
 
-TEST(Strangers, MakeTheServerPauseOnlyWhereAllConnectionsServe) {
+TEST(StrangersTest, MakeTheServerPauseOnlyWhereAllConnectionsServe) {
   std::vector<int> closed;
   const auto table = std::make_shared<ConnectionTable>();
   std::vector<std::unique_ptr<ConnectionTable::Slot>> slots;
@@ -111,7 +111,7 @@ TEST(Strangers, MakeTheServerPauseOnlyWhereAllConnectionsServe) {
   EXPECT_FALSE(table->CloseOne()) << "what is closed isn't closed again";
 }
 
-TEST(Strangers, GiveTheirDescriptorBackWhenTheyHaveGone) {
+TEST(StrangersTest, GiveTheirDescriptorBackWhenTheyHaveGone) {
   PicoHttp::ServerConfig config;
   config.keepAlive = {std::chrono::seconds(1), std::chrono::seconds(1), 1};
   TestServer server(config);
@@ -135,7 +135,7 @@ TEST(Strangers, GiveTheirDescriptorBackWhenTheyHaveGone) {
   EXPECT_NE(listener.ReadAnswer().find("element"), std::string::npos) << "who only listens has not gone";
 }
 
-TEST(Strangers, WaitUnreadForTheMemoryOfOtherBodies) {
+TEST(StrangersTest, WaitUnreadForTheMemoryOfOtherBodies) {
   PicoHttp::ServerConfig config;
   config.bodyBudgetInBytes = 200000;
   TestServer server(config);
@@ -155,7 +155,7 @@ TEST(Strangers, WaitUnreadForTheMemoryOfOtherBodies) {
   EXPECT_NE(waiting.ReadAnswer().find("ok"), std::string::npos);
 }
 
-TEST(Strangers, LoseTheBodyThatTricklesInWhileOthersWait) {
+TEST(StrangersTest, LoseTheBodyThatTricklesInWhileOthersWait) {
   boost::asio::io_context io;
   const auto budget = BodyBudget::Make(io.get_executor(), 200, std::chrono::milliseconds(1));
   std::vector<BodyBudget::SharePtr> shares;
@@ -179,7 +179,7 @@ TEST(Strangers, LoseTheBodyThatTricklesInWhileOthersWait) {
   EXPECT_EQ(givenUp, std::vector<int>{0}) << "a body that is whole is waited for";
 }
 
-TEST(Strangers, InABrowserCallNothing) {
+TEST(StrangersTest, InABrowserCallNothing) {
   TestServer server;
   for (const char* headers : {"Origin: http://127.0.0.1\r\n", "Origin: null\r\n",
                               "Host: evil.example:9999\r\n", "Host: localhost\r\nHost: evil.example\r\n"}) {
@@ -199,7 +199,7 @@ TEST(Strangers, InABrowserCallNothing) {
   }
 }
 
-TEST(Strangers, AreNotAnsweredTwiceForOneChunkedBody) {
+TEST(StrangersTest, AreNotAnsweredTwiceForOneChunkedBody) {
   TestServer server;
   const std::string call = kJsonCall;
   const std::string head =
@@ -217,7 +217,7 @@ TEST(Strangers, AreNotAnsweredTwiceForOneChunkedBody) {
   EXPECT_EQ(empty.ReadToEnd(), "") << "a body that ends before its first byte is handled without an answer";
 }
 
-TEST(AcceptOutcome, DelaysForThisProcessesDescriptorsAlone) {
+TEST(AcceptOutcomeTest, DelaysForThisProcessesDescriptorsAlone) {
   const auto of = [](int code) {
     return Asio::AcceptOutcome::Of({code, boost::system::system_category()}).flags;
   };

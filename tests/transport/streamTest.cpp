@@ -9,7 +9,7 @@
 namespace Mirel::Transport {
 namespace {
 
-TEST(Deadline, NeverWrapsAround) {
+TEST(DeadlineTest, NeverWrapsAround) {
   using Clock = std::chrono::steady_clock;
   using std::chrono::nanoseconds;
   const auto now = Clock::now();
@@ -19,7 +19,7 @@ TEST(Deadline, NeverWrapsAround) {
             Clock::time_point::min());
 }
 
-TEST(Deadline, EndsAConnectionThatStandsStillInARequest) {
+TEST(DeadlineTest, EndsAConnectionThatStandsStillInARequest) {
   PicoHttp::ServerConfig config;
   config.readTimeout = std::chrono::milliseconds(30);
   TestServer server(config);
@@ -37,7 +37,7 @@ TEST(Deadline, EndsAConnectionThatStandsStillInARequest) {
   EXPECT_EQ(server.logger->Lines("1 Failed to send InvalidRequest response:[").size(), 1U);
 }
 
-TEST(Deadline, DoesNotTouchAResponseThatStandsIdle) {
+TEST(DeadlineTest, DoesNotTouchAResponseThatStandsIdle) {
   PicoHttp::ServerConfig config;
   config.readTimeout = config.writeTimeout = std::chrono::milliseconds(20);
   TestServer server(config);
