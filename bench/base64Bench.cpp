@@ -8,7 +8,7 @@
 #include "platform/corvane/crypto.h"
 
 // The payload of a large publication, decoded once on its way in and encoded once for each subscriber.
-// OpenSSL stands beside as the measure: the library behind Base64_Decode has to be worth its place.
+// OpenSSL is beside it as the measure: the library behind Base64_Decode has to be worth its place.
 namespace {
 
 constexpr std::size_t kPayload = 52 * 1024;

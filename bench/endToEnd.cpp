@@ -41,7 +41,7 @@ std::uint64_t NowNs() {
   return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
 }
 
-// A publication text of exactly that size; its topic tells when it was sent.
+// A publication text of exactly that size; its topic says when it was sent.
 std::string Text(std::uint64_t sequence, std::size_t size) {
   char header[256];
   const int length =

@@ -79,7 +79,7 @@ std::string Insert(const std::string& behind, const std::string& text) {
   return Replace(Token(), behind, behind + text);
 }
 
-// What a shape that stands in the whole text comes to.
+// What a shape comes to that is in the whole text.
 std::string Signed(const std::string& statement) {
   return AssertionFactory::SignAssertion(
       Replace(AssertionFactory::BuildAssertion(), "<saml:AttributeStatement>",

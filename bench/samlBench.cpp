@@ -10,7 +10,7 @@
 #include "testing/sso/assertionFactory.h"
 
 // A SAML assertion of about 4 KiB, from its text to a token that is believed. The verification of one RSA
-// signature stands beside as the measure: it can't be avoided.
+// signature is beside it as the measure: it can't be avoided.
 namespace {
 
 using namespace SsoClient;

@@ -6,7 +6,7 @@
 
 namespace Com::Tessaly::Ombra::SessionSvc {
 
-// What the session service tells a client of its session.
+// What the session service says to a client about its session.
 struct Info {
   static constexpr const char* kStructureName = "com.tessaly.ombra.session.info";
 

@@ -1,5 +1,5 @@
 // The headers of a request that fill its execution context, one a line. Whoever sends an Authorization header
-// is never taken for an anonymous caller, and what the handlers behind get has the form that they count on.
+// is never taken for an anonymous caller, and what the handlers after it get has the form that they count on.
 
 #include <algorithm>
 #include <cstdint>

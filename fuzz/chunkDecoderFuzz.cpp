@@ -1,4 +1,4 @@
-// Chunked bodies. Wherever the bytes are split, the body, what stands behind it and the verdict are the same.
+// Chunked bodies. Wherever the bytes are split, the body, what is after it and the verdict are the same.
 
 #include <cstdint>
 #include <cstdlib>

@@ -18,7 +18,7 @@ void SkipNumber(std::string_view& text) {
   }
 }
 
-// A spec goes to printf as it stands, and templates are program text: what the program would never write
+// A spec goes to printf as it is, and templates are program text: what the program would never write
 // ("n", "*", a column of gigabytes, what is no spec at all) is kept away from it here.
 bool IsHarmless(std::string_view spec) {
   if (!spec.empty() && spec.front() == '-') spec.remove_prefix(1);

@@ -1,4 +1,4 @@
-// Legs of a hostile token service. What can be read goes into the next request, where it has to stand just as
+// Legs of a hostile token service. What can be read goes into the next request, where it has to be just as
 // it was read.
 
 #include <cstdint>

@@ -15,7 +15,7 @@ namespace SsoClient {
 // what the token itself says about its key may only help to choose.
 using KeyResolver = std::function<Corvane::Ref<Corvane::Xml::Security::Key>(const SamlToken&)>;
 
-// How far the clocks of issuer and host may stand apart.
+// How far the clocks of issuer and host may differ.
 inline constexpr std::int64_t kClockToleranceSeconds = 600;
 
 // How large the text of a token may be, in bytes, unless the caller takes larger ones; up to 256 KiB, none

@@ -16,7 +16,7 @@ struct QualifiedName {
   bool operator==(const QualifiedName&) const = default;
 };
 
-// Reads a qualified name that stands in an element, by the declarations in scope there. Throws ParseException
+// Reads a qualified name that is in an element, by the declarations in scope there. Throws ParseException
 // for a prefix that none of them declares.
 QualifiedName ResolveName(const Corvane::Xml::Node& element, std::string_view text);
 

@@ -85,7 +85,7 @@ class SamlToken {
   const std::optional<Corvane::System::DateTime>& GetSubjectNotOnOrAfter() const {
     return data_.subjectNotOnOrAfter;
   }
-  // The text of the certificate in base 64, as it stands in the token; empty for a bearer token.
+  // The text of the certificate in base 64, as it is in the token; empty for a bearer token.
   const std::string& GetConfirmationCertificate() const { return data_.confirmationCertificate; }
   const Corvane::System::DateTime& GetNotBefore() const { return data_.notBefore; }
   const Corvane::System::DateTime& GetNotOnOrAfter() const { return data_.notOnOrAfter; }
@@ -103,7 +103,7 @@ class SamlToken {
   const std::vector<GroupIdentity>& GetGroups() const { return data_.groups; }
   // Whether the subject is a service of the host's vendor, no person.
   bool IsSolution() const { return data_.isSolution; }
-  // The first and the last name of a person; empty when the token doesn't tell.
+  // The first and the last name of a person; empty when the token doesn't say.
   std::string GetFirstName() const;
   std::string GetLastName() const;
 

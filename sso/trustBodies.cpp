@@ -23,7 +23,7 @@ const char* ToText(bool value) {
   return value ? "true" : "false";
 }
 
-// A time that lies behind all that can be told becomes the last one.
+// A time after all that can be written becomes the last one.
 Corvane::System::DateTime Later(const Corvane::System::DateTime& time, std::int64_t seconds) {
   constexpr std::int64_t kSecond = 1'000'000;
   const auto room = (std::numeric_limits<std::int64_t>::max() - time.GetUtcTime()) / kSecond;
@@ -65,7 +65,7 @@ XMLBuilderPtr MakeAdviceSet(const std::vector<Advice>& advice) {
   return set;
 }
 
-// Holds what the target's name tells.
+// Holds what the target's name says.
 XMLBuilderPtr MakeTokenHolder(const char* prefix, const char* localName, const SamlToken& token) {
   auto holder = MakeComposite(prefix, localName);
   holder->Append<PreBuiltElementImpl>(token.GetText());

@@ -32,7 +32,7 @@ bool CanBeCarried(std::string_view text) {
   return true;
 }
 
-// The text itself, which may be a password, is not told.
+// The message leaves out the text itself, which may be a password.
 void Check(const std::string& place, std::string_view text) {
   if (CanBeCarried(text)) return;
   throw Corvane::InvalidArgumentException("The text of " + place +

@@ -77,7 +77,7 @@ class XMLCompositeBuilder : public ElementBuilderImpl {
   std::vector<XMLBuilderPtr> children_;
 };
 
-// A finished element, such as a token, taken over as it stands, byte for byte.
+// A finished element, such as a token, taken over as it is, byte for byte.
 class PreBuiltElementImpl final : public XMLBaseBuilder {
  public:
   explicit PreBuiltElementImpl(std::string text) : text_(std::move(text)) {}

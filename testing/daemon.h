@@ -59,7 +59,7 @@ class Daemon {
 
   // All that the daemon has written to standard error.
   std::string Log() const;
-  // Waits until the text stands in the log so many times; false when that doesn't happen in 20 seconds.
+  // Waits until the text is in the log so many times; false when that doesn't happen in 20 seconds.
   bool WaitForLog(std::string_view text, std::size_t times = 1) const;
   bool IsRunning();
   void Signal(int number) const;

@@ -34,7 +34,7 @@ inline std::string WriteJson(const rapidjson::Value& value) {
 }
 
 // The service's metadata with one value replaced, or taken out when the JSON is empty. A place that ends in
-// "-" is behind the end of a list.
+// "-" is after the end of a list.
 inline std::string ChangedMetadata(const char* pointer, const std::string& json) {
   auto document = ReadJson(METADATA_FILE);
   const rapidjson::Pointer place(pointer);

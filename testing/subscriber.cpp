@@ -40,7 +40,7 @@ Connection::Connection(Connection&& other) noexcept
 void Connection::Send(std::string_view bytes) {
   while (!bytes.empty()) {
     const auto sent = send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (sent <= 0) return;  // The daemon may refuse before it has read everything; its answer tells.
+    if (sent <= 0) return;  // The daemon may refuse before it has read everything; its answer says so.
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
 }

@@ -58,7 +58,7 @@ void HistoryServer::Publish(std::string payload) {
   Publication publication = settings_.common;
   if (publication.createTime.empty()) publication.createTime = CurrentTime();
   publication.payload = std::move(payload);
-  // Before all history that waits, behind what is on its way.
+  // Before all history that waits, after what is on its way.
   const auto place = std::find_if(queue_.begin(), queue_.end(), [](const Sending& sending) {
     return sending.subscriber.has_value() && sending.attempts == 0;
   });

@@ -13,7 +13,8 @@
 namespace Tools {
 
 // A guest that publishes, keeps what it published, and publishes it again for the subscriptions that ask.
-// It sends one text at a time, no faster than the daemon told it to, and once more if it hears nothing.
+// It sends one text at a time, no faster than the daemon's acknowledgement says, and once more if it hears
+// nothing.
 class HistoryServer {
  public:
   struct Settings {

@@ -19,7 +19,7 @@ void Member(JsonWriter& writer, const char* name, const std::string& value) {
   writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
 }
 
-// Takes the line from the front of the text, if it stands there.
+// Takes the line from the front of the text, if it is there.
 bool TakeLine(std::string_view& text, std::string_view line) {
   if (!text.starts_with(line)) return false;
   text.remove_prefix(line.size());

@@ -11,7 +11,7 @@ namespace Tools {
 // `hesper-host token`: prints, or puts into a file, a token that this host's daemon takes.
 class TokenCommand {
  public:
-  // The command line keeps pointers to this object, which has to live as long.
+  // Requires: this object lives as long as the command line, which keeps pointers to it.
   explicit TokenCommand(Command& top);
   TokenCommand(const TokenCommand&) = delete;
   TokenCommand& operator=(const TokenCommand&) = delete;

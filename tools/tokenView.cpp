@@ -119,7 +119,7 @@ std::string_view TextOf(const Value& value) {
 }
 
 // Texts go bare and on one line, what is nested as JSON; lists have a line for each element. The names of
-// attributes are the token's own, and stand as JSON behind a word of ours: none of them can look like another
+// attributes are the token's own, and are JSON after a word of ours: none of them can look like another
 // line.
 void Write(const std::string& name, const Value& value, std::string& lines) {
   if (value.IsArray()) {

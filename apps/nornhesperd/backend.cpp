@@ -155,8 +155,8 @@ void Backend::ThreadFunc() {
   }
 }
 
-// True for a failure behind another one, with errno still set. A state that lasts is told when it begins and
-// when it ends, and the thread rests between its tries.
+// True for a failure behind another one, with errno still set. A state that lasts is logged when it begins
+// and when it ends, and the thread rests between its tries.
 bool Backend::KeepsFailing(ssize_t received) {
   if (received >= 0) {
     if (failuresInARow_ > 1) HESPER_LOG(6, "Receiving packets works again");

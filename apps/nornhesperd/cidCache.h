@@ -15,7 +15,7 @@
 
 namespace NornHesper {
 
-// Tells which VM stands behind a vsock cid, and remembers the VMs heard from of late. As the kernel gives
+// Finds out which VM has a vsock cid, and remembers the VMs heard from of late. As the kernel gives
 // cids of VMs that have gone to others, no remembered answer is believed before the kernel has confirmed it.
 class CidCache final : public Corvane::System::LockableObjectImpl {
  public:
@@ -60,7 +60,11 @@ class CidCache final : public Corvane::System::LockableObjectImpl {
 
   static constexpr std::uint32_t kNoCid = 0xFFFFFFFF;
 
-  // The two hold the same cids; the most recently used entry is the first.
+  // Invariants:
+  // 1. The index has a cid exactly if one entry of the list has it, and leads to that entry.
+  // 2. The list is in the order of use, the most recent one first; lastUse never grows towards its end.
+  // 3. There are at most maxEntries_ + 1 entries, as the size is looked at before an insertion.
+  // 4. What Lookup gives was confirmed by the kernel within that call.
   Index index_ CORVANE_GUARDED_BY(this);
   Entries entries_ CORVANE_GUARDED_BY(this);
   std::uint32_t maxEntries_ CORVANE_GUARDED_BY(this) = 3000;

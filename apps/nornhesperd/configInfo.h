@@ -29,13 +29,20 @@ class ConfigInfo final : public Corvane::System::LockableObjectImpl {
     return this->*setting;
   }
 
-  std::int32_t mirelPort_ CORVANE_GUARDED_BY(this) = 9999;                   // of the API endpoint, on the loopback addresses
-  std::int32_t vmListenPort_ CORVANE_GUARDED_BY(this) = 7777;                // vsock port for the guests' publications
-  std::int32_t mirelQueueLimit_ CORVANE_GUARDED_BY(this) = 16;               // publications that a stream holds for a slow client
-  std::int32_t cidCacheMaxEntries_ CORVANE_GUARDED_BY(this) = 3000;          // VMs
-  std::int32_t cidCacheExpirationInSeconds_ CORVANE_GUARDED_BY(this) = 600;  // life of an unused VM in the cache
-  bool requestHistoryAll_ CORVANE_GUARDED_BY(this) = false;                  // ask every running VM for history, or only cached ones
-  std::int32_t historyPort_ CORVANE_GUARDED_BY(this) = 766;                  // guests' vsock port for history requests
+  // Of the API endpoint, on the loopback addresses.
+  std::int32_t mirelPort_ CORVANE_GUARDED_BY(this) = 9999;
+  // Vsock port for the guests' publications.
+  std::int32_t vmListenPort_ CORVANE_GUARDED_BY(this) = 7777;
+  // Publications that a stream holds for a slow client.
+  std::int32_t mirelQueueLimit_ CORVANE_GUARDED_BY(this) = 16;
+  // VMs.
+  std::int32_t cidCacheMaxEntries_ CORVANE_GUARDED_BY(this) = 3000;
+  // Life of an unused VM in the cache.
+  std::int32_t cidCacheExpirationInSeconds_ CORVANE_GUARDED_BY(this) = 600;
+  // Ask every running VM for history, or only cached ones.
+  bool requestHistoryAll_ CORVANE_GUARDED_BY(this) = false;
+  // Guests' vsock port for history requests.
+  std::int32_t historyPort_ CORVANE_GUARDED_BY(this) = 766;
 };
 
 }  // namespace NornHesper

@@ -25,7 +25,7 @@ constexpr std::chrono::nanoseconds kReadTimeout = std::chrono::minutes(20);
 constexpr std::chrono::nanoseconds kWriteTimeout = std::chrono::minutes(30);
 constexpr std::uint64_t kBodySizeLimit = 2500000;
 
-// Runs one of the platform's loaders. A failure is told in the log and in the result, and does not end the
+// Runs one of the platform's loaders. A failure is in the log and in the result, and does not end the
 // start: the daemon then goes without that description.
 template <typename Load, typename Container>
 Result LoadFile(const std::string& kind, Load load, const std::string& component, const std::string& fileName,

@@ -43,9 +43,9 @@ Result LimitOpenFiles() {
   return result;
 }
 
-// A peer or a reader of standard error that has gone, and a file that may not grow, are told by the call that
-// fails. SIGHUP does nothing to this daemon at any time, and so not before its handler is there either. All
-// are caught and not ignored, which programs that a PAM module starts would inherit.
+// A peer or a reader of standard error that has gone, and a file that may not grow, are reported by the call
+// that fails. SIGHUP does nothing to this daemon at any time, and so not before its handler is there either.
+// All are caught and not ignored, which programs that a PAM module starts would inherit.
 void OutliveOthers() {
   struct sigaction nothing {};
   nothing.sa_handler = [](int) {};

@@ -150,7 +150,7 @@ void GuestDataImpl::Subscribe(const std::shared_ptr<const SubscriptionSpec>& spe
   try {
     stream->RequestHistory();
   } catch (const boost::system::system_error& error) {
-    // No socket to be had, as when descriptors run out: the subscription stands, and lives without history.
+    // No socket to be had, as when descriptors run out: the subscription is there, and does without history.
     HESPER_LOG(3, "failed to request history data, %1", error.what());
   }
 }

@@ -18,7 +18,7 @@ class GuestDataImpl final : public AsyncServiceInterface {
                  const ResultCb& result) override;
 };
 
-// The checks of the arguments. Each one that fails has already told the client through `result`, and the
+// The checks of the arguments. Each one that fails has already answered the client through `result`, and the
 // caller only has to stop.
 NornHesper::Result ValidateVmIdentifierType(const VmIdentifierType& type,
                                             const AsyncActivationPtr& activation, const ResultCb& result);

@@ -9,7 +9,7 @@ namespace NornHesper {
 
 using OptionalStringVector = std::optional<std::vector<std::string>>;
 
-// The text of a history request. Nothing in it is escaped: guests read the prefixes as they stand.
+// The text of a history request. Nothing in it is escaped: guests read the prefixes as they are.
 std::string HistoryRequestText(std::uint64_t id, std::uint64_t pastSeconds,
                                const OptionalStringVector& topicPrefixes);
 

@@ -17,13 +17,13 @@ GlobalContext* LogContext(Corvane::Service::Logger::LogLevel level);
 void LogMessage(GlobalContext* context, Corvane::Service::Logger::LogLevel level, const char* file, int line,
                 const std::string& function, const std::string& message);
 
-// The name in the compiler's long form of a signature: what stands between the first blank and the first
+// The name in the compiler's long form of a signature: what is between the first blank and the first
 // parenthesis.
 std::string ExtractFunctionName(const char* prettySignature);
 
 }  // namespace NornHesper
 
-// The daemon's log statement: HESPER_LOG(level, format, arguments...). Nothing behind the level is evaluated
+// The daemon's log statement: HESPER_LOG(level, format, arguments...). Nothing after the level is evaluated
 // when the line is not to be written.
 #define HESPER_LOG(level, ...) HESPER_LOG_TEXT(level, ::Corvane::Detail::ASPrintInternal(__VA_ARGS__))
 

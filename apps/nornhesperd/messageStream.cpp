@@ -160,7 +160,7 @@ void MessageStream::Push(const PublicationPtr& publication, std::uint64_t times)
 }
 
 // A guest can have a queue dropped thousands of times by one publication. These are one line, and a count of
-// the others that is told at most once a second.
+// the others that is logged at most once a second.
 void MessageStream::DropQueue(std::uint64_t times) {
   std::deque<Run> dropped;
   dropped.swap(queue_);

@@ -59,6 +59,11 @@ class MessageStream final : public Corvane::System::LockableObjectImpl {
   // Sorted bytewise, duplicates kept.
   const NornHesper::OptionalStringVector topicPrefixes_;
   const std::int64_t pastSeconds_;
+  // Invariants:
+  // 1. At most one publication is on its way: sending_ is set from StartSend to UpdateResultCb.
+  // 2. With no sending_ the queue is empty.
+  // 3. queued_ is the sum of the runs' lengths, and never above the limit of the settings and one.
+  // 4. A publication is queued behind all that passed the filter before it; a dropped queue is dropped whole.
   // Takes the next element; replaced after every element.
   ResultCbPtr resultCb_ CORVANE_GUARDED_BY(this);
   std::uint64_t subscriptionId_ = 0;
@@ -66,7 +71,7 @@ class MessageStream final : public Corvane::System::LockableObjectImpl {
   NornHesper::PublicationPtr sending_ CORVANE_GUARDED_BY(this);
   std::deque<Run> queue_ CORVANE_GUARDED_BY(this);
   std::uint64_t queued_ CORVANE_GUARDED_BY(this) = 0;  // publications in the queue
-  // Drops that had no line of their own in the log, and when they may be told.
+  // Drops that had no line of their own in the log, and when they may be logged.
   std::uint64_t untoldDrops_ CORVANE_GUARDED_BY(this) = 0;
   std::int64_t nextTellingOfDrops_ CORVANE_GUARDED_BY(this) = 0;  // monotonic microseconds
 };

@@ -102,7 +102,7 @@ ProviderPtr CreateLocalProvider(const Enqueuer& enqueuer,
   ProviderPtr head = std::make_shared<Mirel::Authz::Filter::AsyncAuthzFilter>(
       enqueuer, provider, authzInfo,
       std::make_shared<NornToken::Authz::JwtEntitlementCheckerImpl>(authzLogger), authzLogger);
-  // Each filter wraps what stands so far, so that the list's first handler is asked first.
+  // Each filter wraps what is there so far, so that the list's first handler is asked first.
   const auto handlers = MakeAuthnHandlers();
   for (auto handler = handlers.rbegin(); handler != handlers.rend(); ++handler) {
     head = std::make_shared<Mirel::Authn::Filter::AsyncAuthnFilter>(head, *handler);

@@ -72,7 +72,7 @@ std::string Publication::ReadText() {
   return document.HasParseError() ? ASPrintInternal("failed to json-parse '%1'", text) : std::string();
 }
 
-// By hand and ahead of the schema, so that a guest gets its sequence back with whatever is wrong behind it.
+// By hand and ahead of the schema, so that a guest gets its sequence back with whatever is wrong after it.
 std::string Publication::ReadHeader() {
   const rapidjson::Value* header = Find(document, "header");
   if (header == nullptr) return ASPrintInternal("missing header, %1", text);

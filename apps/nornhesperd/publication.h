@@ -42,14 +42,14 @@ class Publication {
  private:
   // Memory of the document: its strings are views of a copy of the text that the parser changes in place,
   // and the values of a usual publication fit in the array. Of a document that doesn't fit, only the strings
-  // below and the members that hold them are there behind Parse.
+  // below and the members that hold them are there after Parse.
   std::unique_ptr<char[]> parseText_;
   alignas(std::max_align_t) std::array<char, 512> parseNodes_;
   rapidjson::MemoryPoolAllocator<> parsePool_;
 
  public:
   rapidjson::Document document;
-  bool hasSequence = false;  // also true for a text with a fault behind its sequence
+  bool hasSequence = false;  // also true for a text with a fault after its sequence
   std::uint64_t sequence = 0;
   std::vector<std::uint64_t> subscribers;  // ids of subscriptions; empty for a live publication
   bool parsed = false;                     // Parse found no fault

@@ -34,7 +34,7 @@ std::uint64_t Registry::Register(PublicationCb callback, RepeatedPublicationCb r
 
 void Registry::Unregister(std::uint64_t id) {
   decltype(subscriptions_)::node_type
-      removed;  // destroyed behind the lock: it may be a stream's last reference
+      removed;  // destroyed after the lock: it may be a stream's last reference
   const Synchronized lock(this);
   removed = subscriptions_.extract(id);
 }
@@ -62,7 +62,7 @@ std::vector<Registry::Offer> Registry::SelectAll() {
 // In the order of the list, and with its repetitions: these are a guest's choice, tens of thousands in one
 // text, so that each of them must not cost more than a look-up and a counter here.
 //
-// A repetition that is counted is offered where the list names the subscription first, ahead of what stands
+// A repetition that is counted is offered where the list names the subscription first, ahead of what is
 // between. Nobody can tell: what a stream makes of an offer depends on earlier offers to itself alone; it
 // starts to send with the first one if at all, as no client has a turn while a dispatch runs; and the first
 // ones keep the list's order.

@@ -25,11 +25,17 @@ using RepeatedPublicationCb = std::function<void(const PublicationPtr&, std::uin
 // What became of a datagram's text.
 struct PublishOutcome {
   Result errors;             // no records: accepted
-  bool hasSequence = false;  // also for texts with a fault behind their sequence
+  bool hasSequence = false;  // also for texts with a fault after their sequence
   std::uint64_t sequence = 0;
 };
 
 // The table of live subscriptions, and the way of publications to them.
+//
+// Invariants:
+// 1. An id is in the table from Register to Unregister, and no id is ever given out twice.
+// 2. Ids grow with the time of registration, so that the table's order is theirs.
+// 3. No callback runs, and no subscription is destroyed, while the lock is held.
+// 4. Dispatch runs on the I/O context alone; only finished publications come there.
 class Registry final : public Corvane::System::LockableObjectImpl {
  public:
   // Parses the text on the calling thread and hands a good publication to the I/O context, from where it is

@@ -11,7 +11,8 @@
 // The number of the vsock address family, which is also the level of its socket options. It is found once;
 // where the kernel hands it out by a device file, the device stays open for the life of the process, as the
 // family lasts only for so long. Throws boost::system::system_error with EAFNOSUPPORT when the kernel has no
-// vsock, in every call anew. The first call has to be over before a second thread calls.
+// vsock, in every call anew. Requires: the first call is over before a second thread
+// calls.
 int GetVsockAddressFamily();
 
 // Opens the vsock device for its ioctls; gives the descriptor, or -1 with errno. A shortage shows in errno at

@@ -22,7 +22,7 @@ constexpr auto kRetryPause = milliseconds(50);
 constexpr auto kNewcomersPatience = seconds(20);
 constexpr int kBetterPriority = -10;  // needs root; without it the figures hold more of the machine's noise
 
-// The number behind the mark; 0 when there's none.
+// The number after the mark; 0 when there's none.
 std::uint64_t NumberBehind(const std::string& text, std::string_view mark) {
   const auto at = text.find(mark);
   return at == std::string::npos ? 0 : std::strtoull(text.c_str() + at + mark.size(), nullptr, 10);
@@ -90,7 +90,7 @@ void Canary::SendOne(std::vector<Krell::GuestSocket>& guests) {
   try {
     guests[sequence % guests.size()].Send(vmPort_, text);
   } catch (const std::system_error&) {
-    // The daemon has ended; the missing acknowledgement tells.
+    // The daemon has ended; the missing acknowledgement shows it.
   }
 }
 
@@ -115,7 +115,7 @@ void Canary::Acknowledge(const std::string& text) {
   if (sequence < sent_.size()) sent_[sequence].ackMs = MillisecondsSince(sent_[sequence].at);
 }
 
-// Ends with the first publication behind the last one that counts, or with the stream.
+// Ends with the first publication after the last one that counts, or with the stream.
 void Canary::ReadStream() try {
   Support::Subscriber subscriber(port_, kTopics);
   while (lastReceived_ <= lastCounted_) {
@@ -124,7 +124,7 @@ void Canary::ReadStream() try {
     Receive(sequence);
   }
 } catch (const std::exception&) {
-  // The stream was lost; what's missing tells.
+  // The stream was lost; what's missing shows it.
 }
 
 void Canary::Receive(std::uint64_t sequence) {

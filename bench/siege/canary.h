@@ -31,7 +31,7 @@ struct CanaryFigures {
 // one after another. Everyone has a thread, and all of them better priority than the attackers.
 class Canary {
  public:
-  // Comes back when the stream stands. Needs the VMs to be there.
+  // Comes back when the stream is open. Requires: the VMs are there.
   explicit Canary(const Target& target);
   // Ends all of it, and counts what was sent until then.
   CanaryFigures Stop();

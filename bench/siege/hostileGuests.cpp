@@ -20,7 +20,7 @@ constexpr std::uint32_t kGuests = 150;
 constexpr std::uint32_t kListenerCid = kFirstHostileCid + kGuests;
 constexpr std::uint32_t kHistoryPort = 766;
 
-// What a VM is told when a subscription asks for history.
+// What a VM gets when a subscription asks for history.
 std::string IdIn(const std::string& historyRequest) {
   constexpr std::string_view kMark = "\"id\": ";
   const auto at = historyRequest.find(kMark);
@@ -68,7 +68,7 @@ void Repeats(const Assault& assault) {
   SendFromAll(assault, kGuests, text);
 }
 
-// Text that is no JSON comes back in the answer, and stands in the log.
+// Text that is no JSON comes back in the answer, and is in the log.
 void BadTexts(const Assault& assault) {
   SendFromAll(assault, kGuests, std::string(NornHesper::kLargestDatagram, '\1'));
 }

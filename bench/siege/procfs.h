@@ -4,7 +4,7 @@
 
 namespace Siege {
 
-// What the kernel tells of a process; all zeros when it has ended.
+// What the kernel says of a process; all zeros when it has ended.
 struct ProcessFigures {
   double rssMiB = 0;
   double peakMiB = 0;  // VmHWM

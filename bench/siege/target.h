@@ -36,7 +36,7 @@ class Target {
   std::uint32_t vmPort() const { return vmPort_; }
   pid_t pid() const { return pid_; }
 
-  // False once it has ended; how it ended is then told.
+  // False once it has ended; how it ended is then printed.
   bool IsRunning();
   const std::string& ending() const { return ending_; }
   // What it has written to standard error, where that's a file, and to the audit's file.

@@ -9,7 +9,7 @@ class DataValue;
 
 namespace Mirel::Authz {
 
-// Knows where a caller's entitlements stand in its authentication data.
+// Knows where a caller's entitlements are in its authentication data.
 class EntitlementChecker {
  public:
   // Whether the caller holds one of the demanded entitlements. Data that the checker can't read holds none.

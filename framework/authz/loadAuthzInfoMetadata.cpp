@@ -77,7 +77,7 @@ Names OperationNames(const rapidjson::Value& root) {
 // What: what the texts are, in the plural.
 std::vector<std::string> ReadTexts(const rapidjson::Value& list, const std::string& place,
                                    const std::string& what) {
-  // With none at all, nobody could tell whether everyone was meant or no one.
+  // With none at all, nobody could say whether everyone was meant or no one.
   if (!list.IsArray() || list.Empty()) throw Fault(place, "expected a list of " + what);
   std::vector<std::string> texts;
   for (const auto& element : list.GetArray()) {

@@ -75,7 +75,7 @@ struct ActivationHelpers {
 
 namespace Mirel {
 
-// Where the identifier of the JSON-RPC request stands in an activation's values.
+// Where the identifier of the JSON-RPC request is in an activation's values.
 struct RequestIdHelper {
   static void Set(std::map<std::string, std::string>& values, const std::string& id) {
     values.insert_or_assign("requestId", id);

@@ -208,8 +208,8 @@ struct DynamicStructure {
 DataValuePtr MessageToValue(const BaseMessage& message);
 
 struct DataValueHelpers {
-  // The value behind a dotted path of field names, "outer.inner"; the empty path is the value itself. Null
-  // when a field is missing, or when a part in front of the last one is no structure or error.
+  // The value at the end of a dotted path of field names, "outer.inner"; the empty path is the value itself.
+  // Null when a field is missing, or when a part in front of the last one is no structure or error.
   static DataValuePtr GetValueByPath(const DataValuePtr& value, std::string_view path);
 };
 

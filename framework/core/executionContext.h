@@ -66,8 +66,9 @@ inline constexpr const char* kSessionTicketKey = "sessionTicket";
 
 namespace Mirel::Core {
 
-// Reads user name and password out of a security context, which must outlive it. An entry that is missing
-// reads as empty: whoever names the scheme wants to log in, and is not served as anonymous for a slip.
+// Reads user name and password out of a security context. Requires: the context outlives it. An entry that is
+// missing reads as empty: whoever names the scheme wants to log in, and is not served as anonymous for a
+// slip.
 class UserPassSecurityContextReader {
  public:
   explicit UserPassSecurityContextReader(const SecurityContext& entries) : entries_(entries) {}
@@ -83,8 +84,8 @@ class UserPassSecurityContextReader {
   const SecurityContext& entries_;
 };
 
-// Reads a session's identifier out of a security context, which must outlive it. A missing entry reads as
-// empty, which no session has: whoever names the scheme is not served as anonymous for a slip.
+// Reads a session's identifier out of a security context. Requires: the context outlives it. A missing entry
+// reads as empty, which no session has: whoever names the scheme is not served as anonymous for a slip.
 class SessionSecurityContextReader {
  public:
   explicit SessionSecurityContextReader(const SecurityContext& entries) : entries_(entries) {}

@@ -9,7 +9,7 @@ namespace {
 
 constexpr long long kDefaultPrecision = 6;
 
-// The first fault is the one to tell.
+// The first fault is the one to report.
 void Keep(std::error_code& ec, const std::error_code& fault) {
   if (!ec) ec = fault;
 }

@@ -52,7 +52,7 @@ struct TimezoneSpec {
   std::string name;
 };
 
-// The language of messages, the locale of numbers and times, and the time zone. The error codes tell what
+// The language of messages, the locale of numbers and times, and the time zone. The error codes say what
 // was wrong with the client's own wishes; the preferences are then the defaults.
 struct LocaleSpec {
   LanguagePreference messages;

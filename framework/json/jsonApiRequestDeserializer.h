@@ -30,7 +30,7 @@ class JsonApiRequestDeserializer {
   bool Deserialize(boost::asio::streambuf& body, Core::ApiRequestVisitor& visitor,
                    std::shared_ptr<const Data::ErrorValue>& errorOut) const;
 
-  // Body and visitor must outlive the steps.
+  // Requires: body and visitor outlive the steps.
   Steps Begin(const boost::asio::streambuf& body, Core::ApiRequestVisitor& visitor) const;
 };
 

@@ -29,7 +29,7 @@ inline constexpr unsigned kDeepestNesting = 64;
 // thread that reads it. A filter that names 5000 VMs one by one fits.
 inline constexpr std::size_t kMostValues = 32768;
 
-// Parses one JSON text (RFC 8259) with nothing behind it. Neither stack nor memory grow with nesting beyond
+// Parses one JSON text (RFC 8259) with nothing after it. Neither stack nor memory grow with nesting beyond
 // the limit: the parser stops there. Throws ParseFault, or RequestFault at one of the limits.
 void ParseRequest(std::string_view text, rapidjson::Document& document);
 

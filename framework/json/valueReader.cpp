@@ -13,7 +13,7 @@ namespace {
 
 using namespace Data;
 
-// Where a value stands. Its text is made for a fault only: made for each value, the names of the outer ones
+// Where a value is. Its text is made for a fault only: made for each value, the names of the outer ones
 // would be copied once per inner value.
 class Place {
  public:

@@ -12,7 +12,7 @@ using ResultPtr = std::shared_ptr<const Core::MethodResult>;
 
 enum Operations : unsigned { kList = 1, kGet = 2, kFingerprint = 4 };
 
-// One read-only service: the kind of thing that it tells of, which is also its name.
+// One read-only service: the kind of thing that it describes, which is also its name.
 struct ServiceSpec {
   const char* kind;
   unsigned operations;

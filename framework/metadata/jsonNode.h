@@ -19,7 +19,7 @@ class MetadataError final : public std::runtime_error {
 };
 
 // A value of a metadata file together with its place. All reads throw MetadataError when the value has
-// another form. Refers to the document, which must outlive it.
+// another form. Requires: the document outlives it.
 class JsonNode {
  public:
   explicit JsonNode(const rapidjson::Value& value, std::string pointer = "")

@@ -18,7 +18,7 @@ class AsyncApiOperation {
   virtual ~AsyncApiOperation() = default;
 };
 
-// What introspection tells of an operation.
+// What introspection says of an operation.
 struct OperationInfo {
   std::string name;
   // The call gives a series of results: a client should accept a streamed response.

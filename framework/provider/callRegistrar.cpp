@@ -18,7 +18,7 @@ class ObservedCall {
   ObservedCall& operator=(const ObservedCall&) = delete;
   ~ObservedCall() { End(kCallAbandoned); }
 
-  // Takes over what the links behind this one have found out about the caller. The activation is let go: it
+  // Takes over what the links after this one have found out about the caller. The activation is let go: it
   // holds the caller's secrets, and the first result of a stream can be days away.
   void TakeSubject() {
     const auto activation = std::exchange(activation_, nullptr);

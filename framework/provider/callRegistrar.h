@@ -19,7 +19,7 @@ inline constexpr std::uint32_t kCallAbandoned = 2;
 
 namespace Detail {
 
-// The outermost link of the provider chain: has each call observed, also those that links behind it refuse.
+// The outermost link of the provider chain: has each call observed, also those that links after it refuse.
 // An observer gets its result code exactly once: with the call's first result, before the client sees it, so
 // that nothing leaves unrecorded; for a stream, when the service has accepted the call, so that neither an
 // idle stream nor the end of the process leaves it unrecorded; or, when none of that came, when the last

@@ -8,7 +8,7 @@ class io_context;
 
 namespace Mirel::Asio {
 
-// Posts a job on the I/O context, which must outlive it. The job never runs inside the call.
+// Posts a job on the I/O context. Requires: the context outlives it. The job never runs inside the call.
 class Enqueuer {
  public:
   explicit Enqueuer(boost::asio::io_context& context) : context_(&context) {}

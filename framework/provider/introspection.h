@@ -8,7 +8,7 @@
 #include "framework/provider/asyncApiInterfaceConcurrentContainer.h"
 
 // The services by which a client learns what a provider offers. They refer to the provider's container and
-// do not own it, since they stand in it themselves.
+// do not own it, since they are in it themselves.
 namespace Mirel::Provider::Introspection {
 
 using Container = AsyncApiInterfaceConcurrentContainer<std::mutex>;

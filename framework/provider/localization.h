@@ -12,7 +12,7 @@ struct LocalizerHelpers {
   static std::shared_ptr<Localizer> GetDefaultLocalizer();
   // Gives the message's id for its template, and the error NoTemplate.
   static MessageTemplateCb GetDefaultMessageTemplateCb();
-  // Ignores all preferences: integers in decimal, reals with six decimals, date-times as they stand.
+  // Ignores all preferences: integers in decimal, reals with six decimals, date-times as they are.
   static ArgumentFormatter GetDefaultFormatter();
 };
 

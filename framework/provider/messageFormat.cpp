@@ -33,7 +33,7 @@ struct Field {
 };
 
 // Takes the field at the start of the text off it. The search for the closing brace starts at the opening
-// one, so that a lone closing brace finds itself, and its field is all of the text behind it.
+// one, so that a lone closing brace finds itself, and its field is all of the text after it.
 Field TakeField(std::string_view& text) {
   const auto close = text.find('}');
   auto body = text.substr(1);

@@ -43,7 +43,7 @@ class AsyncTransactionProtocolHandler final
     : public Provider::AsyncProtocolHandler,
       public std::enable_shared_from_this<AsyncTransactionProtocolHandler<Transaction, Extractor>> {
  public:
-  // The range must stand for the request's headers, in lower case.
+  // Requires: the range has the request's headers, in lower case.
   AsyncTransactionProtocolHandler(std::shared_ptr<Transaction> transaction,
                                   std::shared_ptr<HeaderRange> headers, const ProtocolHandlerSpec& spec)
       : transaction_(std::move(transaction)),
@@ -98,7 +98,7 @@ class AsyncTransactionProtocolHandler final
 
   // Reads the body in one go, but for a large one that has to claim its memory first.
   void ReadBody(Call call) {
-    // One byte above the limit tells a body that is too long from one that just fits.
+    // One byte above the limit distinguishes a body that is too long from one that just fits.
     const std::uint64_t target = limit_ == std::numeric_limits<std::uint64_t>::max() ? limit_ : limit_ + 1;
     const auto length = transaction_->BodyLength();
     if (length && *length > BodyBudget::kUnasked) {

@@ -28,7 +28,7 @@ class HttpServerTransaction {
 
   Stream& BodyStream() { return *stream_; }
   const std::string& Method() const { return method_; }
-  // Of the body, before it is read; none when the head doesn't tell it.
+  // Of the body, before it is read; none when the head doesn't say it.
   std::optional<std::uint64_t> BodyLength() const {
     if constexpr (requires { stream_->Remaining(); }) {
       return stream_->Remaining();

@@ -14,8 +14,8 @@ namespace {
 
 const std::string kOpIdKey = "opId";
 
-// It stands in every line that the call writes, and a client may send what it likes. The logger sees to bytes
-// that must not stand in a line.
+// It is in every line that the call writes, and a client may send what it likes. The logger sees to bytes
+// that must not be in a line.
 constexpr std::size_t kMaxClientOpId = 256;
 
 bool IsContinuation(char byte) {

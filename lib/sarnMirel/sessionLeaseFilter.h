@@ -21,7 +21,7 @@ namespace SarnMirel::Filter {
 class SessionLeaseFilter final : public Mirel::Core::AsyncApiProvider,
                                  public std::enable_shared_from_this<SessionLeaseFilter> {
  public:
-  // Runs a task later. It must not be empty when a session has ended.
+  // Runs a task later. Requires: not empty when a session has ended.
   using Executor = std::function<void(std::function<void()>)>;
 
   // Without a logger nothing is logged.

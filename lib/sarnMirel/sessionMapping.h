@@ -12,8 +12,8 @@ namespace SarnMirel {
 // session service, the session handler and what clears it when a session ends. The mutex guards the rest and
 // is held for one operation on the table, never across a call to anything else.
 //
-// How long a look-up takes tells a guesser nothing: the texts are compared only when the hashes of the whole
-// texts are the same, and whoever knew the hash of another client's 160 random bits would know them.
+// How long a look-up takes says nothing to a guesser: the texts are compared only when the hashes of the
+// whole texts are the same, and whoever knew the hash of another client's 160 random bits would know them.
 struct SessionMapping {
   explicit SessionMapping(std::uint64_t mostEntries) : limit(mostEntries) {}
 

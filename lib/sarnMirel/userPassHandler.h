@@ -48,7 +48,7 @@ class UserPassHandler final : public Mirel::Authn::AuthnHandler {
 };
 
 // The one answer to every refused login: an Unauthenticated error without messages, in "en_US" whatever the
-// client asked for, so that it does not tell what was wrong.
+// client asked for, so that it does not say what was wrong.
 std::shared_ptr<const Mirel::Data::ErrorValue> MakeUnauthenticatedError();
 
 }  // namespace SarnMirel::Authn

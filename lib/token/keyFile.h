@@ -39,7 +39,7 @@ class KeyFile {
   std::optional<FileVersion> seen_ CORVANE_GUARDED_BY(mutex_);
   // When the version that was seen is read once more: never, once it's judged.
   Clock::time_point readAgainAt_ CORVANE_GUARDED_BY(mutex_);
-  // What was wrong with it, which is told once.
+  // What was wrong with it, which is logged once.
   std::string fault_ CORVANE_GUARDED_BY(mutex_);
   std::shared_ptr<const KeySet> keys_ CORVANE_GUARDED_BY(mutex_);
 };

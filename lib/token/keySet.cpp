@@ -76,7 +76,7 @@ const char* PurposeFault(const json_t* jwk) {
   return "its key_ops have no verify";
 }
 
-// Fills the key, or tells what is wrong with it.
+// Fills the key, or says what is wrong with it.
 const char* ReadKey(const json_t* jwk, VerificationKey& key) {
   for (const char* name : kPrivateMembers) {
     if (json_object_get(jwk, name) != nullptr) return "it has private or symmetric parts";

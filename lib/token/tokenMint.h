@@ -7,7 +7,7 @@
 
 namespace NornToken {
 
-// What stands in the way of a token, in words for its user.
+// Why no token can be made, in words for its user.
 class MintError final : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -11,7 +11,7 @@ inline constexpr const char* kAudience = "urn:tessaly:norn:hesper";
 // The claim with the entitlements, an array of strings.
 inline constexpr const char* kEntitlementsClaim = "entitlements";
 
-// How far the clocks of issuer and host may stand apart.
+// How far the clocks of issuer and host may differ.
 inline constexpr int kClockSkewSeconds = 60;
 
 inline constexpr std::size_t kMaxTokenBytes = 8192;

@@ -50,7 +50,7 @@ enum class Reading {
   Failed,   // The system didn't give it, which may pass: no descriptor is left, no file is there, a bad disk.
 };
 
-// Reads a file that is never a symbolic link. The reason stands in fault when that is not done.
+// Reads a file that is never a symbolic link. The reason is in fault when that is not done.
 Reading ReadTrustedFile(const std::string& path, Access access, std::size_t limit, std::string& text,
                         std::string& fault);
 

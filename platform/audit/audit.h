@@ -13,7 +13,7 @@ void TessalyAudit_Open();
 // "event", "subject", "object", "result" and, if there are items, "items". Each text is written as valid
 // UTF-8, with U+FFFD for what is not, and with JSON's escapes for what a terminal must not be shown; what
 // goes beyond 256 bytes in that form is cut off, with "..." at its end. A null text is empty. Nothing is
-// thrown and nothing reported: a record that can't be written is lost, and the log of the process tells so
+// thrown and nothing reported: a record that can't be written is lost, and the log of the process says so
 // once, until records can be written again. From any thread.
 void TessalyAudit_LogList(const char* eventId, const char* subject, const char* object, bool result,
                           const TessalyAuditItem* items);

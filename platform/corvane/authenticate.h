@@ -22,7 +22,7 @@ class AuthTokenHelper final : public ObjectImpl {
 
 // Checks a user of this host through PAM, as the service "nornhesperd", and gives true and the login, or
 // false and null. An empty name, one of more than 256 bytes, a password of more than 1024 bytes and a NUL in
-// either are refused without asking PAM, and so is an empty password by it. Why a login is refused is told to
+// either are refused without asking PAM, and so is an empty password by it. Why a login is refused is said to
 // nobody.
 //
 // The call blocks for as long as PAM takes, some tens of milliseconds for one of today's password hashes. A

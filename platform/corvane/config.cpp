@@ -79,7 +79,7 @@ DocumentPtr Parse(const std::string& path, const std::string& content) {
   return document;
 }
 
-// Whether there's nothing in the file but what may stand in front of an element: blanks and comments.
+// Whether there's nothing in the file but what may be in front of an element: blanks and comments.
 bool IsEmpty(const std::string& path, const std::string& content) {
   const ParserPtr parser(xmlNewParserCtxt(), &xmlFreeParserCtxt);
   return Read(parser, path, content + "<config/>") != nullptr;

@@ -11,7 +11,7 @@ namespace {
 using std::chrono::microseconds;
 using std::chrono::sys_days;
 
-// A date and time of day as it stands in the text.
+// A date and time of day as it is in the text.
 struct Fields {
   std::chrono::year_month_day day{};
   int hour = 0;

@@ -25,7 +25,7 @@ class DateTime {
   explicit DateTime(std::int64_t utcMicroseconds) : microseconds_(utcMicroseconds) {}
 
   // Reads the text form of RFC 3339, which with "T" and "Z" in upper case is an xs:dateTime with a time zone
-  // as well. Digits behind the microseconds are cut off. Throws DateTimeFormatException for anything else,
+  // as well. Digits after the microseconds are cut off. Throws DateTimeFormatException for anything else,
   // and for what this type can't hold: the year 0 and the second 60.
   static DateTime Parse(std::string_view text);
   // Whether the text has that form and names an existing day and time of day, a leap second being one.

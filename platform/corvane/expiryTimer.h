@@ -18,8 +18,8 @@ class Thread;
 }
 
 // Tells its clients when a moment has come. It costs nothing while no client's moment is near: clients that
-// are used again and again need not move theirs each time, but look when they are told whether it has really
-// come, and ask for a later one. Safe from any thread.
+// are used again and again need not move theirs each time, but look when they are called whether it has
+// really come, and ask for a later one. Safe from any thread.
 class ExpiryTimer : public ObjectImpl {
  public:
   // Microseconds that never go back.
@@ -29,17 +29,17 @@ class ExpiryTimer : public ObjectImpl {
   class Client {
    public:
     virtual ~Client() = default;
-    // The moment asked for has come; the client is told once. On the timer's thread, with no lock held. Must
-    // not throw.
+    // The moment asked for has come; the client is called once. On the timer's thread, with no lock held.
+    // Must not throw.
     virtual void OnTime(std::int64_t now) = 0;
   };
 
   // The timer of the process. The first call starts its thread, which ends before the process's static
-  // objects go; later moments are then told to nobody. Throws Corvane::Exception when there is no thread to
+  // objects go; for later moments nobody is called then. Throws Corvane::Exception when there is no thread to
   // be had.
   static const Ref<ExpiryTimer>& OfProcess();
 
-  // A timer without a thread: its clients are told from within TellDue.
+  // A timer without a thread: its clients are called from within TellDue.
   explicit ExpiryTimer(Clock clock);
   ~ExpiryTimer() override;
 

@@ -40,7 +40,7 @@ std::string Expand(std::string_view format, std::span<const FormatArgument> argu
 
 // Replaces %1 to %9 by the arguments: integers in decimal, text as it is, bool as true or false. Arguments
 // are inserted literally and never looked at again, so they may hold anything, placeholders included. A
-// placeholder without an argument, and any other use of the percent sign, stays as it stands.
+// placeholder without an argument, and any other use of the percent sign, stays as it is.
 template <typename... Args>
 std::string ASPrintInternal(std::string_view format, const Args&... args) {
   if constexpr (sizeof...(Args) == 0) {

@@ -30,7 +30,7 @@ std::string TakeForJson(const char*& at, const char* end) {
   const char* const start = at;
   const auto character = Utf::utf_traits<char>::decode(at, end);
   if (!Utf::is_valid_codepoint(character)) {
-    // One byte at a time, so that a good character right behind a bad byte is not lost.
+    // One byte at a time, so that a good character right after a bad byte is not lost.
     at = start + 1;
     return "\xEF\xBF\xBD";
   }

@@ -5,8 +5,8 @@
 
 namespace Corvane::Detail {
 
-// Takes the next character of a text that is not empty, and gives what stands for it in a JSON string that
-// may be shown on a terminal: U+FFFD for a byte that is no UTF-8, JSON's escape (RFC 8259, 7) for what
+// Requires: the text is not empty. Takes its next character, and gives what stands for it in a JSON string
+// that may be shown on a terminal: U+FFFD for a byte that is no UTF-8, JSON's escape (RFC 8259, 7) for what
 // IsPlainLine objects to, and itself for anything else, quotes and backslashes included.
 std::string TakeForJson(const char*& at, const char* end);
 

@@ -102,7 +102,7 @@ class StandardErrorSink final : public spdlog::sinks::base_sink<std::mutex> {
 
 spdlog::sink_ptr MakeFileSink(const LogSettings& settings) {
   spdlog::file_event_handlers handlers;
-  // The texts of guests stand in the log, tokens included.
+  // The texts of guests are in the log, tokens included.
   handlers.after_open = [](const spdlog::filename_t&, std::FILE* file) { ::fchmod(::fileno(file), 0640); };
   try {
     auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(

@@ -14,7 +14,7 @@ struct LogContext {
 };
 
 // Sets the calling thread's value for a key, or takes it away, and gives what was there. Each record that the
-// thread writes to a Logger shows the values behind its text, " opId=1f0c", in the order in which the keys
+// thread writes to a Logger shows the values after its text, " opId=1f0c", in the order in which the keys
 // came. It is not handed on to other threads.
 LogContext SetLogContext(std::string_view key, std::optional<std::string> value);
 
@@ -32,7 +32,7 @@ class [[nodiscard]] LogContextOnStack {
   LogContext replaced_;
 };
 
-// What the calling thread's records show behind their text; empty when nothing is set.
+// What the calling thread's records show after their text; empty when nothing is set.
 std::string GetLogContextText();
 
 }  // namespace Corvane::Service

@@ -13,7 +13,7 @@ namespace Corvane::System {
 // while there is anything in it. A check may overdraw it; the debt is then waited off, but for four seconds
 // at most, or one slow check would keep everybody out for hours. Safe from any thread.
 //
-// How long a check took tells whether the host has the name, so Settle makes all that it ends equally long:
+// How long a check took shows whether the host has the name, so Settle makes all that it ends equally long:
 // as long as the longest one so far, 10 ms at least and 100 ms at most.
 class LoginBudget {
  public:

@@ -38,7 +38,12 @@ void Tell(SessionObject& object) {
 
 }  // namespace
 
-// Lives as long as the session, or while the timer tells it. Taking leases and ending are done under the
+// Invariants:
+// 1. An ended session stays ended, and holds no user, no authentication data and no objects.
+// 2. While there is a lease, no time ends it.
+// 3. A live session without leases has asked the timer for a moment that is not after its own end.
+//
+// Lives as long as the session, or while the timer calls it. Taking leases and ending are done under the
 // mutex each, so one of them comes first: an end that comes second sees the lease, and whoever takes a lease
 // second sees the end. What is released goes outside of the mutex, as its destructors may come back here.
 struct Session::State : ExpiryTimer::Client, std::enable_shared_from_this<State> {
@@ -85,7 +90,7 @@ struct Session::State : ExpiryTimer::Client, std::enable_shared_from_this<State>
     if (!ended && Due() < asked) AskFor(Due());
   }
 
-  // What every access touches stands together.
+  // What every access touches is kept together.
   const Ref<ExpiryTimer> timer;
   mutable Mutex mutex;
   bool ended CORVANE_GUARDED_BY(mutex) = false;

@@ -34,8 +34,8 @@ class SessionAuthData : public SessionObject {
 //
 // It ends once: when it has no lease and has had no access for its idle timeout, when it has no lease and the
 // connection to its user has expired, when the manager removes it, with the manager, or when its last
-// reference goes. Its objects are then told and released, and its authentication data is cleared, so that a
-// session that its own data refers to doesn't stay for ever. Whoever has a reference may use it on, but it
+// reference goes. Its objects are then notified and released, and its authentication data is cleared, so that
+// a session that its own data refers to doesn't stay for ever. Whoever has a reference may use it on, but it
 // stays without data.
 //
 // Whoever wants to work within a session takes a lease and then looks whether it has ended. If it has not, no
@@ -54,8 +54,8 @@ class Session final : public ObjectImpl {
   Ref<SessionAuthData> GetAuthData() const;
   void SetAuthData(Ref<SessionAuthData> data);
 
-  // Objects of one name stand beside each other; each is told. An object that comes to a session that has
-  // ended is told before this returns, and not kept.
+  // There may be several objects of one name; each is notified. An object that comes to a session that has
+  // ended is notified before this returns, and not kept.
   void AttachObject(std::string name, Ref<SessionObject> object);
   // The first one of that name that is attached, or null.
   Ref<SessionObject> GetObject(std::string_view name) const;

@@ -20,7 +20,12 @@ using SecretMap = boost::unordered_flat_map<SecretKey, Value, SecretKey::Hash>;
 
 }  // namespace
 
-// Calls nothing of a session and releases none while it is locked.
+// The session table.
+//
+// Invariants:
+// 1. It has at most limit_ sessions, each under its own identifier.
+// 2. A session in it has a Leaver, or gets one before Add returns; so it leaves at its end, whatever ends it.
+// 3. While it is locked, nothing of a session is called and none is released.
 class SessionManager::Table {
  public:
   explicit Table(std::size_t limit) : limit_(limit) {}

@@ -11,7 +11,7 @@
 namespace Corvane::Service {
 
 // The process's standard error, for lines that nobody has to read: a pipe or socket that is full, or whose
-// reader has gone, loses lines instead of holding up whoever writes. How many were lost is told in a line of
+// reader has gone, loses lines instead of holding up whoever writes. How many were lost is said in a line of
 // its own as soon as there's room again. A line is written whole or not at all. Safe from any thread.
 //
 // Descriptor 2 may be shared with other processes, so its own mode stays as it is.

@@ -79,7 +79,7 @@ std::string EscapeLine(std::string_view text) {
     if (Utf::is_valid_codepoint(codePoint)) {
       AppendEscape(out, codePoint);
     } else {
-      // One byte at a time, so that a good character right behind a bad byte is not lost.
+      // One byte at a time, so that a good character right after a bad byte is not lost.
       at = unsafe + 1;
       AppendHex(out, 'x', static_cast<unsigned char>(*unsafe), 2);
     }

@@ -11,7 +11,7 @@
 namespace Corvane {
 namespace {
 
-// Behind a text that has become shorter stands its tail, and a short text stands in the object itself.
+// After a text that has become shorter is its tail, and a short text is in the object itself.
 void Wipe(std::string& text) {
   text.resize(text.capacity());
   OPENSSL_cleanse(text.data(), text.size());

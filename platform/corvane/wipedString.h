@@ -29,8 +29,8 @@ class WipedString {
   std::string text_;
 };
 
-// For C libraries that are given secrets and can be told how to free: as free and realloc, but nothing of the
-// freed memory's content stays.
+// For C libraries that are given secrets and take a function to free with: as free and realloc, but nothing
+// of the freed memory's content stays.
 void WipingFree(void* memory);
 void* WipingRealloc(void* memory, std::size_t bytes);
 

@@ -41,7 +41,7 @@ class Locale {
   // length. Without a kind the argument is shown by its own type. Dates and times are in UTC, by the
   // Gregorian rules at all times where the locale counts by that calendar.
   //
-  // What is no such field, has no argument, or one of a type that the kind can't show, stays as it stands.
+  // What is no such field, has no argument, or one of a type that the kind can't show, stays as it is.
   std::string Format(std::string_view text, std::span<const Argument> arguments);
 
  private:

@@ -16,7 +16,7 @@ struct TemplateField {
   Length length = Length::Medium;
 };
 
-// Reads what stands between a field's braces; gives nothing when that is no field.
+// Reads what is between a field's braces; gives nothing when that is no field.
 std::optional<TemplateField> ReadTemplateField(std::string_view text);
 
 }  // namespace Pelagor

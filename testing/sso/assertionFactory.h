@@ -60,7 +60,7 @@ struct SigningSpec {
   bool withCertificate = true;          // in the key info
 };
 
-// The assertion with its signature behind the issuer.
+// The assertion with its signature after the issuer.
 std::string SignAssertion(std::string_view assertion, const Identity& signer, const SigningSpec& spec = {});
 
 // Both in one.

@@ -14,7 +14,7 @@ namespace {
 
 namespace Files = std::filesystem;
 
-// How many times the text stands in what the action writes to standard error.
+// How many times the text is in what the action writes to standard error.
 template <typename Action>
 int CountInLog(const std::string& text, Action action) {
   testing::internal::CaptureStderr();

@@ -18,7 +18,7 @@ using Mirel::Core::MethodIdentifier;
 using Mirel::Core::MethodResult;
 using NornHesper::AuditRecord;
 
-// Does what a test tells it, with the callback of the call.
+// Does what a test asks for, with the callback of the call.
 class ScriptedProvider final : public Mirel::Core::AsyncApiProvider {
  public:
   std::function<void(const AsyncApiResultCb&)> script = [](const auto&) {};

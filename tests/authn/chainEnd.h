@@ -8,7 +8,7 @@
 #include "framework/core/asyncActivation.h"
 #include "framework/core/asyncApiProvider.h"
 
-// The link behind the one under test: notes what reaches it, and answers with the text "served".
+// The link after the one under test: notes what reaches it, and answers with the text "served".
 class ChainEnd final : public Mirel::Core::AsyncApiProvider {
  public:
   std::string ToString() const override { return "ChainEnd"; }

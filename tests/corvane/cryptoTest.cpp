@@ -12,7 +12,7 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
-// Decodes into a buffer of exactly the announced size, with a guard behind it.
+// Decodes into a buffer of exactly the announced size, with a guard after it.
 std::optional<Bytes> Decode(const std::string& text) {
   const std::size_t capacity = Base64_DecodedLength(text.data(), text.size());
   Bytes out(capacity + 8, 0xa5);

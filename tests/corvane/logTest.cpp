@@ -99,7 +99,7 @@ TEST(LogTest, StandardErrorThatNobodyReadsHoldsUpNobody) {
     logger->Write(6, text);
   }
   ::signal(SIGPIPE, before);
-  // The line that the pipe's end cut is finished, and then it is told what was lost.
+  // The line that the pipe's end cut is finished, and then comes what was lost.
   const auto read = std::count(first.begin(), first.end(), '\n');
   EXPECT_GT(read, 3);
   EXPECT_THAT(second,

@@ -12,7 +12,7 @@ namespace Support {
 // Settings under which a subscription that asks for history asks every running VM.
 inline constexpr const char kAskAll[] = "<requestHistoryAll>true</requestHistoryAll>";
 
-// A VM that tells when a subscription stands: it waits for the daemon's request for history, which comes
+// A VM that finds out when a subscription is open: it waits for the daemon's request for history, which comes
 // after the registration.
 class Beacon {
  public:

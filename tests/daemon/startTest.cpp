@@ -35,7 +35,7 @@ TEST(StartTest, UnusableConfigurationIsToldOnStandardError) {
   EXPECT_NE(log.find("Nornhesperd failed to initialize, error(s): {65536, "), std::string::npos) << log;
 }
 
-// A second host directory whose kernel fails as told.
+// A second host directory whose kernel fails as asked.
 class FaultyKernelTest : public ::testing::TestWithParam<std::pair<const char*, const char*>> {};
 
 TEST_P(FaultyKernelTest, EndsTheDaemonWithStatusZeroAndAReason) {

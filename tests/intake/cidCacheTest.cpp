@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <filesystem>
 
-#include "platform/corvane/fileDescriptor.h"
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/vsock.h"
+#include "platform/corvane/fileDescriptor.h"
 #include "testing/testHost.h"
 
 namespace {
@@ -34,7 +34,7 @@ class CidCacheTest : public testing::Test {
     return info;
   }
 
-  // The VMs' names, each with a blank behind it, and the outcome.
+  // The VMs' names, each with a blank after it, and the outcome.
   std::string Collect() {
     std::vector<CidInfoPtr> infos;
     const Result result = cache_.Collect(infos);

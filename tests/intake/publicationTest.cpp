@@ -41,7 +41,7 @@ std::string Repeat(const std::string& piece, std::size_t times) {
 }
 
 TEST(PublicationTest, TakesFieldsOutOfTheText) {
-  // The byte behind the text is not part of it.
+  // The byte after the text is not part of it.
   const std::string text = GoodText(7, R"(,"subscribers":[9,0,9,18446744073709551615])") + "}";
   Publication publication(text.data(), text.size() - 1, nullptr);
   EXPECT_EQ(Parse(publication), "7 good");

@@ -14,7 +14,7 @@ using testing::ElementsAre;
 
 class RegistryTest : public testing::Test {
  protected:
-  // Puts the publications' sequences, each behind the subscription's id, into the calls.
+  // Puts the publications' sequences, each after the subscription's id, into the calls.
   std::uint64_t RegisterRecorder() {
     const auto id = std::make_shared<std::uint64_t>();
     return *id = registry_.Register([this, id](const NornHesper::PublicationPtr& publication) {

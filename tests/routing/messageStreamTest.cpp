@@ -179,7 +179,7 @@ TEST_F(MessageStreamTest, RepetitionsThatDropTheQueueAreOneLineAndACount) {
   const auto log = testing::internal::GetCapturedStderr();
   EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2) << log.substr(0, 1000);
   EXPECT_NE(log.find("Dropped Mirel client queue for subscription " + id + "\n"), std::string::npos);
-  // Of the 29999 behind the one that is on its way, every fifth finds a full queue, but for the first time.
+  // Of the 29999 after the one that is on its way, every fifth finds a full queue, but for the first time.
   EXPECT_NE(log.find(" was dropped 5998 more times by repetitions\n"), std::string::npos) << log;
   client_.Leave();
 }

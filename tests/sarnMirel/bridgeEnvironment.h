@@ -13,7 +13,7 @@
 #include "platform/corvane/sessionManager.h"
 
 // The application object of this program is brought up before the first test: with the ephemeral timeout that
-// stands here, a logger that writes faults only, and sessions whose time stands still.
+// is here, a logger that writes faults only, and sessions whose time stands still.
 namespace Bridge {
 
 constexpr std::int64_t kEphemeralTimeout = 7'000'000;

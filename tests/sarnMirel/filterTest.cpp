@@ -40,7 +40,7 @@ class FilterTest : public testing::Test {
     filter.Invoke(std::make_shared<const Mirel::Core::MethodIdentifier>(method), nullptr, activation, result);
   }
 
-  // The texts of the log lines without what stands in front of them.
+  // The texts of the log lines without what is in front of them.
   static std::string LogTexts(const std::function<void()>& function) {
     std::istringstream lines(CaptureLog(function));
     std::string texts;
@@ -171,7 +171,7 @@ TEST_F(LeaseFilterTest, LeasesCrossThreads) {
 
 class OpIdFilterTest : public FilterTest {
  protected:
-  // Gives the lines of the filter and of the provider behind it.
+  // Gives the lines of the filter and of the provider after it.
   std::string Invoke(const std::string& clientOpId) {
     auto context = std::make_shared<Mirel::Core::ExecutionContext>();
     context->applicationContext["opId"] = clientOpId;

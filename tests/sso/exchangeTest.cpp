@@ -30,7 +30,7 @@ namespace {
 using namespace SsoClient;
 namespace Security = Corvane::Xml::Security;
 
-// The real process, on a folder of its own, with what it tells there.
+// The real process, on a folder of its own, with what it says there.
 class TokenServiceProcess {
  public:
   TokenServiceProcess() {
@@ -196,7 +196,7 @@ TEST_F(ExchangeTest, TokensBoundToTheKey) {
   EXPECT_TRUE(
       IsHolderOfKey(*service.AcquireTokenByCertificate(PlainSpec()), *process_->Key("client").privateKey));
   EXPECT_EQ(service.AcquireTokenByToken(*token, spec)->GetSubject(), token->GetSubject());
-  // As it may stand in a file.
+  // As it may be in a file.
   const auto renewed = service.RenewToken(*ParseAssertion("<?p?>" + token->GetText() + "\n"), 500);
   EXPECT_NE(renewed->GetId(), token->GetId());
   EXPECT_GT(renewed->GetNotOnOrAfter(), token->GetNotOnOrAfter());

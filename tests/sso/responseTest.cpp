@@ -154,7 +154,7 @@ TEST_F(ResponseTest, TokensInTheirTwoShapes) {
               handler_.ReadRenewedToken(Body(Answer(Requested(AssertionFactory::MakeToken(stranger)))));
             }),
             "signature: The token's signer is not trusted.");
-  // Who doesn't tell has to be one of those that are trusted.
+  // Who doesn't say has to be one of those that are trusted.
   const auto unnamed = [](const AssertionFactory::Identity& signer) {
     return Body(Answer(Requested(AssertionFactory::SignAssertion(AssertionFactory::BuildAssertion(), signer,
                                                                  {.withCertificate = false}))));

@@ -58,7 +58,7 @@ TEST(RequestTest, IsRefusedWithABadHead) {
         std::string("POST / HTTP/1.1\r\nContent-Length: 18446744073709551616\r\n\r\n")}) {
     Client client(server);
     client.Send(head);
-    // Nothing of what is behind a refused head is served.
+    // Nothing of what is after a refused head is served.
     EXPECT_EQ(client.ReadToEnd(), kBadHead) << head;
   }
   EXPECT_EQ(server.logger->Lines("2 Invalid Http request").size(), 4U);

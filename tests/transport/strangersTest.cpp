@@ -29,13 +29,13 @@ std::string HeadOfBody(std::size_t size, const std::string& headers = "") {
          "\r\n" + headers + "\r\n";
 }
 
-// The call, with blanks behind it up to the size.
+// The call, with blanks after it up to the size.
 std::string PaddedCall(std::size_t size) {
   const std::string call = kJsonCall;
   return call + std::string(size - call.size(), ' ');
 }
 
-// Answers each call with a stream that stands idle; the call is somebody's if it says so.
+// Answers each call with a stream that is idle; the call is somebody's if it says so.
 struct IdleStreams {
   explicit IdleStreams(TestServer& server) {
     server.provider->script = [this](const Call& call) {

@@ -44,7 +44,7 @@ TEST_F(SignatureTest, CoversAllOfItsReferences) {
   EXPECT_FALSE(signature_->GetElement().GetParent());
   two_.AppendChild(signature_->GetElement());
   EXPECT_TRUE(signature_->GetKeyInfo().GetFirstChild().IsElement("hint", ""));
-  // It stands in a part that it covers, and nothing excludes it there.
+  // It is in a part that it covers, and nothing excludes it there.
   EXPECT_THROW(signature_->Verify(*signer_.key), XmlSecurityException);
   const auto writer = Corvane::CreateStringWriter();
   WriteNode(document_->GetRoot(), *writer);

@@ -15,7 +15,7 @@
 
 namespace Mirel::Transport::Http {
 
-// A size in lowercase hexadecimal and CR LF, as it stands in front of a chunk and of a frame.
+// A size in lowercase hexadecimal and CR LF, as it is in front of a chunk and of a frame.
 class SizeLine {
  public:
   // The text is valid until the next call.

@@ -35,7 +35,7 @@ class HttpResponseHeaderRangeBase final : public HeaderRange {
 
 using ResponseHeaderRange = HttpResponseHeaderRangeBase<std::vector<HeaderView>>;
 
-// The response's headers as the system answers: "200", also for an error, whose name stands in
+// The response's headers as the system answers: "200", also for an error, whose name is in
 // "mirel-error".
 std::shared_ptr<HeaderRange> DefaultErrToHeaders(const std::shared_ptr<const Data::ErrorValue>& error,
                                                  const ProtocolHandlerSpec::ParamsToHead& params);

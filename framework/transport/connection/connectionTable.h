@@ -50,7 +50,9 @@ class ConnectionTable {
   Entries& In(Stage stage) CORVANE_REQUIRES(mutex_) { return stages_[static_cast<std::size_t>(stage)]; }
 
   Corvane::Mutex mutex_;
-  // The oldest in front.
+  // Invariants:
+  // 1. An entry is in the list of its slot's stage, or, once it is closed, in that of Stage::Serves.
+  // 2. Each list is in the order in which its connections entered the stage, the oldest in front.
   std::array<Entries, kStages> stages_ CORVANE_GUARDED_BY(mutex_);
 };
 

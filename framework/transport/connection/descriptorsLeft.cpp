@@ -12,7 +12,7 @@ std::size_t DescriptorsLeft() {
   constexpr rlim_t kMost = 65536;
   rlimit limit{};
   if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
-  // Asked about all at once, poll tells those that are not open; reading /proc would need a descriptor.
+  // Asked about all at once, poll marks those that are not open; reading /proc would need a descriptor.
   std::vector<pollfd> descriptors(std::min(limit.rlim_cur, kMost));
   for (std::size_t i = 0; i < descriptors.size(); ++i) descriptors[i].fd = static_cast<int>(i);
   if (::poll(descriptors.data(), descriptors.size(), 0) < 0) return 0;

@@ -22,7 +22,7 @@ namespace Mirel::Asio {
 class PolymorphicStreamServer {
  public:
   virtual ~PolymorphicStreamServer() = default;
-  // Begins to accept on a listener that is open. Called once, before or on the I/O context's thread.
+  // Begins to accept. Requires: the listener is open; the first call, before or on the I/O context's thread.
   virtual boost::system::error_code Start() = 0;
   // Closes the listener; accepted connections run on.
   virtual boost::system::error_code Stop() = 0;

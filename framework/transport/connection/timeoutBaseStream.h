@@ -29,7 +29,7 @@ typename Clock::time_point Deadline(typename Clock::time_point now, std::chrono:
 
 // A socket with a deadline on every single read and write. A deadline that passes shuts the connection down
 // and fails nothing by itself: the pending operation ends as if the peer had gone. Between two operations no
-// timer runs, so that a connection may stand idle for as long as its users start nothing.
+// timer runs, so that a connection may be idle for as long as its users start nothing.
 //
 // One read and one write may be pending at once. A handler keeps the stream alive, and runs on the socket's
 // executor, never inside the call.
@@ -126,7 +126,7 @@ class TimeoutBaseStream {
     });
   }
 
-  // Ends the wait, and tells whether the socket is still open. A queued callback then finds its deadline
+  // Ends the wait, and says whether the socket is still open. A queued callback then finds its deadline
   // moved, and so does not touch a stream that is gone.
   bool End(Data& data, Timer& timer) {
     const std::lock_guard lock(data.mutex);
@@ -161,7 +161,7 @@ class TimeoutBaseStream {
   Socket socket_;
   IOTimeouts timeouts_{};
   std::shared_ptr<Data> data_;
-  // The peer has sent its last byte. The reactor tells that once only, and would let a further read wait.
+  // The peer has sent its last byte. The reactor reports that once only, and would let a further read wait.
   bool ended_ = false;
   // Reads and writes whose handlers have not been called.
   int pending_ = 0;

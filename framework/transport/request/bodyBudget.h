@@ -64,6 +64,11 @@ class BodyBudget : public std::enable_shared_from_this<BodyBudget> {
   void LookAfterTheSlow() CORVANE_REQUIRES(mutex_);
   void GiveUpTheSlow();
 
+  // Invariants:
+  // 1. used of a class is the sum of its living shares, and never above its most.
+  // 2. Both together never use more than bytes_.
+  // 3. A claim waits only while the one in front of it waits, or while it doesn't fit.
+  // 4. reading_ has the shares whose bodies are incomplete, in the order in which they were granted.
   Corvane::Mutex mutex_;
   Asio::SteadyTimer timer_;
   bool timerRuns_ CORVANE_GUARDED_BY(mutex_) = false;

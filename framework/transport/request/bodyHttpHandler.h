@@ -28,7 +28,7 @@ class BodyHttpHandler {
   BodyHttpHandler(H handler, std::shared_ptr<Log::Logger> logger)
       : handler_(std::move(handler)), logger_(std::move(logger)) {}
 
-  // The remainder is what was read behind the head. Without a continuation the connection is not kept.
+  // The remainder is what was read after the head. Without a continuation the connection is not kept.
   void operator()(const ConnectionPtr& connection, const RequestPtr& request,
                   const boost::asio::const_buffer& remainder, const Continuation& continuation) const {
     if (request->bad) {

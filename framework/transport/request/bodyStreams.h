@@ -44,7 +44,7 @@ class BodyLayer {
   StreamPtr below_;
 };
 
-// A body of known length. Reads nothing behind it.
+// A body of known length. Reads nothing after it.
 template <typename StreamPtr>
 class AsyncHttpBodyStream final : public BodyLayer<StreamPtr> {
  public:
@@ -73,7 +73,7 @@ class AsyncHttpBodyStream final : public BodyLayer<StreamPtr> {
   }
 
  private:
-  // A client that waits to be told to go on is told so even if it has nothing to send.
+  // A client that waits for leave to go on gets it even if it has nothing to send.
   template <typename Handler>
   void End(Handler&& handler) {
     if constexpr (requires { this->below_->Pending100(); }) {

@@ -13,7 +13,7 @@ template <typename T>
 class ForwardRange {
  public:
   virtual ~ForwardRange() = default;
-  // Only when not at the end.
+  // Requires: not at the end.
   virtual T Current() const = 0;
   virtual void Advance() = 0;
   virtual bool AtEnd() const = 0;

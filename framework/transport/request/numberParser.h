@@ -28,7 +28,7 @@ std::uint64_t ParseNumber(std::string_view text, std::error_code& ec);
 
 namespace Detail {
 
-// Judges a conversion by where it ended and by errno, which must have been 0 before it.
+// Judges a conversion by where it ended and by errno. Requires: errno was 0 before it.
 std::error_code CheckConvert(const char* end, const char* expectedEnd);
 
 }  // namespace Detail

@@ -14,8 +14,8 @@ class PhrChunkedDecoder {
   static constexpr std::ptrdiff_t kMalformed = -1;
   static constexpr std::ptrdiff_t kIncomplete = -2;
 
-  // Gives a result and the number of body bytes that now stand at the start of the buffer. A result of 0 or
-  // more means that the body has ended, and that so many bytes of what follows stand right behind it.
+  // Gives a result and the number of body bytes that are now at the start of the buffer. A result of 0 or
+  // more means that the body has ended, and that so many bytes of what follows are right after it.
   std::pair<std::ptrdiff_t, std::size_t> Decode(const boost::asio::mutable_buffer& buffer);
 
  private:

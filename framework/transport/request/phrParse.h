@@ -19,7 +19,7 @@ long PhrParse(const boost::asio::const_buffer& bytes, PhrRequest& request, unsig
 // was parsed must be writable.
 void TolowerAndSortHeaders(PhrHeaders headers);
 
-// Lowers a view's bytes where they lie, which must be in a writable buffer.
+// Lowers a view's bytes where they lie. Requires: they are in a writable buffer.
 void LowerInPlace(std::string_view view);
 
 }  // namespace Mirel::Transport::PicoHttp

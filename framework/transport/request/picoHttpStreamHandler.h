@@ -19,7 +19,7 @@
 namespace Mirel::Transport::PicoHttp {
 
 // Reads the requests' heads of a connection, one request after the other, and hands each to `H` with the
-// bytes that were read behind it. Connections in progress hold references to it.
+// bytes that were read after it. Connections in progress hold references to it.
 template <typename H>
 class PicoHttpStreamHandler : public std::enable_shared_from_this<PicoHttpStreamHandler<H>> {
  public:

@@ -12,7 +12,7 @@ namespace Mirel::Provider::JsonRpc1_1 {
 // locale, time zone and operation id one by one, the security context as a whole.
 //
 // "Authorization" fills the security context: "Basic" (RFC 7617) as user name and password, "Bearer" (RFC
-// 6750) as a token. One that cannot be read, or that stands there twice, becomes a bearer token without
+// 6750) as a token. One that cannot be read, or that is there twice, becomes a bearer token without
 // text: whoever tries to log in is refused by the token's handler, and never served as a nameless caller.
 struct UpdateExecutionCtxHelper {
   // False when the header "mirel-operation" ("service.operation") names another operation than the method.

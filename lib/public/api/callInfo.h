@@ -11,7 +11,7 @@
 
 namespace Api {
 
-// Keeps what it is told about a call, and says when it is complete.
+// Keeps what it hears about a call, and says when it is complete.
 class CallInfo : public CallObserver, public std::enable_shared_from_this<CallInfo> {
  public:
   using Completion = std::function<void(CallInfo*)>;

@@ -9,8 +9,9 @@ namespace Pelagor {
 class Locale;
 }
 
-// The parts of a Mirel::L10n::Localizer for a service whose messages and formats stand in a Pelagor::Locale.
-// The locale must outlive what is made here. As it is used by one thread at a time, so are these callables.
+// The parts of a Mirel::L10n::Localizer for a service whose messages and formats are in a Pelagor::Locale.
+// Requires: the locale outlives what is made here. As it is used by one thread at a time, so are these
+// callables.
 namespace SarnMirel {
 
 struct PelagorMessageTemplateHelper {

@@ -125,7 +125,7 @@ TrustAnchors::TrustAnchors(std::vector<Ref<Certificate>> anchors, std::string si
   if (store_ == nullptr) throw std::bad_alloc();
   const ErrorScope errors;
   X509_VERIFY_PARAM* rules = X509_STORE_get0_param(store_);
-  // An anchor is trusted as it stands: it need not be the root of its chain.
+  // An anchor is trusted as it is: it need not be the root of its chain.
   X509_VERIFY_PARAM_set_flags(rules, X509_V_FLAG_PARTIAL_CHAIN);
   X509_VERIFY_PARAM_set_auth_level(rules, kSecurityLevel);
   X509_VERIFY_PARAM_set_depth(rules, kLongestChain);

@@ -9,7 +9,7 @@ namespace {
 
 enum class TagKind { Open, Close, Empty, Other };
 
-// What stands between angle brackets: a tag, or a comment and its like.
+// What is between angle brackets: a tag, or a comment and its like.
 struct Tag {
   TagKind kind = TagKind::Other;
   std::size_t begin = 0;

@@ -67,7 +67,7 @@ class Node {
   std::optional<std::string> ResolvePrefix(std::string_view prefix) const;
 
   // Sets an attribute, or with the name "xmlns" or "xmlns:..." declares a namespace. A prefix that is not
-  // declared in this place yet takes its meaning when the element stands under the declaration.
+  // declared in this place yet takes its meaning when the element is under the declaration.
   void SetAttribute(std::string_view qualifiedName, std::string_view value) const;
   // The child must be of the same document and have no parent.
   void AppendChild(const Node& child) const;
@@ -86,8 +86,8 @@ class Node {
 Node CreateElementNode(const Ref<Document>& document, std::string_view qualifiedName);
 Node CreateTextNode(const Ref<Document>& document, std::string_view text);
 
-// A finished element, made from the root of a document's text. WriteNode writes it as it stands in that text,
-// byte for byte and nothing of what stands around it, as long as nothing is changed in it. Throws
+// A finished element, made from the root of a document's text. WriteNode writes it as it is in that text,
+// byte for byte and nothing of what is around it, as long as nothing is changed in it. Throws
 // XMLParseException.
 Node CreateElementFromText(const Ref<Document>& document, std::string_view text);
 
@@ -107,13 +107,13 @@ class SkipWsAndCommentsFilter final : public NodeFilter {
   bool Accepts(const Node& node) const override;
 };
 
-// Walks over the children of a node that a filter accepts; it doesn't go below them. The filter must outlive
-// it.
+// Walks over the children of a node that a filter accepts; it doesn't go below them. Requires: the filter
+// outlives it.
 class ChildWalker {
  public:
   ChildWalker(const Node& parent, const NodeFilter& filter);
 
-  // The child in turn; empty behind the last one.
+  // The child in turn; empty after the last one.
   const Node& Current() const { return current_; }
   void Next();
 

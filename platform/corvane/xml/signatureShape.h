@@ -13,7 +13,7 @@ namespace Corvane::Xml::Security {
 SignatureShape ReadSignature(const Node& signature);
 
 // Throws XmlSecurityException unless all algorithms and transforms are of those in algorithms.h: exclusive
-// canonicalization, and the same in each reference, perhaps behind the enveloped transform.
+// canonicalization, and the same in each reference, perhaps after the enveloped transform.
 void RequireAcceptedAlgorithms(const SignatureShape& shape);
 
 }  // namespace Corvane::Xml::Security

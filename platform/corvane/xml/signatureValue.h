@@ -9,7 +9,7 @@
 namespace Corvane::Xml::Security {
 
 // The bytes of digests and signatures in the form that XML Signature gives them: RSASSA-PKCS1-v1_5, and for
-// ECDSA both numbers in the length of the curve's order, one behind the other (RFC 4050, section 3.3). The
+// ECDSA both numbers in the length of the curve's order, one after the other (RFC 4050, section 3.3). The
 // key has to be of the method's kind.
 std::string MakeDigest(DigestMethod method, std::string_view octets);
 // Throws XmlSecurityException, as for a key that is only public.

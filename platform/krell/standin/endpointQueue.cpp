@@ -248,7 +248,7 @@ bool EndpointQueue::Put(const PacketSource& source, std::span<const iovec> text)
   if (IsClosed()) return false;
   if (rate > 0 && !shared_->peers.Take(source.cid, rate, now)) return true;
   const std::uint64_t used = shared_->tail - shared_->head;
-  // An endpoint that is rung tells by itself that its process has gone; where packets wait, ask.
+  // An endpoint that is rung shows by itself that its process has gone; where packets wait, ask.
   if (used != 0 && kill(shared_->receiver, 0) != 0 && errno == ESRCH && !HasReceiver()) return false;
   if (used + sizeof header + length > static_cast<std::uint64_t>(shared_->receiveBuffer.load())) return true;
   if (used == 0) shared_->head = shared_->tail = 0;

@@ -26,7 +26,7 @@ struct TakenPacket {
 };
 
 // A bound endpoint: the packets that wait for it, the receiver's options and the counters of its peers, in
-// a file that sender and receiver map. Beside it stands an AF_UNIX socket of the same name, the
+// a file that sender and receiver map. Beside it is an AF_UNIX socket of the same name, the
 // descriptor that the receiving program holds: one byte waits in it exactly as long as packets wait here,
 // so that blocking, poll and epoll are the kernel's own. The packets themselves can't go through it, as it
 // counts them (/proc/sys/net/unix/max_dgram_qlen) where a receive buffer counts bytes.

@@ -9,8 +9,8 @@
 
 namespace Krell {
 
-// The faults that a test asks of the kernel, from the file "faults" of the host directory; README.md tells
-// its lines. An unreadable line is told on standard error and left out. May be used by any thread.
+// The faults that a test asks of the kernel, from the file "faults" of the host directory; README.md has
+// its lines. An unreadable line is reported on standard error and left out. May be used by any thread.
 class Faults {
  public:
   enum class Family { Standard, Device, None };
@@ -50,7 +50,7 @@ class Faults {
   std::vector<CallFault> calls_ CORVANE_GUARDED_BY(mutex_);
 };
 
-// How "SO_RCVBUF" is told from the options of the vsock level.
+// How "SO_RCVBUF" is distinguished from the options of the vsock level.
 constexpr unsigned long kReceiveBufferOption = 0x10000;
 
 }  // namespace Krell

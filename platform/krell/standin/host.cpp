@@ -139,7 +139,7 @@ Host::Host(std::string directory) : directory_(std::move(directory)) {
   Descriptor top = OpenHostDirectory(directory_);
   int endpointsFd = openat(top.Get(), "endpoints", kOpenFlags);
   if (endpointsFd < 0) {
-    // The endpoints' folder is the last one: where it stands, all stand.
+    // The endpoints' folder is the last one: where it is, all are.
     for (const char* folder : {"vms", "bios", "cartel", "leader", "endpoints"}) {
       if (mkdirat(top.Get(), folder, 0700) != 0 && errno != EEXIST) throw fail(errno);
     }

@@ -55,7 +55,7 @@ class Host {
   // The running VMs in the order in which they were started.
   std::vector<VirtualMachine> List() const;
 
-  // Nothing if no such VM runs; std::system_error if that can't be told.
+  // Nothing if no such VM runs; std::system_error if that can't be found out.
   std::optional<VirtualMachine> FindByCid(std::uint32_t cid) const;
   std::optional<VirtualMachine> FindByBiosUuid(const std::string& uuid) const;
   std::optional<VirtualMachine> FindByCartelId(unsigned long cartelId) const;

@@ -30,7 +30,7 @@ struct stat StatusOf(const Descriptor& entry, const fs::path& directory) {
   return status;
 }
 
-// Absolute, and without the slash at its end, behind which a link would be followed.
+// Absolute, and without the slash at its end, after which a link would be followed.
 fs::path PathOf(const std::string& directory) {
   std::error_code error;
   const fs::path path = fs::absolute(directory, error);

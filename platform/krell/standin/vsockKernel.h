@@ -27,7 +27,7 @@ class VsockKernel {
   };
 
   // The host that KRELL_HOST_DIR names now; null if it names none or if the directory can't be used, which
-  // is told once on standard error.
+  // is reported once on standard error.
   static std::shared_ptr<VsockKernel> Current();
 
   explicit VsockKernel(const std::string& directory);

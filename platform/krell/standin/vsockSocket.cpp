@@ -87,7 +87,7 @@ int VsockSocket::BindLocked(VsockAddress address) try {
   return -error.code().value();
 }
 
-// What stands under the name may be left from a process that has died, or from a VM that had the cid before.
+// What is under the name may be left from a process that has died, or from a VM that had the cid before.
 int VsockSocket::TakeName(const std::string& name, std::uint32_t cartelId) {
   const int folder = kernel_->GetHost().EndpointsDescriptor();
   if (const auto old = EndpointQueue::Open(folder, name)) {
