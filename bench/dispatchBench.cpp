@@ -21,6 +21,7 @@
 #include "apps/nornhesperd/registry.h"
 #include "bindings/guestDataService.h"
 #include "lib/public/api/guestLimits.h"
+#include "testing/guestText.h"
 
 namespace {
 
@@ -52,9 +53,7 @@ class EagerClient {
   GuestDataSvc::ResultCb::Continuation pending_;
 };
 
-constexpr const char kPublication[] =
-    R"({"header":{"sequence":7,"createTime":"2026-11-24T21:15:00Z","topic":"app.web.load","token":"t"},)"
-    R"("payload":{"category":"c","base64":"MTI="}})";
+const std::string kPublication = Support::PublicationText(7, "app.web.load", "MTI=");
 
 // As in the daemon: without its logger, every line of tracing would be written.
 bool Initialize(NornHesper::GlobalContext* context) {
@@ -113,7 +112,7 @@ void BM_Dispatch(benchmark::State& state) {
   auto* context = Context(state);
   Subscriptions subscriptions(context->GetRegistry(), static_cast<std::uint64_t>(state.range(0)));
   for (auto _ : state) {
-    context->GetRegistry().Publish(kPublication, sizeof kPublication - 1, kVm);
+    context->GetRegistry().Publish(kPublication.data(), kPublication.size(), kVm);
     Deliver(context);
     for (auto& client : subscriptions.clients) client.TakeNext();
   }
@@ -127,9 +126,9 @@ BENCHMARK(BM_Dispatch)->Arg(1)->Arg(10)->Arg(1000);
 // The largest datagram, filled with a header's member that lists the ids from `first` to `first + count - 1`
 // over and over again.
 std::string LargestText(const char* member, std::uint64_t first, std::uint64_t count, std::size_t& listed) {
-  constexpr std::size_t kMost = NornHesper::kLargestDatagram - sizeof kPublication - 20;
+  const std::size_t most = NornHesper::kLargestDatagram - kPublication.size() - 21;
   std::string list = std::string(",\"") + member + "\":[" + std::to_string(first);
-  for (listed = 1; list.size() < kMost; ++listed) list += "," + std::to_string(first + listed % count);
+  for (listed = 1; list.size() < most; ++listed) list += "," + std::to_string(first + listed % count);
   std::string text = kPublication;
   return text.insert(text.find("},\"payload\""), list + "]");
 }

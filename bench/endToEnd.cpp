@@ -29,6 +29,7 @@
 #include "lib/public/api/guestLimits.h"
 #include "platform/krell/standin/guestSocket.h"
 #include "platform/krell/standin/host.h"
+#include "testing/guestText.h"
 
 namespace {
 
@@ -43,18 +44,9 @@ std::uint64_t NowNs() {
 
 // A publication text of exactly that size; its topic says when it was sent.
 std::string Text(std::uint64_t sequence, std::size_t size) {
-  char header[256];
-  const int length =
-      std::snprintf(header, sizeof header,
-                    "{\"header\":{\"sequence\":%llu,\"createTime\":\"2026-11-24T21:15:00Z\","
-                    "\"topic\":\"b.%019llu\",\"token\":\"t\"},\"payload\":{\"category\":\"c\",\"base64\":\"",
-                    static_cast<unsigned long long>(sequence), static_cast<unsigned long long>(NowNs()));
-  std::string text(header, static_cast<std::size_t>(length));
-  const std::size_t rest = size - text.size() - 3;
-  text.append(rest / 4 * 4, 'Q');
-  text += "\"}}";
-  text.append(size - text.size(), ' ');
-  return text;
+  char topic[32];
+  std::snprintf(topic, sizeof topic, "b.%019llu", static_cast<unsigned long long>(NowNs()));
+  return Support::FilledText(sequence, topic, size);
 }
 
 class DaemonProcess {

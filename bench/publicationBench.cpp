@@ -13,6 +13,7 @@
 #include "apps/nornhesperd/publication.h"
 #include "lib/public/api/guestLimits.h"
 #include "platform/krell/standin/host.h"
+#include "testing/guestText.h"
 
 namespace {
 
@@ -21,11 +22,7 @@ using NornHesper::GlobalContext;
 using NornHesper::Publication;
 
 std::string MakeText(std::size_t size) {
-  const std::string head =
-      R"({"header":{"sequence":42,"createTime":"2026-11-24T21:15:00.250Z","topic":"com.tessaly.tools.heartbeat",)"
-      R"("token":"0123456789abcdef"},"payload":{"category":"app","base64":")";
-  const std::string tail = R"("}})";
-  return head + std::string((size - head.size() - tail.size()) / 4 * 4, 'Q') + tail;
+  return Support::FilledText(42, "com.tessaly.tools.heartbeat", size);
 }
 
 // The texts that cost the most for their size.

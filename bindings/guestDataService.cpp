@@ -22,8 +22,8 @@ std::shared_ptr<const MethodResult> Untyped(const boost::optional<DynamicStructu
   return error ? MethodResult::GetErrorInstance(error) : MethodResult::GetInstance(value->value);
 }
 
-// Makes the service's typed answer object of the transport's untyped one, and each later one of the series
-// in the same way.
+// Makes the answer object that the service fires of the transport's callback; the continuation does the same
+// for each later element. The elements pass as they are: the service has made values of them.
 ResultCb MakeResultCb(std::shared_ptr<const AsyncApiResultCb> untyped) {
   ResultCb::ResultCb callbacks;
   callbacks.first = [untyped = std::move(untyped)](
@@ -54,7 +54,7 @@ class SubscribeOperation final : public ::Mirel::Provider::AsyncApiOperation {
     auto untyped = std::make_shared<const AsyncApiResultCb>(result);
     const std::weak_ptr kept(untyped);
     Start(input, activation, MakeResultCb(std::move(untyped)));
-    // Whoever neither answers nor lets the answer object go has taken the call.
+    // A service that neither answers nor drops the answer object has accepted the call.
     if (!kept.expired()) activation->NotifyOnAccept();
   }
 

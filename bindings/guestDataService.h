@@ -23,19 +23,20 @@ using ResultCb =
     ::Mirel::AsyncStreamResult<::Mirel::Data::DynamicStructure, ::Mirel::AsyncStreamResultTerminateCbPolicy>;
 using ResultCbPtr = ::Mirel::OptionalPtr<ResultCb>;
 
-// The service "com.tessaly.norn.hesper.guest_data", to be implemented by whoever offers it.
+// The service "com.tessaly.norn.hesper.guest_data"; who offers it implements this.
 class AsyncServiceInterface {
  public:
-  // Opens a stream of publications. Answers through `result`, from any thread; gives nothing back directly.
+  // Opens a stream of publications. Answers through `result`, from any thread; the elements are values
+  // already.
   virtual void Subscribe(const std::shared_ptr<const SubscriptionSpec>& spec,
                          const AsyncActivationPtr& activation, const ResultCb& result) = 0;
   virtual ~AsyncServiceInterface() = default;
 };
 
 struct AsyncServiceBinder {
-  // Makes the implementation callable by operation name: arguments are converted to the structures above (a
-  // value that does not fit is answered with an error that names its place), and messages are rendered with
-  // the service's own localizer.
+  // Makes the implementation callable by operation name. Arguments become the structures of guestDataTypes.h;
+  // a value that doesn't fit is answered with an error that names its place. Messages are rendered with the
+  // service's own localizer.
   static std::shared_ptr<const ::Mirel::Provider::AsyncApiInterface> BindImplementation(
       std::shared_ptr<AsyncServiceInterface> implementation,
       std::shared_ptr<const ::Mirel::L10n::Localizer> localizer);

@@ -12,8 +12,8 @@
 // The structures of the guest data service, as its metadata describes them.
 namespace Com::Tessaly::Norn::Hesper {
 
-// Which of a VM's identifiers a subscription speaks in. A newer client may send a kind that is not known
-// here: it has the value 3, and its text stays in raw.
+// Which of a VM's identifiers a subscription uses. A newer client may send a kind that isn't known here: it
+// has the value 3, and its text stays in raw.
 struct VmIdentifierType {
   struct Strings {
     static constexpr const char* values[] = {"MGR_VM_ID", "BIOS_UUID", "VM_UUID"};
@@ -25,14 +25,14 @@ struct VmIdentifierType {
   static constexpr std::uint32_t kUnknown = 3;
 
   static VmIdentifierType FromText(std::string text);
-  // The printable name: of an unknown kind, the text that the client sent.
+  // The printable name. That of an unknown kind is the text that the client sent.
   const std::string& ToString() const { return raw; }
 
   std::uint32_t value = kUnknown;
   std::string raw;
 };
 
-// One VM, named in up to three kinds of identifiers; only the one that the subscription speaks in is read.
+// One VM, named by up to three kinds of identifiers; only the kind that the subscription uses is read.
 struct VmFilterSpec {
   std::optional<std::string> mgrVmId;
   std::optional<std::string> biosUuid;

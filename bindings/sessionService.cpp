@@ -37,7 +37,7 @@ DataValuePtr ToValue(const std::shared_ptr<const Info>& info) {
   return value;
 }
 
-// Makes the service's typed answer object of the transport's untyped one.
+// Makes the answer object that the service fires of the transport's callback; results become values here.
 template <typename Value>
 ::Mirel::AsyncResult<Value, ::Mirel::AsyncResultTerminateCbPolicy> MakeResult(
     const AsyncApiResultCb& untyped) {
@@ -51,7 +51,7 @@ template <typename Value>
   return Result(std::move(callbacks));
 }
 
-// A misspelt or misplaced argument must not be taken for a wish that was granted.
+// No operation takes arguments. One that is misspelt or misplaced is refused, and not ignored.
 bool IsEmpty(const DataValuePtr& input) {
   const auto* arguments = dynamic_cast<const ::Mirel::Data::StructValue*>(input.get());
   return arguments && arguments->fields().empty();

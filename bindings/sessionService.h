@@ -23,15 +23,15 @@ using CreateResult = ::Mirel::AsyncResult<::Mirel::SecretString, ::Mirel::AsyncR
 using DeleteResult = ::Mirel::AsyncResult<::Mirel::Void, ::Mirel::AsyncResultTerminateCbPolicy>;
 using GetResult = ::Mirel::AsyncResult<std::shared_ptr<const Info>, ::Mirel::AsyncResultTerminateCbPolicy>;
 
-// The service "com.tessaly.ombra.session", to be implemented by whoever offers it. Each operation answers
-// through `result`, from any thread.
+// The service "com.tessaly.ombra.session"; who offers it implements this. Each operation answers through
+// `result`, from any thread.
 class AsyncServiceInterface {
  public:
   // Gives the identifier of a new session for the caller, who is authenticated by another scheme.
   virtual void Create(const AsyncActivationPtr& activation, const CreateResult& result) = 0;
   // Ends the session that the call's security context names.
   virtual void Delete(const AsyncActivationPtr& activation, const DeleteResult& result) = 0;
-  // Tells whose session the security context names.
+  // Says whose session the security context names.
   virtual void Get(const AsyncActivationPtr& activation, const GetResult& result) = 0;
   virtual ~AsyncServiceInterface() = default;
 };

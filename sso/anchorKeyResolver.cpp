@@ -11,7 +11,7 @@ namespace {
 
 namespace Security = Corvane::Xml::Security;
 
-// A token that doesn't say is one of the anchors' own, if it is to be believed.
+// A token that doesn't say who signed it is valid only if an anchor did.
 Corvane::Ref<Security::Key> Resolve(const Security::TrustAnchors& anchors, const SamlToken& token) try {
   const auto& signature = *token.GetSignature();
   auto certificates = signature.GetCertificates();

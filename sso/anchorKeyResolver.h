@@ -5,9 +5,9 @@
 
 namespace SsoClient {
 
-// Resolves to the key of the certificate in a token's signature, if the anchors trust it; further
-// certificates there may lead from it to an anchor. Without a certificate there, to the key of the anchor
-// that signed the token. Throws InvalidSignatureException for a signer that is not trusted.
+// Gives the key of the certificate in a token's signature, if the anchors trust it; further certificates
+// there may lead from it to an anchor. Without a certificate there, gives the key of the anchor that signed
+// the token. Throws InvalidSignatureException for a signer that isn't trusted.
 KeyResolver MakeAnchorKeyResolver(Corvane::Ref<Corvane::Xml::Security::TrustAnchors> anchors);
 
 }  // namespace SsoClient

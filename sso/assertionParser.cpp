@@ -20,7 +20,7 @@ Node TakeSaml(Children& children, std::string_view localName) {
   return children.Take(localName, kAssertionNamespace);
 }
 
-// A child that is there for its own children alone.
+// A child whose only content is its own children.
 Children Enter(const Node& element) {
   CheckAttributes(element, {});
   return Children(element);
@@ -103,8 +103,7 @@ void ReadSignature(const Node& element, TokenData& token) {
   } catch (const Corvane::Xml::Security::XmlSecurityException& fault) {
     throw ParseException("Signature syntax error: " + fault.GetText());
   }
-  // An ID that is not the only one of its value stays unknown to the signature, and the reference leads
-  // nowhere.
+  // An ID whose value occurs twice isn't registered, so that the signature's reference finds nothing.
   element.GetDocument()->MarkIdentifier(element.GetParent(), "ID");
   for (const auto& reference : token.signature->GetReferences()) {
     if (reference.uri.empty() || reference.uri == "#" + token.id) return;

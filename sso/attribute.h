@@ -14,7 +14,7 @@ struct Attribute {
   std::string friendlyName;
 };
 
-// What a source has to say about a token's subject.
+// What a source says about a token's subject.
 struct Advice {
   std::string source;
   std::vector<Attribute> attributes;

@@ -33,8 +33,8 @@ Corvane::System::DateTime ReadDate(const Corvane::Xml::Node& element, std::strin
 bool ReadBoolean(const Corvane::Xml::Node& element, std::string_view attribute);
 std::uint64_t ReadCount(const Corvane::Xml::Node& element, std::string_view attribute);
 
-// An element has to hold one text and nothing beside it, not even a comment: its canonical form, which is
-// what is signed, is then the text that is read.
+// Refuses an element that holds anything but one text, even a comment: so the text that is read is the
+// canonical form, which is what is signed.
 std::string ReadText(const Corvane::Xml::Node& element);
 void CheckEmpty(const Corvane::Xml::Node& element);
 

@@ -10,7 +10,7 @@ struct SoapAnswer {
   std::string text;
 };
 
-// The road to a token service. Safe to share between threads.
+// The connection to a token service. Used by any thread.
 class Exchange {
  public:
   Exchange() = default;

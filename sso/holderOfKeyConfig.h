@@ -4,7 +4,7 @@
 
 namespace SsoClient {
 
-// The key of the client itself, RSA, with the certificate of its public half.
+// The client's own RSA key, with the certificate of its public half.
 struct HolderOfKeyConfig {
   Corvane::Ref<Corvane::Xml::Security::Certificate> certificate;
   Corvane::Ref<Corvane::Xml::Security::Key> privateKey;

@@ -90,9 +90,9 @@ void SetTrust(CURL* curl, const HttpsSettings& settings) {
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
   curl_easy_setopt(curl, CURLOPT_CAINFO, settings.caFile.c_str());
-  // Else the system's folder of authorities would be trusted as well.
+  // Otherwise the system's folder of authorities would be trusted as well.
   curl_easy_setopt(curl, CURLOPT_CAPATH, nullptr);
-  // The request holds a password, and a proxy out of the environment is somebody else's choice.
+  // The request holds a password, which a proxy from the environment would see.
   curl_easy_setopt(curl, CURLOPT_PROXY, "");
   curl_easy_setopt(curl, CURLOPT_NOPROXY, "*");
   curl_easy_setopt(curl, CURLOPT_NETRC, long{CURL_NETRC_IGNORED});
@@ -113,7 +113,7 @@ bool IsXml(const char* contentType) {
          curl_strequal(std::string(type).c_str(), "application/soap+xml") != 0;
 }
 
-// The status of an answer that has come whole.
+// The status of an answer that has come completely.
 int CheckedStatus(CURL* curl) {
   long status = 0;
   const char* contentType = nullptr;

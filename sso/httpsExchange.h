@@ -8,7 +8,7 @@
 namespace SsoClient {
 
 struct HttpsSettings {
-  std::string url;     // https alone
+  std::string url;     // only https
   std::string caFile;  // PEM: the authorities that the service's certificate is checked against, no others
   int connectSeconds = 10;
   int totalSeconds = 60;
@@ -16,7 +16,7 @@ struct HttpsSettings {
 };
 
 // Posts over HTTPS, each time on a new connection: TLS 1.2 or newer, the service's certificate and host name
-// checked. What the environment or the user's home says of proxies, passwords and cookies is not looked at.
+// checked. Proxies, passwords and cookies of the environment or of the user's home aren't used.
 class HttpsExchange final : public Exchange {
  public:
   // Throws Corvane::InvalidArgumentException for a URL that does not begin with https://.

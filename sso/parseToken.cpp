@@ -13,7 +13,7 @@ void Require(bool condition, const std::string& fault) {
   if (!condition) throw ParseException(fault);
 }
 
-// Who presents a delegated token has to be the last one that it was handed on to.
+// A delegated token is presented by the last user that it was handed on to.
 void ValidateDelegation(const SamlToken& token) {
   const auto& chain = token.GetDelegationChain();
   if (!token.GetDelegateId()) {

@@ -11,15 +11,15 @@
 
 namespace SsoClient {
 
-// Gives the key that a token's signature has to be made with. It chooses from keys that are trusted anyway;
-// what the token itself says about its key may only help to choose.
+// Gives the key that a token's signature has to be made with. Requires: it chooses among keys that are
+// trusted already; what the token says about its key may only help to choose.
 using KeyResolver = std::function<Corvane::Ref<Corvane::Xml::Security::Key>(const SamlToken&)>;
 
 // How far the clocks of issuer and host may differ.
 inline constexpr std::int64_t kClockToleranceSeconds = 600;
 
-// How large the text of a token may be, in bytes, unless the caller takes larger ones; up to 256 KiB, none
-// costs more than 10 ms.
+// How large the text of a token may be, in bytes, unless the caller takes larger ones. Up to 256 KiB, no
+// token takes more than 10 ms.
 inline constexpr std::size_t kLargestToken = 64 << 10;
 
 // Parses and validates the text of a SAML 2.0 assertion, then checks its signature with the resolver's key.

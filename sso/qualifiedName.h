@@ -7,7 +7,7 @@
 
 namespace SsoClient {
 
-// The meaning of a text such as "saml:Assertion". The namespace is empty for a name without a prefix where no
+// What a text such as "saml:Assertion" means. The namespace is empty for a name without a prefix where no
 // default namespace is declared.
 struct QualifiedName {
   std::string namespaceUri;

@@ -11,9 +11,9 @@
 namespace SsoClient {
 
 // Makes the requests to a token service: each operation gives the text of one SOAP 1.1 request, and the value
-// of its SOAPAction header. The first request of a negotiation also gives the negotiation's id to who wants
-// it; the next ones name it, unless the service has given another one. Throws
-// Corvane::InvalidArgumentException and Corvane::InvalidStateException.
+// of its SOAPAction header. The first request of a negotiation also gives the negotiation's id, which the
+// next ones repeat, unless the service has given another one. Throws Corvane::InvalidArgumentException and
+// Corvane::InvalidStateException.
 class RequestBuilder {
  public:
   virtual std::string BuildAcquireToken(const std::string& user, const std::string& password,
@@ -56,11 +56,12 @@ class RequestBuilderImpl final : public RequestBuilder {
  private:
   // Whether the token is to be bound to the client's key.
   bool IsProof(const TokenSpec& spec) const;
-  // The same, and whether the request has to prove it: a token that goes on to another user is none of ours.
+  // Whether the request has to prove that the client has that key. A token for another user isn't bound to
+  // it.
   bool ProvesKey(const TokenSpec& spec) const { return IsProof(spec) && !spec.delegateTo; }
   void CheckKey(const std::string& action) const;
   std::string Sign(XMLBuilderPtr envelope, std::optional<std::string> tokenId = {}) const;
-  // Signs with the certificate, or not at all.
+  // Signs with the certificate, or leaves the request unsigned.
   std::string Finish(bool isSigned, XMLBuilderPtr body, XMLBuilderPtr authentication = nullptr) const;
 
   const std::optional<HolderOfKeyConfig> holderOfKey_;

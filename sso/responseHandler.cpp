@@ -55,7 +55,7 @@ Node FindAssertion(const Node& requestedToken) {
   return FindOnlyChild(requestedToken, "Assertion", kAssertionNamespace, kUnexpectedFormat);
 }
 
-// In inclusive form, as the declarations around the assertion may be used in its values.
+// The inclusive form, as values in the assertion may use declarations from around it.
 std::string Canonicalize(const Node& assertion) try {
   const auto writer = Corvane::CreateStringWriter();
   Security::CreateCanonicalizer(Security::CanonicalizationMethod::Inclusive)

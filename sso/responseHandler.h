@@ -34,12 +34,12 @@ class ResponseHandler {
   virtual std::shared_ptr<const SamlToken> ReadRenewedToken(const std::string& response) = 0;
   virtual bool ReadVerdict(const std::string& response) = 0;
   virtual NegotiationLeg ReadNegotiationLeg(const std::string& response) = 0;
-  // Throws what the fault in it means; comes back when there is none.
+  // Throws what the fault in it means; returns when there is none.
   virtual void ReadFault(const std::string& response) = 0;
 };
 
-// For SOAP 1.1 and WS-Trust 1.3. What is expected once may not be there twice. An answer may have up to 1
-// MiB, and a token in it, written in canonical form, the given number of bytes. Used by any thread.
+// For SOAP 1.1 and WS-Trust 1.3. What is expected once must not be there twice. An answer may have up to 1
+// MiB, and a token in it the given number of bytes in canonical form. Used by any thread.
 class ResponseHandlerImpl final : public ResponseHandler {
  public:
   explicit ResponseHandlerImpl(KeyResolver keyResolver, std::size_t largestToken = kLargestToken)

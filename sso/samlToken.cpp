@@ -36,7 +36,7 @@ bool IsHolderOfKey(const SamlToken& token, const Corvane::Xml::Security::Key& ke
   return token.GetConfirmationType() == ConfirmationType::HolderOfKey &&
          Certificate::FromBase64(token.GetConfirmationCertificate())->GetPublicKey()->Matches(key);
 } catch (const Corvane::Xml::Security::XmlSecurityException&) {
-  // A certificate that can't be read is nobody's.
+  // A certificate that can't be read has no key.
   return false;
 }
 

@@ -10,7 +10,7 @@ namespace SsoClient {
 namespace {
 
 constexpr int kServerError = 500;
-// More than any mechanism takes; a service that never ends must not hold its client for ever.
+// More than any mechanism needs; otherwise a service could keep its client in a negotiation for ever.
 constexpr int kMostLegs = 16;
 
 }  // namespace
@@ -105,7 +105,7 @@ void SecurityTokenService::Check(const SamlToken& token, const TokenSpec& spec) 
   if (!spec.audienceRestriction.empty() && token.GetAudienceRestriction() != spec.audienceRestriction) {
     throw InvalidTokenException("The token is for other audiences than those asked for");
   }
-  // A token for another user is bound to what the service finds right for that one.
+  // The service decides what a token for another user is bound to.
   if (spec.delegateTo) return;
   CheckBinding(token, holderOfKey_.has_value() && spec.confirmationType == CONFIRMATION_DEFAULT);
 }

@@ -16,17 +16,17 @@
 namespace SsoClient {
 
 // The client's side of a GSS negotiation: turns the service's leg into the next one. The first call gets an
-// empty leg; the result of the last one, when the service is content, is not sent any more.
+// empty leg. A leg that comes with the token is the last one; its result isn't sent.
 using GssStep = std::function<std::string(const std::string& leg)>;
 
-// Asks a token service for tokens, for their renewal and whether they are valid. A token that comes back is
-// checked: by ParseToken, and for being what was asked for, else it is refused with InvalidTokenException.
-// Throws what the builder, the exchange and the handler throw. Blocks; used by any thread.
+// Asks a token service for tokens, for their renewal and whether they are valid. A token in the answer is
+// checked by ParseToken; one that isn't what was asked for is refused with InvalidTokenException. Throws what
+// the builder, the exchange and the handler throw. Blocks; used by any thread.
 class SecurityTokenService {
  public:
   using TokenPtr = std::shared_ptr<const SamlToken>;
 
-  // Without a holder-of-key config, only bearer tokens can be had, and no token can be renewed.
+  // Without a holder-of-key config, it gets only bearer tokens and renews none.
   SecurityTokenService(std::shared_ptr<Exchange> exchange, KeyResolver keyResolver,
                        std::optional<HolderOfKeyConfig> holderOfKey = {},
                        std::size_t largestToken = kLargestToken);

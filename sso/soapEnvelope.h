@@ -15,12 +15,12 @@ XMLBuilderPtr MakeSecurityHeader(XMLBuilderPtr authentication);
 // A SOAP 1.1 envelope of a header and a body.
 XMLBuilderPtr MakeEnvelope(XMLBuilderPtr security, XMLBuilderPtr body);
 
-// A whole envelope with its signature over body and timestamp, which proves that the client holds its key.
-// Becomes the root of the document, since a signature refers to elements of a document.
+// A whole envelope with its signature over body and timestamp, which proves that the client holds its key. It
+// is made the root of the document, since a signature refers to elements of a document.
 class XMLSignedSoapBuilder final : public XMLBaseBuilder {
  public:
-  // The signature names its key by the identifier of a token that is bound to it, or without one by the
-  // certificate, which then is part of the request.
+  // The signature names its key by the identifier of a token that is bound to it. Without one, it names the
+  // certificate, which is then a part of the request.
   XMLSignedSoapBuilder(XMLBuilderPtr envelope, HolderOfKeyConfig key, std::optional<std::string> tokenId);
 
   // Throws Corvane::Xml::Security::XmlSecurityException.

@@ -16,13 +16,13 @@ namespace {
 
 using Corvane::Xml::Node;
 
-// The codes of a service that does not believe who asks.
+// The codes of a service that doesn't accept the caller's credentials.
 const std::array<QualifiedName, 3> kRefusals = {{{Names::kTrust, "FailedAuthentication"},
                                                  {Names::kTrust, "InvalidSecurityToken"},
                                                  {Names::kSecurity, "InvalidSecurityToken"}}};
 
-// SOAP 1.1, section 4.4, gives the parts of a fault no namespace; services with a default namespace forget
-// it.
+// SOAP 1.1, section 4.4, gives the parts of a fault no namespace; in the answers of some services they have
+// the default namespace by mistake.
 Node FindPart(const Node& fault, const char* localName) {
   constexpr char kTwice[] = "Invalid SOAP response: a part of the fault is there twice.";
   auto part = FindOnlyChild(fault, localName, "", kTwice);

@@ -7,7 +7,7 @@ class Node;
 namespace SsoClient {
 
 // Throws what the fault in a SOAP 1.1 body means: InvalidCredentialsException, SsoException, or
-// ParseException for a code that can't be read. Comes back when there is none.
+// ParseException for a code that can't be read. Returns when there is none.
 void ThrowFault(const Corvane::Xml::Node& body);
 
 }  // namespace SsoClient

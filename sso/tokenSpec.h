@@ -13,7 +13,7 @@ namespace SsoClient {
 
 class SamlToken;
 
-// What a token that is asked for shall be bound to.
+// What the token shall be bound to.
 enum Confirmation : int {
   CONFIRMATION_DEFAULT = 0,  // to the client's key if it has one
   CONFIRMATION_BEARER = 1,   // to nothing, as with any other value

@@ -23,7 +23,7 @@ const char* ToText(bool value) {
   return value ? "true" : "false";
 }
 
-// A time after all that can be written becomes the last one.
+// A time that is too late to be written becomes the last one that can be.
 Corvane::System::DateTime Later(const Corvane::System::DateTime& time, std::int64_t seconds) {
   constexpr std::int64_t kSecond = 1'000'000;
   const auto room = (std::numeric_limits<std::int64_t>::max() - time.GetUtcTime()) / kSecond;

@@ -9,7 +9,7 @@
 
 namespace SsoClient {
 
-// The wsu:Id-less identifier of a request's signature, by which the body names it.
+// The identifier of a request's signature, by which the body names it; an Id, and not a wsu:Id.
 inline constexpr char kProofSignatureId[] = "holderOfKeyProofSignature";
 
 // Asks for a token.

@@ -21,7 +21,7 @@ int Utf8Length(int character) {
   return character < 0x10000 ? 3 : 4;
 }
 
-// XML 1.0, section 2.2: what no escape helps with.
+// XML 1.0, section 2.2: characters that not even an escape can write.
 bool CanBeCarried(std::string_view text) {
   while (!text.empty()) {
     int length = static_cast<int>(std::min<std::size_t>(text.size(), 4));

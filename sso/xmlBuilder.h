@@ -15,8 +15,8 @@ class Node;
 
 namespace SsoClient {
 
-// Builds one node of a request, in a document and without a parent. Builders that take texts from a caller
-// refuse those that XML can't carry with Corvane::InvalidArgumentException, when they are made.
+// Builds one node of a request, in a document and without a parent. The constructors of builders with texts
+// from a caller throw Corvane::InvalidArgumentException for those that XML can't hold.
 class XMLBaseBuilder {
  public:
   XMLBaseBuilder() = default;
@@ -77,7 +77,7 @@ class XMLCompositeBuilder : public ElementBuilderImpl {
   std::vector<XMLBuilderPtr> children_;
 };
 
-// A finished element, such as a token, taken over as it is, byte for byte.
+// A finished element, such as a token, which goes into the request byte for byte.
 class PreBuiltElementImpl final : public XMLBaseBuilder {
  public:
   explicit PreBuiltElementImpl(std::string text) : text_(std::move(text)) {}

@@ -158,15 +158,6 @@ int Daemon::Wait() {
   return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
 }
 
-std::string PublicationText(std::uint64_t sequence, std::string_view topic, std::string_view payload,
-                            std::string_view moreHeader) {
-  std::ostringstream text;
-  text << R"({"header":{"sequence":)" << sequence << R"(,"createTime":"2026-11-24T21:15:00Z","topic":")"
-       << topic << R"(","token":"t")" << moreHeader << R"(},"payload":{"category":"c","base64":")" << payload
-       << R"("}})";
-  return text.str();
-}
-
 std::string Publish(Krell::GuestSocket& guest, const Daemon& daemon, std::string_view text,
                     std::chrono::milliseconds timeout) {
   guest.Send(daemon.vmPort(), text);

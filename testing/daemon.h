@@ -9,6 +9,7 @@
 
 #include "platform/krell/standin/guestSocket.h"
 #include "platform/krell/standin/host.h"
+#include "testing/guestText.h"
 
 namespace Support {
 
@@ -72,10 +73,6 @@ class Daemon {
   std::uint32_t vmPort_ = 0;
   pid_t pid_ = -1;
 };
-
-// The text of a publication. The payload is base64 already.
-std::string PublicationText(std::uint64_t sequence, std::string_view topic, std::string_view payload,
-                            std::string_view moreHeader = "");
 
 // Sends the text and gives the acknowledgement; empty when none comes in the time.
 std::string Publish(Krell::GuestSocket& guest, const Daemon& daemon, std::string_view text,

@@ -105,7 +105,7 @@ void AsyncAuthzFilter::CheckPrivileges(const MethodCollectionPrivileges& rules,
            MakeUnauthorized(required ? kNoChecker : kNoObject, method->ToString(), activation));
     return;
   }
-  // The checker may answer when the filter has gone.
+  // The checker may answer when the filter is gone.
   privilegeChecker_->CheckPrivileges(method, activation, *required,
                                      [=, enqueuer = enqueuer_, logger = logger_, next = next_](
                                          const Data::ErrorValuePtr& refusal, const auto& /*missing*/) {

@@ -34,17 +34,20 @@ class EntitlementChecker;
 namespace Mirel::Authz::Filter {
 
 // The link of the provider chain that decides whether the caller may call the operation. In this order:
-// an operation that is open to all passes; an anonymous caller is Unauthenticated, whatever it asks for, so
-// that it can't find out which operations there are; an operation passes for a caller who holds one of the
-// entitlements of its rule; all else is Unauthorized. The rule is that of the operation, else of its
-// service, else of the nearest package around it. An operation without any rule is refused, also when it
-// does not exist: what nobody has thought of stays shut. Where a rule covers it and the caller is entitled,
-// one that does not exist goes on, and the provider says so.
 //
-// Where the metadata asks for privileges on objects, that is a rule as well, and comes on top of those above,
-// also for an open operation: the privilege checker looks at the objects that the call names, and says
-// whether it passes. The call is refused without a checker, and when an argument that should name objects
-// doesn't.
+// 1. An operation that is open to all passes.
+// 2. An anonymous caller is Unauthenticated, whatever it asks for: it can't find out which operations there
+//    are.
+// 3. A call passes when the caller holds one of the entitlements of the operation's rule. That is the rule of
+//    the operation, else of its service, else of the nearest package around it.
+// 4. All else is Unauthorized, operations without any rule among it, whether they exist or not.
+//
+// An operation that doesn't exist, but is covered by a rule, passes; the provider then says that there is
+// none.
+//
+// Privileges on objects, where the metadata asks for them, come on top of that, also for an open operation:
+// the privilege checker looks at the objects that the call names, and says whether it passes. The call is
+// refused when there is no checker, and when an argument that should name objects doesn't.
 //
 // Refusals are answered as jobs of the enqueuer, never in the caller's stack.
 class AsyncAuthzFilter final : public Core::AsyncApiProvider {

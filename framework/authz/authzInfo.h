@@ -11,13 +11,13 @@ namespace Mirel::Authz {
 // Names of operations, services or packages, each with its entitlements: a caller needs one of them.
 using EntitlementTable = std::map<std::string, std::set<std::string>>;
 
-// Names of operations, each with what it requires. A requirement that has an argument stands for the objects
-// that this argument of a call names.
+// Names of operations, each with its requirements. One with an argument applies to each object that this
+// argument of the call names.
 using PrivilegeTable = std::map<std::string, MethodCollectionPrivileges>;
 
 // Who may call what. Filled at start, then only read.
 struct AuthzInfo {
-  // Opens what a client needs before it can authenticate: the services that describe the others.
+  // Opens the services that describe the others, as a client needs them before it can authenticate.
   AuthzInfo();
 
   std::string noAuthenticationSchemeId;

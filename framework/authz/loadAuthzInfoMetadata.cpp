@@ -48,7 +48,7 @@ const rapidjson::Value& Member(const rapidjson::Value& object, const std::string
   return member->value;
 }
 
-// The members "id" of a list's objects. What has another form has no name to refer to.
+// The members "id" of a list's objects. Objects of another form are passed over.
 Names Identifiers(const rapidjson::Value& root, const std::string& list) {
   Names names;
   const auto* elements = rapidjson::Pointer(list.c_str(), list.size()).Get(root);
@@ -74,10 +74,10 @@ Names OperationNames(const rapidjson::Value& root) {
   return names;
 }
 
-// What: what the texts are, in the plural.
+// `what` says what the texts are, in the plural.
 std::vector<std::string> ReadTexts(const rapidjson::Value& list, const std::string& place,
                                    const std::string& what) {
-  // With none at all, nobody could say whether everyone was meant or no one.
+  // An empty list could mean everyone as well as no one.
   if (!list.IsArray() || list.Empty()) throw Fault(place, "expected a list of " + what);
   std::vector<std::string> texts;
   for (const auto& element : list.GetArray()) {

@@ -13,10 +13,10 @@ struct AuthzInfo;
 namespace Mirel::Authz::Metadata {
 
 struct LoadAuthzInfoMetadata {
-  // Fills the tables from the section "authorization" of a metadata file. Strict, since a rule that is
-  // overlooked opens an operation: an unknown or repeated member, an empty list and a name that the file's
-  // model doesn't have are faults. On a fault it gives false, leaves the tables as they were, logs the
-  // reason and appends it to the messages.
+  // Fills the tables from the section "authorization" of a metadata file. A rule that is overlooked would
+  // open an operation, so an unknown or repeated member, an empty list and a name that the file's model
+  // doesn't have are faults. On a fault it gives false, leaves the tables as they were, logs the reason and
+  // appends it to the messages.
   //
   // The member "privileges" may be missing. It has a list of requirements for each operation that it names,
   // each with the "privileges" that are needed on the fixed "object", or on those that the "argument" of a

@@ -13,8 +13,8 @@
 
 namespace Mirel::Core {
 
-// All that belongs to one call beside its arguments. Made by the transport, filled in by the links of the
-// provider chain, shared by whoever works on the call; used by one party at a time.
+// All that belongs to one call beside its arguments. The transport makes it, and the links of the provider
+// chain fill it in. All who work on the call share it; it has no lock, as one of them uses it at a time.
 class AsyncActivation {
  public:
   explicit AsyncActivation(std::shared_ptr<const ExecutionContext> context) : context_(std::move(context)) {}
@@ -45,7 +45,7 @@ class AsyncActivation {
   }
 
   // Observers learn that the service has taken a call whose answer is a stream: it has returned, refused
-  // nothing, and keeps the answer object for elements that may be long in coming.
+  // nothing, and keeps the answer object for elements that may come much later.
   void AddAcceptObserver(std::function<void()> observer) { acceptObservers_.push_back(std::move(observer)); }
   void NotifyOnAccept() const {
     for (const auto& observer : acceptObservers_) observer();

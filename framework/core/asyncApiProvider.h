@@ -21,6 +21,8 @@ struct Progress {
 
 namespace Mirel::Core {
 
+class AsyncActivation;
+
 // Names one operation: on the wire "service.operation", split at the last dot.
 struct MethodIdentifier {
   std::string service;
@@ -48,8 +50,6 @@ class MethodResult final {
   // No result follows this one.
   const bool terminal;
 };
-
-class AsyncActivation;
 
 // The untyped answer path of a call. It is fired once. `next` is empty when nothing follows; otherwise the
 // receiver calls it exactly once: with a new callback when it can take the next result, or with null when it

@@ -5,6 +5,7 @@
 #include "platform/corvane/crypto.h"
 
 namespace Mirel::Data {
+
 DataValuePtr DataValue::Create(std::string text) {
   return std::make_shared<StringValue>(std::move(text));
 }

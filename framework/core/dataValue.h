@@ -28,11 +28,9 @@ using SecretString = Corvane::WipedString;
 // What an operation without a value answers.
 struct Void {};
 
-}  // namespace Mirel
-
 // The untyped values that travel through the provider chain: what a deserializer makes of a request, and
 // what a serializer writes. Values are built once, then shared as const and never changed.
-namespace Mirel::Data {
+namespace Data {
 
 enum class DataType : std::uint32_t {
   Void = 0,
@@ -104,8 +102,8 @@ class SecretValue final : public DataValue {
   Corvane::WipedString text_;
 };
 
-// Bytes together with their base64 text. Both are views into something that `owner` keeps alive, so that
-// many results share one payload and its one encoding without a copy.
+// Bytes together with their base64 text. Both are views into what `owner` keeps alive, so that many results
+// share one payload and its one encoding without a copy.
 class BlobValue final : public DataValue {
  public:
   BlobValue(std::shared_ptr<const void> owner, std::span<const unsigned char> bytes, std::string_view base64)
@@ -147,8 +145,8 @@ class ListValue final : public DataValue {
   std::vector<DataValuePtr> elements_;
 };
 
-// A named value with named fields, in the order in which they were set. Field names are few, so that a
-// look-up walks them.
+// A named value with named fields, in the order in which they were set. The fields are few, so a look-up
+// walks them.
 class CompoundValue : public DataValue {
  public:
   using Field = std::pair<std::string, DataValuePtr>;
@@ -213,8 +211,8 @@ struct DataValueHelpers {
   static DataValuePtr GetValueByPath(const DataValuePtr& value, std::string_view path);
 };
 
-}  // namespace Mirel::Data
+}  // namespace Data
 
-namespace Mirel {
 using Data::ErrorValue;
+
 }  // namespace Mirel

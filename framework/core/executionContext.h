@@ -7,35 +7,9 @@
 
 namespace Mirel::Core {
 
-// One entry of a security context, such as "schemeId" or "userName", which may be a password or a token.
-using SecurityContextWrappedEntry = Corvane::WipedString;
-
-using SecurityContext = std::map<std::string, SecurityContextWrappedEntry>;
-
-// An entry's text; empty when there is no such entry.
-inline std::string ReadEntry(const SecurityContext& entries, const char* key) {
-  const auto entry = entries.find(key);
-  return entry == entries.end() ? std::string() : entry->second.text();
-}
-
-// The same of an entry that nobody may see.
-inline Corvane::WipedString ReadSecretEntry(const SecurityContext& entries, const char* key) {
-  const auto entry = entries.find(key);
-  return entry == entries.end() ? Corvane::WipedString() : entry->second;
-}
-
-// What a caller sends beside the arguments: who it is, and in which language and under which operation id it
-// wants to be served. The application context holds "opId", "acceptLanguage", "formatLocale" and "timezone".
-struct ExecutionContext {
-  std::map<std::string, std::string> applicationContext;
-  SecurityContext securityContext;
-};
-
-}  // namespace Mirel::Core
-
 // Keys and scheme names of a call's security context, as the transport writes them and the authentication
 // handlers read them.
-namespace Mirel::Core::Security {
+namespace Security {
 
 inline constexpr const char* kSchemeIdKey = "schemeId";
 
@@ -44,7 +18,7 @@ inline constexpr const char* kUserPassScheme = "com.tessaly.mirel.std.security.u
 inline constexpr const char* kUserNameKey = "userName";
 inline constexpr const char* kPasswordKey = "password";
 
-// A bearer token (RFC 6750), in the entry "token". An empty token names nobody and must be refused.
+// A bearer token (RFC 6750), in the entry "token". An empty token names nobody and is refused.
 inline constexpr const char* kBearerTokenScheme = "com.tessaly.mirel.std.security.bearer_token";
 inline constexpr const char* kTokenKey = "token";
 
@@ -62,13 +36,34 @@ inline constexpr const char* kSamlHokTokenAlgorithmKey = "samlHokTokenAlgorithm"
 inline constexpr const char* kSessionTicketScheme = "sarn.corvane.sessionTicket";
 inline constexpr const char* kSessionTicketKey = "sessionTicket";
 
-}  // namespace Mirel::Core::Security
+}  // namespace Security
 
-namespace Mirel::Core {
+// One entry of a security context, such as "schemeId" or "userName", which may be a password or a token.
+using SecurityContextWrappedEntry = Corvane::WipedString;
+
+using SecurityContext = std::map<std::string, SecurityContextWrappedEntry>;
+
+// What a caller sends beside the arguments: who it is, and in which language and under which operation id it
+// wants to be served. The application context holds "opId", "acceptLanguage", "formatLocale" and "timezone".
+struct ExecutionContext {
+  std::map<std::string, std::string> applicationContext;
+  SecurityContext securityContext;
+};
+
+// An entry's text; empty when there is no such entry.
+inline std::string ReadEntry(const SecurityContext& entries, const char* key) {
+  const auto entry = entries.find(key);
+  return entry == entries.end() ? std::string() : entry->second.text();
+}
+
+// The same of a secret entry.
+inline Corvane::WipedString ReadSecretEntry(const SecurityContext& entries, const char* key) {
+  const auto entry = entries.find(key);
+  return entry == entries.end() ? Corvane::WipedString() : entry->second;
+}
 
 // Reads user name and password out of a security context. Requires: the context outlives it. An entry that is
-// missing reads as empty: whoever names the scheme wants to log in, and is not served as anonymous for a
-// slip.
+// missing reads as empty: who names the scheme wants to log in, and is not served as anonymous for a slip.
 class UserPassSecurityContextReader {
  public:
   explicit UserPassSecurityContextReader(const SecurityContext& entries) : entries_(entries) {}
@@ -85,7 +80,7 @@ class UserPassSecurityContextReader {
 };
 
 // Reads a session's identifier out of a security context. Requires: the context outlives it. A missing entry
-// reads as empty, which no session has: whoever names the scheme is not served as anonymous for a slip.
+// reads as empty, which no session has: who names the scheme is not served as anonymous for a slip.
 class SessionSecurityContextReader {
  public:
   explicit SessionSecurityContextReader(const SecurityContext& entries) : entries_(entries) {}

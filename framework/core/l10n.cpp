@@ -1,8 +1,78 @@
 #include "framework/core/l10n.h"
 
+#include <array>
+#include <utility>
+
 #include "framework/core/asyncActivation.h"
-#include "framework/core/dataValue.h"
 #include "framework/core/errorCategories.h"
+
+namespace Mirel {
+namespace {
+
+struct MessageTemplate {
+  std::string_view id;
+  std::string_view text;
+};
+
+constexpr std::string_view kGeneralTemplate = "The request failed: {1}";
+
+constexpr std::array kCoreTemplates = {
+    MessageTemplate{"mirel.send.failed", "The response could not be sent: {1}"},
+    MessageTemplate{"mirel.receive.failed", "The request could not be received: {1}"},
+    MessageTemplate{"mirel.operation.not.found", "The operation {1} does not exist."},
+    MessageTemplate{"mirel.service.not.found", "The service {1} does not exist."},
+    MessageTemplate{"mirel.service.duplicate", "The service {1} is already there."},
+    MessageTemplate{"mirel.input.unexpected", "The arguments do not fit the operation: {1}"},
+    MessageTemplate{"mirel.not.found", "Nothing has the identifier {1}."},
+};
+
+}  // namespace
+
+std::string FormatNamed(std::string_view text,
+                        const std::map<std::string, std::string, std::less<>>& arguments,
+                        std::error_code& ec) {
+  std::error_code fault;
+  const auto note = [&](FormatError error) {
+    if (!fault) fault = error;
+  };
+
+  std::string out;
+  while (true) {
+    const auto brace = text.find_first_of("{}");
+    out.append(text.substr(0, brace));
+    if (brace == std::string_view::npos) break;
+    text.remove_prefix(brace);
+
+    const bool doubled = text.size() > 1 && text[1] == text[0];
+    const auto close = text[0] == '{' && !doubled ? text.find('}') : std::string_view::npos;
+    if (close == std::string_view::npos) {
+      out.push_back(text[0]);
+      text.remove_prefix(doubled ? 2 : 1);
+      continue;
+    }
+
+    const auto name = text.substr(1, close - 1);
+    const auto argument = arguments.find(name);
+    if (!name.empty() && argument != arguments.end()) {
+      out.append(argument->second);
+    } else {
+      note(name.empty() ? FormatError::EmptyNamedSpecifier : FormatError::NamedArgumentNotFound);
+      out.append(text.substr(0, close + 1));
+    }
+    text.remove_prefix(close + 1);
+  }
+  if (fault) ec = fault;
+  return out;
+}
+
+std::string Message<CoreTag>::DefaultMessageForId(std::string_view id) {
+  for (const auto& entry : kCoreTemplates) {
+    if (entry.id == id) return std::string(entry.text);
+  }
+  return std::string(kGeneralTemplate);
+}
+
+}  // namespace Mirel
 
 namespace Mirel::L10n {
 namespace {

@@ -8,21 +8,16 @@
 #include <string>
 #include <string_view>
 #include <system_error>
-#include <utility>
 #include <variant>
 #include <vector>
 
 #include "framework/core/dataValue.h"
 #include "framework/core/dateTime.h"
+#include "framework/core/locale.h"
 
 namespace Mirel::Core {
 class AsyncActivation;
-struct ExecutionContext;
 }  // namespace Mirel::Core
-
-namespace Mirel::Data {
-class ListValue;
-}  // namespace Mirel::Data
 
 namespace Mirel {
 
@@ -37,30 +32,28 @@ struct NamedMessageBuilder {
   std::map<std::string, MsgArgument> arguments;
 };
 
+// Replaces each field "{name}" by its argument, and "{{" and "}}" by single braces, in one pass: an
+// argument's own braces are text. A field that is empty or has no argument, and a lone brace, stay as they
+// are. The first faulty field sets ec.
+std::string FormatNamed(std::string_view text,
+                        const std::map<std::string, std::string, std::less<>>& arguments,
+                        std::error_code& ec);
+
+// The texts that a library holds for its message identifiers; each library has its own tag and specialises
+// this. A template has one field for one argument, and an unknown identifier has a general template.
+template <typename Tag>
+struct Message;
+
+struct CoreTag;
+
+template <>
+struct Message<CoreTag> {
+  static std::string DefaultMessageForId(std::string_view id);
+};
+
 }  // namespace Mirel
 
 namespace Mirel::L10n {
-
-// Locale names, the most wanted first.
-struct LanguagePreference {
-  std::vector<std::string> locales;
-};
-
-struct TimezoneSpec {
-  TimezoneSpec() = default;
-  explicit TimezoneSpec(std::string text) : name(std::move(text)) {}
-  std::string name;
-};
-
-// The language of messages, the locale of numbers and times, and the time zone. The error codes say what
-// was wrong with the client's own wishes; the preferences are then the defaults.
-struct LocaleSpec {
-  LanguagePreference messages;
-  LanguagePreference formats;
-  TimezoneSpec timezone;
-  std::error_code messagesError;
-  std::error_code formatsError;
-};
 
 // Which parts of a point in time are shown, and how long.
 enum class DateTimeFormat {
@@ -123,22 +116,6 @@ struct RequestLocalizer {
   LocaleSpec locale;
 };
 
-struct LocaleHelpers {
-  // Reads a list of locale names in the form of an Accept-Language header (RFC 9110, 12.5.4), or one name.
-  // An unreadable text sets ec and gives an empty preference.
-  static LanguagePreference MakeLanguagePreference(std::string_view text, std::error_code& ec);
-
-  // Gives the name that suits the preference best (RFC 4647, 3.4, with "-" and "_" taken for the same), or
-  // an empty text. "en" finds "en_US" when there is no plain "en".
-  static std::string Lookup(const std::list<std::string>& names, const LanguagePreference& preference);
-};
-
-struct LocaleSpecHelpers {
-  // Reads a client's wishes from its application context. What is missing or unreadable has its default:
-  // "en_US", "C", "Etc/UTC". The first fault is also in ec.
-  static LocaleSpec ExtractLocaleSpec(const Core::ExecutionContext& context, std::error_code& ec);
-};
-
 struct LocalizableMessageHelpers {
   // Renders the messages with the call's own localizer and wishes. Gives a list of message structures, ready
   // to be the field "messages" of an error.
@@ -148,26 +125,3 @@ struct LocalizableMessageHelpers {
 };
 
 }  // namespace Mirel::L10n
-
-namespace Mirel {
-
-// Replaces each field "{name}" by its argument, and "{{" and "}}" by single braces, in one pass: an
-// argument's own braces are text. A field that is empty or has no argument, and a lone brace, stay as they
-// are. The first faulty field sets ec.
-std::string FormatNamed(std::string_view text,
-                        const std::map<std::string, std::string, std::less<>>& arguments,
-                        std::error_code& ec);
-
-// The texts that a library holds for its message identifiers; each library has its own tag and specialises
-// this. A template has one field for one argument, and an unknown identifier has a general template.
-template <typename Tag>
-struct Message;
-
-struct CoreTag;
-
-template <>
-struct Message<CoreTag> {
-  static std::string DefaultMessageForId(std::string_view id);
-};
-
-}  // namespace Mirel

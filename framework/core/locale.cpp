@@ -1,10 +1,11 @@
+#include "framework/core/locale.h"
+
 #include <algorithm>
 #include <charconv>
 #include <iterator>
 
 #include "framework/core/errorCategories.h"
 #include "framework/core/executionContext.h"
-#include "framework/core/l10n.h"
 #include "framework/core/text.h"
 
 namespace Mirel::L10n {
@@ -13,10 +14,6 @@ namespace {
 // Far above any sane list of languages; a longer one is only there to cost time.
 constexpr std::size_t kMaxPreferenceLength = 1024;
 constexpr std::size_t kMaxTimezoneLength = 64;
-
-bool IsAlnum(char c) {
-  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
-}
 
 bool IsSeparator(char c) {
   return c == '-' || c == '_';

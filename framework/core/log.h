@@ -8,7 +8,7 @@ namespace Mirel::Log {
 // 0 is the most talkative.
 enum class SeverityLevel : unsigned { Trace = 0, Debug = 1, Info = 2, Warning = 3, Error = 4, Fatal = 5 };
 
-// One record; whoever holds it writes into the stream, and its destruction emits the line.
+// One record: its holder writes into the stream, and its destruction emits the line.
 class LogRecord {
  public:
   virtual std::ostream& Stream() = 0;

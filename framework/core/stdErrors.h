@@ -11,7 +11,7 @@
 
 namespace Com::Tessaly::Mirel::Std::Errors {
 
-// The standard error-type enumeration: the number for programs, the raw text as it came over the wire, if it
+// The standard kinds of errors: the number is for programs; `raw` is the text as it came over the wire, if it
 // did. The numbers belong to the wire and never change.
 struct ErrorType {
   static constexpr std::uint32_t kError = 0;
@@ -53,7 +53,7 @@ namespace Com::Tessaly::Mirel::Std::Errors {
 
 using ::Mirel::Data::NativeError;
 
-// An argument has the right form, but a value that the service does not take.
+// An argument has the right form, but a value that the service doesn't take.
 struct InvalidArgument : NativeError {
   InvalidArgument()
       : NativeError("com.tessaly.mirel.std.errors.invalid_argument", ErrorType::kInvalidArgument) {}
@@ -87,7 +87,7 @@ struct Unauthorized : NativeError {
   Unauthorized() : NativeError("com.tessaly.mirel.std.errors.unauthorized", ErrorType::kUnauthorized) {}
 };
 
-// The arguments do not have the form that the operation takes.
+// The arguments don't have the form that the operation takes.
 struct UnexpectedInput : NativeError {
   UnexpectedInput()
       : NativeError("com.tessaly.mirel.std.errors.unexpected_input", ErrorType::kUnexpectedInput) {}

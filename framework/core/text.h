@@ -14,6 +14,10 @@ void InplaceLower(char* begin, char* end);
 // True when equal without regard to the case of ASCII letters.
 bool StrICmp(std::string_view a, std::string_view b);
 
+inline bool IsAlnum(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
+}
+
 // Whether the byte is one of ASCII's control characters, a tab among them.
 inline bool IsControl(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;

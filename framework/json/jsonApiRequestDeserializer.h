@@ -15,8 +15,8 @@ namespace Mirel::Protocol::Json {
 //      "params":{"ctx":{"appCtx":{...},"securityCtx":{...}},"input":{...}}}
 //
 // Service and operation are split at the last dot. "params", "ctx" and "input" may be left out. Batches and
-// notifications are refused, since the answer of a call is a stream of its own. So are members given twice.
-// The nesting and the number of values are bounded while the text is read, and with them the memory.
+// notifications are refused, since each call is answered by a stream of its own, and so are members given
+// twice. Nesting and number of values are bounded while the text is read, which bounds the memory as well.
 //
 // The visitor gets the identifier as JSON text (`7`, `"a"`, `null`), so that the answers repeat it exactly.
 // Plain JSON becomes untyped values: an object is a structure without a name, null an absent optional. An
@@ -34,8 +34,8 @@ class JsonApiRequestDeserializer {
   Steps Begin(const boost::asio::streambuf& body, Core::ApiRequestVisitor& visitor) const;
 };
 
-// The same for a thread that serves others as well: in steps, of which even the longest text makes none
-// longer than some milliseconds.
+// The same in steps, for a thread that also serves others. Even with the longest text, none of them takes
+// more than some milliseconds.
 class JsonApiRequestDeserializer::Steps {
  public:
   Steps(const boost::asio::streambuf& body, Core::ApiRequestVisitor& visitor);

@@ -19,7 +19,7 @@ class BasicResponseSerializer : public Core::ApiResponseSerializer {
   void SerializeInvoke(const std::string& id, const std::shared_ptr<const Core::MethodResult>& result,
                        ORange& out, std::shared_ptr<const Data::ErrorValue>& errorOut,
                        bool stream) const override;
-  // A notification (no "id"), as it is no answer yet.
+  // Writes a notification (without "id"), as it isn't the answer yet.
   void SerializeInvokeProgress(const std::string& id, const Progress& progress, ORange& out,
                                std::shared_ptr<const Data::ErrorValue>& errorOut) const override;
   void SerializeError(const std::shared_ptr<const Data::ErrorValue>& error, ORange& out,

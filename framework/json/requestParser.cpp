@@ -18,8 +18,8 @@
 namespace Mirel::Protocol::Json {
 namespace {
 
-// Builds the document, and stops the parser at the limits. Numbers come as text, since the parser's own
-// conversion is either inexact or has undefined behaviour for some integers above 2^64.
+// Builds the document, and stops the parser at the limits. Numbers come as text: the parser's own conversion
+// is either inexact, or has undefined behaviour for some integers above 2^64.
 class BoundedBuilder {
  public:
   explicit BoundedBuilder(rapidjson::Document& document) : document_(document) {}

@@ -24,13 +24,13 @@ class ParseFault final : public RequestFault {
 // How deep arrays and objects of a request may be nested, the request itself included.
 inline constexpr unsigned kDeepestNesting = 64;
 
-// How many values a request may hold. A value takes up to a hundred bytes in memory and may take two in the
-// text, so that the size of the text alone bounds too little. It also bounds how long a request holds the
-// thread that reads it. A filter that names 5000 VMs one by one fits.
+// How many values a request may hold. A value of two bytes in the text takes up to a hundred in memory, so
+// the size of the text alone bounds too little. This also bounds how long one request keeps the thread busy.
+// A filter that names 5000 VMs one by one fits.
 inline constexpr std::size_t kMostValues = 32768;
 
-// Parses one JSON text (RFC 8259) with nothing after it. Neither stack nor memory grow with nesting beyond
-// the limit: the parser stops there. Throws ParseFault, or RequestFault at one of the limits.
+// Parses one JSON text (RFC 8259) with nothing after it. Stops at the limits, so that neither stack nor
+// memory grow beyond them. Throws ParseFault, or RequestFault at one of the limits.
 void ParseRequest(std::string_view text, rapidjson::Document& document);
 
 // A name of the sender's choice, short enough for an error text.
@@ -41,9 +41,9 @@ inline std::string Text(const rapidjson::Value& json) {
   return {json.GetString(), json.GetStringLength()};
 }
 
-// Refuses an object that names a member twice, as readers differ in which of the two counts. The sender
-// chooses the names and their number: the work grows neither with the square of the number, nor with how much
-// of their beginnings the names have in common.
+// Refuses an object that names a member twice, as readers differ in which of the two counts. Since the sender
+// chooses the names, the work grows neither with the square of their number, nor with the length of a
+// beginning that they have in common.
 void RequireDistinctNames(const rapidjson::Value& object);
 
 }  // namespace Mirel::Protocol::Json

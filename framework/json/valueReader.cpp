@@ -13,8 +13,7 @@ namespace {
 
 using namespace Data;
 
-// Where a value is. Its text is made for a fault only: made for each value, the names of the outer ones
-// would be copied once per inner value.
+// Where a value is. Its text is made only for a fault, as it repeats the names of all outer values.
 class Place {
  public:
   explicit Place(std::string_view root) : name_(root) {}

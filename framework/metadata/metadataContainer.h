@@ -13,8 +13,8 @@ namespace Mirel::Provider::Metadata {
 // The descriptions of one kind of thing, such as structures, by identifier.
 using Entries = std::map<std::string, Data::DataValuePtr>;
 
-// Entries of one kind by the identifier of the thing that they belong to, such as operations by service. The
-// empty identifier holds entries that belong to nothing.
+// Entries of one kind by the identifier of their owner, such as operations by service. Those without an owner
+// have the empty identifier.
 using Groups = std::map<std::string, Entries>;
 
 // One section of the metadata file, by kind of thing.
@@ -24,13 +24,12 @@ struct Content {
   std::string fingerprint;
 };
 
-// A section as it is served. Filled at start, before any call is served; only read afterwards, by any
-// thread.
+// A section as it is served. Filled at start, before any call is served; after that, any thread reads it.
 class SectionContainer {
  public:
   const Content& content() const { return content_; }
   void content(Content value) { content_ = std::move(value); }
-  // Null when there is no such thing that entries could belong to.
+  // Null when there is no such owner.
   const Entries* Find(const std::string& kind, const std::string& owner) const;
 
  protected:

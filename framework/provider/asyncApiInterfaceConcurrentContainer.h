@@ -14,7 +14,8 @@
 
 namespace Mirel::Provider {
 
-// The services of a provider by name. Every operation is safe on any thread.
+// The services of a provider by name. Every operation is safe on any thread. The lock is the caller's choice,
+// so it has no annotations for clang's analysis.
 template <typename Mutex>
 class AsyncApiInterfaceConcurrentContainer {
  public:

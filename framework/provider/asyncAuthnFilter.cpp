@@ -7,7 +7,7 @@
 
 namespace Mirel::Authn::Filter {
 
-// One call while its handler thinks about it.
+// One call while its handler works on it.
 class AsyncAuthnFilter::ProviderInvoker {
  public:
   ProviderInvoker(std::shared_ptr<Core::AsyncApiProvider> next,

@@ -11,9 +11,9 @@ class AuthnHandler;
 
 namespace Mirel::Authn::Filter {
 
-// A link of the provider chain that asks one handler who the caller is. Several schemes are several filters
-// in a row: the first handler that knows the caller settles it, the first that refuses ends the call, and a
-// call that no handler knows goes on as anonymous.
+// A link of the provider chain that asks one handler who the caller is. For several schemes, several filters
+// follow each other: the first handler that knows the caller decides who it is, the first that refuses ends
+// the call, and a call that no handler knows goes on as anonymous.
 class AsyncAuthnFilter final : public Core::AsyncApiProvider,
                                public std::enable_shared_from_this<AsyncAuthnFilter> {
  public:

@@ -11,7 +11,7 @@
 namespace Mirel::Provider {
 
 // The last link of the provider chain: calls an operation of this process. Look-up and call are jobs of the
-// enqueuer, so that no operation ever runs in the caller's stack. Must be held by a shared pointer.
+// enqueuer, so that no operation ever runs in the caller's stack. Requires: a shared pointer holds it.
 template <typename Mutex>
 class AsyncLocalProvider final : public Core::AsyncApiProvider,
                                  public std::enable_shared_from_this<AsyncLocalProvider<Mutex>> {
@@ -43,7 +43,7 @@ extern template class AsyncLocalProvider<std::mutex>;
 
 namespace Detail {
 
-// Tells the activation's observers that the call has reached the service.
+// Calls the activation's observers when the call has reached the service.
 void NotifyOnInvoke(const std::shared_ptr<Core::AsyncActivation>& activation);
 
 }  // namespace Detail

@@ -12,8 +12,7 @@
 
 namespace Mirel {
 
-// Holds a shared pointer, or nothing. A continuation that gets nothing learns that no further element is
-// wanted.
+// Holds a shared pointer, or nothing. Nothing says to a continuation that no further element is wanted.
 template <typename P>
 class OptionalPtr {
  public:
@@ -27,7 +26,7 @@ class OptionalPtr {
   std::shared_ptr<P> value_;
 };
 
-// Makes a spent answer object deadly: a second firing is a programming error that no caller can mend.
+// Makes the second firing of an answer object end the process: it is a programming error.
 struct AsyncResultTerminateCbPolicy {
   template <typename ResultCb>
   void operator()(ResultCb& callbacks) const {
@@ -38,13 +37,14 @@ struct AsyncResultTerminateCbPolicy {
 
 using AsyncStreamResultTerminateCbPolicy = AsyncResultTerminateCbPolicy;
 
-// Answers a call with one value or one error, from any thread, exactly once. Dying unfired answers nothing.
+// Answers a call with one value or one error, from any thread. Requires: it is fired at most once. One that
+// is destroyed unfired answers nothing.
 template <typename T, typename Policy>
 class AsyncResult {
  public:
   using ErrorPtr = std::shared_ptr<const ErrorValue>;
 
-  // One of the two is set; the second is for callers that also take a native error.
+  // Requires: one of the two is set. The second is for receivers that also take a native error.
   struct ResultCb {
     std::function<void(const boost::optional<T>&, const ErrorPtr&, const Progress&)> first;
     std::function<void(const boost::optional<T>&, const ErrorPtr&, const boost::optional<Data::NativeError>&,
@@ -71,8 +71,9 @@ class AsyncResult {
   mutable ResultCb callbacks_;
 };
 
-// Answers with one element of a stream, exactly once. The receiver calls the continuation when the element
-// has left: with a new result object for the next element, or with nothing when no more is wanted.
+// Answers with one element of a stream. Requires: it is fired at most once. The receiver calls the
+// continuation when the element has been sent: with a new answer object for the next element, or with nothing
+// when no more is wanted.
 template <typename T, typename Policy>
 class AsyncStreamResult {
  public:

@@ -15,8 +15,8 @@ namespace Mirel::Authn {
 // Finds out who makes a call, by one scheme.
 class AuthnHandler {
  public:
-  // Takes null when the scheme is not the call's, a value of error type when the caller is refused, and any
-  // other value as the caller's authentication data.
+  // Gets null when the scheme isn't the call's, a value of error type when the caller is refused, and
+  // otherwise the caller's authentication data.
   using Callback = std::function<void(const std::shared_ptr<const Data::DataValue>&)>;
 
   // Calls back exactly once, on any thread, also before it returns.

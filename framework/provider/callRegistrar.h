@@ -14,16 +14,19 @@ namespace Mirel::Observer {
 // What an observer gets as its result code.
 inline constexpr std::uint32_t kCallSucceeded = 0;
 inline constexpr std::uint32_t kCallFailed = 1;
-// The call ended without any result: whoever had it dropped it.
+// The call ended without any result: its last holder dropped it.
 inline constexpr std::uint32_t kCallAbandoned = 2;
 
 namespace Detail {
 
-// The outermost link of the provider chain: has each call observed, also those that links after it refuse.
-// An observer gets its result code exactly once: with the call's first result, before the client sees it, so
-// that nothing leaves unrecorded; for a stream, when the service has accepted the call, so that neither an
-// idle stream nor the end of the process leaves it unrecorded; or, when none of that came, when the last
-// holder lets the call go. Later elements of a stream pass this link by.
+// The outermost link of the provider chain: has each call observed, also those that later links refuse. An
+// observer gets its result code exactly once, at the first of these events:
+//
+// - The call's first result comes. The client sees it later, so that no answer is sent unrecorded.
+// - The service has accepted a call whose answer is a stream, which may be idle until the process ends.
+// - The last holder drops the call.
+//
+// Later elements of a stream don't come to the observer.
 class CallRegistrarBase : public Core::AsyncApiProvider {
  public:
   explicit CallRegistrarBase(std::shared_ptr<Core::AsyncApiProvider> next) : next_(std::move(next)) {}
@@ -43,7 +46,7 @@ class CallRegistrarBase : public Core::AsyncApiProvider {
 
 }  // namespace Detail
 
-// Hands one finished record a call to the audit callable.
+// Gives the audit callable one finished record for each call.
 template <typename Map>
 class CallRegistrar final : public Detail::CallRegistrarBase {
  public:

@@ -7,8 +7,8 @@
 #include "framework/core/asyncApiProvider.h"
 #include "framework/provider/asyncApiInterfaceConcurrentContainer.h"
 
-// The services by which a client learns what a provider offers. They refer to the provider's container and
-// do not own it, since they are in it themselves.
+// The services by which a client learns what a provider offers. Their reference to the provider's container
+// is weak, since they are in it themselves.
 namespace Mirel::Provider::Introspection {
 
 using Container = AsyncApiInterfaceConcurrentContainer<std::mutex>;

@@ -16,7 +16,7 @@ struct LocalizerHelpers {
   static ArgumentFormatter GetDefaultFormatter();
 };
 
-// The fixed "en_US", "C", "Etc/UTC" for errors that do not depend on the client's own request.
+// The fixed "en_US", "C", "Etc/UTC", for errors that don't depend on the client's request.
 RequestLocalizer MakeDefaultRequestLocalizer();
 
 }  // namespace Mirel::L10n

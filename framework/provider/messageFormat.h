@@ -23,8 +23,7 @@ struct format_arg {
 // one, "{2:spec}" with a spec for its print function; "{{" and "}}" give braces. A field without an argument
 // sets ec and ends the output there; ec is never cleared.
 //
-// A template is program text, like the format of printf: a field's spec reaches printf as it is. Never
-// pass one that came from outside.
+// Requires: the template is program text, like the format of printf. A field's spec goes to printf as it is.
 void FormatTo(std::ostream& out, std::string_view text, const format_arg* args, std::size_t count,
               std::error_code& ec);
 

@@ -13,7 +13,7 @@
 
 namespace Mirel::Provider {
 
-// The arguments of a call do not have the form that its operation takes; what() names the place.
+// The arguments of a call don't have the form that its operation takes; what() names the place.
 class ArgumentError final : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -28,8 +28,8 @@ Data::ErrorValuePtr MakeUnexpectedInputError(const std::string& reason);
 // The error "not_found" for a thing that a client asked for by its identifier.
 Data::ErrorValuePtr MakeNotFoundError(const std::string& identifier);
 
-// A service of operations that answer at once, such as reads of metadata: one function an operation, from
-// the arguments to a value or an error. An ArgumentError out of it becomes the error "unexpected_input".
+// A service whose operations answer at once, such as reads of metadata. Each operation is one function, from
+// the arguments to a value or an error; an ArgumentError from it becomes the error "unexpected_input".
 class SimpleInterface final : public AsyncApiInterface {
  public:
   using Function = std::function<std::shared_ptr<const Core::MethodResult>(const Data::DataValuePtr& input)>;
@@ -46,7 +46,7 @@ class SimpleInterface final : public AsyncApiInterface {
   std::map<std::string, std::shared_ptr<const AsyncApiOperation>, std::less<>> operations_;
 };
 
-// For interfaces of their own: the message of a look-up that found no operation.
+// The message of a look-up that found no operation, for other implementations of the interface.
 BaseMessage OperationNotFoundMessage(const std::string& service, const std::string& operation);
 
 }  // namespace Mirel::Provider

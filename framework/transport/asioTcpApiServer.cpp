@@ -35,7 +35,7 @@ struct StreamTuner {
     // A result must not wait for the acknowledgement of the one before.
     boost::system::error_code ignored;
     stream.LowestSocket().set_option(tcp::no_delay(true), ignored);
-    // A body that waits unread must not wait in the kernel's memory instead.
+    // A body that waits unread waits in its sender's memory, and not in this kernel's.
     stream.LowestSocket().set_option(boost::asio::socket_base::receive_buffer_size(kReceiveBuffer), ignored);
     keepAlive.Apply(stream.LowestSocket());
     stream.TableSlot().Join(connections, [&stream] { stream.Close(); });
@@ -137,7 +137,7 @@ boost::system::error_code AsioTcpApiServer::Listen(Family& family) {
   auto& listener = *family.listener;
   if (listener.open(family.endpoint.protocol(), error)) return error;
   if (listener.set_option(tcp::acceptor::reuse_address(true), error)) return error;
-  // An IPv6 listener that also took IPv4 would be open to addresses that nobody has chosen: worth a throw.
+  // This throws: an IPv6 listener that also took IPv4 would be open to addresses that nobody has chosen.
   if (family.endpoint.address().is_v6()) listener.set_option(boost::asio::ip::v6_only(true));
   if (listener.bind(family.endpoint, error)) return error;
   if (listener.listen(kBacklog, error)) return error;

@@ -20,15 +20,15 @@ class PolymorphicStreamServer;
 
 namespace Mirel::Transport::PicoHttp {
 
-// The listening end of the API: one listener per address family, each with its own accept loop. Must be
-// destroyed before the I/O context; its end stops the listening, and leaves accepted connections alone.
+// The listening end of the API: one listener per address family, each with its own accept loop. Its end stops
+// the listening, and leaves accepted connections alone. Requires: the I/O context outlives it.
 class AsioTcpApiServer {
  public:
   using Endpoint = boost::asio::ip::tcp::endpoint;
   using Enqueuer = std::function<void(std::function<void()>)>;
 
-  // Opens nothing yet. The logger may be null. A localizer that is not null takes the place of the one in
-  // the configuration's spec, as do the provider, the enqueuer and the logger.
+  // Opens nothing yet. The logger may be null. Provider, enqueuer and logger take the place of those in the
+  // configuration's spec, and so does a localizer that isn't null.
   AsioTcpApiServer(boost::asio::io_context& io, const Endpoint& endpoint4, const Endpoint& endpoint6,
                    std::shared_ptr<Core::AsyncApiProvider> provider, Enqueuer enqueuer,
                    std::shared_ptr<Log::Logger> logger, std::shared_ptr<const L10n::Localizer> localizer,
@@ -43,10 +43,10 @@ class AsioTcpApiServer {
   AsioTcpApiServer& operator=(const AsioTcpApiServer&) = delete;
 
   // Listens on both families; one alone is enough. Gives an error only when both failed. Throws
-  // boost::system::system_error when the IPv6 listener cannot be kept from IPv4.
+  // boost::system::system_error when the IPv6 listener can't be kept from IPv4.
   boost::system::error_code Start();
 
-  // After Start: with the port that the kernel gave out, if port 0 was asked for.
+  // After Start, these have the port that the kernel has chosen, if port 0 was asked for.
   const Endpoint& Endpoint4() const { return family4_.endpoint; }
   const Endpoint& Endpoint6() const { return family6_.endpoint; }
 

@@ -14,6 +14,7 @@
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "framework/core/apiSerializer.h"
 #include "framework/core/asyncActivation.h"
@@ -36,8 +37,8 @@
 
 namespace Mirel::Transport::Http {
 
-// The bridge from one HTTP request to the provider chain: reads the body, has it understood, and calls the
-// provider, whose results go to the Response. Lives on the references of its pending steps.
+// The bridge from one HTTP request to the provider chain: reads the body, has it deserialized, and calls the
+// provider, whose results go to the Response. Its pending steps keep it alive.
 template <typename Transaction, typename Extractor>
 class AsyncTransactionProtocolHandler final
     : public Provider::AsyncProtocolHandler,
@@ -69,7 +70,7 @@ class AsyncTransactionProtocolHandler final
   class AsyncRequestVisitor;
   class Understanding;
 
-  // What a request is served with, from its head on.
+  // What belongs to the request once its head is understood.
   struct Call {
     OnRequestRead onRequestRead;
     OnEnd onEnd;
@@ -96,7 +97,7 @@ class AsyncTransactionProtocolHandler final
     }
   }
 
-  // Reads the body in one go, but for a large one that has to claim its memory first.
+  // Reads the body at once, or, when it is large, after its memory has been claimed.
   void ReadBody(Call call) {
     // One byte above the limit distinguishes a body that is too long from one that just fits.
     const std::uint64_t target = limit_ == std::numeric_limits<std::uint64_t>::max() ? limit_ : limit_ + 1;
@@ -205,10 +206,10 @@ class AsyncTransactionProtocolHandler final
   std::uint64_t limit_;
   std::shared_ptr<Log::Logger> logger_;
   ProtocolHandlerSpec::ErrToHeaders errToHeaders_;
-  // They hold jobs of this handler, so they are not held by it.
+  // Weak, since they hold jobs of this handler.
   std::weak_ptr<BodyBudget> bodyBudget_;
   std::weak_ptr<Turns> turns_;
-  // Of a large body.
+  // Null unless the body is large.
   BodyBudget::SharePtr share_;
 };
 

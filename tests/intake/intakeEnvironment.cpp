@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "apps/nornhesperd/globalContext.h"
+#include "testing/guestText.h"
 #include "testing/temporaryFolder.h"
 
 namespace Intake {
@@ -32,9 +33,7 @@ std::string Text(const std::string& header, const std::string& payload) {
 }
 
 std::string GoodText(std::uint64_t sequence, const std::string& moreHeader) {
-  return Text(R"("sequence":)" + std::to_string(sequence) +
-                  R"(,"createTime":"2026-11-24T21:15:00Z","topic":"a.b","token":"t")" + moreHeader,
-              R"("category":"c","base64":"aGk=")");
+  return Support::PublicationText(sequence, "a.b", "aGk=", moreHeader);
 }
 
 }  // namespace Intake

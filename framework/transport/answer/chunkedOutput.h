@@ -66,7 +66,7 @@ class PieceCursor {
   std::size_t offset_ = 0;
 };
 
-// The chunked output of one response (RFC 9112, 7.1). One write at a time.
+// The chunked output of one response (RFC 9112, 7.1). Requires: one write at a time.
 template <typename Stream>
 class OutChunkedBodyStrm {
  public:
@@ -74,8 +74,8 @@ class OutChunkedBodyStrm {
 
   explicit OutChunkedBodyStrm(std::shared_ptr<Stream> stream) : stream_(std::move(stream)) {}
 
-  // Writes the bytes as chunks of at most kMaxChunk, each with one write on the stream. The handler (taking
-  // an error code) keeps alive this object, the list and the bytes.
+  // Writes the bytes as chunks of at most kMaxChunk, each with one write on the stream. The handler takes an
+  // error code. Requires: it keeps this object, the list and the bytes alive.
   template <typename Handler>
   void AsyncWrite(std::span<const boost::asio::const_buffer> bytes, Handler handler) {
     left_ = PieceCursor(bytes);
@@ -115,6 +115,7 @@ class OutChunkedBodyStrm {
   std::shared_ptr<Stream> stream_;
   std::vector<boost::asio::const_buffer> chunk_;
   SizeLine size_;
+  // What isn't in chunk_ yet of the bytes that are being written.
   PieceCursor left_;
 };
 

@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kSendFailed = "mirel.send.failed";
 
-// Sends texts with one write; the handler (taking an error code) keeps alive what they are.
+// Sends texts with one write. The handler takes an error code. Requires: it keeps the texts alive.
 template <typename Handler>
 void Send(Asio::IoStream& stream, const std::vector<boost::asio::const_buffer>& texts, Handler handler) {
   boost::asio::async_write(stream, texts,
@@ -24,7 +24,7 @@ void Send(Asio::IoStream& stream, const std::vector<boost::asio::const_buffer>& 
                                                           std::size_t) mutable { handler(error); });
 }
 
-// A client without streams gets one value; a final result that carries none has nothing to show for it.
+// A client without streams gets one value. A last result without a value becomes an error, as there is none.
 std::shared_ptr<const Core::MethodResult> AsSingleAnswer(
     const std::shared_ptr<const Core::MethodResult>& result) {
   if (!result->terminal || result->error) return result;

@@ -17,15 +17,15 @@
 
 namespace Mirel::Transport::Http {
 
-// How one request is answered, whatever stack its body came through: all answers go to the connection
-// itself. Lives on the references of pending writes and of the result callbacks that the provider holds.
-class Response : public std::enable_shared_from_this<Response> {
+// Answers one request. All answers go to the connection itself, whatever layers the body was read through.
+// Pending writes and the result callbacks that the provider holds keep it alive.
+class Response final : public std::enable_shared_from_this<Response> {
  public:
   using OnEnd = Provider::AsyncProtocolHandler::OnEnd;
   using ErrorPtr = std::shared_ptr<const Data::ErrorValue>;
 
-  // The transaction's address is the request's identifier in log lines; held, so that no live request has the
-  // same.
+  // The transaction's address is the request's identifier in log lines. The transaction is held, so that no
+  // other live request has that address.
   Response(std::shared_ptr<Asio::IoStream> stream, std::shared_ptr<const void> transaction,
            std::string requestMethod, std::shared_ptr<Log::Logger> logger,
            ProtocolHandlerSpec::ErrToHeaders errToHeaders, std::shared_ptr<const RequestSpec> spec,
@@ -33,7 +33,7 @@ class Response : public std::enable_shared_from_this<Response> {
 
   // Answers 400 and ends the request with an error, so that the connection is closed.
   void Refuse();
-  // Answers a request that the deserializer could not understand.
+  // Answers a request that the deserializer couldn't understand.
   void SendDeserializerError(const ErrorPtr& error);
 
   // Makes the callback through which the provider gives the first result. The identifier is that of the

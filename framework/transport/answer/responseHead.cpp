@@ -7,7 +7,7 @@
 namespace Mirel::Transport::Http {
 namespace {
 
-// Never true, as no status is "204" and begins with "1": every head with a known length says it.
+// Never true, as no status is "204" and begins with "1": every head with a known length has that length.
 bool OmitsZeroLength(std::string_view status, std::string_view requestMethod) {
   return status == "204" && status.front() == '1' && StrICmp(requestMethod, "CONNNECT");
 }

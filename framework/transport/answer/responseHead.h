@@ -13,7 +13,7 @@
 
 namespace Mirel::Transport::Http {
 
-// A range over header views. Keeps alive what the views look at, if it is given it.
+// A range over header views. Holds the owner of their texts, if there is one.
 template <typename Container>
 class HttpResponseHeaderRangeBase final : public HeaderRange {
  public:
@@ -35,12 +35,11 @@ class HttpResponseHeaderRangeBase final : public HeaderRange {
 
 using ResponseHeaderRange = HttpResponseHeaderRangeBase<std::vector<HeaderView>>;
 
-// The response's headers as the system answers: "200", also for an error, whose name is in
-// "mirel-error".
+// The usual response headers: "200", also for an error, whose name is in "mirel-error".
 std::shared_ptr<HeaderRange> DefaultErrToHeaders(const std::shared_ptr<const Data::ErrorValue>& error,
                                                  const ProtocolHandlerSpec::ParamsToHead& params);
 
-// The headers of the answer to a request that is not even tried.
+// The headers of the answer to a request that isn't passed on.
 std::shared_ptr<HeaderRange> BadRequestHeaders();
 
 // A whole response head (RFC 9112, 4). Without a length the body is chunked.

@@ -37,16 +37,16 @@ bool Admission::HasRoom() {
   auto left = Asio::DescriptorsLeft();
   for (; left < least; left = Asio::DescriptorsLeft()) {
     if (!connections_->CloseOne()) {
-      Tell("Few descriptors left, and all connections serve: accepting pauses");
+      LogOnceAMinute("Few descriptors left, and all connections serve: accepting pauses");
       return false;
     }
-    Tell("Few descriptors left: connections without a request are closed, the oldest first");
+    LogOnceAMinute("Few descriptors left: connections without a request are closed, the oldest first");
   }
   uncounted_ = std::min((left - least) / 4, kMostUncounted);
   return true;
 }
 
-void Admission::Tell(const char* what) {
+void Admission::LogOnceAMinute(const char* what) {
   const auto now = std::chrono::steady_clock::now();
   // A flood that goes on is one line a minute.
   if (now < quietUntil_) return;

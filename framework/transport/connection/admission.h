@@ -18,20 +18,23 @@ class Admission {
   Admission(std::size_t reserve, std::shared_ptr<Asio::ConnectionTable> connections,
             std::shared_ptr<Log::Logger> logger);
 
-  // Whether one more connection may be accepted on each listener. Closes connections that have no request to
-  // lose where that makes room.
+  // Whether each listener may accept one more connection. Makes room, if needed, by closing connections that
+  // have no request to lose.
   bool HasRoom();
 
  private:
-  void Tell(const char* what) CORVANE_REQUIRES(mutex_);
+  void LogOnceAMinute(const char* what) CORVANE_REQUIRES(mutex_);
 
   std::size_t reserve_;
   std::shared_ptr<Asio::ConnectionTable> connections_;
   std::shared_ptr<Log::Logger> logger_;
   Corvane::Mutex mutex_;
-  // How many may come before it is counted again; few, as others take descriptors too and limits change.
+  // Invariants:
+  // 1. uncounted_ connections may come before descriptors are counted again. They take a quarter at most of
+  //    what the last count found above the reserve, and are few, as others open descriptors and limits
+  //    change.
+  // 2. Nothing is logged before quietUntil_, which is a minute after the last line.
   std::size_t uncounted_ CORVANE_GUARDED_BY(mutex_) = 0;
-  // When a line about it may be written again.
   std::chrono::steady_clock::time_point quietUntil_ CORVANE_GUARDED_BY(mutex_);
 };
 

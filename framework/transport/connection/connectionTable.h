@@ -24,13 +24,13 @@ enum class Stage {
 };
 
 // A server's connections, by the stage that they are in. Owns none of them: a connection lives on its pending
-// operations, and leaves the table with its slot. Usable on any thread.
+// operations, and leaves the table when its slot is destroyed. Usable on any thread.
 class ConnectionTable {
  public:
   class Slot;
 
-  // Closes the connection with which the least is lost: one of the earliest stage, the oldest in it, and one
-  // that has just come only where there is no other. Gives false when there is none but those that serve.
+  // Closes the connection with which the least is lost: the oldest one of the earliest stage, and one that
+  // has just come only when there is no other. Gives false when all of them serve.
   bool CloseOne();
 
  private:
@@ -43,7 +43,7 @@ class ConnectionTable {
   using Entries = std::list<Entry>;
 
   static constexpr std::size_t kStages = 4;
-  // How long a peer has for its next step before it counts as one that has nothing to say.
+  // A peer that hasn't taken its next step within this time counts as one with nothing to say.
   static constexpr auto kGrace = std::chrono::seconds(1);
 
   Entries* OldestSince(Clock::time_point latest) CORVANE_REQUIRES(mutex_);
@@ -52,11 +52,13 @@ class ConnectionTable {
   Corvane::Mutex mutex_;
   // Invariants:
   // 1. An entry is in the list of its slot's stage, or, once it is closed, in that of Stage::Serves.
-  // 2. Each list is in the order in which its connections entered the stage, the oldest in front.
+  // 2. Each list but that of Stage::Serves is ordered by `since`, the oldest in front.
+  // 3. CloseOne takes nothing from the list of Stage::Serves, so that no connection is closed twice.
+  // 4. A slot's iterator is valid until the slot's end: entries move between lists and are never copied.
   std::array<Entries, kStages> stages_ CORVANE_GUARDED_BY(mutex_);
 };
 
-// A connection's place in the table. Destroyed before what `close` works on.
+// A connection's place in the table. Requires: it is destroyed before what its `close` works on.
 class ConnectionTable::Slot {
  public:
   Slot() = default;
@@ -64,8 +66,8 @@ class ConnectionTable::Slot {
   Slot& operator=(const Slot&) = delete;
   ~Slot();
 
-  // Once at most; without it the slot does nothing. `close` is called on any thread, under the table's lock,
-  // and not before the connection has entered its first stage.
+  // Requires: the slot hasn't joined a table. A slot that never does does nothing. `close` is called on any
+  // thread, under the table's lock, and not before the connection has entered its first stage.
   void Join(std::shared_ptr<ConnectionTable> table, std::function<void()> close);
   void Enter(Stage stage);
 

@@ -10,7 +10,8 @@
 
 namespace Mirel::Asio {
 
-// An accepted connection.
+// An accepted connection. Its lock is a plain std::mutex: completions take it through the data that outlive
+// the stream, a road on which clang's analysis of Corvane::Mutex can't recognize it.
 class IoStream final : public AsyncPutbackStream<TimeoutBaseStream<TcpSocket, std::mutex, SteadyTimer>> {
  public:
   using AsyncPutbackStream::AsyncPutbackStream;

@@ -9,7 +9,7 @@
 
 namespace Mirel::Asio {
 
-// The executor is named, and not type-erased, since every operation of every connection goes through it.
+// The executor isn't type-erased, since every operation of every connection goes through it.
 using Executor = boost::asio::io_context::executor_type;
 using TcpSocket = boost::asio::basic_stream_socket<boost::asio::ip::tcp, Executor>;
 using TcpListener = boost::asio::basic_socket_acceptor<boost::asio::ip::tcp, Executor>;

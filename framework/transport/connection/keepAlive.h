@@ -6,15 +6,15 @@
 
 namespace Mirel::Asio {
 
-// How a connection on which nothing moves finds out that its peer has gone (RFC 1122, 4.2.3.6): by probes,
-// the first one after `idle`. A peer that has only finished sending answers them; for one that has closed,
-// its kernel does so for a minute more. So a descriptor comes back within two minutes.
+// How the kernel finds out that the peer of an idle connection has gone (RFC 1122, 4.2.3.6): by probes, the
+// first one after `idle`. A peer that has only finished sending answers them; for one that has closed, its
+// kernel answers for another minute. So a descriptor comes back within two minutes.
 struct KeepAlive {
   std::chrono::seconds idle{30};
   std::chrono::seconds interval{10};
   int probes = 3;
 
-  // A socket that takes no such options is served as it is.
+  // A socket that refuses the options is served without them.
   void Apply(TcpSocket& socket) const;
 };
 

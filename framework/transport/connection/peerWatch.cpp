@@ -8,7 +8,7 @@
 namespace Mirel::Asio {
 namespace {
 
-// Also woken by urgent data, which are no reason to close.
+// The wait also ends with urgent data, which are no reason to close.
 bool HasGone(TcpSocket& socket) {
   pollfd state{socket.native_handle(), 0, 0};
   return ::poll(&state, 1, 0) == 1 && (state.revents & (POLLERR | POLLHUP)) != 0;

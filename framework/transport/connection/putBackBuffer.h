@@ -7,12 +7,12 @@
 
 namespace Mirel::Asio {
 
-// Bytes that were read too far and wait to be read again.
+// Bytes that were read too far, and will be read again.
 class PutBackBuffer {
  public:
   bool Empty() const { return bytes_.size() == 0; }
 
-  // Copies what fits into the buffer, and forgets it here.
+  // Moves as many bytes as fit into the buffer, and gives their number.
   std::size_t Take(const boost::asio::mutable_buffer& buffer);
 
   // The bytes are read next, before any that wait already: those came later on the connection. Sets the

@@ -129,8 +129,8 @@ class StreamServer final : public PolymorphicStreamServer,
     if (outcome.Failed()) LogFailure(outcome);
     if ((outcome.flags & AcceptOutcome::kTerminalAcceptError) != 0) return;
     if ((outcome.flags & AcceptOutcome::kDelayAcceptError) != 0) {
-      // Without a descriptor the next accept fails at once while a client waits. So only the first failure of
-      // an episode is followed by an immediate retry; while the delay runs, it alone brings the next one.
+      // Without a descriptor, the next accept fails at once while a client waits. So only the first failure
+      // is followed by an immediate retry; after it, the next try comes when the delay has ended.
       if (delayed_) return;
       Delay();
     }

@@ -27,12 +27,12 @@ typename Clock::time_point Deadline(typename Clock::time_point now, std::chrono:
   return now + timeout;
 }
 
-// A socket with a deadline on every single read and write. A deadline that passes shuts the connection down
-// and fails nothing by itself: the pending operation ends as if the peer had gone. Between two operations no
-// timer runs, so that a connection may be idle for as long as its users start nothing.
+// A socket with a deadline on every single read and write. A deadline that passes shuts the connection down:
+// the pending operation then ends as if the peer had gone. Between two operations no timer runs, so a
+// connection may be idle for as long as its users start nothing.
 //
-// One read and one write may be pending at once. A handler keeps the stream alive, and runs on the socket's
-// executor, never inside the call.
+// One read and one write may be pending at once. Handlers run on the socket's executor, never inside the
+// call. Requires: a handler keeps the stream alive.
 template <typename Socket, typename Mutex, typename Timer>
 class TimeoutBaseStream {
  public:
@@ -45,7 +45,7 @@ class TimeoutBaseStream {
   Socket& LowestSocket() { return socket_; }
   void SetTimeouts(const IOTimeouts& timeouts) { timeouts_ = timeouts; }
 
-  // Closes the socket for its owner, on any thread; what is pending then ends as if the peer had gone.
+  // Closes the socket, on any thread. What is pending then ends as if the peer had gone.
   void Close() {
     const std::lock_guard lock(data_->mutex);
     CloseSocket();
@@ -105,8 +105,8 @@ class TimeoutBaseStream {
     Mutex mutex;
   };
 
-  // What the kernel takes without waiting needs no deadline. This spares the usual write a timer's start and
-  // cancellation. Gives false when the write has to wait.
+  // What the kernel takes without waiting needs no deadline, so the usual write starts and cancels no timer.
+  // Gives false when the write has to wait.
   template <typename ConstBuffers>
   bool WriteAtOnce(const ConstBuffers& buffers, boost::system::error_code& error, std::size_t& bytes) {
     if (!socket_.non_blocking()) {
@@ -126,8 +126,8 @@ class TimeoutBaseStream {
     });
   }
 
-  // Ends the wait, and says whether the socket is still open. A queued callback then finds its deadline
-  // moved, and so does not touch a stream that is gone.
+  // Ends the wait, and says whether the socket is still open. A callback of the timer that is queued already
+  // finds the deadline moved, and doesn't touch the stream, which may be gone.
   bool End(Data& data, Timer& timer) {
     const std::lock_guard lock(data.mutex);
     --pending_;
@@ -161,7 +161,7 @@ class TimeoutBaseStream {
   Socket socket_;
   IOTimeouts timeouts_{};
   std::shared_ptr<Data> data_;
-  // The peer has sent its last byte. The reactor reports that once only, and would let a further read wait.
+  // The peer has sent its last byte. The reactor reports that only once, so a further read would wait.
   bool ended_ = false;
   // Reads and writes whose handlers have not been called.
   int pending_ = 0;

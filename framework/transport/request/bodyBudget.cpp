@@ -35,7 +35,7 @@ bool BodyBudget::Fits(const Claim& claim) {
 }
 
 void BodyBudget::ServeWaiting() {
-  // In the order of coming within each class; those without credentials when nobody else waits.
+  // Within a class, first come, first served; those without credentials only when no others wait.
   for (auto* one : {&known_, &strangers_}) {
     for (auto& waiting = one->waiting; !waiting.empty(); waiting.pop_front()) {
       if (!Fits(waiting.front().claim)) {
@@ -66,7 +66,7 @@ void BodyBudget::GiveBack(Share& share) {
   ServeWaiting();
 }
 
-// A body that trickles in would hold its share for as long as its sender likes.
+// Otherwise a sender could hold a share for as long as it likes, by letting its body trickle in.
 void BodyBudget::LookAfterTheSlow() {
   if (timerRuns_ || reading_.empty()) return;
   timerRuns_ = true;

@@ -16,15 +16,16 @@ namespace Mirel::Transport::Http {
 // The memory that the bodies of all requests in flight may take together. A body claims its share before it
 // is read; one that finds too little left waits unread. Requests without credentials share a quarter, so that
 // those with credentials don't wait for them. Usable on any thread.
-class BodyBudget : public std::enable_shared_from_this<BodyBudget> {
+class BodyBudget final : public std::enable_shared_from_this<BodyBudget> {
  public:
-  // What every body may have unasked: a usual call never waits for anybody.
+  // What every body may have without a claim, so that a usual call never waits.
   static constexpr std::uint64_t kUnasked = 8192;
 
   struct Claim {
     std::uint64_t bytes;
     bool hasCredentials;
-    // Ends the request. Called on any thread, when others wait and the body has not come in good time.
+    // Ends the request. Called on any thread, when others wait and the body hasn't come in good time.
+    // Requires: it doesn't call the budget, whose lock is held.
     std::function<void()> giveUp;
   };
 
@@ -35,8 +36,8 @@ class BodyBudget : public std::enable_shared_from_this<BodyBudget> {
   static std::shared_ptr<BodyBudget> Make(const Asio::Executor& executor, std::uint64_t bytes,
                                           std::chrono::milliseconds patience = std::chrono::seconds(10));
 
-  // `ready` gets the share on the executor, at once or when it is there. A claim above all that there is gets
-  // that.
+  // `ready` gets the share on the executor, as soon as there is room for it. A claim for more than its class
+  // may have gets all of that.
   void AsyncClaim(Claim claim, Ready ready);
 
  private:
@@ -44,7 +45,7 @@ class BodyBudget : public std::enable_shared_from_this<BodyBudget> {
     Claim claim;
     Ready ready;
   };
-  // The claims of requests without credentials, or with them.
+  // The requests without credentials, or those with them.
   struct Class {
     std::uint64_t most;
     std::uint64_t used = 0;
@@ -64,11 +65,13 @@ class BodyBudget : public std::enable_shared_from_this<BodyBudget> {
   void LookAfterTheSlow() CORVANE_REQUIRES(mutex_);
   void GiveUpTheSlow();
 
-  // Invariants:
-  // 1. used of a class is the sum of its living shares, and never above its most.
-  // 2. Both together never use more than bytes_.
-  // 3. A claim waits only while the one in front of it waits, or while it doesn't fit.
-  // 4. reading_ has the shares whose bodies are incomplete, in the order in which they were granted.
+  // Invariants, while nobody holds the lock:
+  // 1. What a class uses is the sum of its living shares, and never more than its `most`.
+  // 2. Both classes together never use more than bytes_.
+  // 3. The first claim that waits in a class doesn't fit, or it has no credentials and one that has them
+  //    waits.
+  // 4. reading_ has the shares whose bodies are neither complete nor given up, the oldest in front.
+  // 5. While a claim waits and reading_ isn't empty, the timer runs.
   Corvane::Mutex mutex_;
   Asio::SteadyTimer timer_;
   bool timerRuns_ CORVANE_GUARDED_BY(mutex_) = false;
@@ -76,11 +79,10 @@ class BodyBudget : public std::enable_shared_from_this<BodyBudget> {
   std::chrono::milliseconds patience_;
   Class strangers_ CORVANE_GUARDED_BY(mutex_);
   Class known_ CORVANE_GUARDED_BY(mutex_);
-  // Shares whose bodies are being read, the oldest in front.
   std::list<Share*> reading_ CORVANE_GUARDED_BY(mutex_);
 };
 
-// A body's part of the budget, until its end.
+// A body's part of the budget, given back at the end of the object.
 class BodyBudget::Share {
  public:
   Share(std::shared_ptr<BodyBudget> budget, Claim claim);
@@ -88,7 +90,7 @@ class BodyBudget::Share {
   Share(const Share&) = delete;
   Share& operator=(const Share&) = delete;
 
-  // The body has been read, and nobody is waiting for its sender any more.
+  // The body has been read: its sender can't be too slow any more.
   void Complete();
 
  private:

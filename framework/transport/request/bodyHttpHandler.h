@@ -51,7 +51,7 @@ class BodyHttpHandler {
       "Connection: close\r\n"
       "Server: Mirel-PicoHttp\r\n"
       "\r\n";
-  // Without the empty line: the close that follows is what ends this head.
+  // Without the empty line: the close that follows ends this head.
   static constexpr std::string_view kExpectationFailed =
       "HTTP/1.1 417 Expectation Failed\r\n"
       "Connection: close\r\n"
@@ -62,7 +62,7 @@ class BodyHttpHandler {
     connection.LowestSocket().close(ignored);
   }
 
-  // The next request is read from the connection, and so must find there what this one left.
+  // The next request is read from the connection, so what this one has left is put back there.
   static Continuation Returning(const std::shared_ptr<ExpectStream>& expecting,
                                 const Continuation& continuation) {
     if (!continuation) return nullptr;
@@ -77,7 +77,7 @@ class BodyHttpHandler {
     };
   }
 
-  // What is left of a chunked body must not be taken for the next request.
+  // Otherwise the rest of a chunked body would be read as the next request.
   template <typename Body>
   static Continuation OnceRead(const std::shared_ptr<Body>& body, const Continuation& continuation) {
     if (!continuation) return nullptr;

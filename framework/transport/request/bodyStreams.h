@@ -19,10 +19,11 @@
 #include "framework/transport/request/transportErrors.h"
 
 // Layers on a connection through which one request's body is read. A layer gives bytes, then an error; the
-// end of the body is the error EndOfBody. One read at a time, whose handler keeps the layer alive.
+// end of the body is the error EndOfBody. Requires: one read at a time, whose handler keeps the layer alive.
+// Each layer sees to it that the connection's next request finds all that comes after the body.
 namespace Mirel::Transport::PicoHttp::PicoHttpDetail {
 
-// What the layers share: the way down.
+// What the layers share: access to the layer below.
 template <typename StreamPtr>
 class BodyLayer {
  public:
@@ -44,7 +45,7 @@ class BodyLayer {
   StreamPtr below_;
 };
 
-// A body of known length. Reads nothing after it.
+// A body of known length. Invariant: remaining_ bytes of it haven't been read, and none after it have.
 template <typename StreamPtr>
 class AsyncHttpBodyStream final : public BodyLayer<StreamPtr> {
  public:
@@ -73,7 +74,7 @@ class AsyncHttpBodyStream final : public BodyLayer<StreamPtr> {
   }
 
  private:
-  // A client that waits for leave to go on gets it even if it has nothing to send.
+  // A client that waits for "100 Continue" gets it even when it has nothing to send.
   template <typename Handler>
   void End(Handler&& handler) {
     if constexpr (requires { this->below_->Pending100(); }) {
@@ -91,7 +92,9 @@ class AsyncHttpBodyStream final : public BodyLayer<StreamPtr> {
   std::uint64_t remaining_;
 };
 
-// A chunked body, decoded where the reader's buffer lies.
+// A chunked body, decoded within the reader's buffer. Invariants:
+// 1. The decoder has seen every byte that was read from below, in order.
+// 2. Once finished_ is set, nothing is read from below, and what was read after the body has been put back.
 template <typename StreamPtr>
 class AsyncHttpChunkedBodyStream final : public BodyLayer<StreamPtr> {
  public:
@@ -115,8 +118,8 @@ class AsyncHttpChunkedBodyStream final : public BodyLayer<StreamPtr> {
     });
   }
 
-  // Whether the body was read to its last chunk. It may not be though the reader took it for whole: a read
-  // that holds nothing but a part of a chunk's size gives no bytes and no error, which is how a body ends.
+  // Whether the body was read to its last chunk. A reader may take it for complete before: a read that brings
+  // nothing but a part of a chunk's size gives no bytes and no error, as the end of a body does.
   bool Finished() const { return finished_; }
 
  private:
@@ -145,7 +148,10 @@ class AsyncHttpChunkedBodyStream final : public BodyLayer<StreamPtr> {
   bool finished_ = false;
 };
 
-// Tells a waiting client to go on (RFC 9110, 10.1.1) as soon as anyone reads, and not before.
+// Answers "100 Continue" to a waiting client (RFC 9110, 10.1.1) at the first read, and not before.
+// Invariants:
+// 1. Nothing is read from below while pending100_ is set.
+// 2. held_ has what was put back here and hasn't been read again; it is read before anything from below.
 template <typename StreamPtr>
 class AsyncExpectContinueStream final : public BodyLayer<StreamPtr> {
  public:
@@ -153,7 +159,7 @@ class AsyncExpectContinueStream final : public BodyLayer<StreamPtr> {
 
   void PutBack(const boost::asio::const_buffer& bytes, std::error_code& ec) { held_.PutBack(bytes, ec); }
 
-  // Bytes that nobody read belong to the connection's next request.
+  // Bytes that haven't been read belong to the connection's next request.
   void ReturnHeld(std::error_code& ec) { this->below_->PutBack(held_.Held(), ec); }
 
   bool Pending100() const { return pending100_; }

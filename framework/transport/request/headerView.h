@@ -6,7 +6,7 @@
 
 namespace Mirel::Transport::Http {
 
-// A header whose texts are owned by someone else.
+// A header that doesn't own its texts. Requires: they outlive it.
 class HeaderView final : public Header {
  public:
   HeaderView() = default;

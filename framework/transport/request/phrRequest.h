@@ -22,7 +22,7 @@ struct PhrRequest {
   std::string_view path;
   int minorVersion = 0;
   std::array<PhrHeader, kMaxHeaders> headers;
-  // Before parsing, how many may be filled; afterwards, how many were.
+  // Before parsing, how many may be filled; after it, how many are.
   std::uint64_t headerCount = 0;
 
   PhrHeaders Headers() { return PhrHeaders(headers).first(headerCount); }

@@ -18,10 +18,10 @@
 
 namespace Mirel::Transport::PicoHttp {
 
-// Reads the requests' heads of a connection, one request after the other, and hands each to `H` with the
-// bytes that were read after it. Connections in progress hold references to it.
+// Reads the heads of a connection's requests, one request after the other, and calls `H` with each head and
+// the bytes that were read after it. Connections in progress hold references to it.
 template <typename H>
-class PicoHttpStreamHandler : public std::enable_shared_from_this<PicoHttpStreamHandler<H>> {
+class PicoHttpStreamHandler final : public std::enable_shared_from_this<PicoHttpStreamHandler<H>> {
  public:
   using StreamPtr = std::shared_ptr<Asio::IoStream>;
 

@@ -29,7 +29,7 @@ struct RequestSpec {
 };
 
 struct RequestSpecExtractor {
-  // Walks the range from where it is; header names are in lower case.
+  // Requires: the range is at its start, and its names are in lower case.
   static std::shared_ptr<RequestSpec> Extract(HeaderRange& headers);
 };
 

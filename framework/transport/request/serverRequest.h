@@ -33,8 +33,8 @@ struct Request {
   boost::asio::mutable_buffer FreeSpace(std::size_t used) { return boost::asio::buffer(buffer) + used; }
 };
 
-// Reads the headers of a parsed head into the request's other fields. Changes the head where it lies: names,
-// the method and the value of "connection" become lower case.
+// Reads the headers of a parsed head into the request's other fields. Changes the head in place: names, the
+// method and the value of "connection" become lower case.
 boost::system::error_code InterpretHead(Request& request);
 
 }  // namespace Mirel::Transport::PicoHttp::ServerDetail

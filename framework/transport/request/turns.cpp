@@ -22,7 +22,7 @@ void Turns::PostStep() {
 void Turns::RunStep(Job job) {
   const bool goesOn = job();
   const Corvane::MutexLock lock(mutex_);
-  // A job that was begun is finished first: only one at a time holds what it has made so far.
+  // A job that has begun is finished first, so that only one half-done result is in memory.
   if (goesOn) waiting_.push_front(std::move(job));
   running_ = !waiting_.empty();
   if (running_) PostStep();

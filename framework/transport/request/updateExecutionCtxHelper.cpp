@@ -34,8 +34,7 @@ bool ReadBasic(std::string_view credentials, SecurityContext& context) {
   }
   const auto text = std::string_view(plain).substr(0, written);
   const auto colon = text.find(':');
-  const auto isControl = [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; };
-  if (colon == std::string_view::npos || std::any_of(text.begin(), text.end(), isControl)) return false;
+  if (colon == std::string_view::npos || std::any_of(text.begin(), text.end(), IsControl)) return false;
   Put(context, Core::Security::kSchemeIdKey, Core::Security::kUserPassScheme);
   Put(context, Core::Security::kUserNameKey, text.substr(0, colon));
   Put(context, Core::Security::kPasswordKey, text.substr(colon + 1));
@@ -45,8 +44,7 @@ bool ReadBasic(std::string_view credentials, SecurityContext& context) {
 bool IsToken68(std::string_view text) {
   const auto end = std::min(text.find('='), text.size());
   const auto isTokenChar = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           std::string_view("-._~+/").find(c) != std::string_view::npos;
+    return IsAlnum(c) || std::string_view("-._~+/").find(c) != std::string_view::npos;
   };
   return end > 0 && std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), isTokenChar) &&
          text.find_first_not_of('=', end) == std::string_view::npos;

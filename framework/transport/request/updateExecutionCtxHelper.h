@@ -12,10 +12,11 @@ namespace Mirel::Provider::JsonRpc1_1 {
 // locale, time zone and operation id one by one, the security context as a whole.
 //
 // "Authorization" fills the security context: "Basic" (RFC 7617) as user name and password, "Bearer" (RFC
-// 6750) as a token. One that cannot be read, or that is there twice, becomes a bearer token without
-// text: whoever tries to log in is refused by the token's handler, and never served as a nameless caller.
+// 6750) as a token. One that can't be read, or that is there twice, becomes a bearer token without text,
+// which the token's handler refuses: who tries to log in is never served as an anonymous caller.
 struct UpdateExecutionCtxHelper {
-  // False when the header "mirel-operation" ("service.operation") names another operation than the method.
+  // Gives false when the header "mirel-operation" ("service.operation") names another operation than the
+  // method. Requires: the range is at its start, and its names are in lower case.
   static bool Update(const Transport::Http::HeaderRangePtr& headers, const Core::MethodIdentifier& method,
                      const std::shared_ptr<Core::ExecutionContext>& context,
                      const std::vector<Transport::Http::HeaderExtractor>& extractors);
