@@ -53,7 +53,7 @@ class EagerClient {
   GuestDataSvc::ResultCb::Continuation pending_;
 };
 
-const std::string kPublication = Support::PublicationText(7, "app.web.load", "MTI=");
+const std::string kPublication = Testing::PublicationText(7, "app.web.load", "MTI=");
 
 // As in the daemon: without its logger, every line of tracing would be written.
 bool Initialize(NornHesper::GlobalContext* context) {

@@ -46,7 +46,7 @@ std::uint64_t NowNs() {
 std::string Text(std::uint64_t sequence, std::size_t size) {
   char topic[32];
   std::snprintf(topic, sizeof topic, "b.%019llu", static_cast<unsigned long long>(NowNs()));
-  return Support::FilledText(sequence, topic, size);
+  return Testing::FilledText(sequence, topic, size);
 }
 
 class DaemonProcess {

@@ -22,7 +22,7 @@ using NornHesper::GlobalContext;
 using NornHesper::Publication;
 
 std::string MakeText(std::size_t size) {
-  return Support::FilledText(42, "com.tessaly.tools.heartbeat", size);
+  return Testing::FilledText(42, "com.tessaly.tools.heartbeat", size);
 }
 
 // The texts that cost the most for their size.

@@ -23,7 +23,7 @@
 
 namespace {
 
-using namespace Support;
+using namespace Testing;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kSteadyGuests = 8;
@@ -118,7 +118,7 @@ class Soak {
 
  private:
   static std::string LogSettings() {
-    return "<log><file>" + TestHost().Directory() +
+    return "<log><file>" + SharedHost().Directory() +
            "-soak.log</file><maxBytes>1000000</maxBytes><maxFiles>2</maxFiles></log>";
   }
 
@@ -292,6 +292,6 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: soak SECONDS\n");
     return 64;
   }
-  TestHost();
+  SharedHost();
   return Soak(std::chrono::seconds(seconds)).Run();
 }

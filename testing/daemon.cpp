@@ -17,7 +17,9 @@
 #include <stdexcept>
 #include <thread>
 
-namespace Support {
+#include "testing/temporaryFolder.h"
+
+namespace Testing {
 namespace {
 
 constexpr auto kPatience = std::chrono::seconds(20);
@@ -54,13 +56,6 @@ std::uint16_t FreePort() {
   return ntohs(address.sin_port);
 }
 
-std::string ReadFile(const std::string& name) {
-  std::ifstream file(name);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
 template <typename Condition>
 bool WaitUntil(Condition condition) {
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
@@ -79,7 +74,7 @@ std::size_t Count(const std::string& text, std::string_view part) {
 
 }  // namespace
 
-Krell::Host& TestHost() {
+Krell::Host& SharedHost() {
   static Krell::Host host = [] {
     const auto directory = Folder() + "/host";
     setenv("KRELL_HOST_DIR", directory.c_str(), 1);
@@ -90,11 +85,11 @@ Krell::Host& TestHost() {
 
 Vm::Vm(std::uint32_t cid, bool privileged) : cid_(cid) {
   const auto number = std::to_string(cid);
-  TestHost().Add({cid, "bios-" + number, "uuid-" + number, "vm-" + number, privileged});
+  SharedHost().Add({cid, "bios-" + number, "uuid-" + number, "vm-" + number, privileged});
 }
 
 Vm::~Vm() {
-  TestHost().Remove(cid_);
+  SharedHost().Remove(cid_);
 }
 
 Daemon::Daemon(const Options& options) {
@@ -106,7 +101,7 @@ Daemon::Daemon(const Options& options) {
   const auto configFile = Folder() + "/config." + std::to_string(mine);
   std::ofstream(configFile) << "<config><mirelPort>" << port_ << "</mirelPort><vmListenPort>" << vmPort_
                             << "</vmListenPort>" << options.settings << "</config>";
-  const auto directory = options.hostDirectory.empty() ? TestHost().Directory() : options.hostDirectory;
+  const auto directory = options.hostDirectory.empty() ? SharedHost().Directory() : options.hostDirectory;
   pid_ = fork();
   if (pid_ == 0) {
     const int log = open(logFile_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
@@ -169,4 +164,4 @@ std::string GoodAcknowledgement(std::uint64_t sequence) {
   return "{\n\"sequence\":" + std::to_string(sequence) + ",\n\"status\":\"ok\",\n\"rateLimit\":2\n}";
 }
 
-}  // namespace Support
+}  // namespace Testing

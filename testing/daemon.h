@@ -11,11 +11,11 @@
 #include "platform/krell/standin/host.h"
 #include "testing/guestText.h"
 
-namespace Support {
+namespace Testing {
 
 // The host of this test process, in a folder of its own. Made on first use; named by KRELL_HOST_DIR, so that
 // guest sockets of this process and the daemons that it starts share it.
-Krell::Host& TestHost();
+Krell::Host& SharedHost();
 
 // A VM that runs for as long as this object lives.
 class Vm {
@@ -80,4 +80,4 @@ std::string Publish(Krell::GuestSocket& guest, const Daemon& daemon, std::string
 
 std::string GoodAcknowledgement(std::uint64_t sequence);
 
-}  // namespace Support
+}  // namespace Testing

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace Support {
+namespace Testing {
 
 // The text of a publication, put together without a look at what it is made of, so that a bad one can be had
 // too. The payload is base64 already; what is in moreHeader follows the header's members.
@@ -25,4 +25,4 @@ inline std::string FilledText(std::uint64_t sequence, std::string_view topic, st
   return PublicationText(sequence, topic, std::string(left / 4 * 4, 'Q')).append(left % 4, ' ');
 }
 
-}  // namespace Support
+}  // namespace Testing

@@ -10,6 +10,8 @@
 #include "framework/json/jsonApiRequestDeserializer.h"
 #include "framework/json/jsonApiResponseSerializer.h"
 
+namespace Testing {
+
 // Keeps what a request said.
 struct Understood final : Mirel::Core::ApiRequestVisitor {
   std::error_code Visit(const std::string& requestId,
@@ -57,3 +59,5 @@ std::string Answer(const std::shared_ptr<const Mirel::Core::MethodResult>& resul
 
 using Typed = Mirel::Protocol::Json::JsonApiResponseSerializer<0>;
 using Direct = Mirel::Protocol::Json::JsonApiDirectResponseSerializer<0>;
+
+}  // namespace Testing

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-namespace Support {
+namespace Testing {
 namespace {
 
 // Above the text's last place, so that a text that spans two pieces is seen.
@@ -56,4 +56,4 @@ int CountInMemory(pid_t process, std::string_view text) {
   return count;
 }
 
-}  // namespace Support
+}  // namespace Testing

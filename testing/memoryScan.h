@@ -4,10 +4,10 @@
 
 #include <string_view>
 
-namespace Support {
+namespace Testing {
 
 // How many times the text is in the memory that the process may write: heap, stacks and static data. In
 // the test's own process, what holds the text itself counts too.
 int CountInMemory(pid_t process, std::string_view text);
 
-}  // namespace Support
+}  // namespace Testing

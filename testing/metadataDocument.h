@@ -13,7 +13,7 @@
 #include "testing/temporaryFolder.h"
 
 // Reads, changes and looks into JSON files.
-namespace MetadataTest {
+namespace Testing {
 
 using Texts = std::set<std::string>;
 
@@ -70,4 +70,4 @@ inline const rapidjson::Value& ById(const rapidjson::Value& list, const std::str
   throw std::runtime_error("nothing has the identifier " + id);
 }
 
-}  // namespace MetadataTest
+}  // namespace Testing

@@ -7,6 +7,8 @@
 
 #include "platform/corvane/session.h"
 
+namespace Testing {
+
 // Time passes for its sessions when a test says so.
 class ManualTime {
  public:
@@ -49,3 +51,5 @@ class Witness : public Corvane::SessionAuthData {
   Fate& fate_;
   const std::function<void()> whenTold_;
 };
+
+}  // namespace Testing

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace Support {
+namespace Testing {
 namespace {
 
 constexpr timeval kReadPatience{20, 0};
@@ -148,4 +148,4 @@ std::string Subscriber::Next() {
   return text;
 }
 
-}  // namespace Support
+}  // namespace Testing

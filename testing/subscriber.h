@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace Support {
+namespace Testing {
 
 // A plain TCP connection to a daemon's API on 127.0.0.1, for exact bytes. Reads give up after 20 seconds.
 class Connection {
@@ -67,4 +67,4 @@ class Subscriber {
 // What subscribers ask for most: all topics of all VMs.
 inline constexpr const char kEverything[] = R"({"vm_id_type":"MGR_VM_ID"})";
 
-}  // namespace Support
+}  // namespace Testing

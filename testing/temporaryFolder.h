@@ -7,6 +7,8 @@
 #include <iterator>
 #include <string>
 
+namespace Testing {
+
 // A folder of its own for one test, removed with all that is in it.
 class TemporaryFolder {
  public:
@@ -33,3 +35,5 @@ inline std::string ReadFile(const std::string& path) {
   std::ifstream file(path);
   return {std::istreambuf_iterator<char>(file), {}};
 }
+
+}  // namespace Testing

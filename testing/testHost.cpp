@@ -10,7 +10,7 @@
 #include <fstream>
 #include <stdexcept>
 
-namespace KrellTest {
+namespace Testing {
 namespace {
 
 sockaddr* AsSockaddr(Krell::VsockAddress& address) {
@@ -85,4 +85,4 @@ int PlainSocket::Drain() {
   return count;
 }
 
-}  // namespace KrellTest
+}  // namespace Testing

@@ -8,7 +8,7 @@
 #include "platform/krell/standin/host.h"
 #include "platform/krell/vsockAddress.h"
 
-namespace KrellTest {
+namespace Testing {
 
 // A host of its own, which KRELL_HOST_DIR names for the life of the object. Its path is longer than the
 // address of an AF_UNIX socket.
@@ -65,4 +65,4 @@ class PlainSocket {
   int fd_;
 };
 
-}  // namespace KrellTest
+}  // namespace Testing

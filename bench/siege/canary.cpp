@@ -86,7 +86,7 @@ void Canary::SendOne(std::vector<Krell::GuestSocket>& guests) {
     sequence = sent_.size();
     sent_.push_back({Clock::now()});
   }
-  const auto text = Support::PublicationText(sequence, "canary." + std::to_string(sequence), "aGk=");
+  const auto text = Testing::PublicationText(sequence, "canary." + std::to_string(sequence), "aGk=");
   try {
     guests[sequence % guests.size()].Send(vmPort_, text);
   } catch (const std::system_error&) {
@@ -110,14 +110,14 @@ void Canary::TakeAcknowledgements(std::vector<Krell::GuestSocket>& guests, Clock
 
 void Canary::Acknowledge(const std::string& text) {
   const auto sequence = NumberBehind(text, "\"sequence\":");
-  if (text != Support::GoodAcknowledgement(sequence)) return;
+  if (text != Testing::GoodAcknowledgement(sequence)) return;
   const std::lock_guard lock(sentMutex_);
   if (sequence < sent_.size()) sent_[sequence].ackMs = MillisecondsSince(sent_[sequence].at);
 }
 
 // Ends with the first publication after the last one that counts, or with the stream.
 void Canary::ReadStream() try {
-  Support::Subscriber subscriber(port_, kTopics);
+  Testing::Subscriber subscriber(port_, kTopics);
   while (lastReceived_ <= lastCounted_) {
     const auto sequence = NumberBehind(subscriber.Next(), "\"canary.");
     if (first_ == 0) first_ = sequence;
@@ -150,7 +150,7 @@ void Canary::ReceiveNewcomers() {
 
 // With its first publication, as nothing comes before.
 bool Canary::ComesIn() const try {
-  Support::Subscriber(port_, kTopics).Next();
+  Testing::Subscriber(port_, kTopics).Next();
   return true;
 } catch (const std::exception&) {
   return false;

@@ -60,7 +60,7 @@ std::string AnonymousCall(std::string_view method, std::string_view input) {
 }
 
 std::string Ask(std::uint16_t port, std::string_view request) try {
-  Support::Connection connection(port);
+  Testing::Connection connection(port);
   connection.Send(request);
   return connection.ReceiveAll();
 } catch (const std::runtime_error&) {

@@ -29,14 +29,14 @@ std::string IdIn(const std::string& historyRequest) {
 }
 
 std::string TextThatRepeats(const std::string& id) {
-  const auto size = Support::PublicationText(1, "siege", "", ",\"subscribers\":[]").size();
+  const auto size = Testing::PublicationText(1, "siege", "", ",\"subscribers\":[]").size();
   std::string list = id;
   while (size + list.size() + 1 + id.size() <= NornHesper::kLargestDatagram) list.append(",").append(id);
-  return Support::PublicationText(1, "siege", "", ",\"subscribers\":[" + list + "]");
+  return Testing::PublicationText(1, "siege", "", ",\"subscribers\":[" + list + "]");
 }
 
 // The named subscription's client, who reads all that it gets.
-void ReadAll(Support::Subscriber& subscriber) try {
+void ReadAll(Testing::Subscriber& subscriber) try {
   while (true) subscriber.Next();
 } catch (const std::exception&) {
 }
@@ -59,7 +59,7 @@ void SendFromAll(const Assault& assault, std::uint32_t guests, const std::string
 
 void Repeats(const Assault& assault) {
   Krell::GuestSocket listener(kListenerCid, kHistoryPort);
-  Support::Subscriber named(assault.port,
+  Testing::Subscriber named(assault.port,
                             R"({"vm_id_type":"MGR_VM_ID","topic_prefixes":["siege"],"past_seconds":1})");
   const auto request = listener.Receive(seconds(20));
   if (!request) throw std::runtime_error("no subscription");

@@ -44,7 +44,7 @@ void Leave(int fd, Leaving how) {
 }  // namespace
 
 void Leavers(const Assault& assault) {
-  const auto request = Support::CallRequest(
+  const auto request = Testing::CallRequest(
       kSubscribe, R"({"spec":{"vm_id_type":"MGR_VM_ID","topic_prefixes":["never"]}})", kStreaming);
   const auto pause = std::chrono::duration_cast<milliseconds>(assault.end - assault.begin) * 9 / 10 / kAll;
   std::deque<int> there;

@@ -23,7 +23,7 @@ std::string CallWithPassword(const std::string& user, const std::string& passwor
   const auto plain = user + ":" + password;
   std::string text;
   Base64_Encode(plain.data(), plain.size(), text);
-  return Support::CallRequest(kSubscribe, R"({"spec":{"vm_id_type":"SERIAL"}})", "application/json",
+  return Testing::CallRequest(kSubscribe, R"({"spec":{"vm_id_type":"SERIAL"}})", "application/json",
                               "Connection: close\r\n", "Authorization: Basic " + text + "\r\n");
 }
 

@@ -26,15 +26,15 @@ int Usage() {
 }
 
 // What everybody needs is made before the first process is forked: VMs, and the header with the token.
-std::vector<std::unique_ptr<Support::Vm>> MakeHost() {
-  std::vector<std::unique_ptr<Support::Vm>> vms;
+std::vector<std::unique_ptr<Testing::Vm>> MakeHost() {
+  std::vector<std::unique_ptr<Testing::Vm>> vms;
   for (std::uint32_t i = 0; i < kCanaryVms; ++i) {
-    vms.push_back(std::make_unique<Support::Vm>(kFirstCanaryCid + i));
+    vms.push_back(std::make_unique<Testing::Vm>(kFirstCanaryCid + i));
   }
   for (std::uint32_t i = 0; i < kHostileVms; ++i) {
-    vms.push_back(std::make_unique<Support::Vm>(kFirstHostileCid + i));
+    vms.push_back(std::make_unique<Testing::Vm>(kFirstHostileCid + i));
   }
-  Support::Authorized();
+  Testing::Authorized();
   return vms;
 }
 

@@ -20,10 +20,10 @@ constexpr int kSmallBuffer = 4096;
 constexpr auto kBytePause = milliseconds(200);
 constexpr auto kRound = milliseconds(500);
 
-std::vector<std::unique_ptr<Support::Subscriber>> Subscribers(std::uint16_t port) {
-  std::vector<std::unique_ptr<Support::Subscriber>> subscribers;
+std::vector<std::unique_ptr<Testing::Subscriber>> Subscribers(std::uint16_t port) {
+  std::vector<std::unique_ptr<Testing::Subscriber>> subscribers;
   for (std::size_t i = 0; i < kReaders; ++i) {
-    subscribers.push_back(std::make_unique<Support::Subscriber>(
+    subscribers.push_back(std::make_unique<Testing::Subscriber>(
         port, R"({"vm_id_type":"MGR_VM_ID","topic_prefixes":["siege"]})", kSmallBuffer));
   }
   return subscribers;
@@ -38,7 +38,7 @@ void SlowClients(const Assault& assault) {
   for (std::size_t i = 0; i < kTricklers; ++i) crowd.Add(trickle, kBytePause);
   std::vector<Krell::GuestSocket> guests;
   for (std::uint32_t i = 0; i < kGuests; ++i) guests.emplace_back(kFirstLargeCid + i);
-  const auto text = Support::PublicationText(1, "siege", std::string(60'000, 'Q'));
+  const auto text = Testing::PublicationText(1, "siege", std::string(60'000, 'Q'));
   assault.Hold(subscribers.size() + crowd.Size());
   for (auto due = Clock::now(); assault.GoesOn();) {
     crowd.Turn(milliseconds(20));

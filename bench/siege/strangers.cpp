@@ -29,7 +29,7 @@ std::string Forged(std::string authorization) {
 void Churn(const Assault& assault) {
   while (assault.GoesOn()) {
     for (int i = 0; i < kAtOnce; ++i) {
-      if (i % 2 == 0) Support::Connection(assault.port).Reset();
+      if (i % 2 == 0) Testing::Connection(assault.port).Reset();
       if (i % 2 == 1) CanConnect(assault.port);
       assault.Count();
     }
@@ -38,8 +38,8 @@ void Churn(const Assault& assault) {
 }
 
 void ForgedTokens(const Assault& assault) {
-  const auto request = Support::CallRequest(kSubscribe, R"({"spec":{"vm_id_type":"MGR_VM_ID"}})", kStreaming,
-                                            "Connection: close\r\n", Forged(Support::Authorized()));
+  const auto request = Testing::CallRequest(kSubscribe, R"({"spec":{"vm_id_type":"MGR_VM_ID"}})", kStreaming,
+                                            "Connection: close\r\n", Forged(Testing::Authorized()));
   CallAgainAndAgain(assault, std::vector<std::string>(kForgers, request), kForgersPause);
 }
 

@@ -53,7 +53,7 @@ Target::Target(const TargetOptions& options)
     : port_(FreePort()), auditBefore_(Size(Corvane::Paths::kAuditFile)) {
   static std::uint32_t number = 0;
   vmPort_ = 7777 + number++;
-  const auto files = Support::TestHost().Directory() + "-" + std::to_string(vmPort_);
+  const auto files = Testing::SharedHost().Directory() + "-" + std::to_string(vmPort_);
   logFile_ = files + ".log";
   const auto configFile = files + ".xml";
   std::ofstream(configFile) << "<config><mirelPort>" << port_ << "</mirelPort><vmListenPort>" << vmPort_

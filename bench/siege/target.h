@@ -19,7 +19,7 @@ struct TargetOptions {
   Passwords passwords = Passwords::Host;
 };
 
-// The daemon under attack: the program of this build, on the host of Support::TestHost, with ports of its
+// The daemon under attack: the program of this build, on the host of Testing::SharedHost, with ports of its
 // own. Its standard error is a subject of the siege, so it isn't the tests' daemon. Ended by force with the
 // object.
 class Target {

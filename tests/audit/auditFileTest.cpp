@@ -12,6 +12,8 @@
 namespace Tessaly::Audit {
 namespace {
 
+using Testing::ReadFile;
+using Testing::TemporaryFolder;
 namespace Files = std::filesystem;
 
 // How many times the text is in what the action writes to standard error.

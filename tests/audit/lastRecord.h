@@ -10,7 +10,7 @@
 
 // The last line of the host's audit log, without its line feed.
 inline std::string LastLine() {
-  auto all = ReadFile(Corvane::Paths::kAuditFile);
+  auto all = Testing::ReadFile(Corvane::Paths::kAuditFile);
   EXPECT_TRUE(all.ends_with('\n'));
   all.resize(all.empty() ? 0 : all.size() - 1);
   const auto start = all.rfind('\n');

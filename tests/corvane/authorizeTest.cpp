@@ -16,6 +16,7 @@ using Corvane::Authorize::AuthorizeManager;
 using Corvane::Authorize::ExpiryCallback;
 using Corvane::Authorize::UserData;
 using Corvane::System::DateTime;
+using Testing::ManualTime;
 
 class AuthorizeTest : public testing::Test {
  protected:

@@ -14,6 +14,7 @@ namespace {
 
 using Corvane::Service::Config;
 using testing::HasSubstr;
+using Testing::TemporaryFolder;
 
 class ConfigTest : public testing::Test {
  protected:

@@ -18,6 +18,8 @@ using Corvane::Service::Logger;
 using Corvane::Service::LogInternal;
 using testing::HasSubstr;
 using testing::MatchesRegex;
+using Testing::ReadFile;
+using Testing::TemporaryFolder;
 
 // What is written to standard error while the function runs.
 template <typename Function>

@@ -14,6 +14,8 @@ using Corvane::MakeRef;
 using Corvane::Ref;
 using Corvane::Session;
 using Corvane::SessionManager;
+using Testing::ManualTime;
+using Testing::TemporaryFolder;
 
 TEST(SessionManagerTest, FindsWhatItHasAndRefusesWhatIsTooMuch) {
   ManualTime time;

@@ -20,6 +20,9 @@ using Corvane::MakeRef;
 using Corvane::Ref;
 using Corvane::Session;
 using Corvane::SessionManager;
+using Testing::Fate;
+using Testing::ManualTime;
+using Testing::Witness;
 
 constexpr std::int64_t kIdleTimeout = 1;
 

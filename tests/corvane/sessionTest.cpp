@@ -17,6 +17,9 @@ namespace {
 using Corvane::MakeRef;
 using Corvane::Ref;
 using Corvane::Session;
+using Testing::Fate;
+using Testing::ManualTime;
+using Testing::Witness;
 
 // Refers to its session, as the authentication structure of a call does.
 class Owner final : public Witness {

@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace Support;
+using namespace Testing;
 
 constexpr const char kServices[] = "com.tessaly.mirel.std.introspection.service.list";
 // A call that is refused for its argument once the caller is known: an answer that comes at once.

@@ -15,7 +15,7 @@
 
 namespace {
 
-using namespace Support;
+using namespace Testing;
 
 // The blocks between "```sh" and "```".
 std::vector<std::string> ShellBlocks(const std::string& fileName) {
@@ -53,7 +53,7 @@ TEST(ApiDocumentTest, EveryCommandRuns) {
   ASSERT_GE(blocks.size(), 5U);
   // The first block is what the others start from.
   for (const auto& block : std::span(blocks).subspan(1)) {
-    const auto script = TestHost().Directory() + ".sh";
+    const auto script = SharedHost().Directory() + ".sh";
     std::ofstream(script) << "set -eu\ncd " << folder / ""
                           << "\nexport PATH=" PROGRAMS_FOLDER ":$PATH\nAPI=http://127.0.0.1:" << daemon.port()
                           << "/api\nPORT=" << daemon.port() << "\n"

@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace Support;
+using namespace Testing;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kNoAnswer{300};
@@ -42,13 +42,13 @@ TEST(GuestTest, IsKnownByItsCurrentIdentity) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(14);
   auto subscriber = beacon.Subscribe(daemon);
-  TestHost().Add({15, "bios-old", "uuid-old", "vm-old", true});
+  SharedHost().Add({15, "bios-old", "uuid-old", "vm-old", true});
   {
     Krell::GuestSocket guest(15);
     EXPECT_EQ(Publish(guest, daemon, PublicationText(1, "a", "")), GoodAcknowledgement(1));
     EXPECT_NE(subscriber.Next().find(R"("mgr_vm_id":"vm-old")"), std::string::npos);
   }
-  TestHost().Remove(15);
+  SharedHost().Remove(15);
   Vm successor(15);
   Krell::GuestSocket guest(15);
   EXPECT_EQ(Publish(guest, daemon, PublicationText(2, "a", "")), GoodAcknowledgement(2));
@@ -105,7 +105,7 @@ class KernelFaults {
   ~KernelFaults() { std::filesystem::remove(Path()); }
 
  private:
-  static std::string Path() { return TestHost().Directory() + "/faults"; }
+  static std::string Path() { return SharedHost().Directory() + "/faults"; }
 };
 
 std::size_t Count(const std::string& text, const std::string& part) {

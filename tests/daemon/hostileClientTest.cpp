@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace Support;
+using namespace Testing;
 
 constexpr const char kList[] = "com.tessaly.mirel.std.introspection.service.list";
 constexpr const char kJson[] = "application/json";

@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace Support;
+using namespace Testing;
 
 constexpr std::size_t kLargest = NornHesper::kLargestDatagram;
 
@@ -132,7 +132,7 @@ TEST(HostileGuestTest, FloodIsKeptOffByTheKernel) {
 }
 
 TEST(HostileGuestTest, BadTextsDoNotFillTheDisk) {
-  const auto logFile = TestHost().Directory() + "-rotating.log";
+  const auto logFile = SharedHost().Directory() + "-rotating.log";
   Daemon daemon({.settings = "<log><file>" + logFile +
                              "</file><maxBytes>100000</maxBytes><maxFiles>2</maxFiles></log>"});
   for (std::uint32_t cid = 2000; cid < 2020; ++cid) {
@@ -141,7 +141,7 @@ TEST(HostileGuestTest, BadTextsDoNotFillTheDisk) {
     EXPECT_NE(Publish(guest, daemon, std::string(kLargest, 'x')), "");
   }
   std::uintmax_t total = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(TestHost().Directory() + "/..")) {
+  for (const auto& entry : std::filesystem::directory_iterator(SharedHost().Directory() + "/..")) {
     if (entry.path().string().find("-rotating") != std::string::npos) total += entry.file_size();
   }
   EXPECT_GT(total, 0U);

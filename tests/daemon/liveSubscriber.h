@@ -7,7 +7,7 @@
 #include "testing/daemon.h"
 #include "testing/subscriber.h"
 
-namespace Support {
+namespace Testing {
 
 // Settings under which a subscription that asks for history asks every running VM.
 inline constexpr const char kAskAll[] = "<requestHistoryAll>true</requestHistoryAll>";
@@ -37,4 +37,4 @@ class Beacon {
   Krell::GuestSocket socket_;
 };
 
-}  // namespace Support
+}  // namespace Testing

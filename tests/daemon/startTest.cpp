@@ -9,8 +9,8 @@
 
 namespace {
 
-using Support::Daemon;
-using Support::TestHost;
+using Testing::Daemon;
+using Testing::SharedHost;
 
 TEST(StartTest, SignalsAreLoggedAndTermEndsIt) {
   Daemon daemon;
@@ -39,7 +39,7 @@ TEST(StartTest, UnusableConfigurationIsToldOnStandardError) {
 class FaultyKernelTest : public ::testing::TestWithParam<std::pair<const char*, const char*>> {};
 
 TEST_P(FaultyKernelTest, EndsTheDaemonWithStatusZeroAndAReason) {
-  const auto directory = TestHost().Directory() + "-faulty";
+  const auto directory = SharedHost().Directory() + "-faulty";
   std::filesystem::remove_all(directory);
   const Krell::Host host(directory);
   std::ofstream(directory + "/faults") << GetParam().first << '\n';
@@ -70,10 +70,10 @@ TEST(StartTest, ApiOnOneFamilyAloneWillDo) {
   options.waitUntilRunning = false;
   Daemon second(options);
   ASSERT_TRUE(second.WaitForLog("Running IO service..."));
-  Support::Vm vm(41);
+  Testing::Vm vm(41);
   Krell::GuestSocket guest(vm.cid());
-  EXPECT_EQ(Support::Publish(guest, second, Support::PublicationText(7, "a", "")),
-            Support::GoodAcknowledgement(7));
+  EXPECT_EQ(Testing::Publish(guest, second, Testing::PublicationText(7, "a", "")),
+            Testing::GoodAcknowledgement(7));
 }
 
 }  // namespace

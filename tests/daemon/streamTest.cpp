@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace Support;
+using namespace Testing;
 
 constexpr const char kCleanStream[] = "application/vnd.tessaly.mirel.clean.stream.json";
 

@@ -11,7 +11,7 @@
 // A backend's thread ends with its process only: each case has a process of its own.
 namespace {
 
-using KrellTest::DeathTestHost;
+using Testing::DeathTestHost;
 using testing::ExitedWithCode;
 
 TEST(BackendDeathTest, RunsOnlyWithTheSocketItWants) {

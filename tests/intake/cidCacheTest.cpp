@@ -14,10 +14,10 @@
 
 namespace {
 
-using KrellTest::TestHost;
 using NornHesper::CidCache;
 using NornHesper::CidInfoPtr;
 using NornHesper::Result;
+using Testing::TestHost;
 
 constexpr std::int64_t kSecond = 1'000'000;
 std::int64_t now = 0;

@@ -9,6 +9,8 @@
 namespace Intake {
 namespace {
 
+using Testing::TemporaryFolder;
+
 // The context is one for the process: its schema and its logger serve all tests.
 class ContextEnvironment final : public testing::Environment {
  public:
@@ -33,7 +35,7 @@ std::string Text(const std::string& header, const std::string& payload) {
 }
 
 std::string GoodText(std::uint64_t sequence, const std::string& moreHeader) {
-  return Support::PublicationText(sequence, "a.b", "aGk=", moreHeader);
+  return Testing::PublicationText(sequence, "a.b", "aGk=", moreHeader);
 }
 
 }  // namespace Intake

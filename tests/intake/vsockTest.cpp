@@ -31,7 +31,7 @@ TEST(VsockDeathTest, FindsTheFamilyOnce) {
                                                      {"family device\nopen EACCES\n", -97, -97},
                                                      {"family none\n", -97, -97}};
   for (const auto& [faults, first, second] : cases) {
-    const KrellTest::DeathTestHost host(faults);
+    const Testing::DeathTestHost host(faults);
     EXPECT_EXIT(
         {
           const bool good = Family() == first && Family() == second && (second < 0 || CanBeUsed(second));

@@ -4,6 +4,10 @@
 
 namespace {
 
+using Testing::Deserialize;
+using Testing::RequestWithInput;
+using Testing::Understood;
+
 constexpr std::size_t kBodyLimit = 2500000;
 
 // A list or object of as many parts as a body can hold.

@@ -5,6 +5,9 @@
 namespace {
 
 using namespace Mirel;
+using Testing::Deserialize;
+using Testing::RequestWithInput;
+using Testing::Understood;
 
 TEST(RequestTest, EnvelopeReachesTheVisitor) {
   Understood request;

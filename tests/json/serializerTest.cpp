@@ -12,6 +12,12 @@ using namespace Mirel;
 using Core::MethodResult;
 using Data::DataValue;
 using Data::DataValuePtr;
+using Testing::Answer;
+using Testing::Deserialize;
+using Testing::Direct;
+using Testing::RequestWithInput;
+using Testing::Typed;
+using Testing::Understood;
 
 DataValuePtr Optional(DataValuePtr value) {
   return std::make_shared<Data::OptionalValue>(std::move(value));

@@ -13,8 +13,8 @@
 
 namespace {
 
-using KrellTest::TestHost;
 using testing::HasSubstr;
+using Testing::TestHost;
 
 template <typename Call>
 std::string ErrorOf(Call call) {

@@ -12,8 +12,8 @@
 
 namespace {
 
-using KrellTest::PlainSocket;
-using KrellTest::TestHost;
+using Testing::PlainSocket;
+using Testing::TestHost;
 using Tools::HistoryRequest;
 using Tools::ReadAcknowledgement;
 using Tools::ReadHistoryRequest;

@@ -15,8 +15,8 @@
 namespace {
 
 using Krell::GuestSocket;
-using KrellTest::PlainSocket;
-using KrellTest::TestHost;
+using Testing::PlainSocket;
+using Testing::TestHost;
 
 constexpr std::uint32_t kPort = 7777;
 constexpr std::size_t kLargest = NornHesper::kLargestDatagram;

@@ -10,7 +10,7 @@
 namespace Mirel::Authz {
 namespace {
 
-using namespace MetadataTest;
+using namespace Testing;
 
 // The service's metadata, with requirements for its operation.
 std::string Requiring(const std::string& requirements) {

@@ -8,7 +8,7 @@
 namespace Mirel::Provider::Metadata {
 namespace {
 
-using namespace MetadataTest;
+using namespace Testing;
 
 // What the loaders say of a text, "" for success. Containers are filled before, so that what a failed load
 // leaves behind shows.

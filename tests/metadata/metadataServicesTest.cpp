@@ -10,7 +10,7 @@
 namespace Mirel::Provider::Metadata {
 namespace {
 
-using namespace MetadataTest;
+using namespace Testing;
 using Arguments = std::map<std::string, std::string>;
 
 constexpr char kComponent[] = "com.tessaly.norn.hesper";

@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace MetadataTest;
+using namespace Testing;
 using namespace Com::Tessaly::Norn::Hesper;
 namespace Errors = Com::Tessaly::Mirel::Std::Errors;
 

@@ -10,6 +10,8 @@
 namespace Routing {
 namespace {
 
+using Testing::TemporaryFolder;
+
 // The context is one for the process: its settings, its schema and its logger serve all tests.
 class ContextEnvironment final : public testing::Environment {
  public:

@@ -11,6 +11,8 @@
 namespace Bridge {
 namespace {
 
+using Testing::TemporaryFolder;
+
 std::atomic<std::int64_t> gNow{0};
 
 class AppEnvironment final : public testing::Environment {

@@ -19,6 +19,7 @@ namespace {
 
 using namespace Bridge;
 using Mirel::Core::AsyncApiResultCb;
+using Testing::ManualTime;
 
 const AsyncApiResultCb kNobody([](const auto&, const auto&, auto&&) {});
 

@@ -21,6 +21,7 @@ using Mirel::DateTimeError;
 using Mirel::L10n::DateTimeFormat;
 using Mirel::L10n::L10nError;
 using Mirel::L10n::LanguagePreference;
+using Testing::TemporaryFolder;
 
 constexpr const char* kMarker = "_pelagor-mirel_error_not_found_";
 

@@ -17,7 +17,11 @@
 namespace {
 
 using namespace Mirel;
+using Testing::Answer;
+using Testing::Deserialize;
 using testing::HasSubstr;
+using Testing::Typed;
+using Testing::Understood;
 
 class SessionApiTest : public testing::Test {
  protected:
@@ -68,7 +72,7 @@ TEST_F(SessionApiTest, LoginOnceThenNameTheSession) {
 }
 
 TEST_F(SessionApiTest, MetadataSaysWhatTheCodeDoes) {
-  using namespace MetadataTest;
+  using namespace Testing;
   using Provider::Metadata::ProviderHelper;
   // The model that both refer to is checked with each of them.
   const auto cli = ProviderHelper::LoadCliMetadataFile(

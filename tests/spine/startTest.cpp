@@ -17,6 +17,8 @@
 
 namespace {
 
+using Testing::ReadFile;
+using Testing::TemporaryFolder;
 namespace fs = std::filesystem;
 namespace Paths = Corvane::Paths;
 using testing::ExitedWithCode;

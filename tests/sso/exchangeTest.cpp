@@ -28,6 +28,8 @@ extern char** environ;
 namespace {
 
 using namespace SsoClient;
+using Testing::ReadFile;
+using Testing::TemporaryFolder;
 namespace Security = Corvane::Xml::Security;
 
 // The real process, on a folder of its own, with what it says there.
@@ -164,12 +166,12 @@ TEST_F(ExchangeTest, NothingOfAPasswordStaysInMemory) {
   const auto tail = kPassword.substr(16);
   {
     const Corvane::WipedString password(kPassword);
-    EXPECT_GT(Support::CountInMemory(getpid(), tail), 0);
+    EXPECT_GT(Testing::CountInMemory(getpid(), tail), 0);
     const auto refused =
         Reason([&] { process_->Bearer().AcquireToken(kUser, password.text(), PlainSpec()); });
     EXPECT_TRUE(refused.starts_with("credentials: ")) << refused;
   }
-  EXPECT_EQ(Support::CountInMemory(getpid(), tail), 0);
+  EXPECT_EQ(Testing::CountInMemory(getpid(), tail), 0);
 }
 
 TEST_F(ExchangeTest, BearerTokens) {

@@ -17,6 +17,8 @@ namespace {
 using namespace SsoClient;
 using namespace Corvane::Xml::Security;
 using AssertionFactory::Identity;
+using Testing::ReadFile;
+using Testing::TemporaryFolder;
 
 const std::string kTampered = "signature: Failed to verify signature: token might have been tampered with.";
 const std::string kUncovered = "parse: Token's signature must cover the entire token";

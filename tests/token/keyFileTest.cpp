@@ -15,6 +15,8 @@
 
 namespace {
 
+using Testing::TemporaryFolder;
+
 class KeyFileTest : public testing::Test {
  protected:
   bool Has(const std::string& kid) { return keys_.Keys()->Find(kid) != nullptr; }

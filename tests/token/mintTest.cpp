@@ -14,6 +14,9 @@
 
 namespace {
 
+using Testing::ReadFile;
+using Testing::TemporaryFolder;
+
 using NornToken::MintError;
 
 const NornToken::TokenClaims kAnna = {"anna", {"GUEST_DATA_ACCESS"}, 1000, 2000};
