@@ -11,10 +11,10 @@
 namespace {
 
 void PrintVms(const Krell::Host& host) {
-  constexpr const char* format = "%-10s %-10s %-10s %-10s %-36s %-36s %s\n";
-  std::printf(format, "CID", "CARTEL", "VMM", "PRIVILEGED", "BIOS-UUID", "VM-UUID", "MGR-VM-ID");
+  constexpr const char* kFormat = "%-10s %-10s %-10s %-10s %-36s %-36s %s\n";
+  std::printf(kFormat, "CID", "CARTEL", "VMM", "PRIVILEGED", "BIOS-UUID", "VM-UUID", "MGR-VM-ID");
   for (const auto& vm : host.List()) {
-    std::printf(format, std::to_string(vm.identity.cid).c_str(), std::to_string(vm.cartelId).c_str(),
+    std::printf(kFormat, std::to_string(vm.identity.cid).c_str(), std::to_string(vm.cartelId).c_str(),
                 std::to_string(vm.leaderId).c_str(), vm.identity.privileged ? "yes" : "no",
                 vm.identity.biosUuid.c_str(), vm.identity.vmUuid.c_str(), vm.identity.mgrVmId.c_str());
   }

@@ -16,8 +16,8 @@
 // is here, a logger that writes faults only, and sessions whose time stands still.
 namespace Bridge {
 
-constexpr std::int64_t kEphemeralTimeout = 7'000'000;
-constexpr std::int64_t kMinute = 60'000'000;
+inline constexpr std::int64_t kEphemeralTimeout = 7'000'000;
+inline constexpr std::int64_t kMinute = 60'000'000;
 constexpr char kRefused[] = "com.tessaly.mirel.std.errors.unauthenticated";
 
 using Entries = std::map<std::string, std::string>;

@@ -51,6 +51,6 @@ class Faults {
 };
 
 // How "SO_RCVBUF" is distinguished from the options of the vsock level.
-constexpr unsigned long kReceiveBufferOption = 0x10000;
+inline constexpr unsigned long kReceiveBufferOption = 0x10000;
 
 }  // namespace Krell
