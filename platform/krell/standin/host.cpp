@@ -26,7 +26,7 @@ namespace {
 constexpr std::uint32_t kRecordMagic = 0x314D564B;
 constexpr std::uint32_t kFirstGuestCid = 3;
 // One at a time, under the lock of the host.
-constexpr const char* temporaryName = "new";
+constexpr const char* kTemporaryName = "new";
 constexpr std::uint64_t kFirstId = 2098177;
 
 // A VM's file: written once under another name and moved into place, so it is whole or not there.
@@ -94,17 +94,17 @@ std::optional<std::uint32_t> ReadLink(int directory, const std::string& link) {
 }
 
 void WriteFile(int directory, const std::string& path, const void* data, std::size_t size) {
-  Descriptor file(openat(directory, temporaryName, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  Descriptor file(openat(directory, kTemporaryName, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
   if (file.Get() < 0 || write(file.Get(), data, size) != static_cast<ssize_t>(size) ||
-      renameat(directory, temporaryName, directory, path.c_str()) != 0) {
+      renameat(directory, kTemporaryName, directory, path.c_str()) != 0) {
     throw Failure("cannot write " + path, errno);
   }
 }
 
 void WriteLink(int directory, const std::string& link, std::uint32_t cid) {
-  unlinkat(directory, temporaryName, 0);
-  if (symlinkat(std::to_string(cid).c_str(), directory, temporaryName) != 0 ||
-      renameat(directory, temporaryName, directory, link.c_str()) != 0) {
+  unlinkat(directory, kTemporaryName, 0);
+  if (symlinkat(std::to_string(cid).c_str(), directory, kTemporaryName) != 0 ||
+      renameat(directory, kTemporaryName, directory, link.c_str()) != 0) {
     throw Failure("cannot write " + link, errno);
   }
 }
