@@ -17,8 +17,8 @@ namespace Tools {
 namespace {
 
 constexpr std::size_t kMostKept = 10000;
-constexpr std::size_t mostQueued = 20000;
-constexpr int mostAttempts = 2;
+constexpr std::size_t kMostQueued = 20000;
+constexpr int kMostAttempts = 2;
 
 void Report(const std::string& text) {
   std::fprintf(stderr, "hesper-publish: %s\n", text.c_str());
@@ -94,7 +94,7 @@ void HistoryServer::Advance(Clock::time_point now) {
   while (!queue_.empty()) {
     Sending& first = queue_.front();
     if (first.attempts > 0 && now < first.deadline) return;
-    if (first.attempts == mostAttempts) {
+    if (first.attempts == kMostAttempts) {
       Report("no answer to sequence " + std::to_string(first.sequence));
       if (!first.subscriber) {
         status_ = std::max(status_, 2);
@@ -199,7 +199,7 @@ void HistoryServer::TakeRequests() {
       if (static_cast<std::uint64_t>(age) > request->pastSeconds || !request->Takes(kept.publication.topic)) {
         continue;
       }
-      if (queue_.size() >= mostQueued) {
+      if (queue_.size() >= kMostQueued) {
         Report("too many history requests wait, the rest of this one was left unanswered");
         break;
       }
