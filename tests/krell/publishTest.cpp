@@ -18,7 +18,7 @@ using Tools::HistoryRequest;
 using Tools::ReadAcknowledgement;
 using Tools::ReadHistoryRequest;
 
-constexpr std::uint32_t kPort = 7777;
+constexpr std::uint32_t kDaemonPort = 7777;
 constexpr int kPatienceMs = 20000;
 
 TEST(AcknowledgementTest, IsReadThoughItsDiagnosisIsNoJson) {
@@ -79,7 +79,7 @@ class PublishTest : public testing::Test {
  protected:
   void SetUp() override {
     host_.AddVm(5);
-    ASSERT_EQ(daemon_.Bind(kPort), 0);
+    ASSERT_EQ(daemon_.Bind(kDaemonPort), 0);
   }
 
   // The next text from the guest, which it answers.

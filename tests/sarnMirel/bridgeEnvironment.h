@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "framework/core/asyncActivation.h"
+#include "lib/sarnMirel/sessionMapping.h"
 #include "lib/sarnMirel/sessionServiceImpl.h"
 #include "platform/corvane/session.h"
 #include "platform/corvane/sessionManager.h"
@@ -58,6 +59,11 @@ boost::optional<T> Call(SarnMirel::SessionServiceImpl& service,
   (service.*operation)(activation, Result(std::move(callbacks)));
   EXPECT_EQ(answers, 1);
   return answer;
+}
+
+inline std::size_t EntriesOf(SarnMirel::SessionMapping& mapping) {
+  const Corvane::MutexLock lock(mapping.mutex);
+  return mapping.map.size();
 }
 
 }  // namespace Bridge

@@ -28,10 +28,7 @@ TEST(SessionRaceTest, CreateDeleteGetAndExpiry) {
   std::atomic<std::uint64_t> ended{0};
   std::mutex mutex;
   std::vector<std::string> known{"unknown"};
-  const auto size = [&] {
-    const std::lock_guard lock(mapping->mutex);
-    return mapping->map.size();
-  };
+  const auto size = [&] { return EntriesOf(*mapping); };
   const auto step = [&](int number, const std::string& id) {
     const auto inSession = Activation(InSession(id));
     SessionRef session;

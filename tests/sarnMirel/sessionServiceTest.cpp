@@ -60,7 +60,7 @@ TEST_F(SessionServiceTest, LivesFromCreateToDelete) {
   const auto scheme = InSession(id)["schemeId"];
   EXPECT_THAT(CaptureLog([&] { EXPECT_TRUE(Delete(InSession(id))); }),
               HasSubstr("Session::Delete { schemeId : " + scheme + " }; session ID: " + hostId + "\n"));
-  EXPECT_TRUE(mapping->map.empty()) << "the entry leaves with the session";
+  EXPECT_EQ(EntriesOf(*mapping), 0U) << "the entry leaves with the session";
   EXPECT_FALSE(Delete(InSession(id)));
   EXPECT_EQ(Get(InSession(id)), "refused");
 }
@@ -143,7 +143,7 @@ TEST_F(SessionServiceTest, SessionThatIsCreatedTwice) {
   EXPECT_EQ(Behind(second), Behind(first));
   EXPECT_EQ(Get(InSession(first)), "alice");
   EXPECT_TRUE(Delete(InSession(second)));
-  EXPECT_TRUE(mapping->map.empty());
+  EXPECT_EQ(EntriesOf(*mapping), 0U);
 }
 
 // No identifier goes out for a session that is gone.
@@ -152,7 +152,7 @@ TEST_F(SessionServiceTest, SessionThatEndsMeanwhile) {
       mapping, Corvane::Service::Logger::Create({.level = 3}),
       [](const auto&, Corvane::Session* session) { session->End(); }, nullptr);
   EXPECT_FALSE(Call(hasty, &SessionServiceImpl::Create, Activation({}, Login("alice"))));
-  EXPECT_TRUE(mapping->map.empty());
+  EXPECT_EQ(EntriesOf(*mapping), 0U);
 }
 
 TEST_F(SessionServiceTest, TicketClonesASession) {

@@ -47,10 +47,12 @@ struct OpenCall {
     (*turn)(value, {}, nullptr);
   }
 
-  TestServer& server_;
   std::optional<Core::AsyncApiResultCb> result;
   int asked = 0;
   bool stopped = false;
+
+ private:
+  TestServer& server_;
 };
 
 TEST(ResponseTest, CarriesEachResultInAFrameOfItsOwn) {
