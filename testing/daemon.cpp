@@ -42,20 +42,6 @@ const std::string& Folder() {
   return folder;
 }
 
-std::uint16_t FreePort() {
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  if (bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-      getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-    throw std::runtime_error("no free port");
-  }
-  close(fd);
-  return ntohs(address.sin_port);
-}
-
 template <typename Condition>
 bool WaitUntil(Condition condition) {
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
@@ -73,6 +59,20 @@ std::size_t Count(const std::string& text, std::string_view part) {
 }
 
 }  // namespace
+
+std::uint16_t FreePort() {
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  if (bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+      getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+    throw std::runtime_error("no free port");
+  }
+  close(fd);
+  return ntohs(address.sin_port);
+}
 
 Krell::Host& SharedHost() {
   static Krell::Host host = [] {

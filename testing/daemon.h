@@ -17,6 +17,9 @@ namespace Testing {
 // guest sockets of this process and the daemons that it starts share it.
 Krell::Host& SharedHost();
 
+// A TCP port of 127.0.0.1 that nobody has now.
+std::uint16_t FreePort();
+
 // A VM that runs for as long as this object lives.
 class Vm {
  public:

@@ -25,18 +25,6 @@ sockaddr_in Loopback(std::uint16_t port) {
   return address;
 }
 
-std::uint16_t FreePort() {
-  const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  auto address = Loopback(0);
-  socklen_t length = sizeof address;
-  if (bind(fd, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-      getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-    throw std::runtime_error("no free port");
-  }
-  close(fd);
-  return ntohs(address.sin_port);
-}
-
 bool CanConnect(std::uint16_t port) {
   const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const auto address = Loopback(port);

@@ -14,7 +14,6 @@ inline constexpr const char kStreaming[] = "application/vnd.tessaly.mirel.clean.
 inline constexpr const char kOpenCall[] = "com.tessaly.mirel.std.introspection.service.list";
 
 sockaddr_in Loopback(std::uint16_t port);
-std::uint16_t FreePort();
 bool CanConnect(std::uint16_t port);
 
 // A POST with that body and the header lines that it needs, its length among them.

@@ -50,7 +50,7 @@ bool Target::Supports(Passwords passwords) {
 }
 
 Target::Target(const TargetOptions& options)
-    : port_(FreePort()), auditBefore_(Size(Corvane::Paths::kAuditFile)) {
+    : port_(Testing::FreePort()), auditBefore_(Size(Corvane::Paths::kAuditFile)) {
   static std::uint32_t number = 0;
   vmPort_ = 7777 + number++;
   const auto files = Testing::SharedHost().Directory() + "-" + std::to_string(vmPort_);
