@@ -85,13 +85,17 @@ TEST(AuditFileTest, AFullDiskIsToldOnceAndTheEndOfIt) {
     Files::create_symlink("/dev/full", path);
     EXPECT_EQ(CountInLog("Audit records are lost: cannot write to",
                          [&] {
-                           for (int i = 0; i < 3; ++i) EXPECT_FALSE(file.Append("lost\n"));
+                           for (int i = 0; i < 3; ++i) {
+                             EXPECT_FALSE(file.Append("lost\n"));
+                           }
                          }),
               1);
     Files::remove(path);
     EXPECT_EQ(CountInLog("Audit records are written again, 3 were lost",
                          [&] {
-                           for (int i = 0; i < 2; ++i) EXPECT_TRUE(file.Append("kept\n"));
+                           for (int i = 0; i < 2; ++i) {
+                             EXPECT_TRUE(file.Append("kept\n"));
+                           }
                          }),
               1);
     EXPECT_EQ(ReadFile(path), "kept\nkept\n");

@@ -150,7 +150,7 @@ TEST(SessionRaceTest, NothingComesBetweenTheCheckAndTheEnd) {
       const auto session = time.MakeSession(idleTimeout);
       if (leased) session->AddLease();
       bool won = false;
-      const Interruption interruption(gap, [&] { won = rival(*session); });
+      const Interruption interruption(gap, [&, rival = rival] { won = rival(*session); });
       const bool ended = end(time, *session);
       if (!interruption.HasHappened()) {
         ASSERT_GE(gap, 2) << name;
