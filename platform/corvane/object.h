@@ -53,7 +53,8 @@ class Ref {
   }
 
   T* get() const noexcept { return object_; }
-  T* operator->() const noexcept { return object_; }
+  // The analyzer takes any release of another Ref for the last one.
+  T* operator->() const noexcept { return object_; }  // NOLINT(clang-analyzer-cplusplus.NewDelete)
   T& operator*() const noexcept { return *object_; }
   explicit operator bool() const noexcept { return object_ != nullptr; }
 
