@@ -1,5 +1,6 @@
 # With NORNHESPER_PRECOMPILE, the headers that most tests need are parsed once for all of them. The builds under
-# sanitizers and by clang do without, so that a source that lacks an include is found there.
+# sanitizers and by clang do without; the one under AddressSanitizer goes file by file as well, so that a source that
+# lacks an include is found there.
 if(NORNHESPER_PRECOMPILE AND NORNHESPER_BUILD_TESTS)
   find_package(GTest REQUIRED)
   # Lets ccache look into it.

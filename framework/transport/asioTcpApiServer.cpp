@@ -20,10 +20,10 @@ namespace Mirel::Transport::PicoHttp {
 namespace {
 
 using boost::asio::ip::tcp;
-using Handler = PicoHttpStreamHandler<BodyHttpHandler<PicoHttpApiRequestHandler>>;
+using StreamHandler = PicoHttpStreamHandler<BodyHttpHandler<PicoHttpApiRequestHandler>>;
 using TcpAcceptor = Asio::Acceptor<Asio::TcpListener, Asio::IoStream, Asio::IOTimeouts>;
 using ServerSpec = Asio::StreamServerSpec<Asio::IoStream>;
-using TcpStreamServer = Asio::StreamServer<TcpAcceptor, Handler, Asio::AcceptAllCond, ServerSpec>;
+using TcpStreamServer = Asio::StreamServer<TcpAcceptor, StreamHandler, Asio::AcceptAllCond, ServerSpec>;
 
 constexpr int kBacklog = 128;
 constexpr int kReceiveBuffer = 65536;
@@ -51,7 +51,7 @@ std::shared_ptr<Asio::PolymorphicStreamServer> MakeServer(boost::asio::io_contex
                                                           const StreamTuner& tuner,
                                                           const std::shared_ptr<Admission>& admission) {
   const auto& logger = config.spec.logger;
-  auto handler = std::make_shared<const Handler>(
+  auto handler = std::make_shared<const StreamHandler>(
       BodyHttpHandler<PicoHttpApiRequestHandler>(PicoHttpApiRequestHandler(config.spec), logger), logger);
   return std::make_shared<TcpStreamServer>(
       io, TcpAcceptor(std::move(listener), {config.readTimeout, config.writeTimeout}), std::move(handler),
