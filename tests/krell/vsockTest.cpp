@@ -3,9 +3,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include "lib/public/api/guestLimits.h"
@@ -142,6 +144,27 @@ TEST_F(VsockTest, GuestsThatDoNotReadHoldUpNobody) {
     for (int i = 0; i < 20; ++i) ASSERT_EQ(daemon.Send(cid, 1024, "answer"), 0);
   }
   for (auto& guest : guests) EXPECT_TRUE(guest.Receive(std::chrono::milliseconds(0))) << guest.Cid();
+}
+
+// A thread's file can have the number that another one's has just given up. Thread sanitizer tells if it was
+// given up by another call than the one that it watches.
+TEST_F(VsockTest, GuestsComeAndGoInSeveralThreads) {
+  std::atomic<int> running{3};
+  const auto comeAndGo = [&running](std::uint32_t cid) {
+    for (int i = 0; i < 200; ++i) EXPECT_EQ(ErrorOfGuest(cid, kPort), 0);
+    --running;
+  };
+  std::vector<std::thread> threads;
+  for (std::uint32_t cid = 6; cid < 9; ++cid) {
+    host.AddVm(cid);
+    threads.emplace_back(comeAndGo, cid);
+  }
+  // Each change makes the others read their VM's file again.
+  while (running > 0) {
+    host.AddVm(9);
+    host->Remove(9);
+  }
+  for (auto& thread : threads) thread.join();
 }
 
 TEST(VsockSocketTest, PassesEverythingElseOn) {

@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "platform/corvane/mutex.h"
+#include "platform/krell/standin/descriptor.h"
 #include "platform/krell/standin/libc.h"
 #include "platform/krell/standin/peerLimiter.h"
 
@@ -161,10 +162,10 @@ std::shared_ptr<EndpointQueue> EndpointQueue::Create(int folder, const std::stri
                                                      std::uint32_t cartelId) {
   const std::string file = name + ".queue";
   const std::string temporary = file + ".new";
-  const int fd = openat(folder, temporary.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  if (fd < 0) Fail("endpoint file");
-  auto* shared = static_cast<Shared*>(ftruncate(fd, sizeof(Shared)) == 0 ? Map(fd, sizeof(Shared)) : nullptr);
-  Libc::Close(fd);
+  const Descriptor fd(openat(folder, temporary.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  if (fd.Get() < 0) Fail("endpoint file");
+  const bool sized = ftruncate(fd.Get(), sizeof(Shared)) == 0;
+  auto* shared = static_cast<Shared*>(sized ? Map(fd.Get(), sizeof(Shared)) : nullptr);
   if (shared == nullptr) Fail("endpoint file");
   std::shared_ptr<EndpointQueue> queue(new EndpointQueue(shared, folder, name));
   pthread_mutexattr_t attributes;
@@ -182,12 +183,11 @@ std::shared_ptr<EndpointQueue> EndpointQueue::Create(int folder, const std::stri
 }
 
 std::shared_ptr<EndpointQueue> EndpointQueue::Open(int folder, const std::string& name) {
-  const int fd = openat(folder, (name + ".queue").c_str(), O_RDWR | O_CLOEXEC);
-  if (fd < 0) return nullptr;
+  const Descriptor fd(openat(folder, (name + ".queue").c_str(), O_RDWR | O_CLOEXEC));
+  if (fd.Get() < 0) return nullptr;
   struct stat status {};
-  const bool whole = fstat(fd, &status) == 0 && status.st_size == sizeof(Shared);
-  auto* shared = static_cast<Shared*>(whole ? Map(fd, sizeof(Shared)) : nullptr);
-  Libc::Close(fd);
+  const bool whole = fstat(fd.Get(), &status) == 0 && status.st_size == sizeof(Shared);
+  auto* shared = static_cast<Shared*>(whole ? Map(fd.Get(), sizeof(Shared)) : nullptr);
   if (shared == nullptr) return nullptr;
   std::shared_ptr<EndpointQueue> queue(new EndpointQueue(shared, folder, name));
   return queue->shared_->magic == kQueueMagic ? queue : nullptr;
