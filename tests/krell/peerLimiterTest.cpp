@@ -25,9 +25,9 @@ class PeerLimiterTest : public testing::Test {
 
 TEST_F(PeerLimiterTest, BucketIsFullAtFirstAndFillsAtTheRate) {
   EXPECT_EQ(Taken(*limiter_, 5, 2, kStart, 10), 2);
-  EXPECT_TRUE(limiter_->Refuses(5, 2, kStart));
-  EXPECT_TRUE(limiter_->Refuses(5, 2, kStart + kSecond / 2 - 1));
-  EXPECT_FALSE(limiter_->Refuses(5, 2, kStart + kSecond / 2));
+  EXPECT_EQ(limiter_->Delay(5, 2, kStart), kSecond / 2);
+  EXPECT_EQ(limiter_->Delay(5, 2, kStart + kSecond / 2 - 1), 1);
+  EXPECT_EQ(limiter_->Delay(5, 2, kStart + kSecond / 2), 0);
   EXPECT_EQ(Taken(*limiter_, 5, 2, kStart + kSecond / 2, 10), 1);
   // However long it is quiet, it gets no more than the bucket.
   EXPECT_EQ(Taken(*limiter_, 5, 2, kStart + 100 * kSecond, 10), 2);
@@ -36,10 +36,10 @@ TEST_F(PeerLimiterTest, BucketIsFullAtFirstAndFillsAtTheRate) {
 
 TEST_F(PeerLimiterTest, PeersDoNotShare) {
   for (std::uint32_t cid = 3; cid < 3003; ++cid) {
-    EXPECT_FALSE(limiter_->Refuses(cid, 2, kStart));
+    EXPECT_EQ(limiter_->Delay(cid, 2, kStart), 0);
     EXPECT_EQ(Taken(*limiter_, cid, 2, kStart, 3), 2) << cid;
   }
-  for (std::uint32_t cid = 3; cid < 3003; ++cid) EXPECT_TRUE(limiter_->Refuses(cid, 2, kStart)) << cid;
+  for (std::uint32_t cid = 3; cid < 3003; ++cid) EXPECT_GT(limiter_->Delay(cid, 2, kStart), 0) << cid;
 }
 
 TEST_F(PeerLimiterTest, ForgetsQuietPeersForNewOnesOnly) {
@@ -47,7 +47,7 @@ TEST_F(PeerLimiterTest, ForgetsQuietPeersForNewOnesOnly) {
   for (std::uint32_t cid = 1; cid < 300000; ++cid) {
     const std::int64_t now = kStart + cid * (kSecond / 1000);
     ASSERT_EQ(Taken(*limiter_, cid, 2, now, 3), 2) << cid;
-    ASSERT_TRUE(cid <= 100 || limiter_->Refuses(cid - 100, 2, now)) << cid;
+    ASSERT_TRUE(cid <= 100 || limiter_->Delay(cid - 100, 2, now) > 0) << cid;
   }
 }
 

@@ -32,7 +32,8 @@ struct PacketHeader {
   std::uint32_t length;
   std::uint32_t cid;
   std::uint32_t port;
-  std::uint32_t reserved[3];
+  std::uint32_t cartelId;
+  PacketTarget target;
 };
 static_assert(sizeof(PacketHeader) == EndpointQueue::kPacketOverhead);
 
@@ -158,6 +159,10 @@ EndpointAddress::EndpointAddress(int folder, const std::string& name) {
   length = static_cast<unsigned int>(offsetof(sockaddr_un, sun_path) + path.size() + 1);
 }
 
+std::string EndpointQueue::Name(std::uint32_t cid, std::uint32_t port) {
+  return std::to_string(cid) + "." + std::to_string(port);
+}
+
 std::shared_ptr<EndpointQueue> EndpointQueue::Create(int folder, const std::string& name,
                                                      std::uint32_t cartelId) {
   const std::string file = name + ".queue";
@@ -233,24 +238,32 @@ bool EndpointQueue::HasReceiver() const {
   return result == 0;
 }
 
-bool EndpointQueue::Put(const PacketSource& source, std::span<const iovec> text) {
-  if (IsClosed()) return false;
-  if (!source.privileged && shared_->privilegeMode.load(std::memory_order_relaxed) != 0) return true;
+PacketFate EndpointQueue::Put(const PacketSource& source, std::span<const iovec> text,
+                              const PacketTarget& target) {
+  if (IsClosed()) return PacketFate::NobodyReceives;
+  if (!source.privileged && shared_->privilegeMode.load(std::memory_order_relaxed) != 0) {
+    return PacketFate::NotPrivileged;
+  }
   const std::int32_t rate = shared_->rateLimit.load(std::memory_order_relaxed);
   const std::int64_t now = rate > 0 ? MonotonicNanoseconds() : 0;
-  if (rate > 0 && shared_->peers.Refuses(source.cid, rate, now)) return true;
+  if (rate > 0 && shared_->peers.Delay(source.cid, rate, now) > 0) return PacketFate::AboveRate;
 
   std::size_t length = 0;
   for (const iovec& part : text) length += part.iov_len;
-  const PacketHeader header{static_cast<std::uint32_t>(length), source.cid, source.port, {}};
+  const PacketHeader header{static_cast<std::uint32_t>(length), source.cid, source.port, source.cartelId,
+                            target};
 
   const Lock lock(*shared_);
-  if (IsClosed()) return false;
-  if (rate > 0 && !shared_->peers.Take(source.cid, rate, now)) return true;
+  if (IsClosed()) return PacketFate::NobodyReceives;
   const std::uint64_t used = shared_->tail - shared_->head;
   // An endpoint that is rung shows by itself that its process has gone; where packets wait, ask.
-  if (used != 0 && kill(shared_->receiver, 0) != 0 && errno == ESRCH && !HasReceiver()) return false;
-  if (used + sizeof header + length > static_cast<std::uint64_t>(shared_->receiveBuffer.load())) return true;
+  if (used != 0 && kill(shared_->receiver, 0) != 0 && errno == ESRCH && !HasReceiver()) {
+    return PacketFate::NobodyReceives;
+  }
+  if (used + sizeof header + length > static_cast<std::uint64_t>(shared_->receiveBuffer.load())) {
+    return PacketFate::NoRoom;
+  }
+  if (rate > 0 && !shared_->peers.Take(source.cid, rate, now)) return PacketFate::AboveRate;
   if (used == 0) shared_->head = shared_->tail = 0;
 
   std::uint64_t end = shared_->tail;
@@ -263,9 +276,14 @@ bool EndpointQueue::Put(const PacketSource& source, std::span<const iovec> text)
   shared_->tail = end;
   if ((used == 0 || lock.Recovered()) && !Ring()) {
     shared_->head = shared_->tail = 0;
-    return false;
+    return PacketFate::NobodyReceives;
   }
-  return true;
+  return PacketFate::Taken;
+}
+
+std::chrono::nanoseconds EndpointQueue::RateDelay(std::uint32_t cid) const {
+  const std::int32_t rate = shared_->rateLimit.load(std::memory_order_relaxed);
+  return std::chrono::nanoseconds(rate > 0 ? shared_->peers.Delay(cid, rate, MonotonicNanoseconds()) : 0);
 }
 
 std::optional<TakenPacket> EndpointQueue::Take(std::span<const iovec> buffer, bool peek, int receiver) {
@@ -274,7 +292,7 @@ std::optional<TakenPacket> EndpointQueue::Take(std::span<const iovec> buffer, bo
   if (shared_->head != shared_->tail) {
     PacketHeader header;
     shared_->Read(shared_->head, &header, sizeof header);
-    packet = TakenPacket{{header.cid, header.port}, header.length, 0};
+    packet = TakenPacket{{header.cid, header.port, true, header.cartelId}, header.target, header.length, 0};
     const std::uint64_t start = shared_->head + sizeof header;
     for (const iovec& part : buffer) {
       const std::size_t size = std::min<std::size_t>(part.iov_len, header.length - packet->copied);

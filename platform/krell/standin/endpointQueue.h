@@ -2,6 +2,7 @@
 
 #include <sys/uio.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -17,12 +18,31 @@ struct PacketSource {
   std::uint32_t cid = kHostCid;
   std::uint32_t port = kAnyPort;
   bool privileged = true;
+  // Of the VM at the guest's end, which sends the packet or is to have it: its cid can be another one's by
+  // the time that the packet is taken.
+  std::uint32_t cartelId = 0;
+};
+
+// To whom a packet goes, where one endpoint takes the packets of several.
+struct PacketTarget {
+  std::uint32_t cid = kAnyCid;
+  std::uint32_t port = kAnyPort;
 };
 
 struct TakenPacket {
   PacketSource source;
+  PacketTarget target;
   std::size_t length = 0;
   std::size_t copied = 0;
+};
+
+// What becomes of a packet.
+enum class PacketFate {
+  Taken,
+  NotPrivileged,
+  AboveRate,
+  NoRoom,
+  NobodyReceives,
 };
 
 // A bound endpoint: the packets that wait for it, the receiver's options and the counters of its peers, in
@@ -39,6 +59,9 @@ class EndpointQueue {
   static constexpr std::int32_t kLargestReceiveBuffer = 4194304;
   static constexpr std::int32_t kSmallestReceiveBuffer = 256;
 
+  // Of the endpoint that is bound to this address, in the endpoints' folder.
+  static std::string Name(std::uint32_t cid, std::uint32_t port);
+
   // The receiver's side, for a socket that has this name already; folder is the descriptor of the endpoints'
   // folder. Throws std::system_error.
   static std::shared_ptr<EndpointQueue> Create(int folder, const std::string& name, std::uint32_t cartelId);
@@ -48,9 +71,10 @@ class EndpointQueue {
   EndpointQueue& operator=(const EndpointQueue&) = delete;
   ~EndpointQueue();
 
-  // False if nobody receives here any more. What the receiver's options refuse and what finds the buffer
-  // full is dropped, and is no failure.
-  bool Put(const PacketSource& source, std::span<const iovec> text);
+  // A packet that is not taken is dropped. A datagram's sender hears of that only if nobody receives here.
+  PacketFate Put(const PacketSource& source, std::span<const iovec> text, const PacketTarget& target = {});
+  // How long until a packet of this peer would not be above its rate.
+  std::chrono::nanoseconds RateDelay(std::uint32_t cid) const;
   // The first packet, or nothing; receiver is the receiving descriptor. With peek the packet stays.
   std::optional<TakenPacket> Take(std::span<const iovec> buffer, bool peek, int receiver);
 

@@ -23,11 +23,16 @@
 namespace Krell {
 namespace {
 
-constexpr std::uint32_t kRecordMagic = 0x314D564B;
+constexpr std::uint32_t kRecordMagic = 0x324D564B;
 constexpr std::uint32_t kFirstGuestCid = 3;
 // One at a time, under the lock of the host.
 constexpr const char* kTemporaryName = "new";
 constexpr std::uint64_t kFirstId = 2098177;
+// VMMs number their VMs from 3 on.
+constexpr std::uint32_t kFirstAllottedCid = 1U << 30;
+constexpr std::uint32_t kAllottedCids = 1U << 30;
+// What the address of an AF_UNIX socket holds, with a NUL at its end.
+constexpr std::size_t kPathField = 108;
 
 // A VM's file: written once under another name and moved into place, so it is whole or not there.
 struct VmRecord {
@@ -39,6 +44,9 @@ struct VmRecord {
   char biosUuid[128];
   char vmUuid[128];
   char mgrVmId[128];
+  VmTransport::Kind transport;
+  char path[kPathField];
+  char historyPath[kPathField];
 };
 
 HostError Failure(const std::string& what, int error) {
@@ -56,14 +64,33 @@ void CheckIdentifier(const std::string& name, const std::string& text) {
   }
 }
 
+void CheckPath(const std::string& name, const std::string& path) {
+  if (!path.starts_with('/')) throw HostError(name + " must be an absolute path");
+  if (path.size() >= kPathField) {
+    throw HostError(name + " must have at most " + std::to_string(kPathField - 1) + " bytes");
+  }
+  if (path.find_first_of(std::string_view("\n\0", 2)) != std::string::npos) {
+    throw HostError(name + " may hold neither line feeds nor NULs");
+  }
+}
+
+void CheckTransport(const VmTransport& transport) {
+  if (transport.kind == VmTransport::Kind::Vsock) return;
+  CheckPath("the path of the VM's socket", transport.path);
+  if (transport.kind == VmTransport::Kind::Serial) {
+    CheckPath("the path of the history port's socket", transport.historyPath);
+  }
+}
+
 void CheckIdentity(const VmIdentity& identity) {
-  if (identity.cid < kFirstGuestCid || identity.cid == kAnyCid) {
+  if (identity.cid != 0 && (identity.cid < kFirstGuestCid || identity.cid == kAnyCid)) {
     throw HostError("a VM's cid must be " + std::to_string(kFirstGuestCid) + " to " +
                     std::to_string(kAnyCid - 1));
   }
   CheckIdentifier("the BIOS uuid", identity.biosUuid);
   CheckIdentifier("the VM uuid", identity.vmUuid);
   CheckIdentifier("the management server's id", identity.mgrVmId);
+  CheckTransport(identity.transport);
 }
 
 std::string VmPath(std::uint32_t cid) {
@@ -123,12 +150,41 @@ std::vector<std::uint32_t> ListNumbers(int directory, const char* folder) {
   return numbers;
 }
 
-void CopyText(char (&field)[128], const std::string& text) {
-  std::memcpy(field, text.data(), std::min(text.size(), sizeof field - 1));
+template <std::size_t size>
+void CopyText(char (&field)[size], const std::string& text) {
+  std::memcpy(field, text.data(), std::min(text.size(), size - 1));
 }
 
-std::string FieldText(const char (&field)[128]) {
-  return {field, strnlen(field, sizeof field)};
+template <std::size_t size>
+std::string FieldText(const char (&field)[size]) {
+  return {field, strnlen(field, size)};
+}
+
+VmRecord MakeRecord(const VirtualMachine& vm) {
+  VmRecord record{};
+  record.magic = kRecordMagic;
+  record.cid = vm.identity.cid;
+  record.cartelId = vm.cartelId;
+  record.leaderId = vm.leaderId;
+  record.privileged = vm.identity.privileged ? 1 : 0;
+  CopyText(record.biosUuid, vm.identity.biosUuid);
+  CopyText(record.vmUuid, vm.identity.vmUuid);
+  CopyText(record.mgrVmId, vm.identity.mgrVmId);
+  record.transport = vm.identity.transport.kind;
+  CopyText(record.path, vm.identity.transport.path);
+  CopyText(record.historyPath, vm.identity.transport.historyPath);
+  return record;
+}
+
+VirtualMachine ReadRecord(const VmRecord& record) {
+  return {{record.cid,
+           FieldText(record.biosUuid),
+           FieldText(record.vmUuid),
+           FieldText(record.mgrVmId),
+           record.privileged != 0,
+           {record.transport, FieldText(record.path), FieldText(record.historyPath)}},
+          record.cartelId,
+          record.leaderId};
 }
 
 }  // namespace
@@ -198,24 +254,21 @@ Host::ChangeLock::~ChangeLock() {
 VirtualMachine Host::Add(const VmIdentity& identity) {
   CheckIdentity(identity);
   const ChangeLock lock(*this);
-  if (FindByCid(identity.cid)) throw HostError("cid " + std::to_string(identity.cid) + " is in use");
+  if (identity.cid != 0 && FindByCid(identity.cid)) {
+    throw HostError("cid " + std::to_string(identity.cid) + " is in use");
+  }
   const auto id = static_cast<std::uint32_t>(kFirstId + 2 * state_->nextId++);
   VirtualMachine vm{identity, id + 1, id};
-
-  VmRecord record{};
-  record.magic = kRecordMagic;
-  record.cid = identity.cid;
-  record.cartelId = vm.cartelId;
-  record.leaderId = vm.leaderId;
-  record.privileged = identity.privileged ? 1 : 0;
-  CopyText(record.biosUuid, identity.biosUuid);
-  CopyText(record.vmUuid, identity.vmUuid);
-  CopyText(record.mgrVmId, identity.mgrVmId);
+  for (std::uint32_t next = id; vm.identity.cid == 0 || FindByCid(vm.identity.cid); ++next) {
+    vm.identity.cid = kFirstAllottedCid + next % kAllottedCids;
+  }
+  const std::uint32_t cid = vm.identity.cid;
+  const VmRecord record = MakeRecord(vm);
   // The links come last: each is believed only if the record that it leads to says the same.
-  WriteFile(directoryFd_, VmPath(identity.cid), &record, sizeof record);
-  WriteLink(directoryFd_, BiosLink(identity.biosUuid), identity.cid);
-  WriteLink(directoryFd_, CartelLink(vm.cartelId), identity.cid);
-  WriteLink(directoryFd_, LeaderLink(vm.leaderId), identity.cid);
+  WriteFile(directoryFd_, VmPath(cid), &record, sizeof record);
+  WriteLink(directoryFd_, BiosLink(identity.biosUuid), cid);
+  WriteLink(directoryFd_, CartelLink(vm.cartelId), cid);
+  WriteLink(directoryFd_, LeaderLink(vm.leaderId), cid);
   state_->generation.fetch_add(1, std::memory_order_acq_rel);
   return vm;
 }
@@ -254,10 +307,7 @@ std::optional<VirtualMachine> Host::FindByCid(std::uint32_t cid) const {
       record.magic != kRecordMagic || record.cid != cid) {
     return std::nullopt;
   }
-  return VirtualMachine{{cid, FieldText(record.biosUuid), FieldText(record.vmUuid), FieldText(record.mgrVmId),
-                         record.privileged != 0},
-                        record.cartelId,
-                        record.leaderId};
+  return ReadRecord(record);
 }
 
 std::optional<VirtualMachine> Host::FindByLink(const std::string& link) const {

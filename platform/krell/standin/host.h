@@ -9,14 +9,30 @@
 
 namespace Krell {
 
-// What names a VM. The three identifiers are 1 to 127 letters, digits and "-_.: "; the BIOS uuid is what
-// the kernel maps to a cid.
+// How a real VM's bytes reach the host. Paths are absolute, and 1 to 107 bytes without line feeds.
+struct VmTransport {
+  enum class Kind : std::uint32_t {
+    Vsock,   // the host's own vsock; also what a VM has that is simulated on this machine
+    Hybrid,  // the VMM's AF_UNIX socket at path, in the manner of Firecracker
+    Serial,  // two virtio-serial ports, whose AF_UNIX sockets are at path and historyPath
+  };
+
+  Kind kind = Kind::Vsock;
+  std::string path = {};
+  std::string historyPath = {};
+  bool operator==(const VmTransport&) const = default;
+};
+
+// What names a VM, and how it is reached. The three identifiers are 1 to 127 letters, digits and "-_.: "; the
+// BIOS uuid is what the kernel maps to a cid.
 struct VmIdentity {
   std::uint32_t cid = 0;
   std::string biosUuid;
   std::string vmUuid;
   std::string mgrVmId;
   bool privileged = true;
+  VmTransport transport = {};
+  bool operator==(const VmIdentity&) const = default;
 };
 
 // A running VM. The ids are given at start and are never used again on the same host.
@@ -48,7 +64,8 @@ class Host {
   ~Host();
 
   // Starts a VM. Throws HostError on a bad identity or a cid in use. With a BIOS uuid that a second VM
-  // has too, the later one is what the uuid maps to.
+  // has too, the later one is what the uuid maps to. A cid of 0 is replaced by one that no VM of this host
+  // has had before, and that a VMM would not choose by itself.
   VirtualMachine Add(const VmIdentity& identity);
   // Stops a VM; its open sockets are cut off. Throws HostError if no VM has this cid.
   void Remove(std::uint32_t cid);

@@ -10,10 +10,12 @@ namespace Krell {
 // that processes share; all zeros is the start. Times are monotonic nanoseconds.
 class PeerLimiter {
  public:
-  // Whether a packet would be refused. Needs no lock: a peer that floods costs the receiver nothing.
-  bool Refuses(std::uint32_t cid, std::int32_t rate, std::int64_t now) const {
+  // How long a packet would be refused, or 0. Needs no lock: a peer that floods costs the receiver nothing.
+  std::int64_t Delay(std::uint32_t cid, std::int32_t rate, std::int64_t now) const {
     const Slot* slot = Find(cid);
-    return slot != nullptr && Next(slot->usedUpTo.load(std::memory_order_relaxed), rate, now) > now + kSecond;
+    if (slot == nullptr) return 0;
+    const std::int64_t next = Next(slot->usedUpTo.load(std::memory_order_relaxed), rate, now);
+    return next > now + kSecond ? next - now - kSecond : 0;
   }
 
   // Counts a packet, or gives false. One caller at a time.

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "platform/krell/standin/endpointQueue.h"
-#include "platform/krell/vsockAddress.h"
+#include "platform/krell/standin/gateway.h"
 
 namespace Krell {
 namespace {
@@ -17,6 +17,9 @@ constexpr std::size_t kMostKept = 8192;
 std::uint64_t EndpointKey(std::uint32_t cid, std::uint32_t port) {
   return std::uint64_t{cid} << 32 | port;
 }
+
+std::atomic<std::uint64_t> lastNumber{0};
+thread_local VsockKernel::Sender lastSender;
 
 }  // namespace
 
@@ -38,7 +41,7 @@ std::shared_ptr<VsockKernel> VsockKernel::Current() {
 }
 
 VsockKernel::VsockKernel(const std::string& directory)
-    : host_(directory), faults_(host_.DirectoryDescriptor()) {}
+    : number_(++lastNumber), host_(directory), faults_(host_.DirectoryDescriptor()) {}
 
 int VsockKernel::Family() const {
   return faults_.FamilyMode() == Faults::Family::Device ? kDeviceFamily : kStandardVsockFamily;
@@ -67,12 +70,25 @@ int VsockKernel::DeviceRequest(unsigned long request, void* argument) {
   auto* mapping = static_cast<UuidToCidRequest*>(argument);
   const auto vm = host_.FindByBiosUuid(
       std::string(mapping->uuid.data(), strnlen(mapping->uuid.data(), mapping->uuid.size() - 1)));
-  if (!vm) return ENOENT;
+  if (!vm || IsKnownAsAnother(vm->identity.cid, vm->cartelId)) return ENOENT;
   mapping->cid = vm->identity.cid;
   return 0;
 }
 
+void VsockKernel::RememberSender(std::uint32_t cid, std::uint32_t cartelId) {
+  lastSender = {number_, cid, cartelId};
+}
+
+bool VsockKernel::IsKnownAsAnother(std::uint32_t cid, std::uint32_t cartelId) const {
+  return lastSender.host == number_ && lastSender.cid == cid && lastSender.cartelId != cartelId;
+}
+
 std::optional<VsockKernel::RunningVm> VsockKernel::FindVm(std::uint32_t cid) {
+  auto vm = FindRunning(cid);
+  return vm && IsKnownAsAnother(cid, vm->cartelId) ? std::nullopt : vm;
+}
+
+std::optional<VsockKernel::RunningVm> VsockKernel::FindRunning(std::uint32_t cid) {
   const Corvane::MutexLock guard(mutex_);
   const std::uint64_t generation = host_.Generation();
   if (generation != generation_ || vms_.size() >= kMostKept) {
@@ -88,29 +104,33 @@ std::optional<VsockKernel::RunningVm> VsockKernel::FindVm(std::uint32_t cid) {
 }
 
 std::shared_ptr<EndpointQueue> VsockKernel::FindEndpoint(std::uint32_t cid, std::uint32_t port) {
+  return Find(EndpointKey(cid, port), EndpointQueue::Name(cid, port));
+}
+
+std::shared_ptr<EndpointQueue> VsockKernel::FindGateway() {
+  return Find(EndpointKey(kAnyCid, kAnyPort), Gateway::kName);
+}
+
+std::shared_ptr<EndpointQueue> VsockKernel::Find(std::uint64_t key, const std::string& name) {
   const Corvane::MutexLock guard(mutex_);
-  const auto known = endpoints_.find(EndpointKey(cid, port));
+  const auto known = endpoints_.find(key);
   if (known != endpoints_.end()) {
     if (!known->second->IsClosed()) return known->second;
     endpoints_.erase(known);
   }
-  auto endpoint = EndpointQueue::Open(host_.EndpointsDescriptor(), EndpointName(cid, port));
+  auto endpoint = EndpointQueue::Open(host_.EndpointsDescriptor(), name);
   if (!endpoint) return nullptr;
   if (endpoints_.size() >= kMostKept) {
     std::erase_if(endpoints_, [](const auto& entry) { return entry.second->IsClosed(); });
     if (endpoints_.size() >= kMostKept) endpoints_.clear();
   }
-  endpoints_.emplace(EndpointKey(cid, port), endpoint);
+  endpoints_.emplace(key, endpoint);
   return endpoint;
 }
 
-void VsockKernel::ForgetEndpoint(std::uint32_t cid, std::uint32_t port) {
+void VsockKernel::ForgetEndpoint(const std::shared_ptr<EndpointQueue>& endpoint) {
   const Corvane::MutexLock guard(mutex_);
-  endpoints_.erase(EndpointKey(cid, port));
-}
-
-std::string VsockKernel::EndpointName(std::uint32_t cid, std::uint32_t port) {
-  return std::to_string(cid) + "." + std::to_string(port);
+  std::erase_if(endpoints_, [&endpoint](const auto& entry) { return entry.second == endpoint; });
 }
 
 }  // namespace Krell

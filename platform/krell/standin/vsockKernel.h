@@ -10,6 +10,7 @@
 #include "platform/corvane/mutex.h"
 #include "platform/krell/standin/faults.h"
 #include "platform/krell/standin/host.h"
+#include "platform/krell/vsockAddress.h"
 
 namespace Krell {
 
@@ -24,6 +25,15 @@ class VsockKernel {
   struct RunningVm {
     std::uint32_t cartelId = 0;
     bool privileged = false;
+  };
+
+  // The VM that sent what this thread has received last. Whoever asks for a sender's cid after that means
+  // this VM: should another one have got the cid since, no call of the thread tells its name for the old
+  // one's words.
+  struct Sender {
+    std::uint64_t host = 0;
+    std::uint32_t cid = kAnyCid;
+    std::uint32_t cartelId = 0;
   };
 
   // The host that KRELL_HOST_DIR names now; null if it names none or if the directory can't be used, which
@@ -41,17 +51,25 @@ class VsockKernel {
   // 0 or an errno.
   int DeviceRequest(unsigned long request, void* argument);
 
+  void RememberSender(std::uint32_t cid, std::uint32_t cartelId);
   std::optional<RunningVm> FindVm(std::uint32_t cid);
   // The endpoint bound to this address, or null.
   std::shared_ptr<EndpointQueue> FindEndpoint(std::uint32_t cid, std::uint32_t port);
-  void ForgetEndpoint(std::uint32_t cid, std::uint32_t port);
+  // Where packets go that are for a VM and for no endpoint of it here, or null.
+  std::shared_ptr<EndpointQueue> FindGateway();
+  // An endpoint that was found, and that nobody receives at any more.
+  void ForgetEndpoint(const std::shared_ptr<EndpointQueue>& endpoint);
 
   const Host& GetHost() const { return host_; }
   Faults& GetFaults() { return faults_; }
 
-  static std::string EndpointName(std::uint32_t cid, std::uint32_t port);
-
  private:
+  bool IsKnownAsAnother(std::uint32_t cid, std::uint32_t cartelId) const;
+  std::optional<RunningVm> FindRunning(std::uint32_t cid);
+  std::shared_ptr<EndpointQueue> Find(std::uint64_t key, const std::string& name);
+
+  // No other object's of this process, before or after.
+  const std::uint64_t number_;
   Host host_;
   Faults faults_;
   std::atomic<int> openDevices_{0};

@@ -65,12 +65,12 @@ int VsockSocket::BindLocked(VsockAddress address) try {
   const Host::ChangeLock lock(kernel_->GetHost());
   int error = 0;
   if (address.port != kAnyPort) {
-    error = TakeName(VsockKernel::EndpointName(cid, address.port), cartelId);
+    error = TakeName(EndpointQueue::Name(cid, address.port), cartelId);
   } else {
     static std::atomic<std::uint32_t> next{std::random_device()()};
     for (std::uint32_t tries = 0; tries < kEphemeralPorts; ++tries) {
       address.port = kFirstEphemeralPort + next++ % kEphemeralPorts;
-      error = TakeName(VsockKernel::EndpointName(cid, address.port), cartelId);
+      error = TakeName(EndpointQueue::Name(cid, address.port), cartelId);
       if (error != -EADDRINUSE) break;
     }
   }
@@ -220,6 +220,9 @@ ssize_t VsockSocket::Receive(msghdr& message, int flags) {
   for (;;) {
     if (queue) {
       if (const auto packet = queue->Take(buffer, (flags & MSG_PEEK) != 0, fd_)) {
+        if (packet->source.cid != kHostCid) {
+          kernel_->RememberSender(packet->source.cid, packet->source.cartelId);
+        }
         const VsockAddress source{static_cast<std::uint16_t>(kernel_->Family()), 0, packet->source.port,
                                   packet->source.cid, 0};
         CopyOut(source, static_cast<sockaddr*>(message.msg_name), &message.msg_namelen);
@@ -270,17 +273,21 @@ ssize_t VsockSocket::Send(const msghdr& message) {
     if (!vm || vm->cartelId != ownCartelId) return -ENODEV;
     if (target.cid != kHostCid) return -EACCES;
     source.privileged = vm->privileged;
+    source.cartelId = ownCartelId;
   } else if (target.cid != kHostCid) {
     const auto vm = kernel_->FindVm(target.cid);
     if (!vm) return -ENODEV;
-    targetCartelId = vm->cartelId;
+    source.cartelId = targetCartelId = vm->cartelId;
   }
   // An endpoint kept from before may have had its process killed and be bound anew: look twice.
   for (int tries = 0; tries < 2; ++tries) {
-    const auto endpoint = kernel_->FindEndpoint(target.cid, target.port);
-    if (!endpoint || endpoint->CartelId() != targetCartelId) break;
-    if (endpoint->Put(source, text)) return static_cast<ssize_t>(length);
-    kernel_->ForgetEndpoint(target.cid, target.port);
+    auto endpoint = kernel_->FindEndpoint(target.cid, target.port);
+    if (endpoint && endpoint->CartelId() != targetCartelId) endpoint = nullptr;
+    if (!endpoint && target.cid != kHostCid) endpoint = kernel_->FindGateway();
+    if (!endpoint) break;
+    const auto fate = endpoint->Put(source, text, {target.cid, target.port});
+    if (fate != PacketFate::NobodyReceives) return static_cast<ssize_t>(length);
+    kernel_->ForgetEndpoint(endpoint);
   }
   return -ECONNRESET;
 }
@@ -294,8 +301,7 @@ void VsockSocket::Close() {
     if (!queue_->IsClosed()) {
       queue_->Close();
       const int folder = kernel_->GetHost().EndpointsDescriptor();
-      const std::string name =
-          VsockKernel::EndpointName(IsHost(name_.cid) ? kHostCid : name_.cid, name_.port);
+      const std::string name = EndpointQueue::Name(IsHost(name_.cid) ? kHostCid : name_.cid, name_.port);
       unlinkat(folder, name.c_str(), 0);
       unlinkat(folder, (name + ".queue").c_str(), 0);
     }
