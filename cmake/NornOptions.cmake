@@ -1,5 +1,6 @@
 set(NORNHESPER_SYSROOT "" CACHE STRING
   "Prefix in front of every fixed path (configuration, metadata, pid file, early log); empty on a real host")
+option(NORNHESPER_GUEST "Build only what runs inside a VM, without libraries of its host" OFF)
 option(NORNHESPER_STAND_IN "Link the stand-in for the hypervisor kernel's vsock in front of libc" ON)
 # Both have guests, which are the stand-in's.
 cmake_dependent_option(NORNHESPER_BUILD_TESTS "Build the tests" ON NORNHESPER_STAND_IN OFF)

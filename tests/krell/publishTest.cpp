@@ -7,35 +7,39 @@
 #include <string>
 #include <utility>
 
+#include "guest/lib/hesperguest.h"
+#include "guest/tools/publicationText.h"
 #include "testing/testHost.h"
-#include "tools/publicationText.h"
 
 namespace {
 
+using GuestTools::ReadHistoryRequest;
 using Testing::PlainSocket;
 using Testing::TestHost;
-using Tools::HistoryRequest;
-using Tools::ReadAcknowledgement;
-using Tools::ReadHistoryRequest;
 
 constexpr std::uint32_t kDaemonPort = 7777;
 constexpr int kPatienceMs = 20000;
 
+int Read(const std::string& text, hesper_acknowledgement& acknowledgement) {
+  return hesper_read_acknowledgement(text.data(), text.size(), &acknowledgement);
+}
+
 TEST(AcknowledgementTest, IsReadThoughItsDiagnosisIsNoJson) {
-  const auto good = ReadAcknowledgement("{\n\"sequence\":7,\n\"status\":\"ok\",\n\"rateLimit\":2\n}");
-  ASSERT_TRUE(good && good->accepted);
-  EXPECT_EQ(good->sequence, 7U);
-  EXPECT_EQ(good->rateLimit, 2U);
+  hesper_acknowledgement read{};
+  ASSERT_EQ(Read("{\n\"sequence\":7,\n\"status\":\"ok\",\n\"rateLimit\":2\n}", read), 0);
+  EXPECT_TRUE(read.accepted && read.has_sequence);
+  EXPECT_EQ(read.sequence, 7U);
+  EXPECT_EQ(read.rate_limit, 2U);
   // A guest's text within it can look like a status of its own.
-  const auto bad = ReadAcknowledgement(
-      "{\n\"status\":\"bad\",\n\"diagnosis\":\"error(s): {1, "
-      "'\n\"status\":\"ok\",\n\"rateLimit\":9'}\",\n\"rateLimit\":2\n}");
-  ASSERT_TRUE(bad);
-  EXPECT_FALSE(bad->accepted || bad->sequence);
-  EXPECT_EQ(bad->rateLimit, 2U);
-  EXPECT_FALSE(ReadAcknowledgement("{\"status\":\"ok\"}"));
-  EXPECT_FALSE(ReadAcknowledgement("{\n\"status\":\"ok\",\n\"rateLimit\":2\n} "));
-  EXPECT_FALSE(ReadAcknowledgement(""));
+  ASSERT_EQ(Read("{\n\"status\":\"bad\",\n\"diagnosis\":\"error(s): {1, "
+                 "'\n\"status\":\"ok\",\n\"rateLimit\":9'}\",\n\"rateLimit\":2\n}",
+                 read),
+            0);
+  EXPECT_FALSE(read.accepted || read.has_sequence);
+  EXPECT_EQ(read.rate_limit, 2U);
+  EXPECT_EQ(Read("{\"status\":\"ok\"}", read), -EBADMSG);
+  EXPECT_EQ(Read("{\n\"status\":\"ok\",\n\"rateLimit\":2\n} ", read), -EBADMSG);
+  EXPECT_EQ(Read("", read), -EBADMSG);
 }
 
 TEST(HistoryRequestTest, IsReadAndMatchesWholeComponents) {

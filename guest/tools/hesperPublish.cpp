@@ -1,4 +1,4 @@
-// hesper-publish: publishes from a VM of the host, and can answer requests for history.
+// hesper-publish: publishes from a VM, and can answer requests for history.
 
 #include <signal.h>
 #include <unistd.h>
@@ -10,10 +10,11 @@
 #include <optional>
 #include <stdexcept>
 
+#include "guest/lib/hesperguest.h"
+#include "guest/tools/historyServer.h"
+#include "guest/tools/wayOptions.h"
 #include "lib/public/api/guestLimits.h"
-#include "platform/krell/standin/host.h"
 #include "tools/arguments.h"
-#include "tools/historyServer.h"
 
 namespace {
 
@@ -21,19 +22,17 @@ constexpr int kRefused = 1;
 constexpr int kNoAnswer = 2;
 constexpr int kDataError = 65;
 constexpr int kSystemError = 71;
+constexpr unsigned kMostPort = 0xFFFFFFFEU;
 
 struct Options {
-  std::uint32_t cid = 0;
-  std::uint32_t fromPort = Krell::kAnyPort;
-  std::uint32_t port = 7777;
-  std::uint32_t historyPort = 766;
+  GuestTools::Ports ports;
   std::string payloadFile;
   bool raw = false;
   bool serveHistory = false;
   bool lines = false;
   double timeout = 5;
   std::uint64_t sequence = 1;
-  Tools::Publication publication;
+  GuestTools::Publication publication;
 };
 
 class DataError final : public std::runtime_error {
@@ -55,10 +54,10 @@ std::string ReadPayload(const Options& options) {
 
 std::string DatagramText(const Options& options) {
   if (options.raw) return ReadAll(std::cin);
-  Tools::Publication publication = options.publication;
+  GuestTools::Publication publication = options.publication;
   publication.payload = ReadPayload(options);
-  if (publication.createTime.empty()) publication.createTime = Tools::CurrentTime();
-  std::string text = Tools::PublicationText(publication, options.sequence);
+  if (publication.createTime.empty()) publication.createTime = GuestTools::CurrentTime();
+  std::string text = GuestTools::PublicationText(publication, options.sequence);
   if (text.size() > NornHesper::kLargestDatagram) {
     throw DataError("the publication's text has " + std::to_string(text.size()) + " bytes, the largest is " +
                     std::to_string(NornHesper::kLargestDatagram));
@@ -70,29 +69,36 @@ std::chrono::milliseconds Timeout(const Options& options) {
   return std::chrono::milliseconds(static_cast<std::int64_t>(options.timeout * 1000));
 }
 
-int PublishOnce(const Options& options) {
+int PublishOnce(const Options& options, GuestTools::Way& way) {
   const std::string text = DatagramText(options);
-  Krell::GuestSocket guest(options.cid, options.fromPort);
+  const auto channel = way.OpenPublications(options.ports);
   const auto deadline = std::chrono::steady_clock::now() + Timeout(options);
-  guest.Send(options.port, text);
+  if (!channel->Send(text)) {
+    std::fputs("hesper-publish: no answer: nobody listens on the host's port\n", stderr);
+    return kNoAnswer;
+  }
   for (;;) {
     const auto left = deadline - std::chrono::steady_clock::now();
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(left);
-    const auto answer = guest.Receive(std::max(wait, std::chrono::milliseconds(0)));
+    const auto answer = channel->Receive(std::max(wait, std::chrono::milliseconds(0)));
     if (!answer) {
-      if (wait.count() > 0) continue;
-      std::fprintf(stderr, "hesper-publish: no answer in %g seconds\n", options.timeout);
+      if (wait.count() > 0 && channel->Descriptor() >= 0) continue;
+      if (channel->Descriptor() < 0) {
+        std::fputs("hesper-publish: no answer: the host has closed the connection\n", stderr);
+      } else {
+        std::fprintf(stderr, "hesper-publish: no answer in %g seconds\n", options.timeout);
+      }
       return kNoAnswer;
     }
-    if (answer->cid != Krell::kHostCid || answer->port != options.port) continue;
-    std::fwrite(answer->text.data(), 1, answer->text.size(), stdout);
+    std::fwrite(answer->data(), 1, answer->size(), stdout);
     if (std::fflush(stdout) != 0) throw std::system_error(errno, std::generic_category(), "standard output");
-    const auto acknowledgement = Tools::ReadAcknowledgement(answer->text);
-    return acknowledgement && acknowledgement->accepted ? 0 : kRefused;
+    hesper_acknowledgement acknowledgement;
+    const int error = hesper_read_acknowledgement(answer->data(), answer->size(), &acknowledgement);
+    return error == 0 && acknowledgement.accepted != 0 ? 0 : kRefused;
   }
 }
 
-int ServeHistory(const Options& options) {
+int ServeHistory(const Options& options, GuestTools::Way& way) {
   // Read before signals are blocked: until there is something to publish, a signal simply ends the program.
   const std::optional<std::string> payload =
       options.lines ? std::nullopt : std::optional<std::string>(ReadPayload(options));
@@ -102,9 +108,8 @@ int ServeHistory(const Options& options) {
   sigaddset(&signals, SIGTERM);
   sigaddset(&signals, SIGINT);
   sigprocmask(SIG_BLOCK, &signals, nullptr);
-  Tools::HistoryServer server({options.port, Timeout(options), options.sequence, options.publication},
-                              Krell::GuestSocket(options.cid, options.fromPort),
-                              Krell::GuestSocket(options.cid, options.historyPort));
+  GuestTools::HistoryServer server({Timeout(options), options.sequence, options.publication},
+                                   way.OpenPublications(options.ports), way.OpenRequests(options.ports));
   if (!payload) return server.Run(STDIN_FILENO);
   server.Publish(*payload);
   return server.Run(-1);
@@ -112,12 +117,10 @@ int ServeHistory(const Options& options) {
 
 // Gives the option without which only --raw will do.
 Tools::Option AddOptions(Tools::Command& command, Options& options) {
-  constexpr auto kMostPort = Krell::kAnyPort - 1;
   const auto raw = command.Flag("--raw", options.raw, "send standard input as it is, as one datagram");
-  command.Value("--cid", options.cid, "the VM to publish from").Required();
-  command.Value("--from-port", options.fromPort, "the guest's own port (default: any free one)")
+  command.Value("--from-port", options.ports.own, "the guest's own port (default: any free one)")
       .Within(0U, kMostPort);
-  command.Value("--port", options.port, "the daemon's vsock port").Within(0U, kMostPort).ShowDefault();
+  command.Value("--port", options.ports.host, "the daemon's vsock port").Within(0U, kMostPort).ShowDefault();
   const auto topic =
       command.Value("--topic", options.publication.topic, "dotted topic of the publication").Excludes(raw);
   const auto payloadFile =
@@ -144,7 +147,7 @@ Tools::Option AddOptions(Tools::Command& command, Options& options) {
   command.Flag("--lines", options.lines, "each line of standard input is the payload of one more publication")
       .Needs(serve)
       .Excludes(payloadFile);
-  command.Value("--history-port", options.historyPort, "the guest's port for requests for history")
+  command.Value("--history-port", options.ports.history, "the guest's port for requests for history")
       .Within(0U, kMostPort)
       .ShowDefault()
       .Needs(serve);
@@ -156,28 +159,18 @@ Tools::Option AddOptions(Tools::Command& command, Options& options) {
 int main(int argc, char** argv) try {
   Options options;
   options.publication.category = "data";
-  Tools::CommandLine commandLine("hesper-publish",
-                                 "Publishes data from a VM of the host that KRELL_HOST_DIR names.");
+  Tools::CommandLine commandLine("hesper-publish", "Publishes data from the VM that it runs in.");
+  GuestTools::WayOptions wayOptions(commandLine.Top());
   const auto topic = AddOptions(commandLine.Top(), options);
   commandLine.Top().OnParsed([&] {
     if (!options.raw && !topic.IsGiven()) throw Tools::UsageFault("--topic or --raw is required");
   });
   if (const auto status = commandLine.Parse(argc, argv)) return *status;
-  const Krell::Host host = Krell::Host::FromEnvironment();
-  if (!host.FindByCid(options.cid)) {
-    throw Krell::HostError("no VM with cid " + std::to_string(options.cid) + " runs on " + host.Directory());
-  }
-  return options.serveHistory ? ServeHistory(options) : PublishOnce(options);
+  const auto way = wayOptions.Choose();
+  return options.serveHistory ? ServeHistory(options, *way) : PublishOnce(options, *way);
 } catch (const DataError& error) {
   std::fprintf(stderr, "hesper-publish: %s\n", error.what());
   return kDataError;
-} catch (const std::system_error& error) {
-  if (error.code().value() == ECONNRESET) {
-    std::fprintf(stderr, "hesper-publish: no answer: nobody listens on the host's port\n");
-    return kNoAnswer;
-  }
-  std::fprintf(stderr, "hesper-publish: %s\n", error.what());
-  return kSystemError;
 } catch (const std::exception& error) {
   std::fprintf(stderr, "hesper-publish: %s\n", error.what());
   return kSystemError;

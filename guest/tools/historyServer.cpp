@@ -1,5 +1,4 @@
-#include "tools/historyServer.h"
-#include "lib/public/api/guestLimits.h"
+#include "guest/tools/historyServer.h"
 
 #include <poll.h>
 #include <signal.h>
@@ -13,7 +12,10 @@
 #include <system_error>
 #include <utility>
 
-namespace Tools {
+#include "guest/lib/hesperguest.h"
+#include "lib/public/api/guestLimits.h"
+
+namespace GuestTools {
 namespace {
 
 constexpr std::size_t kMostKept = 10000;
@@ -48,7 +50,8 @@ std::string CurrentTime() {
   return text;
 }
 
-HistoryServer::HistoryServer(Settings settings, Krell::GuestSocket publications, Krell::GuestSocket requests)
+HistoryServer::HistoryServer(Settings settings, std::unique_ptr<Channel> publications,
+                             std::unique_ptr<Channel> requests)
     : settings_(std::move(settings)),
       publications_(std::move(publications)),
       requests_(std::move(requests)),
@@ -70,8 +73,8 @@ int HistoryServer::Run(int input) {
   for (;;) {
     Advance(Clock::now());
     pollfd events[] = {{stop, POLLIN, 0},
-                       {publications_.Descriptor(), POLLIN, 0},
-                       {requests_.Descriptor(), POLLIN, 0},
+                       {publications_->Descriptor(), POLLIN, 0},
+                       {requests_->Descriptor(), POLLIN, 0},
                        {input, POLLIN, 0}};
     if (poll(events, std::size(events), MillisecondsToNextStep(Clock::now())) < 0 && errno != EINTR) {
       throw std::system_error(errno, std::generic_category(), "poll");
@@ -125,12 +128,8 @@ bool HistoryServer::SendFirst(Clock::time_point now) {
   ++first.attempts;
   first.deadline = now + settings_.timeout;
   nextSend_ = now + std::chrono::milliseconds(1000) / std::max(rateLimit_, 1U);
-  try {
-    publications_.Send(settings_.port, text);
-  } catch (const std::system_error& error) {
-    // No daemon now; there may be one when it is sent again.
-    if (error.code().value() != ECONNRESET) throw;
-  }
+  // No daemon now? There may be one when it is sent again.
+  publications_->Send(text);
   return true;
 }
 
@@ -162,19 +161,19 @@ void HistoryServer::ReadInput(int& input) {
 }
 
 void HistoryServer::TakeAcknowledgements() {
-  while (const auto datagram = publications_.Receive(std::chrono::milliseconds(0))) {
-    if (datagram->cid != Krell::kHostCid || datagram->port != settings_.port) continue;
-    const auto acknowledgement = ReadAcknowledgement(datagram->text);
-    if (!acknowledgement || queue_.empty() || queue_.front().attempts == 0) continue;
+  while (const auto text = publications_->Receive(std::chrono::milliseconds(0))) {
+    hesper_acknowledgement acknowledgement;
+    if (hesper_read_acknowledgement(text->data(), text->size(), &acknowledgement) != 0) continue;
+    if (queue_.empty() || queue_.front().attempts == 0) continue;
     Sending& first = queue_.front();
     // An answer that comes late, to a text that was given up, is not taken for this one's.
-    if (acknowledgement->sequence && acknowledgement->sequence != first.sequence) continue;
-    rateLimit_ = acknowledgement->rateLimit;
-    if (!acknowledgement->accepted) Report("sequence " + std::to_string(first.sequence) + " was refused");
+    if (acknowledgement.has_sequence != 0 && acknowledgement.sequence != first.sequence) continue;
+    rateLimit_ = acknowledgement.rate_limit;
+    if (acknowledgement.accepted == 0) Report("sequence " + std::to_string(first.sequence) + " was refused");
     if (!first.subscriber) {
-      std::fwrite(datagram->text.data(), 1, datagram->text.size(), stdout);
+      std::fwrite(text->data(), 1, text->size(), stdout);
       std::fflush(stdout);
-      if (acknowledgement->accepted) {
+      if (acknowledgement.accepted != 0) {
         kept_.push_back({Clock::now(), std::move(first.publication)});
       } else {
         status_ = std::max(status_, 1);
@@ -186,9 +185,8 @@ void HistoryServer::TakeAcknowledgements() {
 }
 
 void HistoryServer::TakeRequests() {
-  while (const auto datagram = requests_.Receive(std::chrono::milliseconds(0))) {
-    if (datagram->cid != Krell::kHostCid) continue;
-    const auto request = ReadHistoryRequest(datagram->text);
+  while (const auto text = requests_->Receive(std::chrono::milliseconds(0))) {
+    const auto request = ReadHistoryRequest(*text);
     if (!request) {
       Report("a history request is no valid JSON and was left unanswered");
       continue;
@@ -208,4 +206,4 @@ void HistoryServer::TakeRequests() {
   }
 }
 
-}  // namespace Tools
+}  // namespace GuestTools

@@ -3,14 +3,15 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "platform/krell/standin/guestSocket.h"
-#include "tools/publicationText.h"
+#include "guest/tools/channel.h"
+#include "guest/tools/publicationText.h"
 
-namespace Tools {
+namespace GuestTools {
 
 // A guest that publishes, keeps what it published, and publishes it again for the subscriptions that ask.
 // It sends one text at a time, no faster than the daemon's acknowledgement says, and once more if it hears
@@ -18,15 +19,14 @@ namespace Tools {
 class HistoryServer {
  public:
   struct Settings {
-    std::uint32_t port = 7777;
     std::chrono::milliseconds timeout{5000};
     std::uint64_t firstSequence = 1;
     // Of every publication but its time and payload.
     Publication common;
   };
 
-  // publications sends and hears the acknowledgements; requests is bound to the history port.
-  HistoryServer(Settings settings, Krell::GuestSocket publications, Krell::GuestSocket requests);
+  // publications sends and hears the acknowledgements.
+  HistoryServer(Settings settings, std::unique_ptr<Channel> publications, std::unique_ptr<Channel> requests);
 
   void Publish(std::string payload);
   // Serves until SIGTERM or SIGINT comes, which the caller has blocked. Each line of input (a descriptor,
@@ -59,8 +59,8 @@ class HistoryServer {
   void Finish();
 
   Settings settings_;
-  Krell::GuestSocket publications_;
-  Krell::GuestSocket requests_;
+  const std::unique_ptr<Channel> publications_;
+  const std::unique_ptr<Channel> requests_;
   std::uint64_t nextSequence_;
   std::string line_;
   std::deque<Kept> kept_;
@@ -74,4 +74,4 @@ class HistoryServer {
 // The present, in the text form of RFC 3339.
 std::string CurrentTime();
 
-}  // namespace Tools
+}  // namespace GuestTools

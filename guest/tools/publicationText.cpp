@@ -1,15 +1,13 @@
-#include "tools/publicationText.h"
+#include "guest/tools/publicationText.h"
 
+#include <openssl/evp.h>
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include <algorithm>
-#include <charconv>
 
-#include "platform/corvane/crypto.h"
-
-namespace Tools {
+namespace GuestTools {
 namespace {
 
 using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
@@ -19,19 +17,12 @@ void Member(JsonWriter& writer, const char* name, const std::string& value) {
   writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
 }
 
-// Takes the line from the front of the text, if it is there.
-bool TakeLine(std::string_view& text, std::string_view line) {
-  if (!text.starts_with(line)) return false;
-  text.remove_prefix(line.size());
-  return true;
-}
-
-template <typename Number>
-bool TakeNumber(std::string_view& text, Number& number) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc()) return false;
-  text.remove_prefix(static_cast<std::size_t>(end - text.data()));
-  return true;
+std::string Base64(const std::string& bytes) {
+  // OpenSSL writes a NUL behind the text, which falls on the string's own.
+  std::string text((bytes.size() + 2) / 3 * 4, '\0');
+  EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                  reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
+  return text;
 }
 
 const rapidjson::Value* Find(const rapidjson::Document& document, const char* name) {
@@ -43,8 +34,6 @@ const rapidjson::Value* Find(const rapidjson::Document& document, const char* na
 
 std::string PublicationText(const Publication& publication, std::uint64_t sequence,
                             const std::vector<std::uint64_t>& subscribers) {
-  std::string base64;
-  Base64_Encode(publication.payload.data(), publication.payload.size(), base64);
   rapidjson::StringBuffer text;
   JsonWriter writer(text);
   writer.StartObject();
@@ -65,29 +54,10 @@ std::string PublicationText(const Publication& publication, std::uint64_t sequen
   writer.Key("payload");
   writer.StartObject();
   Member(writer, "category", publication.category);
-  Member(writer, "base64", base64);
+  Member(writer, "base64", Base64(publication.payload));
   writer.EndObject();
   writer.EndObject();
   return {text.GetString(), text.GetSize()};
-}
-
-std::optional<Acknowledgement> ReadAcknowledgement(std::string_view text) {
-  Acknowledgement acknowledgement;
-  const auto rate = text.rfind("\"rateLimit\":");
-  if (rate == std::string_view::npos) return std::nullopt;
-  std::string_view end = text.substr(rate);
-  if (!TakeLine(end, "\"rateLimit\":") || !TakeNumber(end, acknowledgement.rateLimit) || end != "\n}") {
-    return std::nullopt;
-  }
-  if (!TakeLine(text, "{\n")) return std::nullopt;
-  if (TakeLine(text, "\"sequence\":")) {
-    std::uint64_t sequence = 0;
-    if (!TakeNumber(text, sequence) || !TakeLine(text, ",\n")) return std::nullopt;
-    acknowledgement.sequence = sequence;
-  }
-  acknowledgement.accepted = TakeLine(text, "\"status\":\"ok\",\n");
-  if (!acknowledgement.accepted && !TakeLine(text, "\"status\":\"bad\",\n")) return std::nullopt;
-  return acknowledgement;
 }
 
 bool HistoryRequest::Takes(std::string_view topic) const {
@@ -116,4 +86,4 @@ std::optional<HistoryRequest> ReadHistoryRequest(const std::string& text) {
   return request;
 }
 
-}  // namespace Tools
+}  // namespace GuestTools

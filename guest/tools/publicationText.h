@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace Tools {
+namespace GuestTools {
 
 // One item of guest data, as it was published first.
 struct Publication {
@@ -21,17 +21,6 @@ struct Publication {
 std::string PublicationText(const Publication& publication, std::uint64_t sequence,
                             const std::vector<std::uint64_t>& subscribers = {});
 
-// What the daemon answers. Its text is no JSON when the diagnosis quotes a faulty text, so it is read by
-// its lines, of which none before the diagnosis is the guest's.
-struct Acknowledgement {
-  std::optional<std::uint64_t> sequence;
-  bool accepted = false;
-  // Publications a second that this VM may send.
-  unsigned rateLimit = 0;
-};
-// Nothing if the text is no acknowledgement.
-std::optional<Acknowledgement> ReadAcknowledgement(std::string_view text);
-
 struct HistoryRequest {
   std::uint64_t pastSeconds = 0;
   std::uint64_t id = 0;
@@ -44,4 +33,4 @@ struct HistoryRequest {
 // Nothing if the text is no request.
 std::optional<HistoryRequest> ReadHistoryRequest(const std::string& text);
 
-}  // namespace Tools
+}  // namespace GuestTools

@@ -1,0 +1,15 @@
+#include "guest/tools/vmWay.h"
+#include "guest/tools/wayOptions.h"
+
+namespace GuestTools {
+
+WayOptions::WayOptions(Tools::Command& command) {
+  command.Value("--transport", transport_, "how to reach the host (default: vsock, or else serial)")
+      .OneOf({"vsock", "serial"});
+}
+
+std::unique_ptr<Way> WayOptions::Choose() const {
+  return MakeVmWay(transport_);
+}
+
+}  // namespace GuestTools

@@ -1,0 +1,23 @@
+#include "guest/tools/simulatedWay.h"
+#include "guest/tools/vmWay.h"
+#include "guest/tools/wayOptions.h"
+
+namespace GuestTools {
+
+WayOptions::WayOptions(Tools::Command& command) {
+  auto transport =
+      command.Value("--transport", transport_, "how to reach the host (default: vsock, or else serial)");
+  transport.OneOf({"vsock", "serial"});
+  command
+      .Value("--cid", cid_,
+             "the VM to stand for, on the host that KRELL_HOST_DIR names (default: the real VM "
+             "that this runs in)")
+      .Within(1U, 0xFFFFFFFEU)
+      .Excludes(transport);
+}
+
+std::unique_ptr<Way> WayOptions::Choose() const {
+  return cid_ != 0 ? MakeSimulatedWay(cid_) : MakeVmWay(transport_);
+}
+
+}  // namespace GuestTools
