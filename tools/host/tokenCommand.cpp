@@ -1,4 +1,4 @@
-#include "tools/tokenCommand.h"
+#include "tools/host/tokenCommand.h"
 
 #include <cstdio>
 
