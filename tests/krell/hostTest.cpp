@@ -60,6 +60,22 @@ TEST(HostTest, RefusesBadIdentities) {
   EXPECT_TRUE(host->FindByBiosUuid(std::string(127, 'b')));
 }
 
+TEST(HostTest, ASocketIsOneVmsAlone) {
+  TestHost host;
+  const auto add = [&](const std::string& name, const Krell::VmTransport& transport) {
+    return ErrorOf([&] { host->Add({0, "b" + name, "v", "m" + name, true, transport}); });
+  };
+  const std::string longest = "/" + std::string(106, 'p');
+  EXPECT_EQ(add("1", {Krell::VmTransport::Kind::Hybrid, longest}), "no error");
+  EXPECT_EQ(add("2", {Krell::VmTransport::Kind::Serial, "/run/a", "/run/b"}), "no error");
+  EXPECT_THAT(add("3", {Krell::VmTransport::Kind::Hybrid, longest}), HasSubstr("is the VM's with cid"));
+  EXPECT_THAT(add("4", {Krell::VmTransport::Kind::Serial, "/run/c", "/run/a"}), HasSubstr("/run/a is the"));
+  EXPECT_THAT(add("5", {Krell::VmTransport::Kind::Serial, "/run/d", "/run/d"}), HasSubstr("a socket each"));
+  host->Remove(host->FindByBiosUuid("b1")->identity.cid);
+  EXPECT_EQ(add("6", {Krell::VmTransport::Kind::Hybrid, longest}), "no error");
+  EXPECT_EQ(host->FindByPath(longest)->identity.biosUuid, "b6");
+}
+
 TEST(HostTest, RefusesADirectoryThatOthersCanReachOrReplace) {
   TestHost host;
   const std::string directory = host->Directory();

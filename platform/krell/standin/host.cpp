@@ -79,6 +79,7 @@ void CheckTransport(const VmTransport& transport) {
   CheckPath("the path of the VM's socket", transport.path);
   if (transport.kind == VmTransport::Kind::Serial) {
     CheckPath("the path of the history port's socket", transport.historyPath);
+    if (transport.path == transport.historyPath) throw HostError("the two ports have a socket each");
   }
 }
 
@@ -104,6 +105,25 @@ std::string CartelLink(unsigned long id) {
 }
 std::string LeaderLink(unsigned long id) {
   return "leader/" + std::to_string(id);
+}
+
+// A path holds no line feeds.
+std::string PathLink(std::string path) {
+  std::replace(path.begin(), path.end(), '/', '\n');
+  return "paths/" + path;
+}
+
+// The sockets that are this VM's alone.
+std::vector<std::string> PathsOf(const VmTransport& transport) {
+  switch (transport.kind) {
+    case VmTransport::Kind::Hybrid:
+      return {transport.path};
+    case VmTransport::Kind::Serial:
+      return {transport.path, transport.historyPath};
+    case VmTransport::Kind::Vsock:
+      break;
+  }
+  return {};
 }
 
 std::optional<std::uint32_t> ParseNumber(std::string_view text) {
@@ -196,7 +216,7 @@ Host::Host(std::string directory) : directory_(std::move(directory)) {
   int endpointsFd = openat(top.Get(), "endpoints", kOpenFlags);
   if (endpointsFd < 0) {
     // The endpoints' folder is the last one: where it is, all are.
-    for (const char* folder : {"vms", "bios", "cartel", "leader", "endpoints"}) {
+    for (const char* folder : {"vms", "bios", "cartel", "leader", "paths", "endpoints"}) {
       if (mkdirat(top.Get(), folder, 0700) != 0 && errno != EEXIST) throw fail(errno);
     }
     endpointsFd = openat(top.Get(), "endpoints", kOpenFlags);
@@ -257,6 +277,10 @@ VirtualMachine Host::Add(const VmIdentity& identity) {
   if (identity.cid != 0 && FindByCid(identity.cid)) {
     throw HostError("cid " + std::to_string(identity.cid) + " is in use");
   }
+  for (const auto& path : PathsOf(identity.transport)) {
+    const auto other = FindByPath(path);
+    if (other) throw HostError(path + " is the VM's with cid " + std::to_string(other->identity.cid));
+  }
   const auto id = static_cast<std::uint32_t>(kFirstId + 2 * state_->nextId++);
   VirtualMachine vm{identity, id + 1, id};
   for (std::uint32_t next = id; vm.identity.cid == 0 || FindByCid(vm.identity.cid); ++next) {
@@ -269,6 +293,7 @@ VirtualMachine Host::Add(const VmIdentity& identity) {
   WriteLink(directoryFd_, BiosLink(identity.biosUuid), cid);
   WriteLink(directoryFd_, CartelLink(vm.cartelId), cid);
   WriteLink(directoryFd_, LeaderLink(vm.leaderId), cid);
+  for (const auto& path : PathsOf(identity.transport)) WriteLink(directoryFd_, PathLink(path), cid);
   state_->generation.fetch_add(1, std::memory_order_acq_rel);
   return vm;
 }
@@ -281,6 +306,7 @@ void Host::Remove(std::uint32_t cid) {
   RemoveLinkTo(BiosLink(vm->identity.biosUuid), cid);
   RemoveLinkTo(CartelLink(vm->cartelId), cid);
   RemoveLinkTo(LeaderLink(vm->leaderId), cid);
+  for (const auto& path : PathsOf(vm->identity.transport)) RemoveLinkTo(PathLink(path), cid);
   state_->generation.fetch_add(1, std::memory_order_acq_rel);
 }
 
@@ -329,6 +355,13 @@ std::optional<VirtualMachine> Host::FindByCartelId(unsigned long cartelId) const
 std::optional<VirtualMachine> Host::FindByLeaderId(unsigned long leaderId) const {
   auto vm = FindByLink(LeaderLink(leaderId));
   return vm && vm->leaderId == leaderId ? vm : std::nullopt;
+}
+
+std::optional<VirtualMachine> Host::FindByPath(const std::string& path) const {
+  auto vm = FindByLink(PathLink(path));
+  if (!vm) return std::nullopt;
+  const auto paths = PathsOf(vm->identity.transport);
+  return std::find(paths.begin(), paths.end(), path) != paths.end() ? vm : std::nullopt;
 }
 
 std::vector<unsigned long> Host::LeaderIds() const {

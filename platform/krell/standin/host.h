@@ -63,9 +63,9 @@ class Host {
   Host& operator=(Host&&) = delete;
   ~Host();
 
-  // Starts a VM. Throws HostError on a bad identity or a cid in use. With a BIOS uuid that a second VM
-  // has too, the later one is what the uuid maps to. A cid of 0 is replaced by one that no VM of this host
-  // has had before, and that a VMM would not choose by itself.
+  // Starts a VM. Throws HostError on a bad identity, a cid in use, or a path that another VM has. With a BIOS
+  // uuid that a second VM has too, the later one is what the uuid maps to. A cid of 0 is replaced by one that
+  // no VM of this host has had before, and that a VMM would not choose by itself.
   VirtualMachine Add(const VmIdentity& identity);
   // Stops a VM; its open sockets are cut off. Throws HostError if no VM has this cid.
   void Remove(std::uint32_t cid);
@@ -77,6 +77,8 @@ class Host {
   std::optional<VirtualMachine> FindByBiosUuid(const std::string& uuid) const;
   std::optional<VirtualMachine> FindByCartelId(unsigned long cartelId) const;
   std::optional<VirtualMachine> FindByLeaderId(unsigned long leaderId) const;
+  // Whose transport has this path.
+  std::optional<VirtualMachine> FindByPath(const std::string& path) const;
   // In the order in which the VMs were started.
   std::vector<unsigned long> LeaderIds() const;
 
