@@ -2,9 +2,9 @@
    requests for history.
 
    The library starts no threads and installs no handlers. An object is for one thread at a time. After open
-   nothing is allocated but the room that a text needs, which is kept for the next one. Functions return 0 or
-   a negative errno; times are milliseconds, a negative one waits without limit. The publications' and
-   requests' texts are JSON, as docs/guest-protocol.md says; the library does not look into them. */
+   nothing is allocated but the room that a text needs. Functions return 0 or a negative errno; times are
+   milliseconds, a negative one waits without limit. The publications' and requests' texts are JSON, as
+   docs/guest-protocol.md says; the library does not look into them. */
 
 #ifndef HESPERGUEST_H
 #define HESPERGUEST_H
@@ -15,6 +15,8 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* The names are C's own. NOLINTBEGIN(readability-identifier-naming,modernize-*) */
 
 /* The largest text that the host accepts, and the longest acknowledgement. */
 #define HESPER_LARGEST_TEXT 69608
@@ -77,7 +79,9 @@ int hesper_read_acknowledgement(const char* text, size_t length,
 int hesper_publish(hesper_guest* guest, const void* text, size_t length, uint64_t sequence, int timeout,
                    struct hesper_acknowledgement* acknowledgement);
 
-/* For poll, with POLLIN: the descriptor is readable when hesper_receive may have something. */
+/* For poll, with POLLIN: the descriptor becomes readable when hesper_receive may have something. It tells so
+   once: hesper_receive is to be called until it gives -ETIMEDOUT before the descriptor is waited for again.
+ */
 int hesper_descriptor(const hesper_guest* guest);
 
 /* The guest's end of requests for history. */
@@ -96,6 +100,8 @@ int hesper_history_serve(hesper_history* history, hesper_request_handler* handle
                          int timeout);
 /* For poll, with POLLIN: readable when hesper_history_serve may have something. */
 int hesper_history_descriptor(const hesper_history* history);
+
+/* NOLINTEND(readability-identifier-naming,modernize-*) */
 
 #ifdef __cplusplus
 }

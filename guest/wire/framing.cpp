@@ -28,10 +28,11 @@ std::string_view Framing::End() {
   return kept_;
 }
 
-void Framing::Begin() {
+void Framing::Release() {
   if (!std::exchange(ended_, false)) return;
   if (kept_.capacity() > kSmallCapacity) {
-    kept_ = {};
+    // An assignment would keep the room.
+    std::string().swap(kept_);
   } else {
     kept_.clear();
   }
@@ -49,13 +50,16 @@ bool LengthFraming::TakeLength(std::string_view& input) {
 }
 
 std::optional<std::string_view> LengthFraming::Next(std::string_view& input) {
-  Begin();
+  Release();
   if (failed_ || !TakeLength(input)) return std::nullopt;
   const auto part = input.substr(0, missing_);
   input.remove_prefix(part.size());
   missing_ -= part.size();
   const bool isWhole = kept_.empty() && part.size() == length_;
-  if (!isWhole) Keep(part);
+  if (!isWhole) {
+    kept_.reserve(std::min<std::size_t>(length_, kMostKept));
+    Keep(part);
+  }
   if (missing_ != 0) return std::nullopt;
   lengthBytes_ = 0;
   const auto text = End();
@@ -72,10 +76,11 @@ void LengthFraming::Append(std::string& out, std::string_view text) const {
 }
 
 std::optional<std::string_view> CobsFraming::Next(std::string_view& input) {
-  Begin();
+  Release();
   while (!failed_ && !input.empty()) {
     const auto end = std::min(input.find('\0'), input.size());
     Decode(input.substr(0, end));
+    if (failed_) break;
     if (end == input.size()) {
       input = {};
       return std::nullopt;
@@ -83,7 +88,7 @@ std::optional<std::string_view> CobsFraming::Next(std::string_view& input) {
     input.remove_prefix(end + 1);
     if (EndFrame()) return End();
     End();
-    Begin();
+    Release();
   }
   return std::nullopt;
 }

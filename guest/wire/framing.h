@@ -31,6 +31,8 @@ class Framing {
   virtual std::size_t Wanted() const = 0;
   // A frame was longer than kLongestFrame.
   bool HasFailed() const { return failed_; }
+  // Gives back the memory of the text that Next has given last.
+  void Release();
   // Whether a frame has begun, and the bytes that are kept of it.
   bool IsInFrame() const { return inFrame_; }
   std::size_t Kept() const { return inFrame_ ? kept_.size() : 0; }
@@ -45,8 +47,6 @@ class Framing {
   void Keep(std::string_view bytes);
   // The frame has ended; its text may be in use up to the next call.
   std::string_view End();
-  // The next call of Next begins with this.
-  void Begin();
 
   std::string kept_;
   bool inFrame_ = false;

@@ -54,12 +54,22 @@ Krell::VmTransport ReadChannels(const Node& devices) {
   return transport;
 }
 
+Node RootOf(Corvane::Xml::Document& document) {
+  Node domain = document.GetRoot();
+  if (!domain.IsElement("domain", {})) throw Corvane::Exception("the text is no description of a domain");
+  return domain;
+}
+
 }  // namespace
+
+std::string ReadDomainUuid(std::string_view xml) {
+  const auto document = Corvane::Xml::ParseText(xml);
+  return TextOf(FindChild(RootOf(*document), "uuid"));
+}
 
 std::optional<Krell::VmIdentity> ReadDomain(std::string_view xml) {
   const auto document = Corvane::Xml::ParseText(xml);
-  const Node domain = document->GetRoot();
-  if (!domain.IsElement("domain", {})) throw Corvane::Exception("the text is no description of a domain");
+  const Node domain = RootOf(*document);
   Krell::VmIdentity vm;
   vm.biosUuid = vm.vmUuid = TextOf(FindChild(domain, "uuid"));
   vm.mgrVmId = AttributeOf(FindChild(FindChild(domain, "metadata"), "vm", kMetadataNamespace), "mgrVmId");

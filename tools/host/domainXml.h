@@ -20,5 +20,7 @@ inline constexpr const char kMetadataNamespace[] = "http://tessaly.com/norn/hesp
 // name, the cid of its vsock, or else its serial ports. Nothing if it has neither. Throws Corvane::Exception
 // for what is no such description.
 std::optional<Krell::VmIdentity> ReadDomain(std::string_view xml);
+// The uuid of any domain, which stays while its devices come and go. Throws as well.
+std::string ReadDomainUuid(std::string_view xml);
 
 }  // namespace Tools

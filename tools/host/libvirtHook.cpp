@@ -39,10 +39,15 @@ void LibvirtHook::Apply() const {
   // At its other operations libvirt waits for what a hook writes, and not for what it does.
   const std::string xml = ReadInput();
   if (!isStart && !isEnd) return;
+  if (isEnd) {
+    // Its way to us can have been taken from it in the meantime.
+    const auto uuid = ReadDomainUuid(xml);
+    Krell::Host host = Krell::Host::FromEnvironment();
+    return Unregister(host, uuid);
+  }
   const auto vm = ReadDomain(xml);
   if (!vm) return;
   Krell::Host host = Krell::Host::FromEnvironment();
-  if (isEnd) return Unregister(host, vm->biosUuid);
   // The start itself comes in two halves, of which the first one is early enough.
   const auto cid = Register(host, *vm);
   LogInternal(Logger::sDefaultLogger.get(), 6, "VM %1 runs with cid %2", vm->mgrVmId, cid);

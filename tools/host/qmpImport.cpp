@@ -62,7 +62,10 @@ class Qmp {
       if (size > 0) read_.append(part, static_cast<std::size_t>(size));
     }
     const auto end = read_.find('\n');
-    message_.Parse(read_.data(), end);
+    // The memory of the message before is used again; a deep one takes no stack.
+    message_.SetNull();
+    message_.GetAllocator().Clear();
+    message_.Parse<rapidjson::kParseIterativeFlag>(read_.data(), end);
     read_.erase(0, end + 1);
     if (message_.HasParseError() || !message_.IsObject())
       throw std::runtime_error("QEMU's answer is no JSON");

@@ -1,6 +1,15 @@
 #include "tools/host/registration.h"
 
+#include <optional>
+
 namespace Tools {
+namespace {
+
+void RemoveIfThere(Krell::Host& host, const std::optional<Krell::VirtualMachine>& vm) {
+  if (vm) host.Remove(vm->identity.cid);
+}
+
+}  // namespace
 
 std::uint32_t Register(Krell::Host& host, const Krell::VmIdentity& identity) {
   Krell::VmIdentity wanted = identity;
@@ -9,12 +18,16 @@ std::uint32_t Register(Krell::Host& host, const Krell::VmIdentity& identity) {
     if (same->identity == wanted) return wanted.cid;
     host.Remove(same->identity.cid);
   }
-  if (wanted.cid != 0 && host.FindByCid(wanted.cid)) host.Remove(wanted.cid);
+  // What is left of a VM whose end nobody has told.
+  if (wanted.cid != 0) RemoveIfThere(host, host.FindByCid(wanted.cid));
+  for (const auto& path : {wanted.transport.path, wanted.transport.historyPath}) {
+    if (!path.empty()) RemoveIfThere(host, host.FindByPath(path));
+  }
   return host.Add(wanted).identity.cid;
 }
 
 void Unregister(Krell::Host& host, const std::string& biosUuid) {
-  if (const auto vm = host.FindByBiosUuid(biosUuid)) host.Remove(vm->identity.cid);
+  RemoveIfThere(host, host.FindByBiosUuid(biosUuid));
 }
 
 }  // namespace Tools
