@@ -2,13 +2,16 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/krell/standin/guestSocket.h"
 #include "platform/krell/standin/host.h"
+#include "testing/childProcess.h"
 #include "testing/guestText.h"
 
 namespace Testing {
@@ -53,28 +56,26 @@ class Daemon {
 
   Daemon() : Daemon(Options{}) {}
   explicit Daemon(const Options& options);
-  ~Daemon();
   Daemon(const Daemon&) = delete;
   Daemon& operator=(const Daemon&) = delete;
 
   std::uint16_t port() const { return port_; }
   std::uint32_t vmPort() const { return vmPort_; }
-  pid_t pid() const { return pid_; }
 
-  // All that the daemon has written to standard error.
-  std::string Log() const;
-  // Waits until the text is in the log so many times; false when that doesn't happen in 20 seconds.
-  bool WaitForLog(std::string_view text, std::size_t times = 1) const;
-  bool IsRunning();
-  void Signal(int number) const;
-  // Waits for the end and gives the exit status, or -(the number of the signal that ended it).
-  int Wait();
+  // As of the process.
+  pid_t pid() const { return process_->pid(); }
+  std::string Log() const { return process_->Log(); }
+  bool WaitForLog(std::string_view text, std::size_t times = 1) const {
+    return process_->WaitForLog(text, times);
+  }
+  bool IsRunning() { return process_->IsRunning(); }
+  void Signal(int number) const { process_->Signal(number); }
+  int Wait() { return process_->Wait(); }
 
  private:
-  std::string logFile_;
   std::uint16_t port_ = 0;
   std::uint32_t vmPort_ = 0;
-  pid_t pid_ = -1;
+  std::optional<ChildProcess> process_;
 };
 
 // Sends the text and gives the acknowledgement; empty when none comes in the time.

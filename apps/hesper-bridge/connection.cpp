@@ -18,17 +18,21 @@ constexpr std::chrono::seconds kSendTime{10};
 // Of acknowledgements that wait to be sent. There are no more than a few, as a guest with such is not read.
 constexpr std::size_t kMostUnsent = 1 << 20;
 constexpr std::size_t kSmallCapacity = 1024;
-// Before another look whether other guests have left room.
-constexpr std::chrono::milliseconds kRoomDelay{20};
+// Enough for many usual acknowledgements. A guest that reads none soon leaves the rest here, where it is
+// bounded.
+constexpr int kKernelBuffer = 16384;
+// In one turn: a frame may come in pieces, and a guest that sends each byte by itself must not keep others
+// waiting.
+constexpr int kMostReads = 16;
 
 std::unique_ptr<Wire::Framing> MakeFraming(Connection::Kind kind) {
   if (kind == Connection::Kind::Line) return std::make_unique<Wire::CobsFraming>();
   return std::make_unique<Wire::LengthFraming>();
 }
 
-// Of an empty text, large memory.
+// Of an empty text, large memory, which an assignment would keep.
 void GiveBack(std::string& text) {
-  if (text.capacity() > kSmallCapacity) text = {};
+  if (text.capacity() > kSmallCapacity) std::string().swap(text);
 }
 
 }  // namespace
@@ -47,8 +51,7 @@ void Connection::Start() {
   error_code error;
   socket_.non_blocking(true, error);
   if (error) return Close();
-  unsent_ = framing_->Prologue();
-  Flush();
+  socket_.set_option(boost::asio::socket_base::send_buffer_size(kKernelBuffer), error);
   AwaitInput();
 }
 
@@ -77,21 +80,22 @@ void Connection::Resume() {
   if (Offer(text, rest) && Consume(rest)) AwaitInput();
 }
 
-// Reads until a frame has ended or nothing is there.
+// Reads until a frame has ended, nothing is there or the turn is over.
 void Connection::Read() {
   if (!framing_->IsInFrame() && HasUnsent()) {
     awaitsSending_ = true;
     return;
   }
-  if (!framing_->IsInFrame() && !guest_.HasRoom()) return guest_.Wait(shared_from_this(), kRoomDelay);
-  do {
+  if (!framing_->IsInFrame() && !guest_.HasRoom()) return guest_.AwaitRoom(shared_from_this());
+  for (int reads = 0; reads < kMostReads; ++reads) {
     error_code error;
     const auto room = boost::asio::buffer(context_.scratch, framing_->Wanted());
     const auto size = socket_.read_some(room, error);
     if (error == boost::asio::error::would_block || error == boost::asio::error::interrupted) break;
     if (error) return Close();
     if (!Consume({context_.scratch.data(), size})) return;
-  } while (framing_->IsInFrame());
+    if (!framing_->IsInFrame()) break;
+  }
   AwaitInput();
 }
 
@@ -113,19 +117,20 @@ bool Connection::Consume(std::string_view input) {
 
 // False if the daemon does not take the text now. It is kept then, and so is the rest.
 bool Connection::Offer(std::string_view text, std::string_view rest) {
-  const auto delay = guest_.Publish(port_, text);
-  if (!delay) return true;
+  if (guest_.Publish(shared_from_this(), text)) return true;
   held_ = text;
   rest_ = rest;
+  framing_->Release();
   isHolding_ = true;
   CountUnderWay();
-  guest_.Wait(shared_from_this(), *delay);
   return false;
 }
 
 void Connection::Send(std::string_view text) {
   if (isClosed_) return;
   if (unsent_.size() + text.size() > kMostUnsent) return Close();
+  // On a line another program may read by now, which has seen no frame begin.
+  unsent_ += framing_->Prologue();
   framing_->Append(unsent_, text);
   if (!isFlushing_) Flush();
 }

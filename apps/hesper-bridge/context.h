@@ -1,10 +1,11 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "apps/hesper-bridge/daemonEndpoint.h"
+#include "apps/hesper-bridge/frameBudget.h"
 #include "platform/corvane/log.h"
 
 namespace Bridge {
@@ -16,8 +17,8 @@ struct Context {
   DaemonEndpoint daemon;
   // Whether guests are listened to on the kernel's vsock.
   bool hasVsock = false;
-  // Frames of all guests that are under way, see Guest.
-  std::size_t framesUnderWay = 0;
+  // Of all guests.
+  std::shared_ptr<FrameBudget> frames;
   // What has been read and is not kept: one buffer will do, as a frame that is not whole is kept elsewhere.
   std::vector<char> scratch;
 };

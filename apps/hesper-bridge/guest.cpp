@@ -10,16 +10,17 @@ namespace Bridge {
 namespace {
 
 constexpr std::size_t kMostUnderWay = 4;
-constexpr std::size_t kMostUnderWayOfAll = 512;
 constexpr std::chrono::minutes kBetweenComplaints{1};
 constexpr std::chrono::milliseconds kLeastRateDelay{1};
-constexpr std::chrono::milliseconds kFullDelay{2};
-constexpr std::chrono::milliseconds kAwayDelay{100};
 
 }  // namespace
 
 Guest::Guest(Context& context, Krell::VirtualMachine vm)
-    : context_(context), vm_(std::move(vm)), transport_(MakeTransport(context, *this)), timer_(context.io) {}
+    : context_(context),
+      vm_(std::move(vm)),
+      transport_(MakeTransport(context, *this)),
+      timer_(context.io),
+      frames_(std::make_shared<FrameBudget>(context.io, kMostUnderWay)) {}
 
 Guest::~Guest() = default;
 
@@ -56,21 +57,25 @@ void Guest::Forget(const Connection& connection) {
   transport_->Lost(connection);
 }
 
-std::optional<Clock::duration> Guest::Publish(std::uint32_t port, std::string_view text) {
-  const Krell::PacketSource source{vm_.identity.cid, port, true, vm_.cartelId};
+bool Guest::Publish(const std::shared_ptr<Connection>& connection, std::string_view text) {
+  const Krell::PacketSource source{vm_.identity.cid, connection->Port(), vm_.identity.privileged,
+                                   vm_.cartelId};
   switch (context_.daemon.Put(source, text)) {
     case Krell::PacketFate::AboveRate:
-      return std::max<Clock::duration>(context_.daemon.RateDelay(source.cid), kLeastRateDelay);
+      Wait(connection, std::max<Clock::duration>(context_.daemon.RateDelay(source.cid), kLeastRateDelay));
+      return false;
     case Krell::PacketFate::NoRoom:
-      return kFullDelay;
     case Krell::PacketFate::NobodyReceives:
-      return kAwayDelay;
-    case Krell::PacketFate::NotPrivileged:  // nobody else is admitted
+      context_.daemon.Await(connection);
+      return false;
+    case Krell::PacketFate::NotPrivileged:
+      Complain("was refused: its sender is not privileged");
+      return true;
     case Krell::PacketFate::Taken:
       break;
   }
   lastPublication_ = std::chrono::system_clock::now();
-  return std::nullopt;
+  return true;
 }
 
 std::shared_ptr<Connection> Guest::Find(std::uint32_t port) const {
@@ -111,22 +116,21 @@ void Guest::ResumeFirst() {
 }
 
 bool Guest::HasRoom() const {
-  return underWay_ == 0 || (underWay_ < kMostUnderWay && context_.framesUnderWay < kMostUnderWayOfAll);
+  return frames_->IsUnused() || (frames_->HasRoom() && context_.frames->HasRoom());
+}
+
+void Guest::AwaitRoom(const std::shared_ptr<Connection>& connection) {
+  (frames_->HasRoom() ? context_.frames : frames_)->Await(connection);
 }
 
 void Guest::CountUnderWay(bool isUnderWay) {
-  if (isUnderWay) {
-    ++underWay_;
-    ++context_.framesUnderWay;
-  } else {
-    --underWay_;
-    --context_.framesUnderWay;
-  }
+  for (const auto& frames : {frames_, context_.frames}) isUnderWay ? frames->Begin() : frames->End();
 }
 
 void Guest::CheckProgress(Clock::time_point now) {
   const auto connections = connections_;
   for (const auto& connection : connections) connection->CheckProgress(now);
+  transport_->TryAgain();
 }
 
 void Guest::Complain(std::string_view text) {

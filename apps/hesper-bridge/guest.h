@@ -13,6 +13,7 @@
 
 namespace Bridge {
 
+class FrameBudget;
 class Transport;
 struct Context;
 
@@ -41,8 +42,9 @@ class Guest final : public std::enable_shared_from_this<Guest> {
   // Null if no connection has this port.
   std::shared_ptr<Connection> Find(std::uint32_t port) const;
 
-  // Sends a text to the daemon. If it is not taken now, gives how long to wait with it.
-  std::optional<Clock::duration> Publish(std::uint32_t port, std::string_view text);
+  // Gives a text to the daemon, or drops it if the VM has no right to send. If it is not taken now, the
+  // connection waits in line, and is resumed.
+  bool Publish(const std::shared_ptr<Connection>& connection, std::string_view text);
   void Acknowledge(std::uint32_t port, std::string_view text);
   // Sends a request for history to the VM.
   void Ask(std::uint32_t port, std::string_view text);
@@ -53,6 +55,8 @@ class Guest final : public std::enable_shared_from_this<Guest> {
   bool HasWaiting() const { return !waiting_.empty(); }
   // Whether one more frame may begin.
   bool HasRoom() const;
+  // The connection is resumed when that may be so.
+  void AwaitRoom(const std::shared_ptr<Connection>& connection);
   void CountUnderWay(bool isUnderWay);
 
   void CheckProgress(Clock::time_point now);
@@ -76,7 +80,7 @@ class Guest final : public std::enable_shared_from_this<Guest> {
   std::vector<std::shared_ptr<Connection>> waiting_;
   boost::asio::steady_timer timer_;
   bool isArmed_ = false;
-  std::size_t underWay_ = 0;
+  const std::shared_ptr<FrameBudget> frames_;
   Clock::time_point nextComplaint_;
   std::optional<std::chrono::system_clock::time_point> lastPublication_;
 };

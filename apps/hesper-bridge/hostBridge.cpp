@@ -1,5 +1,7 @@
 #include "apps/hesper-bridge/hostBridge.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <system_error>
 #include <utility>
@@ -15,12 +17,16 @@ using Corvane::Service::LogInternal;
 
 // A frame of the largest text at once.
 constexpr std::size_t kScratchSize = 81920;
+// Of all guests together, under way at a time. A guest without any may always begin one.
+constexpr std::size_t kMostFrames = 512;
 // Of packets that are carried in one turn.
 constexpr int kMostPackets = 64;
 constexpr std::uint32_t kFirstUnprivilegedPort = 1024;
 constexpr std::chrono::seconds kBetweenSweeps{5};
 constexpr std::chrono::seconds kRetryDelay{1};
 constexpr std::chrono::minutes kBetweenStrangerLines{1};
+// What thousands of guests have had for their texts at one time, the allocator would keep for ever.
+constexpr std::size_t kMostFreeMemory = 16 << 20;
 
 }  // namespace
 
@@ -29,7 +35,8 @@ HostBridge::HostBridge(boost::asio::io_context& io, const Krell::Host& host, Cor
     : host_(host),
       context_{.io = io,
                .log = log,
-               .daemon = DaemonEndpoint(host, settings.port),
+               .daemon = DaemonEndpoint(io, host, settings.port),
+               .frames = std::make_shared<FrameBudget>(io, kMostFrames),
                .scratch = std::vector<char>(kScratchSize)},
       settings_(settings),
       gateway_(host),
@@ -65,8 +72,10 @@ void HostBridge::ListenToVsock() try {
                          });
   vsock_->Start();
   context_.hasVsock = true;
+  isVsockMissed_ = false;
   LogInternal(&context_.log, 6, "Listens on vsock port %1", settings_.port);
 } catch (const std::system_error& error) {
+  if (std::exchange(isVsockMissed_, true)) return;
   LogInternal(&context_.log, 4, "No guests on vsock: %1", error.what());
 }
 
@@ -153,6 +162,8 @@ void HostBridge::AwaitSweep() {
     if (error) return;
     const auto now = Clock::now();
     for (const auto& [cid, guest] : guests_) guest->CheckProgress(now);
+    if (settings_.vsock && !vsock_) ListenToVsock();
+    if (mallinfo2().fordblks > kMostFreeMemory) malloc_trim(0);
     AwaitSweep();
   });
 }

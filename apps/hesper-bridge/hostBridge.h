@@ -58,6 +58,8 @@ class HostBridge {
   TrafficServer traffic_;
   std::unordered_map<std::uint32_t, std::shared_ptr<Guest>> guests_;
   std::shared_ptr<Listener> vsock_;
+  // It has been said that there is none; it is tried again.
+  bool isVsockMissed_ = false;
   boost::asio::steady_timer sweep_;
   boost::asio::steady_timer retry_;
   Clock::time_point nextStrangerLine_;

@@ -29,6 +29,10 @@ void HybridTransport::Start() try {
   guest_.Complain(std::string("can't be listened to: ") + error.what());
 }
 
+void HybridTransport::TryAgain() {
+  if (!listener_) Start();
+}
+
 void HybridTransport::Close() {
   calls_.Close();
   if (!listener_) return;

@@ -19,6 +19,7 @@ class HybridTransport final : public Transport {
 
   void Start() override;
   void Close() override;
+  void TryAgain() override;
   void Ask(std::uint32_t port, std::string_view text) override;
 
  private:

@@ -1,6 +1,7 @@
 // hesper-bridge: carries frames between the real VMs of a host and the endpoints of its directory.
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -38,13 +39,16 @@ int main(int argc, char** argv) try {
       .Value("--vsock-port", settings.port, "the port that guests connect to")
       .Within(1U, Krell::kAnyPort - 1)
       .ShowDefault();
-  commandLine.Top().Value("--host-dir", directory, "the host's directory (default: KRELL_HOST_DIR)");
+  commandLine.Top().Value("--host-dir", directory,
+                          "the host's directory (default: KRELL_HOST_DIR, or else /run/tessaly/host)");
   commandLine.Top().Flag("--no-vsock", noVsock, "leave the kernel's vsock to others");
   if (const auto status = commandLine.Parse(argc, argv)) return *status;
   settings.vsock = !noVsock;
 
   RaiseDescriptorLimit();
-  const Krell::Host host = directory.empty() ? Krell::Host::FromEnvironment() : Krell::Host(directory);
+  // A VMM that is not root's connects by its group.
+  umask(0007);
+  const Krell::Host host = directory.empty() ? Krell::Host::OfThisMachine() : Krell::Host(directory);
   boost::asio::io_context io(1);
   boost::asio::signal_set signals(io, SIGTERM, SIGINT);
   signals.async_wait([&io](const boost::system::error_code&, int) { io.stop(); });

@@ -17,6 +17,8 @@ class Transport {
 
   virtual void Start() = 0;
   virtual void Close() = 0;
+  // Now and then: what could not be started may be possible now.
+  virtual void TryAgain() {}
   // Carries a request for history to a port of the guest, if it is there. Requests that it can't be given are
   // dropped, as a datagram is.
   virtual void Ask(std::uint32_t port, std::string_view text) = 0;

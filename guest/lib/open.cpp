@@ -56,8 +56,10 @@ int BindAsPrivileged(int descriptor, std::uint32_t historyPort) {
 // The socket family can be there without a host that could be reached by it.
 bool HasVsock() {
   const Corvane::FileDescriptor device(open("/dev/vsock", O_RDONLY | O_CLOEXEC));
+  // Whoever may not ask hears from the connection what else it may not.
+  if (!device.IsOpen()) return errno == EACCES;
   unsigned int cid = VMADDR_CID_ANY;
-  return device.IsOpen() && ioctl(device.Get(), IOCTL_VM_SOCKETS_GET_LOCAL_CID, &cid) == 0 &&
+  return ioctl(device.Get(), IOCTL_VM_SOCKETS_GET_LOCAL_CID, &cid) == 0 &&
          cid > VMADDR_CID_HOST && cid != VMADDR_CID_ANY;
 }
 

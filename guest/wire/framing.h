@@ -39,7 +39,7 @@ class Framing {
 
   // Appends a text as one frame.
   virtual void Append(std::string& out, std::string_view text) const = 0;
-  // What is sent before the first frame.
+  // What is sent before a frame whose reader may not have seen the one before.
   virtual std::string_view Prologue() const { return {}; }
 
  protected:

@@ -65,7 +65,7 @@ TEST(HostTest, ASocketIsOneVmsAlone) {
   const auto add = [&](const std::string& name, const Krell::VmTransport& transport) {
     return ErrorOf([&] { host->Add({0, "b" + name, "v", "m" + name, true, transport}); });
   };
-  const std::string longest = "/" + std::string(106, 'p');
+  const std::string longest = "/" + std::string(101, 'p');
   EXPECT_EQ(add("1", {Krell::VmTransport::Kind::Hybrid, longest}), "no error");
   EXPECT_EQ(add("2", {Krell::VmTransport::Kind::Serial, "/run/a", "/run/b"}), "no error");
   EXPECT_THAT(add("3", {Krell::VmTransport::Kind::Hybrid, longest}), HasSubstr("is the VM's with cid"));

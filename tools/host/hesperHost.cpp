@@ -82,8 +82,8 @@ class AddCommand {
 int main(int argc, char** argv) try {
   Tools::CommandLine commandLine(
       "hesper-host",
-      "The registry of the VMs of the host that KRELL_HOST_DIR names. It also makes "
-      "tokens for the host's daemon.");
+      "The registry of the VMs of a host: the one that KRELL_HOST_DIR names, or else "
+      "this machine. It also makes tokens for the host's daemon.");
   auto& top = commandLine.Top();
   AddCommand add(top);
   std::uint32_t cid = 0;
@@ -112,7 +112,7 @@ int main(int argc, char** argv) try {
     hook.Run();
     return 0;
   }
-  Krell::Host host = Krell::Host::FromEnvironment();
+  Krell::Host host = Krell::Host::OfThisMachine();
   if (add.IsAsked()) add.Run(host);
   if (remove.IsGiven()) host.Remove(cid);
   if (list.IsGiven()) Tools::PrintVms(host);

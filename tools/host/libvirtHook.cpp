@@ -42,12 +42,12 @@ void LibvirtHook::Apply() const {
   if (isEnd) {
     // Its way to us can have been taken from it in the meantime.
     const auto uuid = ReadDomainUuid(xml);
-    Krell::Host host = Krell::Host::FromEnvironment();
+    Krell::Host host = Krell::Host::OfThisMachine();
     return Unregister(host, uuid);
   }
   const auto vm = ReadDomain(xml);
   if (!vm) return;
-  Krell::Host host = Krell::Host::FromEnvironment();
+  Krell::Host host = Krell::Host::OfThisMachine();
   // The start itself comes in two halves, of which the first one is early enough.
   const auto cid = Register(host, *vm);
   LogInternal(Logger::sDefaultLogger.get(), 6, "VM %1 runs with cid %2", vm->mgrVmId, cid);

@@ -33,6 +33,8 @@ constexpr std::uint32_t kFirstAllottedCid = 1U << 30;
 constexpr std::uint32_t kAllottedCids = 1U << 30;
 // What the address of an AF_UNIX socket holds, with a NUL at its end.
 constexpr std::size_t kPathField = 108;
+// A hybrid VMM's path has the port appended to it.
+constexpr std::size_t kPortSuffix = std::string_view("_7777").size();
 
 // A VM's file: written once under another name and moved into place, so it is whole or not there.
 struct VmRecord {
@@ -64,10 +66,11 @@ void CheckIdentifier(const std::string& name, const std::string& text) {
   }
 }
 
-void CheckPath(const std::string& name, const std::string& path) {
+void CheckPath(const std::string& name, const std::string& path, std::size_t suffix = 0) {
   if (!path.starts_with('/')) throw HostError(name + " must be an absolute path");
-  if (path.size() >= kPathField) {
-    throw HostError(name + " must have at most " + std::to_string(kPathField - 1) + " bytes");
+  const std::size_t most = kPathField - 1 - suffix;
+  if (path.size() > most) {
+    throw HostError(name + " must have at most " + std::to_string(most) + " bytes");
   }
   if (path.find_first_of(std::string_view("\n\0", 2)) != std::string::npos) {
     throw HostError(name + " may hold neither line feeds nor NULs");
@@ -76,7 +79,8 @@ void CheckPath(const std::string& name, const std::string& path) {
 
 void CheckTransport(const VmTransport& transport) {
   if (transport.kind == VmTransport::Kind::Vsock) return;
-  CheckPath("the path of the VM's socket", transport.path);
+  const bool isHybrid = transport.kind == VmTransport::Kind::Hybrid;
+  CheckPath("the path of the VM's socket", transport.path, isHybrid ? kPortSuffix : 0);
   if (transport.kind == VmTransport::Kind::Serial) {
     CheckPath("the path of the history port's socket", transport.historyPath);
     if (transport.path == transport.historyPath) throw HostError("the two ports have a socket each");
@@ -237,6 +241,11 @@ Host Host::FromEnvironment() {
   const char* directory = std::getenv("KRELL_HOST_DIR");
   if (directory == nullptr || *directory == '\0') throw HostError("KRELL_HOST_DIR is not set");
   return Host(directory);
+}
+
+Host Host::OfThisMachine() {
+  const bool isNamed = std::getenv("KRELL_HOST_DIR") != nullptr;
+  return isNamed || access(kUsualDirectory, F_OK) != 0 ? FromEnvironment() : Host(kUsualDirectory);
 }
 
 Host::Host(Host&& other) noexcept

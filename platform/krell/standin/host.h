@@ -9,7 +9,8 @@
 
 namespace Krell {
 
-// How a real VM's bytes reach the host. Paths are absolute, and 1 to 107 bytes without line feeds.
+// How a real VM's bytes reach the host. Paths are absolute, and have at most
+// 107 bytes (102, where a port is appended) and no line feeds.
 struct VmTransport {
   enum class Kind : std::uint32_t {
     Vsock,   // the host's own vsock; also what a VM has that is simulated on this machine
@@ -57,6 +58,10 @@ class Host {
   explicit Host(std::string directory);
   // The directory named by KRELL_HOST_DIR. Throws HostError if the variable is not set.
   static Host FromEnvironment();
+  // The same, or the usual directory if the variable is not set and that is there: for programs that are
+  // nothing without a host.
+  static Host OfThisMachine();
+  static constexpr const char* kUsualDirectory = "/run/tessaly/host";
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
   Host(Host&& other) noexcept;
