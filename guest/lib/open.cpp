@@ -59,8 +59,8 @@ bool HasVsock() {
   // Whoever may not ask hears from the connection what else it may not.
   if (!device.IsOpen()) return errno == EACCES;
   unsigned int cid = VMADDR_CID_ANY;
-  return ioctl(device.Get(), IOCTL_VM_SOCKETS_GET_LOCAL_CID, &cid) == 0 &&
-         cid > VMADDR_CID_HOST && cid != VMADDR_CID_ANY;
+  return ioctl(device.Get(), IOCTL_VM_SOCKETS_GET_LOCAL_CID, &cid) == 0 && cid > VMADDR_CID_HOST &&
+         cid != VMADDR_CID_ANY;
 }
 
 int SetNonBlocking(int descriptor) {
