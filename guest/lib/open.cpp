@@ -86,8 +86,8 @@ int ConnectByVsock(const hesper_options& options, std::unique_ptr<Stream>& strea
 int ListenOnVsock(const hesper_options& options, RequestSource& source) {
   Corvane::FileDescriptor listener(socket(AF_VSOCK, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!listener.IsOpen()) return -errno;
-  if (const int error = BindTo(listener.Get(), OrDefault(options.history_port, kDefaultHistoryPort)))
-    return error;
+  const int error = BindTo(listener.Get(), OrDefault(options.history_port, kDefaultHistoryPort));
+  if (error != 0) return error;
   if (listen(listener.Get(), kBacklog) != 0) return -errno;
   source.listener = std::move(listener);
   return 0;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -46,8 +47,9 @@ class Qmp {
     }
     for (;;) {
       ReadMessage();
-      if (message_.HasMember("return")) return message_["return"];
-      if (message_.HasMember("error")) throw std::runtime_error("QEMU refuses " + command);
+      const auto result = message_->FindMember("return");
+      if (result != message_->MemberEnd()) return result->value;
+      if (message_->HasMember("error")) throw std::runtime_error("QEMU refuses " + command);
     }
   }
 
@@ -57,24 +59,25 @@ class Qmp {
       char part[4096];
       const ssize_t size = recv(socket_.Get(), part, sizeof part, 0);
       const bool isLate = std::chrono::steady_clock::now() > deadline_;
-      if (size == 0 || isLate || read_.size() > kLongestLine)
+      if (size == 0 || isLate || read_.size() > kLongestLine) {
         throw std::runtime_error("QEMU does not answer");
+      }
       if (size > 0) read_.append(part, static_cast<std::size_t>(size));
     }
     const auto end = read_.find('\n');
-    // The memory of the message before is used again; a deep one takes no stack.
-    message_.SetNull();
-    message_.GetAllocator().Clear();
-    message_.Parse<rapidjson::kParseIterativeFlag>(read_.data(), end);
+    // A new one each time, as a document keeps its memory. A deep message takes no stack.
+    message_ = std::make_unique<rapidjson::Document>();
+    message_->Parse<rapidjson::kParseIterativeFlag>(read_.data(), end);
     read_.erase(0, end + 1);
-    if (message_.HasParseError() || !message_.IsObject())
+    if (message_->HasParseError() || !message_->IsObject()) {
       throw std::runtime_error("QEMU's answer is no JSON");
+    }
   }
 
   const Corvane::FileDescriptor socket_;
   const std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::now() + kPatience;
   std::string read_;
-  rapidjson::Document message_;
+  std::unique_ptr<rapidjson::Document> message_;
 };
 
 std::string Member(const rapidjson::Value& object, const char* name) {
@@ -89,8 +92,8 @@ std::string FindVsock(Qmp& qmp) {
     const auto& devices = qmp.Call(R"({"execute":"qom-list","arguments":{"path":")" + folder + "\"}}");
     if (!devices.IsArray()) continue;
     for (const auto& device : devices.GetArray()) {
-      if (Member(device, "type").starts_with("child<vhost-vsock-"))
-        return folder + "/" + Member(device, "name");
+      if (!Member(device, "type").starts_with("child<vhost-vsock-")) continue;
+      return folder + "/" + Member(device, "name");
     }
   }
   return {};
@@ -102,8 +105,8 @@ Krell::VmIdentity AskQemu(const std::string& socketPath) {
   Qmp qmp(socketPath);
   Krell::VmIdentity vm;
   vm.biosUuid = Member(qmp.Call(R"({"execute":"query-uuid"})"), "UUID");
-  if (vm.biosUuid.empty() || vm.biosUuid == kNoUuid)
-    throw std::runtime_error("the VM has no uuid (option -uuid)");
+  const bool hasUuid = !vm.biosUuid.empty() && vm.biosUuid != kNoUuid;
+  if (!hasUuid) throw std::runtime_error("the VM has no uuid (option -uuid)");
   vm.vmUuid = vm.biosUuid;
   vm.mgrVmId = Member(qmp.Call(R"({"execute":"query-name"})"), "name");
   if (vm.mgrVmId.empty()) vm.mgrVmId = vm.vmUuid;

@@ -11,6 +11,7 @@
 #include "platform/krell/standin/host.h"
 
 namespace Krell {
+
 Gateway::Gateway(const Host& host)
     : host_(host),
       socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)),
@@ -19,8 +20,9 @@ Gateway::Gateway(const Host& host)
   const int folder = host.EndpointsDescriptor();
   const Host::ChangeLock lock(host);
   if (const auto old = EndpointQueue::Open(folder, kName)) {
-    if (old->HasReceiver())
+    if (old->HasReceiver()) {
       throw HostError("another process carries the packets of host " + host.Directory());
+    }
     old->Close();
   }
   unlinkat(folder, kName, 0);
