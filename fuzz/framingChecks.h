@@ -53,8 +53,9 @@ void CheckFraming(std::string_view bytes, std::size_t step) {
   std::string stream(framing.Prologue());
   for (const auto text : {bytes, std::string_view(), bytes}) framing.Append(stream, text);
   Unframed expected;
-  for (const auto text : {bytes, std::string_view(), bytes})
+  for (const auto text : {bytes, std::string_view(), bytes}) {
     expected.texts.emplace_back(text.substr(0, Wire::kMostKept));
+  }
   Require(Unframe<Framing>(stream, step) == expected);
 }
 

@@ -39,16 +39,17 @@ void HistoryCall::Start(const Endpoint& guest, std::function<void()> done) {
 void HistoryCall::SendOpening() {
   boost::asio::async_write(socket_, boost::asio::buffer(opening_),
                            [self = shared_from_this()](const error_code& error, std::size_t) {
-                             if (error) return self->End();
-                             boost::asio::async_read_until(
-                                 self->socket_, self->answer_, '\n',
-                                 [self](const error_code& failure, std::size_t) {
-                                   std::string word;
-                                   if (failure || !(std::istream(&self->answer_) >> word) || word != "OK")
-                                     return self->End();
-                                   self->SendRequest();
-                                 });
+                             error ? self->End() : self->ReadAnswer();
                            });
+}
+
+void HistoryCall::ReadAnswer() {
+  boost::asio::async_read_until(
+      socket_, answer_, '\n', [self = shared_from_this()](const error_code& error, std::size_t) {
+        std::string word;
+        const bool isOk = !error && std::istream(&self->answer_) >> word && word == "OK";
+        isOk ? self->SendRequest() : self->End();
+      });
 }
 
 void HistoryCall::SendRequest() {

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "apps/hesper-bridge/connection.h"
 
@@ -27,6 +28,7 @@ class HistoryCall final : public std::enable_shared_from_this<HistoryCall> {
 
  private:
   void SendOpening();
+  void ReadAnswer();
   void SendRequest();
   void End();
 

@@ -44,8 +44,9 @@ template <typename Framing>
 Texts Decode(std::string_view bytes, std::size_t step) {
   Framing framing;
   Texts texts;
-  for (; !bytes.empty(); bytes.remove_prefix(std::min(step, bytes.size())))
+  for (; !bytes.empty(); bytes.remove_prefix(std::min(step, bytes.size()))) {
     Feed(framing, bytes.substr(0, step), texts);
+  }
   EXPECT_FALSE(framing.IsInFrame() || framing.HasFailed());
   return texts;
 }

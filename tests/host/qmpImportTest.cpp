@@ -70,8 +70,9 @@ class Qemu {
       }
       std::string much;
       for (int i = 0; i < 1000; ++i) much.append(answer, 0, answer.size() - 3);
-      do asio::write(peer, asio::buffer(much));
-      while (!much.empty());
+      do {
+        asio::write(peer, asio::buffer(much));
+      } while (!much.empty());
       return;
     }
   }
