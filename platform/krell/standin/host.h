@@ -111,7 +111,7 @@ class Host {
   // Shared by all processes of the host.
   struct State {
     std::atomic<std::uint64_t> generation;
-    std::uint64_t nextId;
+    std::atomic<std::uint64_t> nextId;
   };
 
   std::optional<VirtualMachine> FindByLink(const std::string& link) const;
