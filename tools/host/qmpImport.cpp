@@ -47,9 +47,10 @@ class Qmp {
     }
     for (;;) {
       ReadMessage();
-      const auto result = message_->FindMember("return");
-      if (result != message_->MemberEnd()) return result->value;
-      if (message_->HasMember("error")) throw std::runtime_error("QEMU refuses " + command);
+      const rapidjson::Document& message = *message_;
+      const auto result = message.FindMember("return");
+      if (result != message.MemberEnd()) return result->value;
+      if (message.HasMember("error")) throw std::runtime_error("QEMU refuses " + command);
     }
   }
 
