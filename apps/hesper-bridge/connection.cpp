@@ -129,24 +129,26 @@ bool Connection::Offer(std::string_view text, std::string_view rest) {
 void Connection::Send(std::string_view text) {
   if (isClosed_) return;
   if (unsent_.size() + text.size() > kMostUnsent) return Close();
+  const bool isWaiting = HasUnsent();
   // On a line another program may read by now, which has seen no frame begin.
   unsent_ += framing_->Prologue();
   framing_->Append(unsent_, text);
-  if (!isFlushing_) Flush();
+  if (isWaiting) return;
+  unsentSince_ = Clock::now();
+  Flush();
 }
 
 void Connection::Flush() {
   if (isClosed_) return;
   error_code error;
-  const auto size = unsent_.empty() ? 0 : socket_.write_some(boost::asio::buffer(unsent_), error);
+  const auto size = socket_.write_some(boost::asio::buffer(unsent_), error);
   if (error && error != boost::asio::error::would_block && error != boost::asio::error::interrupted) {
     return Close();
   }
   unsent_.erase(0, size);
-  if (size != 0 || !isFlushing_) unsentSince_ = Clock::now();
-  isFlushing_ = HasUnsent();
+  if (size != 0) unsentSince_ = Clock::now();
   CountUnderWay();
-  if (isFlushing_) {
+  if (HasUnsent()) {
     socket_.async_wait(StreamSocket::wait_write, [self = shared_from_this()](const error_code& failure) {
       if (!failure) self->Flush();
     });

@@ -43,7 +43,8 @@ class Connection final : public std::enable_shared_from_this<Connection> {
   void CheckProgress(Clock::time_point now);
 
   std::uint32_t Port() const { return port_; }
-  bool IsFlushing() const { return isFlushing_; }
+  // Whether some of what was sent waits for the guest to take it.
+  bool HasUnsent() const { return !unsent_.empty(); }
 
  private:
   void AwaitInput();
@@ -52,7 +53,6 @@ class Connection final : public std::enable_shared_from_this<Connection> {
   bool Consume(std::string_view input);
   bool Offer(std::string_view text, std::string_view rest);
   void Flush();
-  bool HasUnsent() const { return !unsent_.empty(); }
   void CountUnderWay();
 
   Context& context_;
@@ -68,7 +68,6 @@ class Connection final : public std::enable_shared_from_this<Connection> {
   std::string unsent_;
   Clock::time_point unsentSince_;
   bool isHolding_ = false;
-  bool isFlushing_ = false;
   bool awaitsSending_ = false;
   bool isUnderWay_ = false;
   bool isClosed_ = false;

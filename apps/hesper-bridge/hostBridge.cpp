@@ -72,7 +72,6 @@ void HostBridge::ListenToVsock() try {
                          });
   vsock_->Start();
   context_.hasVsock = true;
-  isVsockMissed_ = false;
   LogInternal(&context_.log, 6, "Listens on vsock port %1", settings_.port);
 } catch (const std::system_error& error) {
   if (std::exchange(isVsockMissed_, true)) return;

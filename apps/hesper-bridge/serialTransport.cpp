@@ -73,7 +73,7 @@ void SerialTransport::Close() {
 void SerialTransport::Ask(std::uint32_t, std::string_view text) {
   const auto line = guest_.Find(kHistoryLine);
   // Nobody reads in the guest, if the line still has an older request.
-  if (line && !line->IsFlushing()) line->Send(text);
+  if (line && !line->HasUnsent()) line->Send(text);
 }
 
 void SerialTransport::Lost(const Connection& connection) {
