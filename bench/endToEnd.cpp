@@ -30,6 +30,7 @@
 #include "platform/krell/standin/guestSocket.h"
 #include "platform/krell/standin/host.h"
 #include "testing/guestText.h"
+#include "testing/procfs.h"
 
 namespace {
 
@@ -76,26 +77,8 @@ class DaemonProcess {
     waitpid(pid_, nullptr, 0);
   }
 
-  double CpuSeconds() const {
-    std::ifstream file("/proc/" + std::to_string(pid_) + "/stat");
-    std::string text;
-    std::getline(file, text);
-    std::istringstream fields(text.substr(text.rfind(')') + 2));
-    std::string skipped;
-    for (int i = 0; i < 11; ++i) fields >> skipped;
-    double user = 0;
-    double system = 0;
-    fields >> user >> system;
-    return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
-  }
-
-  long HighWaterKiB() const {
-    std::ifstream file("/proc/" + std::to_string(pid_) + "/status");
-    for (std::string line; std::getline(file, line);) {
-      if (line.starts_with("VmHWM:")) return std::atol(line.c_str() + 6);
-    }
-    return 0;
-  }
+  double CpuSeconds() const { return Testing::Look(pid_).cpuSeconds; }
+  double HighWaterMiB() const { return Testing::Look(pid_).peakMiB; }
 
  private:
   pid_t pid_;
@@ -291,7 +274,7 @@ class Bench {
                 test.name, test.textSize, test.subscribers, static_cast<double>(acknowledged) / seconds,
                 static_cast<double>(deliveries) / seconds, cpu / static_cast<double>(acknowledged) * 1e6,
                 deliveries ? cpu / static_cast<double>(deliveries) * 1e6 : 0.0, percentile(0.5),
-                percentile(0.99), static_cast<double>(daemon.HighWaterKiB()) / 1024,
+                percentile(0.99), daemon.HighWaterMiB(),
                 static_cast<unsigned long long>(sent * std::max<std::size_t>(test.subscribers, 1) -
                                                 (test.subscribers ? deliveries : acknowledged)));
     std::fflush(stdout);
@@ -308,7 +291,7 @@ class Bench {
       while (receiver.Acknowledged() < i) std::this_thread::yield();
     }
     std::printf("\n%u known VMs and %zu subscribers: VmHWM %.1f MiB\n", kVms, idle.size(),
-                static_cast<double>(daemon.HighWaterKiB()) / 1024);
+                daemon.HighWaterMiB());
     for (const int fd : idle) close(fd);
   }
 

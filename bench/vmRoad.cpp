@@ -1,47 +1,40 @@
 // The road of real VMs on one machine: doubles of guests on hybrid vsock, the bridge and the daemon as
 // processes of their own. One thread is all guests: each sends in its turn, and hears its acknowledgements.
-// usage: vmRoad BRIDGE_PROGRAM [VMS BYTES PUBLICATIONS_PER_SECOND SECONDS [pinned]]
+// usage: vmRoad [VMS BYTES PUBLICATIONS_PER_SECOND SECONDS [pinned]]
 
 #include <sched.h>
-#include <signal.h>
 #include <sys/epoll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <deque>
 #include <filesystem>
-#include <fstream>
+#include <iterator>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 #include <string>
-#include <thread>
+#include <string_view>
 #include <vector>
 
 #include "guest/wire/framing.h"
 #include "lib/public/api/guestLimits.h"
 #include "platform/corvane/fileDescriptor.h"
-#include "platform/krell/standin/host.h"
+#include "testing/bridge.h"
 #include "testing/daemon.h"
 #include "testing/guestText.h"
+#include "testing/procfs.h"
 #include "testing/temporaryFolder.h"
+#include "testing/vmDoubles.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using std::chrono::microseconds;
 
-constexpr std::uint32_t kFirstCid = 1000;
 constexpr std::uint64_t kSequence = 1;
-constexpr int kMostTries = 20000;
 
 struct Case {
   std::size_t vms;
@@ -59,27 +52,6 @@ constexpr Case kCases[] = {
     {3000, NornHesper::kLargestDatagram, 6000, 15, true},
 };
 
-double CpuSeconds(pid_t pid) {
-  std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
-  std::string text;
-  std::getline(file, text);
-  std::istringstream fields(text.substr(text.rfind(')') + 2));
-  std::string skipped;
-  for (int i = 0; i < 11; ++i) fields >> skipped;
-  double user = 0;
-  double system = 0;
-  fields >> user >> system;
-  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
-long StatusKiB(pid_t pid, const std::string& name) {
-  std::ifstream file("/proc/" + std::to_string(pid) + "/status");
-  for (std::string line; std::getline(file, line);) {
-    if (line.starts_with(name)) return std::atol(line.c_str() + name.size() + 1);
-  }
-  return 0;
-}
-
 void Pin(pid_t pid, std::size_t core) {
   const std::string tasks = "/proc/" + std::to_string(pid) + "/task";
   cpu_set_t cores;
@@ -90,43 +62,12 @@ void Pin(pid_t pid, std::size_t core) {
   }
 }
 
-class BridgeProcess {
- public:
-  BridgeProcess(const char* program, std::uint32_t port) : pid_(fork()) {
-    if (pid_ != 0) return;
-    execl(program, program, "--no-vsock", "--vsock-port", std::to_string(port).c_str(), nullptr);
-    _exit(127);
-  }
-  BridgeProcess(const BridgeProcess&) = delete;
-  BridgeProcess& operator=(const BridgeProcess&) = delete;
-  ~BridgeProcess() {
-    kill(pid_, SIGTERM);
-    waitpid(pid_, nullptr, 0);
-  }
-
-  pid_t Pid() const { return pid_; }
-
- private:
-  pid_t pid_;
-};
-
-// A guest's end of its connection. All guests send the same frame, so that they cost little beside what is
+// A VM whose guest is connected. All guests send the same frame, so that they cost little beside what is
 // measured.
 class Guest {
  public:
-  Guest(std::string path, const std::string& frame) : path_(std::move(path)), frame_(frame) {}
-
-  void Connect() {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, path_.data(), path_.size());
-    for (int tries = 0;; ++tries) {
-      socket_ = Corvane::FileDescriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-      if (connect(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return;
-      if (tries == kMostTries) throw std::runtime_error("no connection to " + path_);
-      std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-  }
+  Guest(const Testing::VmChoice& choice, std::uint32_t port, const std::string& frame)
+      : vm_(choice), stream_(vm_.Connect(port)), frame_(frame) {}
 
   void Publish() {
     sent_.push_back(Clock::now());
@@ -134,39 +75,31 @@ class Guest {
     Flush();
   }
 
+  // As far as it is taken now.
   void Flush() {
     while (left_ > 0) {
-      const auto part =
-          std::string_view(frame_).substr((frame_.size() - left_ % frame_.size()) % frame_.size());
-      const ssize_t size = send(socket_.Get(), part.data(), part.size(), MSG_NOSIGNAL);
-      if (size < 0 && errno == EAGAIN) return;
-      if (size < 0) throw std::runtime_error("a connection was lost");
-      left_ -= static_cast<std::size_t>(size);
+      const auto begun = (frame_.size() - left_ % frame_.size()) % frame_.size();
+      const auto size = stream_.SendSome(std::string_view(frame_).substr(begun));
+      if (size == 0) return;
+      left_ -= size;
     }
   }
 
   // How long each acknowledgement took that has come; one that isn't good ends the run.
   void Hear(std::vector<microseconds>& latencies) {
-    char bytes[4096];
-    ssize_t size = 0;
-    while ((size = recv(socket_.Get(), bytes, sizeof bytes, 0)) > 0) {
-      std::string_view input(bytes, static_cast<std::size_t>(size));
-      while (const auto text = framing_.Next(input)) {
-        if (*text != Testing::GoodAcknowledgement(kSequence)) throw std::runtime_error(std::string(*text));
-        latencies.push_back(std::chrono::duration_cast<microseconds>(Clock::now() - sent_.front()));
-        sent_.pop_front();
-      }
+    while (const auto text = stream_.Receive(std::chrono::milliseconds(0))) {
+      if (*text != Testing::GoodAcknowledgement(kSequence)) throw std::runtime_error(*text);
+      latencies.push_back(std::chrono::duration_cast<microseconds>(Clock::now() - sent_.front()));
+      sent_.pop_front();
     }
-    if (size == 0) throw std::runtime_error("a connection was closed");
   }
 
-  int Descriptor() const { return socket_.Get(); }
+  int Descriptor() const { return stream_.Descriptor(); }
 
  private:
-  const std::string path_;
+  const Testing::HybridVm vm_;
+  Testing::GuestStream stream_;
   const std::string& frame_;
-  Corvane::FileDescriptor socket_;
-  Wire::LengthFraming framing_;
   std::size_t left_ = 0;  // to be sent, of as many frames as are due
   std::deque<Clock::time_point> sent_;
 };
@@ -179,28 +112,21 @@ std::string MakeFrame(std::size_t bytes) {
 
 class Run {
  public:
-  Run(const char* bridgeProgram, const Case& wanted)
+  explicit Run(const Case& wanted)
       : case_(wanted),
         frame_(MakeFrame(wanted.bytes)),
-        bridge_(bridgeProgram, daemon_.vmPort()),
+        bridge_(daemon_.vmPort()),
         epoll_(epoll_create1(EPOLL_CLOEXEC)) {
     for (std::size_t i = 0; i < case_.vms; ++i) AddGuest(i);
     if (!case_.pinned) return;
     Pin(daemon_.pid(), 0);
-    Pin(bridge_.Pid(), 1);
-  }
-  Run(const Run&) = delete;
-  Run& operator=(const Run&) = delete;
-  ~Run() {
-    for (std::size_t i = 0; i < case_.vms; ++i) {
-      Testing::SharedHost().Remove(kFirstCid + static_cast<std::uint32_t>(i));
-    }
+    Pin(bridge_->pid(), 1);
   }
 
   void Measure() {
-    const double daemonBefore = CpuSeconds(daemon_.pid());
-    const double bridgeBefore = CpuSeconds(bridge_.Pid());
-    const long idleKiB = StatusKiB(bridge_.Pid(), "VmRSS:");
+    const double daemonBefore = Testing::Look(daemon_.pid()).cpuSeconds;
+    const double bridgeBefore = Testing::Look(bridge_->pid()).cpuSeconds;
+    const double idleMiB = Testing::Look(bridge_->pid()).rssMiB;
     const auto start = Clock::now();
     const std::size_t all = std::size_t{case_.perSecond} * case_.seconds;
     std::size_t sent = 0;
@@ -210,22 +136,17 @@ class Run {
       Listen(sent < all && Clock::now() >= due ? 0 : 1);
     }
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    Print(sent, seconds, (CpuSeconds(bridge_.Pid()) - bridgeBefore) * 1e6 / static_cast<double>(sent),
-          (CpuSeconds(daemon_.pid()) - daemonBefore) * 1e6 / static_cast<double>(sent), idleKiB);
+    Print(sent, seconds,
+          (Testing::Look(bridge_->pid()).cpuSeconds - bridgeBefore) * 1e6 / static_cast<double>(sent),
+          (Testing::Look(daemon_.pid()).cpuSeconds - daemonBefore) * 1e6 / static_cast<double>(sent),
+          idleMiB);
   }
 
  private:
   void AddGuest(std::size_t number) {
-    const std::string path = folder_ / std::to_string(number);
-    Krell::VmIdentity vm;
-    vm.cid = kFirstCid + static_cast<std::uint32_t>(number);
-    vm.biosUuid = "bios-" + std::to_string(vm.cid);
-    vm.vmUuid = "uuid-" + std::to_string(vm.cid);
-    vm.mgrVmId = "vm-" + std::to_string(vm.cid);
-    vm.transport = {Krell::VmTransport::Kind::Hybrid, path, {}};
-    Testing::SharedHost().Add(vm);
-    guests_.push_back(std::make_unique<Guest>(path + "_" + std::to_string(daemon_.vmPort()), frame_));
-    guests_.back()->Connect();
+    const auto name = std::to_string(number);
+    guests_.push_back(
+        std::make_unique<Guest>(Testing::VmChoice{name, folder_ / name}, daemon_.vmPort(), frame_));
     epoll_event event{};
     event.events = EPOLLIN | EPOLLOUT | EPOLLET;
     event.data.u64 = number;
@@ -242,7 +163,7 @@ class Run {
     }
   }
 
-  void Print(std::size_t sent, double seconds, double bridgeMicros, double daemonMicros, long idleKiB) {
+  void Print(std::size_t sent, double seconds, double bridgeMicros, double daemonMicros, double idleMiB) {
     std::sort(latencies_.begin(), latencies_.end());
     const auto at = [this](double share) {
       if (latencies_.empty()) return std::int64_t{0};
@@ -251,8 +172,7 @@ class Run {
     std::printf("| %zu | %zu | %.0f | %zu of %zu | %.1f | %.1f | %lld | %lld | %.1f | %.1f |\n", case_.vms,
                 case_.bytes, static_cast<double>(latencies_.size()) / seconds, latencies_.size(), sent,
                 bridgeMicros, daemonMicros, static_cast<long long>(at(0.5)), static_cast<long long>(at(0.99)),
-                static_cast<double>(idleKiB) / 1024,
-                static_cast<double>(StatusKiB(bridge_.Pid(), "VmHWM:")) / 1024);
+                idleMiB, Testing::Look(bridge_->pid()).peakMiB);
     std::fflush(stdout);
   }
 
@@ -260,7 +180,7 @@ class Run {
   const std::string frame_;
   Testing::TemporaryFolder folder_;
   Testing::Daemon daemon_;
-  BridgeProcess bridge_;
+  Testing::Bridge bridge_;
   Corvane::FileDescriptor epoll_;
   std::vector<std::unique_ptr<Guest>> guests_;
   std::vector<microseconds> latencies_;
@@ -269,21 +189,21 @@ class Run {
 }  // namespace
 
 int main(int argc, char** argv) try {
-  if (argc != 2 && argc != 6 && argc != 7) {
-    std::fputs("usage: vmRoad BRIDGE_PROGRAM [VMS BYTES PUBLICATIONS_PER_SECOND SECONDS [pinned]]\n", stderr);
+  if (argc != 1 && argc != 5 && argc != 6) {
+    std::fputs("usage: vmRoad [VMS BYTES PUBLICATIONS_PER_SECOND SECONDS [pinned]]\n", stderr);
     return 64;
   }
   std::vector<Case> cases(std::begin(kCases), std::end(kCases));
-  if (argc > 2) {
-    cases = {{std::strtoul(argv[2], nullptr, 10), std::strtoul(argv[3], nullptr, 10),
-              static_cast<unsigned>(std::atoi(argv[4])), static_cast<unsigned>(std::atoi(argv[5])),
-              argc == 7}};
+  if (argc > 1) {
+    cases = {{std::strtoul(argv[1], nullptr, 10), std::strtoul(argv[2], nullptr, 10),
+              static_cast<unsigned>(std::atoi(argv[3])), static_cast<unsigned>(std::atoi(argv[4])),
+              argc == 6}};
   }
   std::puts(
       "| VMs | bytes | acknowledged/s | acknowledged | bridge CPU µs | daemon CPU µs | p50 µs | p99 µs | "
       "bridge idle MiB "
       "| bridge VmHWM MiB |");
-  for (const auto& wanted : cases) Run(argv[1], wanted).Measure();
+  for (const auto& wanted : cases) Run(wanted).Measure();
   return 0;
 } catch (const std::exception& error) {
   std::fprintf(stderr, "vmRoad: %s\n", error.what());

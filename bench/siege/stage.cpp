@@ -18,7 +18,7 @@ using Attackers = std::vector<std::unique_ptr<Attacker>>;
 template <typename Condition>
 void Watch(Target& target, Outcome& outcome, Clock::time_point until, Condition condition) {
   while (target.IsRunning() && Clock::now() < until && !condition()) {
-    outcome.after = Look(target.pid());
+    outcome.after = Testing::Look(target.pid());
     outcome.kMostDescriptors = std::max(outcome.kMostDescriptors, outcome.after.descriptors);
     Sleep(kLook);
   }
@@ -63,16 +63,17 @@ Outcome Play(const Scene& scene) {
   Canary canary(target);
   Sleep(seconds(2));
   Outcome outcome;
-  outcome.before = Look(target.pid());
-  const auto others = MachineCpuSeconds() - OwnCpuSeconds();
+  outcome.before = Testing::Look(target.pid());
+  const auto others = Testing::MachineCpuSeconds() - Testing::OwnCpuSeconds();
   LetGo(target, outcome, attackers, scene.length);
   Collect(outcome, attackers);
-  outcome.otherCpuSeconds = MachineCpuSeconds() - OwnCpuSeconds() - others - outcome.attackerCpuSeconds -
+  outcome.otherCpuSeconds = Testing::MachineCpuSeconds() - Testing::OwnCpuSeconds() - others -
+                            outcome.attackerCpuSeconds -
                             (outcome.after.cpuSeconds - outcome.before.cpuSeconds);
   AwaitDescriptors(target, outcome, scene.patience);
   outcome.canary = canary.Stop();
   if (!target.IsRunning()) outcome.remarks += " THE DAEMON HAS ENDED: " + target.ending();
-  if (target.IsRunning()) outcome.after = Look(target.pid());
+  if (target.IsRunning()) outcome.after = Testing::Look(target.pid());
   outcome.logBytes = target.LogBytes();
   outcome.auditBytes = target.AuditBytes();
   return outcome;

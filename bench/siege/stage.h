@@ -3,8 +3,8 @@
 #include <string>
 
 #include "bench/siege/canary.h"
-#include "bench/siege/procfs.h"
 #include "bench/siege/scenes.h"
+#include "testing/procfs.h"
 
 namespace Siege {
 
@@ -16,8 +16,8 @@ struct Outcome {
   double attackerCpuSeconds = 0;
   double otherCpuSeconds = 0;  // of processes that have no part in the scene
   double seconds = 0;
-  ProcessFigures before;  // of the daemon, with the canary there
-  ProcessFigures after;
+  Testing::ProcessFigures before;  // of the daemon, with the canary there
+  Testing::ProcessFigures after;
   unsigned kMostDescriptors = 0;
   // Until the daemon had no more descriptors than before, after the attack; negative when that wasn't seen.
   double descriptorsBackSeconds = -1;

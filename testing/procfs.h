@@ -2,7 +2,7 @@
 
 #include <sys/types.h>
 
-namespace Siege {
+namespace Testing {
 
 // What the kernel says of a process; all zeros when it has ended.
 struct ProcessFigures {
@@ -18,4 +18,4 @@ ProcessFigures Look(pid_t pid);
 double MachineCpuSeconds();
 double OwnCpuSeconds();
 
-}  // namespace Siege
+}  // namespace Testing

@@ -1,4 +1,4 @@
-#include "bench/siege/procfs.h"
+#include "testing/procfs.h"
 
 #include <unistd.h>
 
@@ -7,7 +7,7 @@
 #include <sstream>
 #include <string>
 
-namespace Siege {
+namespace Testing {
 namespace {
 
 double CpuSeconds(const std::string& process) {
@@ -62,4 +62,4 @@ ProcessFigures Look(pid_t pid) {
   return figures;
 }
 
-}  // namespace Siege
+}  // namespace Testing
