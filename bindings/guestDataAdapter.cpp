@@ -17,6 +17,7 @@ DataValuePtr AdaptOptional(const std::optional<std::string>& text) {
 DataValuePtr AdaptResult(const ApplicationPublishResult& native, const L10n::RequestLocalizer&,
                          MessageList&) {
   auto value = StructValue::GetInstance(ApplicationPublishResult::kStructureName);
+  value->KeepTexts();  // one element is for all subscribers who use this kind of identifier
   value->AppendField("payload", native.payload);
   value->AppendField("topic", DataValue::Create(native.topic));
   value->AppendField("vm_id_type", DataValue::Create(native.vmIdType.raw));

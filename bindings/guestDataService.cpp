@@ -19,7 +19,8 @@ using ::Mirel::Data::DynamicStructure;
 
 std::shared_ptr<const MethodResult> Untyped(const boost::optional<DynamicStructure>& value,
                                             const ResultCb::ErrorPtr& error) {
-  return error ? MethodResult::GetErrorInstance(error) : MethodResult::GetInstance(value->value);
+  return error ? MethodResult::GetErrorInstance(error)
+               : MethodResult::GetInstance(value->value, value->backlog);
 }
 
 // Makes the answer object that the service fires of the transport's callback; the continuation does the same

@@ -5,11 +5,8 @@
 
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/logMessage.h"
+#include "apps/nornhesperd/publicationElements.h"
 #include "apps/nornhesperd/topicFilter.h"
-#include "bindings/guestDataAdapter.h"
-#include "framework/core/nativeToValueAdapter.h"
-#include "framework/provider/localization.h"
-#include "platform/corvane/panic.h"
 #include "platform/corvane/system.h"
 
 namespace Com::Tessaly::Norn::Hesper::GuestDataSvc {
@@ -21,60 +18,6 @@ using NornHesper::GlobalContext;
 using NornHesper::PublicationPtr;
 
 constexpr std::int64_t kDropTellingInterval = 1'000'000;  // microseconds
-
-// The VM's identifier of the kind that a subscription speaks in. The service refuses unknown kinds.
-const std::string& VmIdentifier(const CidInfo& vm, const VmIdentifierType& type) {
-  switch (type.value) {
-    case VmIdentifierType::kMgrVmId:
-      return vm.mgrVmId;
-    case VmIdentifierType::kBiosUuid:
-      return vm.biosUuid;
-    case VmIdentifierType::kVmUuid:
-      return vm.vmUuid;
-    default:
-      NOT_REACHED();
-  }
-}
-
-ApplicationPublishResult MakeResult(const PublicationPtr& publication, const VmIdentifierType& vmIdType) {
-  ApplicationPublishResult result;
-  // The publication keeps payload and base64 text alive for as long as a write needs them.
-  result.payload = std::make_shared<const ::Mirel::Data::BlobValue>(publication, publication->payload,
-                                                                    publication->PayloadBase64());
-  result.topic = publication->Topic();
-  result.vmIdType = vmIdType;
-  const auto& vm = *publication->cidInfo;
-  switch (vmIdType.value) {
-    case VmIdentifierType::kMgrVmId:
-      result.mgrVmId = vm.mgrVmId;
-      break;
-    case VmIdentifierType::kBiosUuid:
-      result.biosUuid = vm.biosUuid;
-      break;
-    case VmIdentifierType::kVmUuid:
-      result.vmUuid = vm.vmUuid;
-      break;
-    default:
-      NOT_REACHED();
-  }
-  result.createTime = publication->createTime;
-  result.token = publication->Token();
-  result.history = !publication->subscribers.empty();
-  return result;
-}
-
-// What the client gets: the structure as an untyped value. Neither a failed conversion nor a failed
-// validation holds an element back.
-::Mirel::Data::DynamicStructure MakeElement(const ApplicationPublishResult& result) {
-  static const auto placeholder = ::Mirel::Data::StructValue::GetInstance("emptyDynStr");
-  static const auto localizer = ::Mirel::L10n::MakeDefaultRequestLocalizer();
-  ::Mirel::Data::DynamicStructure element{placeholder};
-  ::Mirel::MessageList messages;
-  using Method = ::Mirel::Data::AdaptMethod<ApplicationPublishResult>;
-  ::Mirel::Data::NativeToValueAdapter::Adapt(element, Method::Get(), result, localizer, messages);
-  ::Mirel::Data::Validator::isValid(result, 0, messages);
-  return element;
-}
 
 // One tracing line about a publication and this subscription.
 #define TRACE_PUBLICATION(before, publication, after, id)                                                   \
@@ -118,7 +61,7 @@ void MessageStream::RequestHistory() {
 }
 
 bool MessageStream::TakesVm(const CidInfo& vm) const {
-  return !vmIds_ || vmIds_->contains(VmIdentifier(vm, vmIdType_));
+  return !vmIds_ || vmIds_->contains(NornHesper::VmIdentifier(vm, vmIdType_));
 }
 
 bool MessageStream::TakesTopic(std::string_view topic) const {
@@ -142,7 +85,7 @@ void MessageStream::EnquePublication(const PublicationPtr& publication, std::uin
   // is unsigned, so that a negative setting means a queue that is never dropped.
   const auto limit = static_cast<std::uint32_t>(GlobalContext::Get()->GetConfigInfo().GetMirelQueueLimit());
   const std::uint64_t capacity = std::uint64_t{limit} + 1;
-  const std::uint64_t room = capacity - std::min(queued_, capacity);
+  const std::uint64_t room = capacity - std::min(queued_.load(), capacity);
   std::uint64_t kept = times;
   if (times > room) {
     const std::uint64_t drops = (times - room - 1) / capacity + 1;
@@ -176,6 +119,10 @@ void MessageStream::DropQueue(std::uint64_t times) {
   nextTellingOfDrops_ = now + kDropTellingInterval;
 }
 
+bool MessageStream::HasNext() const {
+  return queued_ != 0;
+}
+
 void MessageStream::StartSend() {
   Run& front = queue_.front();
   sending_ = front.publication;
@@ -183,8 +130,8 @@ void MessageStream::StartSend() {
   if (--front.length == 0) queue_.pop_front();
   TRACE_PUBLICATION("Sending", sending_, "to", subscriptionId_);
   const Corvane::Ref<MessageStream> self(this);
-  const auto element = MakeElement(MakeResult(sending_, vmIdType_));
-  resultCb_->result(element, [self](const ResultCbPtr& next) { self->UpdateResultCb(next); });
+  resultCb_->result({sending_->elements.Get(sending_, vmIdType_), this},
+                    [self](const ResultCbPtr& next) { self->UpdateResultCb(next); });
 }
 
 void MessageStream::UpdateResultCb(const ResultCbPtr& next) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -22,7 +23,7 @@ namespace Com::Tessaly::Norn::Hesper::GuestDataSvc {
 //
 // The Registry's entry and the continuation that the transport holds keep it alive. It ends when a write to
 // the client has failed; an idle stream doesn't learn that its client has gone until its next element.
-class MessageStream final : public Corvane::System::LockableObjectImpl {
+class MessageStream final : public Corvane::System::LockableObjectImpl, private ::Mirel::Data::Backlog {
  public:
   MessageStream(const VmIdentifierType& vmIdType, const std::optional<std::set<std::string>>& vmIds,
                 const NornHesper::OptionalStringVector& topicPrefixes, std::int64_t pastSeconds,
@@ -52,6 +53,7 @@ class MessageStream final : public Corvane::System::LockableObjectImpl {
   void Push(const NornHesper::PublicationPtr& publication, std::uint64_t times) CORVANE_REQUIRES(this);
   void DropQueue(std::uint64_t times) CORVANE_REQUIRES(this);
   void StartSend() CORVANE_REQUIRES(this);
+  bool HasNext() const override;
   void UpdateResultCb(const ResultCbPtr& next);
 
   const VmIdentifierType vmIdType_;
@@ -70,7 +72,8 @@ class MessageStream final : public Corvane::System::LockableObjectImpl {
   // On its way to the client; null when the stream is idle, and the queue is then empty.
   NornHesper::PublicationPtr sending_ CORVANE_GUARDED_BY(this);
   std::deque<Run> queue_ CORVANE_GUARDED_BY(this);
-  std::uint64_t queued_ CORVANE_GUARDED_BY(this) = 0;  // publications in the queue
+  // Publications in the queue. Changed under the lock, and read by the transport without it.
+  std::atomic<std::uint64_t> queued_ = 0;
   // Drops that had no line of their own in the log, and when they may be logged.
   std::uint64_t untoldDrops_ CORVANE_GUARDED_BY(this) = 0;
   std::int64_t nextTellingOfDrops_ CORVANE_GUARDED_BY(this) = 0;  // monotonic microseconds

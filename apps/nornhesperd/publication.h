@@ -11,13 +11,15 @@
 #include <vector>
 
 #include "apps/nornhesperd/cidInfo.h"
+#include "apps/nornhesperd/publicationElements.h"
 #include "apps/nornhesperd/result.h"
 #include "framework/core/dateTime.h"
 
 namespace NornHesper {
 
 // One item of guest data: the text of a datagram, and what it says. Parse is run once, before the publication
-// is shared; from then on nothing changes any more and any thread may read.
+// is shared; from then on nothing changes any more and any thread may read. The elements appear as they are
+// asked for.
 class Publication {
  public:
   // Copies the text, which need not end in a NUL.
@@ -55,6 +57,7 @@ class Publication {
   bool parsed = false;                     // Parse found no fault
   Mirel::DateTime createTime;
   std::vector<unsigned char> payload;  // decoded
+  PublicationElements elements;
 
  private:
   // Each gives the text of the fault that it found, or nothing.

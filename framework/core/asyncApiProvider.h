@@ -34,12 +34,17 @@ struct MethodIdentifier {
 // What a provider answers: a value or an error, of which the other is null.
 class MethodResult final {
  public:
-  MethodResult(Data::DataValuePtr outputValue, Data::ErrorValuePtr errorValue, bool isTerminal)
-      : output(std::move(outputValue)), error(std::move(errorValue)), terminal(isTerminal) {}
+  MethodResult(Data::DataValuePtr outputValue, Data::ErrorValuePtr errorValue, bool isTerminal,
+               const Data::Backlog* whatWaits = nullptr)
+      : output(std::move(outputValue)),
+        error(std::move(errorValue)),
+        terminal(isTerminal),
+        backlog(whatWaits) {}
   virtual ~MethodResult() = default;
 
-  static std::shared_ptr<const MethodResult> GetInstance(Data::DataValuePtr output) {
-    return std::make_shared<const MethodResult>(std::move(output), nullptr, false);
+  static std::shared_ptr<const MethodResult> GetInstance(Data::DataValuePtr output,
+                                                         const Data::Backlog* backlog = nullptr) {
+    return std::make_shared<const MethodResult>(std::move(output), nullptr, false, backlog);
   }
   static std::shared_ptr<const MethodResult> GetErrorInstance(Data::ErrorValuePtr error) {
     return std::make_shared<const MethodResult>(nullptr, std::move(error), true);
@@ -49,6 +54,8 @@ class MethodResult final {
   const Data::ErrorValuePtr error;
   // No result follows this one.
   const bool terminal;
+  // Valid as long as the `next` that goes with this result; null when nobody knows.
+  const Data::Backlog* const backlog;
 };
 
 // The untyped answer path of a call. It is fired once. `next` is empty when nothing follows; otherwise the

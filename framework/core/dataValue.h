@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "framework/core/textForms.h"
 #include "platform/corvane/wipedString.h"
 
 namespace Mirel {
@@ -178,6 +179,15 @@ class StructValue final : public CompoundValue {
   static std::shared_ptr<StructValue> GetInstance(std::string name) {
     return std::make_shared<StructValue>(std::move(name));
   }
+
+  // For a structure that many answers carry: what it looks like in text is kept with it. To be called before
+  // it is shared.
+  void KeepTexts() { texts_ = std::make_unique<const TextForms>(); }
+  // Null if they aren't kept.
+  const TextForms* KeptTexts() const { return texts_.get(); }
+
+ private:
+  std::unique_ptr<const TextForms> texts_;
 };
 
 using StructValuePtr = std::shared_ptr<StructValue>;
@@ -196,9 +206,21 @@ class ErrorValue final : public CompoundValue {
 
 using ErrorValuePtr = std::shared_ptr<const ErrorValue>;
 
+// What waits behind an element of a stream.
+class Backlog {
+ public:
+  // Whether the producer will fire its next element as soon as it is asked for it. From any thread.
+  virtual bool HasNext() const = 0;
+
+ protected:
+  ~Backlog() = default;
+};
+
 // A structure whose type is known at run time only: the element type of untyped streams.
 struct DynamicStructure {
   std::shared_ptr<const StructValue> value;
+  // The producer's; it lives as long as the continuation that goes with the element. May be null.
+  const Backlog* backlog = nullptr;
 };
 
 // One message as a structure "com.tessaly.mirel.std.localizable_message" with the fields "id",

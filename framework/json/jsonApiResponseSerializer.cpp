@@ -51,13 +51,34 @@ void WriteError(std::string_view id, const Data::ErrorValue& error, WriteValue w
   out.Append("}}");
 }
 
-void WriteInvoke(std::string_view id, const Core::MethodResult& result, WriteValue write, ORange& out) {
-  if (result.error) return WriteError(id, *result.error, write, out);
-  out.Reserve(kUsualSize);
+// Null for a value whose texts aren't kept.
+const TextForms* KeptTexts(const Data::DataValue& value) {
+  return value.type() == Data::DataType::Structure ? static_cast<const Data::StructValue&>(value).KeptTexts()
+                                                   : nullptr;
+}
+
+template <Dialect D>
+constexpr WriteValue kWrite = D == Dialect::Typed ? WriteTyped : WriteDirect;
+
+template <Dialect D>
+const ORange& KeptText(const TextForms& kept, const Data::DataValue& value) {
+  return kept.Get(static_cast<std::size_t>(D), [&value](ORange& text) {
+    text.Reserve(kUsualSize);
+    kWrite<D>(value, text);
+  });
+}
+
+template <Dialect D>
+void WriteInvoke(std::string_view id, const Core::MethodResult& result, ORange& out) {
+  if (result.error) return WriteError(id, *result.error, kWrite<D>, out);
+  const TextForms* kept = result.output ? KeptTexts(*result.output) : nullptr;
+  if (!kept) out.Reserve(kUsualSize);
   WriteHead(id, out);
   out.Append(R"(,"result":)");
-  if (result.output) {
-    write(*result.output, out);
+  if (kept) {
+    out.AppendShared(KeptText<D>(*kept, *result.output), result.output);
+  } else if (result.output) {
+    kWrite<D>(*result.output, out);
   } else {
     out.Append("null");
   }
@@ -70,16 +91,13 @@ void WriteProgress(const Progress& progress, ORange& out) {
              std::to_string(progress.current) + "}}");
 }
 
-template <Dialect D>
-constexpr WriteValue kWrite = D == Dialect::Typed ? WriteTyped : WriteDirect;
-
 }  // namespace
 
 template <Dialect D>
 void BasicResponseSerializer<D>::SerializeInvoke(const std::string& id,
                                                  const std::shared_ptr<const Core::MethodResult>& result,
                                                  ORange& out, ErrorPtr&, bool) const {
-  WriteInvoke(id, *result, kWrite<D>, out);
+  WriteInvoke<D>(id, *result, out);
 }
 
 template <Dialect D>

@@ -14,20 +14,22 @@ boost::asio::const_buffer SizeLine::Set(std::uint64_t size) {
 
 namespace FrameBodyWriter {
 
-const std::vector<boost::asio::const_buffer>& Writer::Frame(const std::vector<std::string_view>& segments,
-                                                            std::size_t size) {
-  buffers_.clear();
-  buffers_.reserve(segments.size() + 2);
-  buffers_.push_back(size_.Set(size));
-  for (const auto segment : segments) buffers_.emplace_back(segment.data(), segment.size());
+const Buffers& Writer::Frame(const ORange& bytes) {
+  buffers_.assign(1, size_.Set(bytes.Size()));
+  Append(bytes);
   buffers_.emplace_back(kCrLf.data(), kCrLf.size());
   return buffers_;
 }
 
-const std::vector<boost::asio::const_buffer>& Writer::Plain(const std::vector<std::string_view>& segments) {
+const Buffers& Writer::Plain(const ORange& bytes) {
   buffers_.clear();
-  for (const auto segment : segments) buffers_.emplace_back(segment.data(), segment.size());
+  Append(bytes);
   return buffers_;
+}
+
+void Writer::Append(const ORange& bytes) {
+  bytes.ForEachSegment(
+      [this](std::string_view segment) { buffers_.emplace_back(segment.data(), segment.size()); });
 }
 
 }  // namespace FrameBodyWriter
@@ -38,7 +40,7 @@ PieceCursor::PieceCursor(std::span<const boost::asio::const_buffer> buffers) : r
   SkipEmpty();
 }
 
-std::size_t PieceCursor::Take(std::size_t limit, std::vector<boost::asio::const_buffer>& piece) {
+std::size_t PieceCursor::Take(std::size_t limit, Buffers& piece) {
   std::size_t taken = 0;
   while (!AtEnd() && taken < limit) {
     const auto part = boost::asio::buffer(rest_.front() + offset_, limit - taken);
@@ -55,6 +57,13 @@ void PieceCursor::SkipEmpty() {
     rest_ = rest_.subspan(1);
     offset_ = 0;
   }
+}
+
+void Consume(Buffers& buffers, std::size_t bytes) {
+  auto first = buffers.begin();
+  while (first != buffers.end() && bytes >= first->size()) bytes -= first++->size();
+  if (first != buffers.end()) *first += bytes;
+  buffers.erase(buffers.begin(), first);
 }
 
 }  // namespace HttpDetail

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <boost/asio/buffer.hpp>
-#include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/system/error_code.hpp>
 #include <cstddef>
@@ -13,7 +12,11 @@
 #include <utility>
 #include <vector>
 
+#include "framework/core/oRange.h"
+
 namespace Mirel::Transport::Http {
+
+using Buffers = std::vector<boost::asio::const_buffer>;
 
 // A size in lowercase hexadecimal and CR LF, as it is in front of a chunk and of a frame.
 class SizeLine {
@@ -35,13 +38,14 @@ namespace Mirel::Transport::Http::FrameBodyWriter {
 class Writer {
  public:
   // The buffers point into this object and to the bytes.
-  const std::vector<boost::asio::const_buffer>& Frame(const std::vector<std::string_view>& segments,
-                                                      std::size_t size);
-  const std::vector<boost::asio::const_buffer>& Plain(const std::vector<std::string_view>& segments);
+  const Buffers& Frame(const ORange& bytes);
+  const Buffers& Plain(const ORange& bytes);
 
  private:
+  void Append(const ORange& bytes);
+
   SizeLine size_;
-  std::vector<boost::asio::const_buffer> buffers_;
+  Buffers buffers_;
 };
 
 }  // namespace Mirel::Transport::Http::FrameBodyWriter
@@ -56,7 +60,7 @@ class PieceCursor {
 
   bool AtEnd() const { return rest_.empty(); }
   // Appends the next piece to `piece` and gives its size.
-  std::size_t Take(std::size_t limit, std::vector<boost::asio::const_buffer>& piece);
+  std::size_t Take(std::size_t limit, Buffers& piece);
 
  private:
   void SkipEmpty();
@@ -66,7 +70,11 @@ class PieceCursor {
   std::size_t offset_ = 0;
 };
 
-// The chunked output of one response (RFC 9112, 7.1). Requires: one write at a time.
+// Removes so many bytes from the beginning.
+void Consume(Buffers& buffers, std::size_t bytes);
+
+// The chunked output of one response (RFC 9112, 7.1): chunks of at most kMaxChunk bytes, each with one write
+// on the stream. Requires: one body at a time, whose bytes and list the caller keeps until it has ended.
 template <typename Stream>
 class OutChunkedBodyStrm {
  public:
@@ -74,17 +82,35 @@ class OutChunkedBodyStrm {
 
   explicit OutChunkedBodyStrm(std::shared_ptr<Stream> stream) : stream_(std::move(stream)) {}
 
-  // Writes the bytes as chunks of at most kMaxChunk, each with one write on the stream. The handler takes an
-  // error code. Requires: it keeps this object, the list and the bytes alive.
-  template <typename Handler>
-  void AsyncWrite(std::span<const boost::asio::const_buffer> bytes, Handler handler) {
+  // Gives a body to the kernel as far as that takes it at once. False if there is a rest, which
+  // AsyncWriteRest has to write; true if the body has ended, perhaps with an error. `followed` as in the
+  // stream's WriteNow.
+  bool WriteNow(std::span<const boost::asio::const_buffer> bytes, bool followed,
+                boost::system::error_code& error) {
     left_ = PieceCursor(bytes);
-    if (left_.AtEnd()) {
-      boost::asio::post(stream_->get_executor(),
-                        [handler = std::move(handler)]() mutable { handler(boost::system::error_code()); });
-    } else {
-      WriteChunk(std::move(handler));
+    chunk_.clear();
+    while (!left_.AtEnd()) {
+      NextChunk();
+      Consume(chunk_, stream_->WriteNow(chunk_, followed || !left_.AtEnd(), error));
+      if (error) return true;
+      if (!chunk_.empty()) return false;
     }
+    return true;
+  }
+
+  // The handler takes an error code. Requires: it keeps this object alive.
+  template <typename Handler>
+  void AsyncWriteRest(Handler handler) {
+    boost::asio::async_write(
+        *stream_, std::span<const boost::asio::const_buffer>(chunk_),
+        [this, handler = std::move(handler)](const boost::system::error_code& error, std::size_t) mutable {
+          if (error || left_.AtEnd()) {
+            handler(error);
+          } else {
+            NextChunk();
+            AsyncWriteRest(std::move(handler));
+          }
+        });
   }
 
   template <typename Handler>
@@ -96,24 +122,14 @@ class OutChunkedBodyStrm {
   }
 
  private:
-  template <typename Handler>
-  void WriteChunk(Handler handler) {
+  void NextChunk() {
     chunk_.assign(1, boost::asio::const_buffer());
     chunk_.front() = size_.Set(left_.Take(kMaxChunk, chunk_));
     chunk_.emplace_back(kCrLf.data(), kCrLf.size());
-    boost::asio::async_write(
-        *stream_, std::span<const boost::asio::const_buffer>(chunk_),
-        [this, handler = std::move(handler)](const boost::system::error_code& error, std::size_t) mutable {
-          if (error || left_.AtEnd()) {
-            handler(error);
-          } else {
-            WriteChunk(std::move(handler));
-          }
-        });
   }
 
   std::shared_ptr<Stream> stream_;
-  std::vector<boost::asio::const_buffer> chunk_;
+  Buffers chunk_;
   SizeLine size_;
   // What isn't in chunk_ yet of the bytes that are being written.
   PieceCursor left_;

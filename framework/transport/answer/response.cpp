@@ -1,6 +1,7 @@
 #include "framework/transport/answer/response.h"
 
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/defer.hpp>
 #include <boost/asio/write.hpp>
 #include <string_view>
 #include <utility>
@@ -34,19 +35,35 @@ std::shared_ptr<const Core::MethodResult> AsSingleAnswer(
 
 }  // namespace
 
-// One result on its way to the client.
-struct Response::Delivery {
-  explicit Delivery(Core::AsyncApiResultCb::Next&& nextResult) : next(std::move(nextResult)) {}
+// What this thread does while it writes the results of one response in a row: a result that the provider
+// gives as soon as it is asked for it goes out in the same row.
+class Response::Burst {
+ public:
+  // More would keep other connections waiting for long.
+  static constexpr int kMostResults = 32;
 
-  void NoMoreWanted() {
-    if (next) next(nullptr);
+  explicit Burst(const Response& response) : response_(response), outer_(std::exchange(current_, this)) {}
+  Burst(const Burst&) = delete;
+  Burst& operator=(const Burst&) = delete;
+  ~Burst() { current_ = outer_; }
+
+  // False if this thread isn't in such a row of the response.
+  static bool Goes(const Response& response) {
+    if (current_ == nullptr || &current_->response_ != &response) return false;
+    current_->goesOn_ = true;
+    return true;
   }
+  bool GoesOn() { return std::exchange(goesOn_, false); }
 
-  Core::AsyncApiResultCb::Next next;
-  bool last = true;
-  ORange body;
-  FrameBodyWriter::Writer writer;
+ private:
+  static thread_local Burst* current_;
+
+  const Response& response_;
+  Burst* outer_;
+  bool goesOn_ = false;
 };
+
+thread_local Response::Burst* Response::Burst::current_ = nullptr;
 
 // What the provider's callback calls.
 class Response::ResponseWrapper {
@@ -101,7 +118,8 @@ void Response::SendDeserializerError(const ErrorPtr& error) {
   }
   answer->head = WriteHead(*Headers(error), answer->body.Size(), requestMethod_);
   std::vector<boost::asio::const_buffer> texts{boost::asio::buffer(answer->head)};
-  for (const auto segment : answer->body.Segments()) texts.emplace_back(segment.data(), segment.size());
+  answer->body.ForEachSegment(
+      [&texts](std::string_view segment) { texts.emplace_back(segment.data(), segment.size()); });
   Send(*stream_, texts, [self = shared_from_this(), answer](const boost::system::error_code& ec) {
     if (ec) {
       self->Log(kFailure, "Failed to sent Deserializer error ", self->id_, " Error: ", StringOfError(ec));
@@ -119,64 +137,99 @@ Core::AsyncApiResultCb Response::Begin(std::string requestIdentifier) {
 
 void Response::OnResult(const std::shared_ptr<const Core::MethodResult>& result,
                         Core::AsyncApiResultCb::Next&& next) {
-  const auto delivery = std::make_shared<Delivery>(std::move(next));
   const auto answer = spec_->acceptsStream ? result : AsSingleAnswer(result);
-  if (!Serialize(answer, *delivery)) return;
+  delivery_.next = std::move(next);
+  delivery_.backlog = answer->backlog;
+  delivery_.body.Clear();
+  if (!Serialize(answer)) return;
   if (output_) {
-    SendBody(delivery);
+    SendBody();
   } else {
-    SendHead(answer->error, delivery);
+    SendHead(answer->error);
   }
 }
 
-bool Response::Serialize(const std::shared_ptr<const Core::MethodResult>& result, Delivery& delivery) {
+bool Response::Serialize(const std::shared_ptr<const Core::MethodResult>& result) {
   const bool streams = spec_->acceptsStream;
-  delivery.last = !(delivery.next && streams && !result->terminal);
+  delivery_.last = !(delivery_.next && streams && !result->terminal);
   ErrorPtr error;
-  spec_->serializer->SerializeInvoke(requestIdentifier_, result, delivery.body, error, streams);
-  if (error) onEnd_(error);
+  spec_->serializer->SerializeInvoke(requestIdentifier_, result, delivery_.body, error, streams);
+  if (error) {
+    delivery_.next = nullptr;
+    onEnd_(error);
+  }
   return !error;
 }
 
-void Response::SendHead(const ErrorPtr& error, const std::shared_ptr<Delivery>& delivery) {
+void Response::SendHead(const ErrorPtr& error) {
   auto head = std::make_shared<std::string>(WriteHead(*Headers(error), std::nullopt, requestMethod_));
   Send(*stream_, {boost::asio::buffer(*head)},
-       [self = shared_from_this(), head, delivery](const boost::system::error_code& ec) {
+       [self = shared_from_this(), head](const boost::system::error_code& ec) {
          if (ec) {
-           delivery->NoMoreWanted();
+           self->NoMoreWanted();
            self->Log(kFailure, "Failed to sent response head", self->id_, StringOfError(ec));
            self->EndWith(ec);
            return;
          }
          self->Log(kNormal, "Response head sent: ", self->id_);
          self->output_ = std::make_unique<HttpDetail::OutChunkedBodyStrm<Asio::IoStream>>(self->stream_);
-         self->SendBody(delivery);
+         self->SendBody();
        });
 }
 
-void Response::SendBody(const std::shared_ptr<Delivery>& delivery) {
-  const auto segments = delivery->body.Segments();
-  const auto& buffers = spec_->acceptsStream ? delivery->writer.Frame(segments, delivery->body.Size())
-                                             : delivery->writer.Plain(segments);
-  output_->AsyncWrite(buffers, [self = shared_from_this(), delivery](const boost::system::error_code& error) {
-    self->OnBodySent(*delivery, error);
-  });
+// The provider may give the result from within its own work, and for many callers one after the other: the
+// writes come when it is done with that. What it has gathered by then for one caller leaves in one burst.
+void Response::SendBody() {
+  if (Burst::Goes(*this)) return;
+  boost::asio::defer(stream_->get_executor(), [self = shared_from_this()] { self->SendBodies(); });
 }
 
-void Response::OnBodySent(Delivery& delivery, const boost::system::error_code& error) {
+void Response::SendBodies() {
+  Burst burst(*this);
+  for (int left = Burst::kMostResults; left > 0; --left) {
+    const bool followed = left > 1 && delivery_.backlog != nullptr && delivery_.backlog->HasNext();
+    boost::system::error_code error;
+    if (!WriteBody(followed, error)) {
+      output_->AsyncWriteRest(
+          [self = shared_from_this()](const boost::system::error_code& ec) { self->OnBodySent(ec); });
+      return;
+    }
+    OnBodySent(error);
+    if (!burst.GoesOn()) {
+      // Nothing waits in the kernel for a result that a provider has promised and didn't give.
+      if (followed) stream_->Push();
+      return;
+    }
+  }
+  boost::asio::defer(stream_->get_executor(), [self = shared_from_this()] { self->SendBodies(); });
+}
+
+bool Response::WriteBody(bool followed, boost::system::error_code& error) {
+  const auto& buffers =
+      spec_->acceptsStream ? delivery_.writer.Frame(delivery_.body) : delivery_.writer.Plain(delivery_.body);
+  return output_->WriteNow(buffers, followed, error);
+}
+
+void Response::OnBodySent(const boost::system::error_code& error) {
+  delivery_.body.Clear();
   if (error) {
-    delivery.NoMoreWanted();
+    NoMoreWanted();
     Log(kFailure, "Failed to sent response body ", id_);
     EndWith(error);
     return;
   }
   Log(kNormal, "ResponseSentCb", id_);
-  if (delivery.last) {
-    delivery.NoMoreWanted();
+  if (delivery_.last) {
+    NoMoreWanted();
     SendLastChunk();
   } else {
-    delivery.next(std::make_shared<Core::AsyncApiResultCb>(ResponseWrapper(shared_from_this())));
+    const auto next = std::exchange(delivery_.next, nullptr);
+    next(std::make_shared<Core::AsyncApiResultCb>(ResponseWrapper(shared_from_this())));
   }
+}
+
+void Response::NoMoreWanted() {
+  if (const auto next = std::exchange(delivery_.next, nullptr)) next(nullptr);
 }
 
 void Response::SendLastChunk() {

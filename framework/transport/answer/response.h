@@ -42,14 +42,28 @@ class Response final : public std::enable_shared_from_this<Response> {
 
  private:
   class ResponseWrapper;
-  struct Delivery;
+  class Burst;
+
+  // The result on its way to the client. There is one at a time, as the next one is asked for when it has
+  // been sent.
+  struct Delivery {
+    Core::AsyncApiResultCb::Next next;
+    bool last = true;
+    const Data::Backlog* backlog = nullptr;
+    ORange body;
+    FrameBodyWriter::Writer writer;
+  };
 
   void OnResult(const std::shared_ptr<const Core::MethodResult>& result, Core::AsyncApiResultCb::Next&& next);
   // Gives false when the serializer failed; the request has then ended.
-  bool Serialize(const std::shared_ptr<const Core::MethodResult>& result, Delivery& delivery);
-  void SendHead(const ErrorPtr& error, const std::shared_ptr<Delivery>& delivery);
-  void SendBody(const std::shared_ptr<Delivery>& delivery);
-  void OnBodySent(Delivery& delivery, const boost::system::error_code& error);
+  bool Serialize(const std::shared_ptr<const Core::MethodResult>& result);
+  void SendHead(const ErrorPtr& error);
+  void SendBody();
+  void SendBodies();
+  // Gives false if the rest has to wait for the client.
+  bool WriteBody(bool followed, boost::system::error_code& error);
+  void OnBodySent(const boost::system::error_code& error);
+  void NoMoreWanted();
   void SendLastChunk();
   void EndWith(const boost::system::error_code& error);
   std::shared_ptr<HeaderRange> Headers(const ErrorPtr& error) const;
@@ -68,6 +82,7 @@ class Response final : public std::enable_shared_from_this<Response> {
   std::shared_ptr<const RequestSpec> spec_;
   OnEnd onEnd_;
   std::string requestIdentifier_;
+  Delivery delivery_;
   // Null until the head is sent.
   std::unique_ptr<HttpDetail::OutChunkedBodyStrm<Asio::IoStream>> output_;
 };

@@ -5,6 +5,7 @@
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/defer.hpp>
 #include <boost/asio/error.hpp>
+#include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/system/error_code.hpp>
 #include <cerrno>
@@ -12,8 +13,10 @@
 #include <cstddef>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <utility>
 
+#include "framework/transport/connection/fewBuffers.h"
 #include "framework/transport/connection/ioTimeouts.h"
 
 namespace Mirel::Asio {
@@ -77,12 +80,39 @@ class TimeoutBaseStream {
     });
   }
 
+  // Gives the kernel what it takes of the buffers without waiting, and says how many bytes that are. With
+  // `followed` it may keep the last ones back for those of the next call (MSG_MORE), so that many small
+  // writes make one segment; Push ends that.
+  std::size_t WriteNow(std::span<const boost::asio::const_buffer> buffers, bool followed,
+                       boost::system::error_code& error) {
+    const std::lock_guard lock(data_->mutex);
+    if (!socket_.is_open()) {
+      error.assign(EPIPE, boost::system::system_category());
+      return 0;
+    }
+    const FewBuffers gathered(buffers);
+    const auto few = gathered.Get();
+    const int flags = followed ? MSG_MORE : 0;
+    std::size_t bytes = 0;
+    // One buffer takes a cheaper system call than a list of one.
+    const bool taken = few.size() == 1 ? WriteAtOnce(few.front(), flags, error, bytes)
+                                       : WriteAtOnce(few, flags, error, bytes);
+    if (!taken) error.clear();
+    return bytes;
+  }
+  void Push() {
+    const std::lock_guard lock(data_->mutex);
+    boost::system::error_code ignored;
+    // On Linux, setting this option sends what is kept back, whatever it was before: tcp(7).
+    socket_.set_option(boost::asio::ip::tcp::no_delay(true), ignored);
+  }
+
   template <typename ConstBuffers, typename Handler>
   void async_write_some(const ConstBuffers& buffers, Handler&& handler) {
     const std::lock_guard lock(data_->mutex);
     boost::system::error_code error;
     std::size_t bytes = 0;
-    if (WriteAtOnce(buffers, error, bytes)) {
+    if (WriteAtOnce(buffers, 0, error, bytes)) {
       ++pending_;
       boost::asio::defer(get_executor(), [this, data = data_, handler = std::forward<Handler>(handler), error,
                                           bytes]() mutable { CompleteWrite(*data, handler, error, bytes); });
@@ -108,12 +138,13 @@ class TimeoutBaseStream {
   // What the kernel takes without waiting needs no deadline, so the usual write starts and cancels no timer.
   // Gives false when the write has to wait.
   template <typename ConstBuffers>
-  bool WriteAtOnce(const ConstBuffers& buffers, boost::system::error_code& error, std::size_t& bytes) {
+  bool WriteAtOnce(const ConstBuffers& buffers, int flags, boost::system::error_code& error,
+                   std::size_t& bytes) {
     if (!socket_.non_blocking()) {
       socket_.non_blocking(true, error);
       if (error) return true;
     }
-    bytes = socket_.write_some(buffers, error);
+    bytes = socket_.send(buffers, flags, error);
     return error != boost::asio::error::would_block && error != boost::asio::error::try_again &&
            error != boost::asio::error::interrupted;
   }
