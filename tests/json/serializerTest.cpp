@@ -137,6 +137,29 @@ TEST(SerializerTest, WhateverAStringHoldsTheAnswerIsOneLineOfValidJson) {
   }
 }
 
+// The structure that all answers of one element carry, in both forms; one of its texts is large.
+TEST(SerializerTest, KeptTextsAreWhatIsWrittenWithoutThem) {
+  const auto make = [](bool keeps) {
+    auto value = Data::StructValue::GetInstance("s");
+    value->SetField("small", DataValue::Create("x\xFFy"));
+    value->SetField("large", Data::BlobValue::Create(std::vector<unsigned char>(9000, 7)));
+    if (keeps) value->KeepTexts();
+    return MethodResult::GetInstance(value);
+  };
+  const auto plain = make(false);
+  const auto kept = make(true);
+  for (const char* id : {"1", R"("a longer one")", "1"}) {
+    EXPECT_EQ(Answer<Direct>(kept, id), Answer<Direct>(plain, id));
+    EXPECT_EQ(Answer<Typed>(kept, id), Answer<Typed>(plain, id));
+  }
+  ORange first;
+  ORange second;
+  std::shared_ptr<const ErrorValue> error;
+  Direct().SerializeInvoke("1", kept, first, error, true);
+  Direct().SerializeInvoke("22", kept, second, error, true);
+  EXPECT_EQ(first.Segments()[1].data(), second.Segments()[1].data()) << "written once";
+}
+
 TEST(SerializerTest, LargePayloadIsSharedAndKeptAlive) {
   auto payload = std::make_shared<std::string>(100000, 'A');
   const char* const place = payload->data();

@@ -137,6 +137,90 @@ TEST(ResponseTest, OfAStreamEndsWithATerminalResult) {
   EXPECT_TRUE(call.stopped);
 }
 
+// Gives so many elements, each as soon as it is asked for it, and then one more that it has promised only if
+// it keeps its word.
+class Row final : public Data::Backlog {
+ public:
+  Row(int elements, bool keepsItsWord) : left_(elements), keepsItsWord_(keepsItsWord) {}
+
+  bool HasNext() const override { return left_ > 0 || !keepsItsWord_; }
+  void Give(const Core::AsyncApiResultCb& turn) {
+    --left_;
+    const auto value = Data::DataValue::Create("element" + std::to_string(given++));
+    turn(Core::MethodResult::GetInstance(value, this), {}, [this](const NextPtr& next) {
+      last = next;
+      if (next && left_ > 0) Give(*next);
+    });
+  }
+
+  int given = 0;
+  NextPtr last;
+
+ private:
+  int left_;
+  bool keepsItsWord_;
+};
+
+TEST(ResponseTest, PutsElementsInARowIntoOneSegment) {
+  TestServer server;
+  OpenCall call(server);
+  Client client(server);
+  client.Send(Request(kStream));
+  ASSERT_TRUE(call.Begun());
+  call.Give(Value("first"));
+  client.ReadHead();
+  client.ReadChunk();
+  ASSERT_TRUE(call.Begun());
+  const auto segments = client.SegmentsReceived();
+  constexpr int kElements = 10;
+  Row row(kElements, true);
+  row.Give(*std::exchange(call.result, std::nullopt));
+  EXPECT_EQ(row.given, 1) << "the others are asked for when this one has left";
+  for (int i = 0; i < kElements; ++i) {
+    EXPECT_NE(client.ReadChunk().find("element" + std::to_string(i)), std::string::npos);
+  }
+  EXPECT_EQ(client.SegmentsReceived(), segments + 1);
+}
+
+// The kernel would keep it back for a fifth of a second.
+TEST(ResponseTest, HoldsNothingBackForAnElementThatDoesNotCome) {
+  TestServer server;
+  OpenCall call(server);
+  Client client(server);
+  client.Send(Request(kStream));
+  ASSERT_TRUE(call.Begun());
+  call.Give(Value("first"));
+  client.ReadHead();
+  client.ReadChunk();
+  ASSERT_TRUE(call.Begun());
+  Row row(1, false);
+  row.Give(*std::exchange(call.result, std::nullopt));
+  server.Settle();
+  EXPECT_NE(client.Received().find("element0"), std::string::npos);
+}
+
+TEST(ResponseTest, LetsOthersInBetweenTheElementsOfALongRow) {
+  TestServer server;
+  OpenCall call(server);
+  Client client(server);
+  client.Send(Request(kStream));
+  ASSERT_TRUE(call.Begun());
+  constexpr int kElements = 1000;
+  Row row(kElements, true);
+  row.Give(*std::exchange(call.result, std::nullopt));
+  std::vector<int> givenBefore;
+  const std::function<void()> other = [&] {
+    givenBefore.push_back(row.given);
+    if (row.given < kElements) boost::asio::post(server.io, other);
+  };
+  other();
+  client.ReadHead();
+  for (int i = 0; i < kElements; ++i) {
+    ASSERT_NE(client.ReadChunk().find("element" + std::to_string(i)), std::string::npos) << i;
+  }
+  for (std::size_t i = 1; i < givenBefore.size(); ++i) EXPECT_LE(givenBefore[i] - givenBefore[i - 1], 40);
+}
+
 TEST(ResponseTest, GivesUpOnAClientThatNeverReads) {
   PicoHttp::ServerConfig config;
   config.writeTimeout = std::chrono::milliseconds(50);

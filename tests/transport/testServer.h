@@ -25,6 +25,7 @@
 #include "framework/core/log.h"
 #include "framework/provider/enqueuer.h"
 #include "framework/transport/asioTcpApiServer.h"
+#include "tests/transport/tcpInfo.h"
 
 namespace Mirel::Transport {
 
@@ -183,6 +184,14 @@ class Client {
     for (auto chunk = ReadChunk(); !chunk.empty(); chunk = ReadChunk()) answer += chunk;
     return answer;
   }
+
+  // What has come by now.
+  const std::string& Received() {
+    Receive();
+    return received_;
+  }
+  // Segments with data that the kernel has received for this connection.
+  unsigned SegmentsReceived() const { return DataSegmentsReceived(fd_); }
 
   void FinishSending() { ::shutdown(fd_, SHUT_WR); }
   // How long the kernel answers for a socket whose program has closed it; a minute unless it is said.

@@ -82,15 +82,16 @@ class OutChunkedBodyStrm {
 
   explicit OutChunkedBodyStrm(std::shared_ptr<Stream> stream) : stream_(std::move(stream)) {}
 
-  // Gives a body to the kernel as far as that takes it at once. False if there is a rest, which
-  // AsyncWriteRest has to write; true if the body has ended, perhaps with an error. `followed` as in the
-  // stream's WriteNow.
-  bool WriteNow(std::span<const boost::asio::const_buffer> bytes, bool followed,
+  // Gives a body to the kernel as far as that takes it at once; so many bytes of its first chunk have been
+  // written before. False if there is a rest, which AsyncWriteRest has to write; true if the body has ended,
+  // perhaps with an error. `followed` as in the stream's WriteNow.
+  bool WriteNow(std::span<const boost::asio::const_buffer> bytes, std::size_t written, bool followed,
                 boost::system::error_code& error) {
     left_ = PieceCursor(bytes);
-    chunk_.clear();
     while (!left_.AtEnd()) {
       NextChunk();
+      Consume(chunk_, written);
+      written = 0;
       Consume(chunk_, stream_->WriteNow(chunk_, followed || !left_.AtEnd(), error));
       if (error) return true;
       if (!chunk_.empty()) return false;

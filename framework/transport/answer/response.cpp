@@ -1,7 +1,6 @@
 #include "framework/transport/answer/response.h"
 
 #include <boost/asio/buffer.hpp>
-#include <boost/asio/defer.hpp>
 #include <boost/asio/write.hpp>
 #include <string_view>
 #include <utility>
@@ -11,6 +10,7 @@
 #include "framework/core/text.h"
 #include "framework/provider/errorFactory.h"
 #include "framework/transport/answer/responseHead.h"
+#include "framework/transport/answer/smallChunk.h"
 
 namespace Mirel::Transport::Http {
 namespace {
@@ -84,6 +84,7 @@ Response::Response(std::shared_ptr<Asio::IoStream> stream, std::shared_ptr<const
                    ProtocolHandlerSpec::ErrToHeaders errToHeaders, std::shared_ptr<const RequestSpec> spec,
                    OnEnd onEnd)
     : stream_(std::move(stream)),
+      writeTurn_(WriteTurn::Of(stream_->get_executor().context())),
       transaction_(std::move(transaction)),
       id_{transaction_.get()},
       requestMethod_(std::move(requestMethod)),
@@ -180,8 +181,7 @@ void Response::SendHead(const ErrorPtr& error) {
 // The provider may give the result from within its own work, and for many callers one after the other: the
 // writes come when it is done with that. What it has gathered by then for one caller leaves in one burst.
 void Response::SendBody() {
-  if (Burst::Goes(*this)) return;
-  boost::asio::defer(stream_->get_executor(), [self = shared_from_this()] { self->SendBodies(); });
+  if (!Burst::Goes(*this)) writeTurn_.Add(shared_from_this());
 }
 
 void Response::SendBodies() {
@@ -201,13 +201,20 @@ void Response::SendBodies() {
       return;
     }
   }
-  boost::asio::defer(stream_->get_executor(), [self = shared_from_this()] { self->SendBodies(); });
+  writeTurn_.Add(shared_from_this());
 }
 
 bool Response::WriteBody(bool followed, boost::system::error_code& error) {
-  const auto& buffers =
-      spec_->acceptsStream ? delivery_.writer.Frame(delivery_.body) : delivery_.writer.Plain(delivery_.body);
-  return output_->WriteNow(buffers, followed, error);
+  const bool framed = spec_->acceptsStream;
+  const ORange& body = delivery_.body;
+  std::size_t written = 0;
+  if (HttpDetail::SmallChunk::Fits(body)) {
+    const HttpDetail::SmallChunk chunk(body, framed);
+    written = stream_->WriteNow(chunk.Bytes(), followed, error);
+    if (error || written == chunk.Bytes().size()) return true;
+  }
+  return output_->WriteNow(framed ? delivery_.writer.Frame(body) : delivery_.writer.Plain(body), written,
+                           followed, error);
 }
 
 void Response::OnBodySent(const boost::system::error_code& error) {

@@ -11,6 +11,7 @@
 #include "framework/transport/answer/asyncProtocolHandler.h"
 #include "framework/transport/answer/chunkedOutput.h"
 #include "framework/transport/answer/protocolHandlerSpec.h"
+#include "framework/transport/answer/writeTurn.h"
 #include "framework/transport/connection/ioStream.h"
 #include "framework/transport/connection/requestLog.h"
 #include "framework/transport/request/requestSpecExtractor.h"
@@ -40,6 +41,10 @@ class Response final : public std::enable_shared_from_this<Response> {
   // JSON-RPC request.
   Core::AsyncApiResultCb Begin(std::string requestIdentifier);
 
+  // Writes the result at hand, and those that the provider gives as soon as it is asked for the next one.
+  // For the write turn alone.
+  void SendBodies();
+
  private:
   class ResponseWrapper;
   class Burst;
@@ -59,7 +64,6 @@ class Response final : public std::enable_shared_from_this<Response> {
   bool Serialize(const std::shared_ptr<const Core::MethodResult>& result);
   void SendHead(const ErrorPtr& error);
   void SendBody();
-  void SendBodies();
   // Gives false if the rest has to wait for the client.
   bool WriteBody(bool followed, boost::system::error_code& error);
   void OnBodySent(const boost::system::error_code& error);
@@ -74,6 +78,7 @@ class Response final : public std::enable_shared_from_this<Response> {
   }
 
   std::shared_ptr<Asio::IoStream> stream_;
+  WriteTurn& writeTurn_;
   std::shared_ptr<const void> transaction_;
   RequestId id_;
   std::string requestMethod_;

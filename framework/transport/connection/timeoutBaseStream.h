@@ -13,10 +13,8 @@
 #include <cstddef>
 #include <memory>
 #include <mutex>
-#include <span>
 #include <utility>
 
-#include "framework/transport/connection/fewBuffers.h"
 #include "framework/transport/connection/ioTimeouts.h"
 
 namespace Mirel::Asio {
@@ -83,21 +81,15 @@ class TimeoutBaseStream {
   // Gives the kernel what it takes of the buffers without waiting, and says how many bytes that are. With
   // `followed` it may keep the last ones back for those of the next call (MSG_MORE), so that many small
   // writes make one segment; Push ends that.
-  std::size_t WriteNow(std::span<const boost::asio::const_buffer> buffers, bool followed,
-                       boost::system::error_code& error) {
+  template <typename ConstBuffers>
+  std::size_t WriteNow(const ConstBuffers& buffers, bool followed, boost::system::error_code& error) {
     const std::lock_guard lock(data_->mutex);
     if (!socket_.is_open()) {
       error.assign(EPIPE, boost::system::system_category());
       return 0;
     }
-    const FewBuffers gathered(buffers);
-    const auto few = gathered.Get();
-    const int flags = followed ? MSG_MORE : 0;
     std::size_t bytes = 0;
-    // One buffer takes a cheaper system call than a list of one.
-    const bool taken = few.size() == 1 ? WriteAtOnce(few.front(), flags, error, bytes)
-                                       : WriteAtOnce(few, flags, error, bytes);
-    if (!taken) error.clear();
+    if (!WriteAtOnce(buffers, followed ? MSG_MORE : 0, error, bytes)) error.clear();
     return bytes;
   }
   void Push() {
