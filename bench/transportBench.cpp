@@ -8,7 +8,6 @@
 
 #include <boost/asio/io_context.hpp>
 #include <memory>
-#include <optional>
 #include <string>
 #include <thread>
 
@@ -27,10 +26,10 @@ class OpenCallProvider final : public Core::AsyncApiProvider {
   void Invoke(const std::shared_ptr<const Core::MethodIdentifier>&,
               const std::shared_ptr<const Data::DataValue>&, const std::shared_ptr<Core::AsyncActivation>&,
               const Core::AsyncApiResultCb& callback) override {
-    result = callback;
+    result = std::make_shared<Core::AsyncApiResultCb>(callback);
   }
 
-  std::optional<Core::AsyncApiResultCb> result;
+  std::shared_ptr<Core::AsyncApiResultCb> result;
 };
 
 int Connect(const boost::asio::ip::tcp::endpoint& endpoint) {
@@ -70,11 +69,9 @@ void StreamElement(benchmark::State& state) {
     const auto value = Core::MethodResult::GetInstance(
         Data::DataValue::Create(std::string(static_cast<std::size_t>(state.range(0)), 'x')));
     for (auto _ : state) {
-      const auto turn = std::move(*provider->result);
-      provider->result.reset();
-      turn(value, {}, [&](const std::shared_ptr<Core::AsyncApiResultCb>& next) {
-        if (next) provider->result = *next;
-      });
+      const auto turn = std::exchange(provider->result, nullptr);
+      (*turn)(value, {},
+              [&](const std::shared_ptr<Core::AsyncApiResultCb>& next) { provider->result = next; });
       while (!provider->result) io.run_one();
     }
     (*provider->result)(value, {}, nullptr);

@@ -28,26 +28,28 @@ std::shared_ptr<const Core::MethodResult> Value(const std::string& text) {
 // A call whose results the test gives one by one.
 struct OpenCall {
   explicit OpenCall(TestServer& server) : server_(server) {
-    server.provider->script = [this](const Call& call) { result = call.result; };
+    server.provider->script = [this](const Call& call) {
+      result = std::make_shared<Core::AsyncApiResultCb>(call.result);
+    };
   }
 
   bool Begun() {
-    return server_.RunUntil([this] { return result.has_value(); });
+    return server_.RunUntil([this] { return result != nullptr; });
   }
   void Give(const std::shared_ptr<const Core::MethodResult>& value) {
-    const auto turn = std::exchange(result, std::nullopt);
+    const auto turn = std::exchange(result, nullptr);
     (*turn)(value, {}, [this](const NextPtr& next) {
       ++asked;
-      if (next) result = *next;
+      result = next;
       stopped = !next;
     });
   }
   void GiveLast(const std::shared_ptr<const Core::MethodResult>& value) {
-    const auto turn = std::exchange(result, std::nullopt);
+    const auto turn = std::exchange(result, nullptr);
     (*turn)(value, {}, nullptr);
   }
 
-  std::optional<Core::AsyncApiResultCb> result;
+  NextPtr result;
   int asked = 0;
   bool stopped = false;
 
@@ -174,7 +176,7 @@ TEST(ResponseTest, PutsElementsInARowIntoOneSegment) {
   const auto segments = client.SegmentsReceived();
   constexpr int kElements = 10;
   Row row(kElements, true);
-  row.Give(*std::exchange(call.result, std::nullopt));
+  row.Give(*std::exchange(call.result, nullptr));
   EXPECT_EQ(row.given, 1) << "the others are asked for when this one has left";
   for (int i = 0; i < kElements; ++i) {
     EXPECT_NE(client.ReadChunk().find("element" + std::to_string(i)), std::string::npos);
@@ -194,7 +196,7 @@ TEST(ResponseTest, HoldsNothingBackForAnElementThatDoesNotCome) {
   client.ReadChunk();
   ASSERT_TRUE(call.Begun());
   Row row(1, false);
-  row.Give(*std::exchange(call.result, std::nullopt));
+  row.Give(*std::exchange(call.result, nullptr));
   server.Settle();
   EXPECT_NE(client.Received().find("element0"), std::string::npos);
 }
@@ -207,7 +209,7 @@ TEST(ResponseTest, LetsOthersInBetweenTheElementsOfALongRow) {
   ASSERT_TRUE(call.Begun());
   constexpr int kElements = 1000;
   Row row(kElements, true);
-  row.Give(*std::exchange(call.result, std::nullopt));
+  row.Give(*std::exchange(call.result, nullptr));
   std::vector<int> givenBefore;
   const std::function<void()> other = [&] {
     givenBefore.push_back(row.given);
@@ -278,14 +280,14 @@ TEST(ResponseTest, HasAnIdentifierThatNoOtherLiveOneHas) {
   TestServer server;
   OpenCall call(server);
   std::vector<std::unique_ptr<Client>> clients;
-  std::vector<Core::AsyncApiResultCb> live;
+  std::vector<NextPtr> live;
   for (int i = 0; i < 8; ++i) {
     clients.push_back(std::make_unique<Client>(server));
     clients.back()->Send(Request(kStream));
     ASSERT_TRUE(call.Begun());
     call.Give(Value("element"));
     ASSERT_TRUE(call.Begun());
-    live.push_back(*std::exchange(call.result, std::nullopt));
+    live.push_back(std::exchange(call.result, nullptr));
   }
   auto ids = server.logger->Lines("0 ResponseSentCb[");
   ASSERT_EQ(ids.size(), 8U);

@@ -65,7 +65,7 @@ class Response::Burst {
 
 thread_local Response::Burst* Response::Burst::current_ = nullptr;
 
-// What the provider's callback calls.
+// What the provider's callback for the first result calls.
 class Response::ResponseWrapper {
  public:
   explicit ResponseWrapper(std::shared_ptr<Response> response) : response_(std::move(response)) {}
@@ -77,6 +77,21 @@ class Response::ResponseWrapper {
 
  private:
   std::shared_ptr<Response> response_;
+};
+
+// The same for all later results.
+class Response::LaterWrapper {
+ public:
+  explicit LaterWrapper(std::weak_ptr<Response> response) : response_(std::move(response)) {}
+
+  void operator()(const std::shared_ptr<const Core::MethodResult>& result, const Progress&,
+                  Core::AsyncApiResultCb::Next&& next) const {
+    const auto response = response_.lock();
+    if (response && result) response->OnResult(result, std::move(next));
+  }
+
+ private:
+  std::weak_ptr<Response> response_;
 };
 
 Response::Response(std::shared_ptr<Asio::IoStream> stream, std::shared_ptr<const void> transaction,
@@ -133,6 +148,7 @@ void Response::SendDeserializerError(const ErrorPtr& error) {
 
 Core::AsyncApiResultCb Response::Begin(std::string requestIdentifier) {
   requestIdentifier_ = std::move(requestIdentifier);
+  laterResults_.emplace(LaterWrapper(weak_from_this()));
   return Core::AsyncApiResultCb(ResponseWrapper(shared_from_this()));
 }
 
@@ -231,7 +247,7 @@ void Response::OnBodySent(const boost::system::error_code& error) {
     SendLastChunk();
   } else {
     const auto next = std::exchange(delivery_.next, nullptr);
-    next(std::make_shared<Core::AsyncApiResultCb>(ResponseWrapper(shared_from_this())));
+    next({shared_from_this(), &*laterResults_});
   }
 }
 

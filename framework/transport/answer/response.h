@@ -3,6 +3,7 @@
 #include <boost/system/error_code.hpp>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "framework/core/asyncApiProvider.h"
@@ -47,6 +48,7 @@ class Response final : public std::enable_shared_from_this<Response> {
 
  private:
   class ResponseWrapper;
+  class LaterWrapper;
   class Burst;
 
   // The result on its way to the client. There is one at a time, as the next one is asked for when it has
@@ -88,6 +90,9 @@ class Response final : public std::enable_shared_from_this<Response> {
   OnEnd onEnd_;
   std::string requestIdentifier_;
   Delivery delivery_;
+  // The callback for every result behind the first one, as they come one at a time. A pointer to it keeps
+  // this response.
+  std::optional<Core::AsyncApiResultCb> laterResults_;
   // Null until the head is sent.
   std::unique_ptr<HttpDetail::OutChunkedBodyStrm<Asio::IoStream>> output_;
 };
