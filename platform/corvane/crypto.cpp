@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "platform/corvane/base64Blocks.h"
+
 namespace {
 
 std::size_t CountPadding(const char* text, std::size_t length) {
@@ -31,7 +33,12 @@ bool Base64_Decode(const char* text, std::size_t length, unsigned char* out, std
   if (length % 4 != 0) return false;
   const std::size_t decoded = length / 4 * 3 - CountPadding(text, length);
   if (decoded > capacity) return false;
-  if (modp_b64_decode(reinterpret_cast<char*>(out), text, length) != decoded) return false;
+  const std::size_t done = Corvane::Detail::DecodeBase64Blocks(text, length, out);
+  const std::size_t doneBytes = done / 4 * 3;
+  if (modp_b64_decode(reinterpret_cast<char*>(out + doneBytes), text + done, length - done) !=
+      decoded - doneBytes) {
+    return false;
+  }
   *written = decoded;
   return true;
 }
