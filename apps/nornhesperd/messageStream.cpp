@@ -77,8 +77,7 @@ void MessageStream::Offer(const PublicationPtr& publication, std::uint64_t times
 void MessageStream::EnquePublication(const PublicationPtr& publication, std::uint64_t times) {
   Synchronized lock(this);
   if (!sending_) {  // and so the queue is empty
-    Push(publication, 1);
-    StartSend();
+    Send(publication);
     if (--times == 0) return;
   }
   // One more than the limit is kept; the next one drops them all and is the first of a new queue. The limit
@@ -125,9 +124,14 @@ bool MessageStream::HasNext() const {
 
 void MessageStream::StartSend() {
   Run& front = queue_.front();
-  sending_ = front.publication;
+  PublicationPtr publication = front.length == 1 ? std::move(front.publication) : front.publication;
   --queued_;
   if (--front.length == 0) queue_.pop_front();
+  Send(std::move(publication));
+}
+
+void MessageStream::Send(PublicationPtr publication) {
+  sending_ = std::move(publication);
   TRACE_PUBLICATION("Sending", sending_, "to", subscriptionId_);
   const Corvane::Ref<MessageStream> self(this);
   resultCb_->result({sending_->elements.Get(sending_, vmIdType_), this},

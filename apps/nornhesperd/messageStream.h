@@ -52,7 +52,9 @@ class MessageStream final : public Corvane::System::LockableObjectImpl, private 
 
   void Push(const NornHesper::PublicationPtr& publication, std::uint64_t times) CORVANE_REQUIRES(this);
   void DropQueue(std::uint64_t times) CORVANE_REQUIRES(this);
+  // Sends the front of the queue.
   void StartSend() CORVANE_REQUIRES(this);
+  void Send(NornHesper::PublicationPtr publication) CORVANE_REQUIRES(this);
   bool HasNext() const override;
   void UpdateResultCb(const ResultCbPtr& next);
 
@@ -62,7 +64,7 @@ class MessageStream final : public Corvane::System::LockableObjectImpl, private 
   const NornHesper::OptionalStringVector topicPrefixes_;
   const std::int64_t pastSeconds_;
   // Invariants:
-  // 1. At most one publication is on its way: sending_ is set from StartSend to UpdateResultCb.
+  // 1. At most one publication is on its way: sending_ is set from Send to UpdateResultCb.
   // 2. With no sending_ the queue is empty.
   // 3. queued_ is the sum of the runs' lengths, and never above the limit of the settings and one.
   // 4. A publication is queued behind all that passed the filter before it; a dropped queue is dropped whole.

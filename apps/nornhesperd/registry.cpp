@@ -25,7 +25,9 @@ PublishOutcome Registry::Publish(const char* text, std::size_t length, const Cid
 }
 
 std::uint64_t Registry::Register(PublicationCb callback, RepeatedPublicationCb repeated) {
+  SnapshotPtr outdated;
   const Synchronized lock(this);
+  outdated.swap(snapshot_);
   const std::uint64_t id = nextSubscriptionId_++;
   subscriptions_.emplace(
       id, std::make_shared<const Subscription>(Subscription{std::move(callback), std::move(repeated)}));
@@ -33,16 +35,23 @@ std::uint64_t Registry::Register(PublicationCb callback, RepeatedPublicationCb r
 }
 
 void Registry::Unregister(std::uint64_t id) {
-  decltype(subscriptions_)::node_type
-      removed;  // destroyed after the lock: it may be a stream's last reference
+  // Destroyed after the lock: either may have a stream's last reference.
+  decltype(subscriptions_)::node_type removed;
+  SnapshotPtr outdated;
   const Synchronized lock(this);
   removed = subscriptions_.extract(id);
+  outdated.swap(snapshot_);
 }
 
+// The callables are run outside of the lock, as they take their streams' locks and may end up here again.
 void Registry::Dispatch(const PublicationPtr& publication) {
-  const auto& ids = publication->subscribers;
-  // The callables are run outside of the lock, as they take their streams' locks and may end up here again.
-  for (const auto& [subscription, times] : ids.empty() ? SelectAll() : SelectListed(ids)) {
+  if (publication->subscribers.empty()) {
+    for (const SnapshotPtr all = SelectAll(); const auto& subscription : *all) {
+      subscription->callback(publication);
+    }
+    return;
+  }
+  for (const auto& [subscription, times] : SelectListed(publication->subscribers)) {
     if (times == 1) {
       subscription->callback(publication);
     } else {
@@ -51,12 +60,15 @@ void Registry::Dispatch(const PublicationPtr& publication) {
   }
 }
 
-std::vector<Registry::Offer> Registry::SelectAll() {
-  std::vector<Offer> offers;
+Registry::SnapshotPtr Registry::SelectAll() {
   const Synchronized lock(this);
-  offers.reserve(subscriptions_.size());
-  for (const auto& [id, subscription] : subscriptions_) offers.push_back({subscription});
-  return offers;
+  if (!snapshot_) {
+    auto snapshot = std::make_shared<Snapshot>();
+    snapshot->reserve(subscriptions_.size());
+    for (const auto& [id, subscription] : subscriptions_) snapshot->push_back(subscription);
+    snapshot_ = std::move(snapshot);
+  }
+  return snapshot_;
 }
 
 // In the order of the list, and with its repetitions: these are a guest's choice, tens of thousands in one

@@ -61,11 +61,17 @@ class Registry final : public Corvane::System::LockableObjectImpl {
     std::uint64_t times = 1;
   };
 
+  // Never changed once it is made, so that a dispatch can walk it outside of the lock.
+  using Snapshot = std::vector<SubscriptionPtr>;
+  using SnapshotPtr = std::shared_ptr<const Snapshot>;
+
   void Dispatch(const PublicationPtr& publication);
-  std::vector<Offer> SelectAll();  // in ascending order of id
+  SnapshotPtr SelectAll();  // in ascending order of id
   std::vector<Offer> SelectListed(const std::vector<std::uint64_t>& ids);
 
   std::map<std::uint64_t, SubscriptionPtr> subscriptions_ CORVANE_GUARDED_BY(this);
+  // Of the table as it is; null from a change of it to the next dispatch.
+  SnapshotPtr snapshot_ CORVANE_GUARDED_BY(this);
   std::uint64_t nextSubscriptionId_ CORVANE_GUARDED_BY(this) = 0;
 };
 

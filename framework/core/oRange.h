@@ -1,5 +1,6 @@
 #pragma once
 
+#include <boost/container/small_vector.hpp>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -49,7 +50,8 @@ class ORange {
   void Refer(std::string_view bytes, std::shared_ptr<const void> owner);
 
   std::string text_;
-  std::vector<Shared> shared_;
+  // A small element of a stream has one.
+  boost::container::small_vector<Shared, 1> shared_;
   std::size_t sharedSize_ = 0;
 };
 

@@ -89,8 +89,8 @@ class AsyncStreamResult {
 
   explicit AsyncStreamResult(ResultCb callbacks) : callbacks_(std::move(callbacks)) {}
 
-  void result(const T& value, Continuation continuation) const {
-    Fire(value, nullptr, std::move(continuation));
+  void result(T value, Continuation continuation) const {
+    Fire(std::move(value), nullptr, std::move(continuation));
   }
   // Ends the stream.
   void error(const ErrorPtr& error) const { Fire(boost::none, error, nullptr); }
