@@ -12,6 +12,7 @@
 #include <boost/asio/io_context.hpp>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -25,7 +26,6 @@
 #include "framework/core/log.h"
 #include "framework/provider/enqueuer.h"
 #include "framework/transport/asioTcpApiServer.h"
-#include "tests/transport/tcpInfo.h"
 
 namespace Mirel::Transport {
 
@@ -191,7 +191,19 @@ class Client {
     return received_;
   }
   // Segments with data that the kernel has received for this connection.
-  unsigned SegmentsReceived() const { return DataSegmentsReceived(fd_); }
+  std::uint32_t SegmentsReceived() const {
+    // What the kernel tells, of which the C library knows the beginning.
+    struct {
+      tcp_info beginning;
+      std::uint64_t ratesAndBytes[4];
+      std::uint32_t segmentsOutAndIn[2];
+      std::uint32_t notSentAndRoundTrip[2];
+      std::uint32_t dataSegmentsIn;
+    } info{};
+    socklen_t size = sizeof info;
+    EXPECT_EQ(getsockopt(fd_, IPPROTO_TCP, TCP_INFO, &info, &size), 0);
+    return info.dataSegmentsIn;
+  }
 
   void FinishSending() { ::shutdown(fd_, SHUT_WR); }
   // How long the kernel answers for a socket whose program has closed it; a minute unless it is said.
