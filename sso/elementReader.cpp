@@ -17,9 +17,10 @@ std::string PathOf(const Node& element, std::string_view attribute) {
   return std::string(element.GetLocalName()).append("/@").append(attribute);
 }
 
-bool Holds(AttributeNames names, const Corvane::Xml::Attribute& attribute) {
-  return std::any_of(names.begin(), names.end(), [&](const AttributeName& name) {
-    return name.localName == attribute.localName && name.namespaceUri == attribute.namespaceUri;
+template <typename Names, typename Name>
+bool Holds(const Names& names, const Name& sought) {
+  return std::any_of(names.begin(), names.end(), [&](const auto& name) {
+    return name.localName == sought.localName && name.namespaceUri == sought.namespaceUri;
   });
 }
 
@@ -37,17 +38,17 @@ void CheckElement(const Node& node, std::string_view localName, std::string_view
 }
 
 void CheckAttributes(const Node& element, AttributeNames required, AttributeNames optional) {
-  const std::string name(element.GetLocalName());
+  const auto present = element.GetAttributeNames();
   for (const AttributeName& attribute : required) {
-    if (!element.GetAttribute(attribute.localName, attribute.namespaceUri)) {
-      throw ParseException("Node '" + name + " is missing required attribute '" +
-                           std::string(attribute.localName));
+    if (!Holds(present, attribute)) {
+      throw ParseException("Node '" + std::string(element.GetLocalName()) +
+                           " is missing required attribute '" + std::string(attribute.localName));
     }
   }
-  for (const Corvane::Xml::Attribute& attribute : element.GetAttributes()) {
+  for (const auto& attribute : present) {
     if (!Holds(required, attribute) && !Holds(optional, attribute)) {
       throw ParseException("Unexpected attribute '" + std::string(attribute.localName) + "' on element '" +
-                           name);
+                           std::string(element.GetLocalName()));
     }
   }
 }
@@ -60,7 +61,7 @@ std::string ReadAttribute(const Node& element, std::string_view attribute) {
 DateTime ReadDate(const Node& element, std::string_view attribute) {
   const std::string value = ReadAttribute(element, attribute);
   try {
-    if (value.find_first_of("tz ") != std::string::npos) {
+    if (std::any_of(value.begin(), value.end(), [](char c) { return c == 't' || c == 'z' || c == ' '; })) {
       throw Corvane::DateTimeFormatException("no date-time of XML Schema");
     }
     return DateTime::Parse(value);

@@ -9,7 +9,7 @@ namespace {
 
 using Corvane::System::DateTime;
 
-void Require(bool condition, const std::string& fault) {
+void Require(bool condition, const char* fault) {
   if (!condition) throw ParseException(fault);
 }
 
@@ -37,10 +37,12 @@ void ValidateToken(const SamlToken& token, const DateTime& now, std::int64_t tol
   Require(!token.GetId().empty() && token.GetId().front() == '_', "Invalid token ID");
   Require(notBefore < notOnOrAfter,
           "Unsatisfiable token validity conditions: NotBefore must be less than NotOnOrAfter.");
-  Require(notBefore.GetUtcTime() - tolerance <= now.GetUtcTime(),
-          "Token start date is in the future: " + notBefore.ToShortStringBias());
-  Require(notOnOrAfter.GetUtcTime() + tolerance > now.GetUtcTime(),
-          "The token has expired at: " + notOnOrAfter.ToShortStringBias());
+  if (notBefore.GetUtcTime() - tolerance > now.GetUtcTime()) {
+    throw ParseException("Token start date is in the future: " + notBefore.ToShortStringBias());
+  }
+  if (notOnOrAfter.GetUtcTime() + tolerance <= now.GetUtcTime()) {
+    throw ParseException("The token has expired at: " + notOnOrAfter.ToShortStringBias());
+  }
   if (token.GetConfirmationType() == ConfirmationType::Bearer) {
     Require(token.GetSubjectNotOnOrAfter() >= notOnOrAfter, "Invalid token subject validity");
   }

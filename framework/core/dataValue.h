@@ -175,6 +175,10 @@ class CompoundValue : public DataValue {
 class StructValue final : public CompoundValue {
  public:
   explicit StructValue(std::string name) : CompoundValue(std::move(name)) {}
+  // The copy can be changed, so it has no texts.
+  StructValue(const StructValue& other) : CompoundValue(other) {}
+  StructValue& operator=(const StructValue&) = delete;
+  ~StructValue() override = default;
   DataType type() const override { return DataType::Structure; }
   static std::shared_ptr<StructValue> GetInstance(std::string name) {
     return std::make_shared<StructValue>(std::move(name));

@@ -159,13 +159,13 @@ Security::SignatureMethod MethodFor(const Identity& signer, const SigningSpec& s
              : spec.method;
 }
 
-void PutCertificate(Security::Signature& signature, const Identity& signer) {
+void PutCertificate(Security::Signature& signature, const Certificate& certificate) {
   const auto keyInfo = signature.GetKeyInfo();
   const auto& document = keyInfo.GetDocument();
   const auto data = CreateElementNode(document, "ds:X509Data");
-  const auto certificate = CreateElementNode(document, "ds:X509Certificate");
-  certificate.AppendChild(CreateTextNode(document, signer.certificate->GetBase64()));
-  data.AppendChild(certificate);
+  const auto element = CreateElementNode(document, "ds:X509Certificate");
+  element.AppendChild(CreateTextNode(document, certificate.GetBase64()));
+  data.AppendChild(element);
   keyInfo.AppendChild(data);
 }
 
@@ -208,7 +208,8 @@ std::string SignAssertion(std::string_view assertion, const Identity& signer, co
   constexpr auto kExclusive = Security::CanonicalizationMethod::Exclusive;
   const auto signature = Security::CreateBlankSignature(document, "ds", MethodFor(signer, spec), kExclusive);
   signature->AddReference(spec.uri.value_or("#" + id), spec.digest, kExclusive, true);
-  if (spec.withCertificate) PutCertificate(*signature, signer);
+  if (spec.withCertificate) PutCertificate(*signature, *signer.certificate);
+  for (const auto& other : spec.others) PutCertificate(*signature, *other);
   signature->Compute(*signer.key);
   const auto writer = Corvane::CreateStringWriter();
   WriteNode(signature->GetElement(), *writer);

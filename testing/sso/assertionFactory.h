@@ -58,6 +58,7 @@ struct SigningSpec {
   Corvane::Xml::Security::DigestMethod digest = Corvane::Xml::Security::DigestMethod::Sha256;
   std::optional<std::string> uri = {};  // without one, "#" and the assertion's ID
   bool withCertificate = true;          // in the key info
+  std::vector<Corvane::Ref<Corvane::Xml::Security::Certificate>> others = {};  // behind it
 };
 
 // The assertion with its signature after the issuer.

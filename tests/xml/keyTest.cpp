@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <openssl/err.h>
+#include <openssl/x509.h>
 
 #include <string>
 #include <vector>
@@ -34,6 +35,18 @@ TEST(KeyTest, RefusesWeakAndBrokenKeys) {
     EXPECT_THROW(Certificate::FromBase64(broken), XmlSecurityException) << broken;
   }
   EXPECT_THROW(Certificate::FromBase64(base64 + std::string(16 << 10, ' ')), XmlSecurityException);
+  EXPECT_EQ(ERR_peek_error(), 0u);
+}
+
+// OpenSSL reads more forms of a time than a certificate may have.
+TEST(KeyTest, TakesABrokenTimeForNone) {
+  const auto identity = MakeIdentity(KeyKind::EcP256);
+  ASSERT_TRUE(identity.certificate->IsInTime());
+  for (const char* end : {"491231235959Z", "4912312359Z", "491231235959+0000", "x"}) {
+    X509* changed = X509_dup(identity.certificate->Get());
+    ASN1_STRING_set(X509_getm_notAfter(changed), end, -1);
+    EXPECT_EQ(Corvane::MakeRef<Certificate>(changed)->IsInTime(), std::string(end) == "491231235959Z") << end;
+  }
   EXPECT_EQ(ERR_peek_error(), 0u);
 }
 

@@ -102,6 +102,12 @@ TEST_F(SignatureTest, MarksOnlyIdentifiersWithoutDoubt) {
   }
   EXPECT_EQ(marked, "0100001");
   EXPECT_FALSE(document->MarkIdentifier(document->GetRoot(), "ID"));
+  // A place in the document that the other one with the same value doesn't see.
+  const auto loose = CreateElementNode(document, "a");
+  loose.SetAttribute("ID", "y");
+  EXPECT_FALSE(document->MarkIdentifier(loose, "ID"));
+  EXPECT_EQ(document->FindMarked("y"), document->GetRoot().GetFirstChild().GetNextSibling());
+  EXPECT_FALSE(document->FindMarked("z"));
 }
 
 }  // namespace

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <utility>
 
 #include "platform/corvane/exception.h"
 #include "platform/corvane/xml/canonicalizer.h"
@@ -93,6 +95,35 @@ TEST(XmlTreeTest, CanonicalFormsFollowTheStandards) {
       .Canonicalize(*document, *writer, element);
   EXPECT_EQ(writer->GetText(),
             "<?before it?>\n<r xmlns=\"urn:r\" xmlns:z=\"urn:z\" xml:lang=\"en\"></r>\n<?behind?>");
+}
+
+// The writer of a digest never sees more than a block of small pieces, and none of them out of its turn.
+TEST(XmlTreeTest, CanonicalFormsComeInBlocks) {
+  class Blocks final : public Corvane::Writer {
+   public:
+    void Write(std::string_view piece) override {
+      text += piece;
+      largest = std::max(largest, piece.size());
+      ++count;
+    }
+    std::string text;
+    std::size_t largest = 0;
+    std::size_t count = 0;
+  };
+  std::string content;
+  for (int i = 0; i < 1000; ++i) content += "<e a=\"" + std::string(i % 7, 'x') + "&amp;\">&lt;</e>";
+  const auto write = [](const std::string& text) {
+    Blocks blocks;
+    Security::Canonicalizer(CanonicalizationMethod::Exclusive)
+        .Canonicalize(ParseText(text)->GetRoot(), blocks);
+    EXPECT_EQ(blocks.text, text);
+    return std::pair(blocks.count, blocks.largest);
+  };
+  const auto [count, largest] = write("<r>" + content + "</r>");
+  EXPECT_LT(largest, 2000u);
+  EXPECT_LT(count, content.size() / 500);
+  // A text of many blocks is no piece of one.
+  write("<r>" + content + std::string(5000, 'y') + content + "</r>");
 }
 
 TEST(XmlTreeTest, CanonicalFormsKeepTheDeclarationsInScope) {

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "platform/corvane/xml/canonicalOutput.h"
 #include "platform/corvane/xml/library.h"
 #include "platform/corvane/xml/reader.h"
 #include "platform/corvane/xml/xmlException.h"
@@ -42,67 +43,16 @@ bool HasScheme(std::string_view uri) {
          kLetters.find(uri.front()) != std::string_view::npos;
 }
 
-std::string_view EscapeInText(char c) {
-  switch (c) {
-    case '&':
-      return "&amp;";
-    case '<':
-      return "&lt;";
-    case '>':
-      return "&gt;";
-    case '\r':
-      return "&#xD;";
-    default:
-      return {};
-  }
-}
-
-std::string_view EscapeInAttribute(char c) {
-  switch (c) {
-    case '&':
-      return "&amp;";
-    case '<':
-      return "&lt;";
-    case '"':
-      return "&quot;";
-    case '\t':
-      return "&#x9;";
-    case '\n':
-      return "&#xA;";
-    case '\r':
-      return "&#xD;";
-    default:
-      return {};
-  }
-}
-
-template <typename Escape>
-void Append(std::string& out, std::string_view text, Escape escape) {
-  std::size_t begin = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const std::string_view escaped = escape(text[i]);
-    if (!escaped.empty()) {
-      out.append(text, begin, i - begin).append(escaped);
-      begin = i + 1;
-    }
-  }
-  out.append(text, begin);
-}
-
-void AppendName(std::string& out, std::string_view prefix, std::string_view localName) {
-  if (!prefix.empty()) out.append(prefix) += ':';
-  out.append(localName);
-}
-
 // Canonical XML 1.0 and Exclusive XML Canonicalization 1.0, both without comments, of one subtree or
 // document.
 class CanonicalForm {
  public:
   CanonicalForm(CanonicalizationMethod method, const std::vector<std::string>& inclusivePrefixes,
-                const xmlNode* omitted)
+                const xmlNode* omitted, Writer& writer)
       : isExclusive_(method == CanonicalizationMethod::Exclusive),
         inclusivePrefixes_(inclusivePrefixes),
-        omitted_(omitted) {}
+        omitted_(omitted),
+        out_(writer) {}
 
   void WriteApex(const xmlNode& element) {
     std::vector<Declaration> inherited;
@@ -110,6 +60,7 @@ class CanonicalForm {
       AddDeclared(*node, inherited);
     }
     WriteElement(element, inherited, true);
+    out_.Flush();
   }
 
   void WriteDocument(const xmlDoc& document) {
@@ -119,14 +70,13 @@ class CanonicalForm {
         WriteApex(*node);
         isBehindRoot = true;
       } else if (node->type == XML_PI_NODE) {
-        out_ += isBehindRoot ? "\n" : "";
+        out_ << (isBehindRoot ? "\n" : "");
         WriteInstruction(*node);
-        out_ += isBehindRoot ? "" : "\n";
+        out_ << (isBehindRoot ? "" : "\n");
       }
     }
+    out_.Flush();
   }
-
-  const std::string& Get() const { return out_; }
 
  private:
   // Declarations that count in this form although nothing uses them; the first of a prefix is the nearest.
@@ -147,15 +97,15 @@ class CanonicalForm {
 
   void WriteElement(const xmlNode& element, const std::vector<Declaration>& inherited, bool isApex = false) {
     const std::size_t outside = rendered_.size();
-    out_ += '<';
-    AppendName(out_, PrefixOf(element.ns), View(element.name));
+    out_ << '<';
+    out_.WriteName(PrefixOf(element.ns), View(element.name));
     WriteDeclarations(element, inherited);
     WriteAttributes(element, isApex);
-    out_ += '>';
+    out_ << '>';
     for (const xmlNode* child = element.children; child != nullptr; child = child->next) WriteChild(*child);
-    out_ += "</";
-    AppendName(out_, PrefixOf(element.ns), View(element.name));
-    out_ += '>';
+    out_ << "</";
+    out_.WriteName(PrefixOf(element.ns), View(element.name));
+    out_ << '>';
     rendered_.resize(outside);
   }
 
@@ -163,33 +113,33 @@ class CanonicalForm {
     if (node.type == XML_ELEMENT_NODE) {
       if (&node != omitted_) WriteElement(node, {});
     } else if (node.type == XML_TEXT_NODE || node.type == XML_CDATA_SECTION_NODE) {
-      Append(out_, View(node.content), &EscapeInText);
+      out_.Write(View(node.content), EscapeInText());
     } else if (node.type == XML_PI_NODE) {
       WriteInstruction(node);
     }
   }
 
   void WriteInstruction(const xmlNode& node) {
-    out_.append("<?").append(View(node.name));
+    out_ << "<?" << View(node.name);
     if (node.content != nullptr && *node.content != '\0') {
-      Append(out_ += ' ', View(node.content),
-             [](char c) { return c == '\r' ? std::string_view("&#xD;") : std::string_view(); });
+      out_ << ' ';
+      out_.Write(View(node.content), EscapeInInstruction());
     }
-    out_ += "?>";
+    out_ << "?>";
   }
 
   // The element's own declarations are nearer than the inherited ones.
   void WriteDeclarations(const xmlNode& element, const std::vector<Declaration>& inherited) {
-    std::vector<Declaration> declarations;
-    AddDeclared(element, declarations);
+    declarations_.clear();
+    AddDeclared(element, declarations_);
     for (const Declaration& one : inherited) {
       const auto isSame = [&](const Declaration& other) { return one.prefix == other.prefix; };
-      if (std::none_of(declarations.begin(), declarations.end(), isSame)) declarations.push_back(one);
+      if (std::none_of(declarations_.begin(), declarations_.end(), isSame)) declarations_.push_back(one);
     }
-    if (isExclusive_) AddUsed(element, declarations);
-    std::sort(declarations.begin(), declarations.end(),
+    if (isExclusive_) AddUsed(element, declarations_);
+    std::sort(declarations_.begin(), declarations_.end(),
               [](const Declaration& one, const Declaration& other) { return one.prefix < other.prefix; });
-    for (const Declaration& declaration : declarations) Write(declaration);
+    for (const Declaration& declaration : declarations_) Write(declaration);
   }
 
   static void AddUsed(const xmlNode& element, std::vector<Declaration>& declarations) {
@@ -209,26 +159,28 @@ class CanonicalForm {
     if (!declaration.uri.empty() && !HasScheme(declaration.uri)) {
       throw XmlSecurityException("Canonicalization failed: a namespace is relative.");
     }
-    out_ += declaration.prefix.empty() ? " xmlns" : " xmlns:";
-    out_.append(declaration.prefix) += "=\"";
-    Append(out_, declaration.uri, &EscapeInAttribute);
-    out_ += '"';
+    out_ << (declaration.prefix.empty() ? " xmlns" : " xmlns:") << declaration.prefix << "=\"";
+    out_.Write(declaration.uri, EscapeInAttribute());
+    out_ << '"';
     rendered_.push_back(declaration);
   }
 
   void WriteAttributes(const xmlNode& element, bool isApex) {
-    std::vector<const xmlAttr*> attributes;
+    attributes_.clear();
     for (const xmlAttr* attribute = element.properties; attribute != nullptr; attribute = attribute->next) {
-      attributes.push_back(attribute);
+      attributes_.push_back(attribute);
     }
-    if (isApex && !isExclusive_) AddInheritedXmlAttributes(element, attributes);
-    std::sort(attributes.begin(), attributes.end(), [](const xmlAttr* one, const xmlAttr* other) {
+    if (isApex && !isExclusive_) AddInheritedXmlAttributes(element, attributes_);
+    std::sort(attributes_.begin(), attributes_.end(), [](const xmlAttr* one, const xmlAttr* other) {
       return std::pair(UriOf(one->ns), View(one->name)) < std::pair(UriOf(other->ns), View(other->name));
     });
-    for (const xmlAttr* attribute : attributes) {
-      AppendName(out_ += ' ', PrefixOf(attribute->ns), View(attribute->name));
-      Append(out_ += "=\"", Detail::ValueOf(*attribute), &EscapeInAttribute);
-      out_ += '"';
+    std::string room;
+    for (const xmlAttr* attribute : attributes_) {
+      out_ << ' ';
+      out_.WriteName(PrefixOf(attribute->ns), View(attribute->name));
+      out_ << "=\"";
+      out_.Write(Detail::ValueOf(*attribute, room), EscapeInAttribute());
+      out_ << '"';
     }
   }
 
@@ -250,21 +202,20 @@ class CanonicalForm {
   const std::vector<std::string>& inclusivePrefixes_;
   const xmlNode* omitted_;
   std::vector<Declaration> rendered_;  // those in force, from the outermost to the innermost
-  std::string out_;
+  // Those of the element that is being written.
+  std::vector<Declaration> declarations_;
+  std::vector<const xmlAttr*> attributes_;
+  CanonicalOutput out_;
 };
 
 }  // namespace
 
 void Canonicalizer::Canonicalize(const Node& element, Writer& writer, const Node& omitted) const {
-  CanonicalForm form(method_, inclusivePrefixes_, omitted.Get());
-  form.WriteApex(*element.Get());
-  writer.Write(form.Get());
+  CanonicalForm(method_, inclusivePrefixes_, omitted.Get(), writer).WriteApex(*element.Get());
 }
 
 void Canonicalizer::Canonicalize(const Document& document, Writer& writer, const Node& omitted) const {
-  CanonicalForm form(method_, inclusivePrefixes_, omitted.Get());
-  form.WriteDocument(*document.GetTree());
-  writer.Write(form.Get());
+  CanonicalForm(method_, inclusivePrefixes_, omitted.Get(), writer).WriteDocument(*document.GetTree());
 }
 
 Ref<Canonicalizer> CreateCanonicalizer(CanonicalizationMethod method) {

@@ -20,8 +20,8 @@ class Canonicalizer final : public ObjectImpl {
   explicit Canonicalizer(CanonicalizationMethod method, std::vector<std::string> inclusivePrefixes = {})
       : method_(method), inclusivePrefixes_(std::move(inclusivePrefixes)) {}
 
-  // Leaves the omitted element out, if it comes to it. Throws XmlSecurityException for a namespace whose URI
-  // is relative.
+  // Leaves the omitted element out, if it comes to it. Writes in blocks of about a kilobyte. Throws
+  // XmlSecurityException for a namespace whose URI is relative, when a part may have been written.
   void Canonicalize(const Node& element, Writer& writer, const Node& omitted = {}) const;
   // The same for the root and the processing instructions around it.
   void Canonicalize(const Document& document, Writer& writer, const Node& omitted = {}) const;

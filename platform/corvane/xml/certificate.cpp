@@ -2,6 +2,8 @@
 #include <openssl/x509v3.h>
 
 #include <algorithm>
+#include <ctime>
+#include <limits>
 #include <new>
 
 #include "platform/corvane/stringUtil.h"
@@ -37,6 +39,14 @@ std::string GetOnlyCommonName(const X509* certificate) {
   return commonName;
 }
 
+// In seconds since 1970. The comparison takes the forms of RFC 5280, section 4.1.2.5, alone; the conversion
+// would take others.
+std::int64_t ReadTime(const ASN1_TIME* time, std::int64_t broken) {
+  const ErrorScope errors;
+  std::tm fields{};
+  return X509_cmp_current_time(time) != 0 && ASN1_TIME_to_tm(time, &fields) == 1 ? timegm(&fields) : broken;
+}
+
 // RFC 5280, section 4.2.1.3. A certificate that doesn't say so may not.
 bool MaySign(X509* certificate) {
   return (X509_get_extension_flags(certificate) & EXFLAG_KUSAGE) != 0 &&
@@ -63,33 +73,41 @@ Ref<Certificate> Certificate::FromDer(std::string_view der) {
 }
 
 Ref<Certificate> Certificate::FromBase64(std::string_view text) {
+  return FromDer(DecodeBase64(text));
+}
+
+std::string Certificate::DecodeBase64(std::string_view text) {
   if (text.size() > kLongestBase64) throw XmlSecurityException("The certificate is too long.");
   std::string compact(text);
   const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
   compact.erase(std::remove_if(compact.begin(), compact.end(), isBlank), compact.end());
-  std::string der;
   try {
-    der = StringUtil::Base64Decode(compact);
+    return StringUtil::Base64Decode(compact);
   } catch (const Base64FormatException&) {
     throw XmlSecurityException("The certificate is no base 64 text.");
   }
-  return FromDer(der);
 }
 
-Certificate::Certificate(x509_st* certificate) : certificate_(certificate) {}
+Certificate::Certificate(x509_st* certificate)
+    : certificate_(certificate),
+      notBefore_(ReadTime(X509_get0_notBefore(certificate), std::numeric_limits<std::int64_t>::max())),
+      notAfter_(ReadTime(X509_get0_notAfter(certificate), std::numeric_limits<std::int64_t>::min())) {}
 
 Certificate::~Certificate() {
   X509_free(certificate_);
 }
 
-std::string Certificate::GetBase64() const {
+std::string Certificate::GetDer() const {
   unsigned char* der = nullptr;
   const int length = i2d_X509(certificate_, &der);
   if (length < 0) FailWithOpenSsl("The certificate has no DER form");
-  std::string text =
-      StringUtil::Base64Encode({reinterpret_cast<const char*>(der), static_cast<std::size_t>(length)});
+  std::string bytes(reinterpret_cast<const char*>(der), static_cast<std::size_t>(length));
   OPENSSL_free(der);
-  return text;
+  return bytes;
+}
+
+std::string Certificate::GetBase64() const {
+  return StringUtil::Base64Encode(GetDer());
 }
 
 Ref<Key> Certificate::GetPublicKey() const {
@@ -100,9 +118,8 @@ Ref<Key> Certificate::GetPublicKey() const {
 }
 
 bool Certificate::IsInTime() const {
-  const ErrorScope errors;
-  return X509_cmp_current_time(X509_get0_notBefore(certificate_)) < 0 &&
-         X509_cmp_current_time(X509_get0_notAfter(certificate_)) > 0;
+  const std::int64_t now = std::time(nullptr);
+  return notBefore_ <= now && now < notAfter_;
 }
 
 bool Certificate::operator==(const Certificate& other) const {
@@ -136,13 +153,17 @@ TrustAnchors::~TrustAnchors() {
   X509_STORE_free(store_);
 }
 
-bool TrustAnchors::Trusts(const Certificate& certificate,
-                          const std::vector<Ref<Certificate>>& intermediates) const {
+std::vector<Ref<Certificate>> TrustAnchors::FindChain(
+    const Certificate& certificate, const std::vector<Ref<Certificate>>& intermediates) const {
   const auto isSame = [&](const Ref<Certificate>& anchor) { return *anchor == certificate; };
-  if (std::any_of(anchors_.begin(), anchors_.end(), isSame)) return certificate.IsInTime();
+  const auto anchor = std::find_if(anchors_.begin(), anchors_.end(), isSame);
+  if (anchor != anchors_.end()) {
+    return certificate.IsInTime() ? std::vector{*anchor} : std::vector<Ref<Certificate>>();
+  }
   const ErrorScope errors;
-  return !signerName_.empty() && GetOnlyCommonName(certificate.Get()) == signerName_ &&
-         MaySign(certificate.Get()) && IsIssued(certificate, intermediates);
+  const bool maySign = !signerName_.empty() && GetOnlyCommonName(certificate.Get()) == signerName_ &&
+                       MaySign(certificate.Get());
+  return maySign ? FindIssuers(certificate, intermediates) : std::vector<Ref<Certificate>>();
 }
 
 std::vector<Ref<Key>> TrustAnchors::GetKeys() const {
@@ -157,14 +178,24 @@ std::vector<Ref<Key>> TrustAnchors::GetKeys() const {
   return keys;
 }
 
-bool TrustAnchors::IsIssued(const Certificate& certificate,
-                            const std::vector<Ref<Certificate>>& intermediates) const {
+std::vector<Ref<Certificate>> TrustAnchors::FindIssuers(
+    const Certificate& certificate, const std::vector<Ref<Certificate>>& intermediates) const {
   const std::unique_ptr<STACK_OF(X509), StackDeleter> stack(sk_X509_new_null());
   const std::unique_ptr<X509_STORE_CTX, OpenSslDeleter<X509_STORE_CTX_free>> context(X509_STORE_CTX_new());
   if (stack == nullptr || context == nullptr) throw std::bad_alloc();
   for (const Ref<Certificate>& intermediate : intermediates) sk_X509_push(stack.get(), intermediate->Get());
-  return X509_STORE_CTX_init(context.get(), store_, certificate.Get(), stack.get()) == 1 &&
-         X509_verify_cert(context.get()) == 1;
+  if (X509_STORE_CTX_init(context.get(), store_, certificate.Get(), stack.get()) != 1 ||
+      X509_verify_cert(context.get()) != 1) {
+    return {};
+  }
+  std::vector<Ref<Certificate>> chain;
+  const STACK_OF(X509)* found = X509_STORE_CTX_get0_chain(context.get());
+  for (int i = 0; i < sk_X509_num(found); ++i) {
+    X509* link = sk_X509_value(found, i);
+    X509_up_ref(link);
+    chain.push_back(MakeRef<Certificate>(link));
+  }
+  return chain;
 }
 
 }  // namespace Corvane::Xml::Security

@@ -2,7 +2,6 @@
 
 #include <libxml/parserInternals.h>
 #include <libxml/tree.h>
-#include <libxml/valid.h>
 #include <strings.h>
 
 #include <algorithm>
@@ -86,12 +85,13 @@ bool Document::MarkIdentifier(const Node& element, std::string_view localName,
   xmlNode* top = element.Get();
   while (top->parent != nullptr && top->parent->type == XML_ELEMENT_NODE) top = top->parent;
   if (CountIdentifiers(top, *value) != 1) return false;
-  xmlAttr* attribute = namespaceUri.empty()
-                           ? xmlHasNsProp(element.Get(), Detail::Xml(std::string(localName).c_str()), nullptr)
-                           : xmlHasNsProp(element.Get(), Detail::Xml(std::string(localName).c_str()),
-                                          Detail::Xml(std::string(namespaceUri).c_str()));
-  return xmlGetID(tree_, Detail::Xml(value->c_str())) == attribute ||
-         xmlAddID(nullptr, tree_, Detail::Xml(value->c_str()), attribute) != nullptr;
+  // Two elements that don't hang together may still have the same.
+  return marked_.emplace(*value, element.Get()).first->second == element.Get();
+}
+
+Node Document::FindMarked(std::string_view identifier) {
+  const auto found = marked_.find(identifier);
+  return found != marked_.end() ? Node(this, found->second) : Node();
 }
 
 Ref<Document> CreateXMLDocument() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
 #include <string_view>
@@ -38,6 +39,8 @@ class Document final : public ObjectImpl {
   // missing or empty, or when another attribute whose name is "id" in any case and any namespace has the same
   // value: readers could then differ about the element that is meant.
   bool MarkIdentifier(const Node& element, std::string_view localName, std::string_view namespaceUri = {});
+  // The element that was marked with this identifier; empty if none was.
+  Node FindMarked(std::string_view identifier);
 
   _xmlDoc* GetTree() const { return tree_; }
 
@@ -47,8 +50,9 @@ class Document final : public ObjectImpl {
   friend void WriteNode(const Node& node, Writer& writer);
 
   _xmlDoc* tree_;
-  std::vector<_xmlNode*> made_;                // nodes that may have no parent
-  std::map<_xmlNode*, std::string> preBuilt_;  // elements with the text that they were made from
+  std::vector<_xmlNode*> made_;                           // nodes that may have no parent
+  std::map<_xmlNode*, std::string> preBuilt_;             // elements with the text that they were made from
+  std::map<std::string, _xmlNode*, std::less<>> marked_;  // elements by their identifiers
 };
 
 // An empty document, to build a tree in.

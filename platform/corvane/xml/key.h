@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,9 +44,13 @@ class Certificate final : public ObjectImpl {
   static Ref<Certificate> FromDer(std::string_view der);
   // From base 64 of DER, as XML carries it; white space in it is skipped. At most 16 KiB of text.
   static Ref<Certificate> FromBase64(std::string_view text);
+  // The bytes of such a text, whatever they are. Throws XmlSecurityException for no base 64.
+  static std::string DecodeBase64(std::string_view text);
   explicit Certificate(x509_st* certificate);
   ~Certificate() override;
 
+  // Its own encoding, even if it was read from another one.
+  std::string GetDer() const;
   // Base 64 of its DER, on one line.
   std::string GetBase64() const;
   // Throws XmlSecurityException when it is a key that is not accepted.
@@ -58,6 +63,9 @@ class Certificate final : public ObjectImpl {
 
  private:
   x509_st* certificate_;
+  // In seconds since 1970. A broken one is out of reach, so that the certificate is never in time.
+  std::int64_t notBefore_;
+  std::int64_t notAfter_;
 };
 
 // The certificates that are trusted because the host's administrator says so. Each is pinned: it is trusted
@@ -75,13 +83,20 @@ class TrustAnchors final : public ObjectImpl {
   // Whether the certificate is an anchor; or has the signer's name as its only common name, a key usage that
   // allows digital signatures, and is issued by an anchor, directly or through the given intermediates. All
   // of them have to be in their validity time now. Revocation is not looked at.
-  bool Trusts(const Certificate& certificate, const std::vector<Ref<Certificate>>& intermediates = {}) const;
+  bool Trusts(const Certificate& certificate, const std::vector<Ref<Certificate>>& intermediates = {}) const {
+    return !FindChain(certificate, intermediates).empty();
+  }
+  // The same with the reason: from the certificate itself to an anchor, empty if it isn't trusted. It stays
+  // trusted for as long as all of them are in time.
+  std::vector<Ref<Certificate>> FindChain(const Certificate& certificate,
+                                          const std::vector<Ref<Certificate>>& intermediates = {}) const;
 
   // Of those anchors that are in their validity time now.
   std::vector<Ref<Key>> GetKeys() const;
 
  private:
-  bool IsIssued(const Certificate& certificate, const std::vector<Ref<Certificate>>& intermediates) const;
+  std::vector<Ref<Certificate>> FindIssuers(const Certificate& certificate,
+                                            const std::vector<Ref<Certificate>>& intermediates) const;
 
   std::vector<Ref<Certificate>> anchors_;
   std::string signerName_;

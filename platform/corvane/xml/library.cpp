@@ -26,12 +26,17 @@ void EnsureInitialized() {
 }
 
 std::string ValueOf(const xmlAttr& attribute) {
+  std::string room;
+  return std::string(ValueOf(attribute, room));
+}
+
+std::string_view ValueOf(const xmlAttr& attribute, std::string& room) {
   const xmlNode* text = attribute.children;
   if (text == nullptr) return {};
-  if (text->next == nullptr && text->type == XML_TEXT_NODE) return std::string(View(text->content));
+  if (text->next == nullptr && text->type == XML_TEXT_NODE) return View(text->content);
   const std::unique_ptr<xmlChar, void (*)(void*)> value(xmlNodeListGetString(attribute.doc, text, 1),
                                                         xmlFree);
-  return std::string(View(value.get()));
+  return room = View(value.get());
 }
 
 }  // namespace Corvane::Xml::Detail

@@ -18,5 +18,7 @@ inline std::string_view View(const xmlChar* text) {
 }
 
 std::string ValueOf(const xmlAttr& attribute);
+// The same without a copy where the attribute has it in one piece; otherwise it's in the room.
+std::string_view ValueOf(const xmlAttr& attribute, std::string& room);
 
 }  // namespace Corvane::Xml::Detail

@@ -7,6 +7,23 @@
 namespace Corvane::Xml {
 namespace {
 
+constexpr auto kNowhere = std::string_view::npos;
+
+// Where a value or the tag itself ends or begins. std::string_view::find_first_of would call a function for
+// each byte.
+std::size_t FindQuoteOrEnd(std::string_view text, std::size_t from) {
+  for (std::size_t at = from; at < text.size(); ++at) {
+    if (text[at] == '>' || text[at] == '"' || text[at] == '\'') return at;
+  }
+  return kNowhere;
+}
+
+std::size_t CountReferences(std::string_view text) {
+  // Finding the first one is much faster than counting, and most texts have none.
+  const std::size_t first = std::min(text.find('&'), text.size());
+  return static_cast<std::size_t>(std::count(text.begin() + first, text.end(), '&'));
+}
+
 enum class TagKind { Open, Close, Empty, Other };
 
 // What is between angle brackets: a tag, or a comment and its like.
@@ -23,7 +40,7 @@ class TagReader {
 
   std::optional<Tag> Next() {
     const std::size_t begin = text_.find('<', at_);
-    if (begin == std::string_view::npos) return std::nullopt;
+    if (begin == kNowhere) return std::nullopt;
     Tag tag{TagKind::Other, begin, 0, 0};
     if (!ReadOther(tag)) ReadTag(tag);
     at_ = tag.end;
@@ -35,6 +52,7 @@ class TagReader {
     constexpr std::array<std::pair<std::string_view, std::string_view>, 3> kOthers = {
         {{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}}};
     const std::string_view rest = text_.substr(tag.begin);
+    if (rest.size() < 2 || (rest[1] != '!' && rest[1] != '?')) return false;
     for (const auto& [opening, closing] : kOthers) {
       if (rest.substr(0, opening.size()) == opening) {
         tag.end = EndOf(text_.find(closing, tag.begin + opening.size()), closing.size());
@@ -46,11 +64,11 @@ class TagReader {
 
   // Each attribute has one value in quotes.
   void ReadTag(Tag& tag) const {
-    std::size_t at = text_.find_first_of(">'\"", tag.begin);
-    while (at != std::string_view::npos && text_[at] != '>') {
+    std::size_t at = FindQuoteOrEnd(text_, tag.begin);
+    while (at != kNowhere && text_[at] != '>') {
       ++tag.attributes;
       const std::size_t end = text_.find(text_[at], at + 1);
-      at = end != std::string_view::npos ? text_.find_first_of(">'\"", end + 1) : end;
+      at = end != kNowhere ? FindQuoteOrEnd(text_, end + 1) : end;
     }
     tag.end = EndOf(at, 1);
     const std::string_view whole = text_.substr(tag.begin, tag.end - tag.begin);
@@ -62,7 +80,7 @@ class TagReader {
   }
 
   std::size_t EndOf(std::size_t closing, std::size_t length) const {
-    return closing != std::string_view::npos ? closing + length : text_.size();
+    return closing != kNowhere ? closing + length : text_.size();
   }
 
   std::string_view text_;
@@ -72,7 +90,7 @@ class TagReader {
 }  // namespace
 
 std::optional<MarkupFault> FindMarkupFlood(std::string_view text) {
-  auto pieces = static_cast<std::size_t>(std::count(text.begin(), text.end(), '&'));
+  std::size_t pieces = CountReferences(text);
   TagReader tags(text);
   Tag last;
   for (auto tag = tags.Next(); tag && pieces <= kMostMarkup; tag = tags.Next()) {

@@ -175,14 +175,13 @@ std::string_view Node::GetText() const {
   return IsElement() ? std::string_view() : View(node_->content);
 }
 
-std::vector<Attribute> Node::GetAttributes() const {
-  std::vector<Attribute> attributes;
+std::vector<AttributeName> Node::GetAttributeNames() const {
+  std::vector<AttributeName> names;
   for (xmlAttr* attribute = node_->properties; attribute != nullptr; attribute = attribute->next) {
-    attributes.push_back({View(attribute->name),
-                          attribute->ns != nullptr ? View(attribute->ns->href) : std::string_view(),
-                          Detail::ValueOf(*attribute)});
+    names.push_back(
+        {View(attribute->name), attribute->ns != nullptr ? View(attribute->ns->href) : std::string_view()});
   }
-  return attributes;
+  return names;
 }
 
 std::optional<std::string> Node::GetAttribute(std::string_view localName,

@@ -17,11 +17,10 @@ namespace Corvane::Xml {
 
 enum class NodeType { Element, Text, CData, Comment, ProcessingInstruction, Other };
 
-// An attribute that is no namespace declaration. Its texts live as long as the attribute.
-struct Attribute {
+// The name of an attribute that is no namespace declaration. Its texts live as long as the attribute.
+struct AttributeName {
   std::string_view localName;
   std::string_view namespaceUri;  // empty without a prefix
-  std::string value;
 };
 
 // A node of a document, or nothing. A light handle, which keeps the document alive; copies name the same
@@ -58,7 +57,7 @@ class Node {
   // The text of a text, CDATA section or comment.
   std::string_view GetText() const;
 
-  std::vector<Attribute> GetAttributes() const;
+  std::vector<AttributeName> GetAttributeNames() const;
   std::optional<std::string> GetAttribute(std::string_view localName,
                                           std::string_view namespaceUri = {}) const;
 

@@ -3,7 +3,6 @@
 #include <libxml/SAX2.h>
 #include <libxml/parser.h>
 #include <libxml/parserInternals.h>
-#include <libxml/valid.h>
 
 #include <algorithm>
 #include <memory>
@@ -139,11 +138,6 @@ Ref<Document> ParseText(std::string_view text, std::size_t largest) {
   Ref<Document> document = tree != nullptr ? MakeRef<Document>(tree) : nullptr;
   if (document == nullptr || !progress.fault.empty()) {
     Fail(progress.line, progress.column, progress.fault.empty() ? "unknown fault" : progress.fault);
-  }
-  // An identifier is what somebody marks as one, not what calls itself xml:id.
-  if (tree->ids != nullptr) {
-    xmlFreeIDTable(static_cast<xmlIDTablePtr>(tree->ids));
-    tree->ids = nullptr;
   }
   return document;
 }

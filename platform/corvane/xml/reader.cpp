@@ -2,8 +2,8 @@
 
 namespace Corvane {
 
-Ref<Writer> CreateStringWriter() {
-  return MakeRef<Writer>();
+Ref<StringWriter> CreateStringWriter() {
+  return MakeRef<StringWriter>();
 }
 
 Ref<Xml::Reader> Xml::CreateStringReader(std::string text) {

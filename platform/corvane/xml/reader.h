@@ -25,16 +25,22 @@ Ref<Reader> CreateStringReader(std::string text);
 
 }  // namespace Xml
 
-// Takes what is written and keeps it as one text.
-class Writer final : public ObjectImpl {
+// Takes a text piece by piece.
+class Writer : public ObjectImpl {
  public:
-  void Write(std::string_view text) { text_.Append(text); }
+  virtual void Write(std::string_view piece) = 0;
+};
+
+// Keeps what is written as one text.
+class StringWriter final : public Writer {
+ public:
+  void Write(std::string_view piece) override { text_.Append(piece); }
   const std::string& GetText() const { return text_.text(); }
 
  private:
   WipedString text_;
 };
 
-Ref<Writer> CreateStringWriter();
+Ref<StringWriter> CreateStringWriter();
 
 }  // namespace Corvane

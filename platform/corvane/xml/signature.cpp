@@ -1,15 +1,12 @@
 #include "platform/corvane/xml/signature.h"
 
 #include <libxml/tree.h>
-#include <libxml/valid.h>
 
 #include <algorithm>
 #include <set>
 
 #include "platform/corvane/stringUtil.h"
 #include "platform/corvane/xml/canonicalizer.h"
-#include "platform/corvane/xml/library.h"
-#include "platform/corvane/xml/reader.h"
 #include "platform/corvane/xml/signatureShape.h"
 #include "platform/corvane/xml/signatureValue.h"
 
@@ -17,19 +14,16 @@ namespace Corvane::Xml::Security {
 namespace {
 
 // What a reference names: an element that was marked, or for an empty URI the root.
-xmlNode* FindTarget(const Node& signature, const std::string& uri) {
-  xmlDoc* tree = signature.GetDocument()->GetTree();
-  if (uri.empty()) return xmlDocGetRootElement(tree);
-  const xmlAttr* identifier = uri.front() == '#' ? xmlGetID(tree, Detail::Xml(uri.c_str() + 1)) : nullptr;
-  if (identifier == nullptr) {
-    throw XmlSecurityException("a reference does not name an element of the document.");
-  }
-  return identifier->parent;
+Node FindTarget(Document& document, std::string_view uri) {
+  if (uri.empty()) return document.GetRoot();
+  Node marked = uri.front() == '#' ? document.FindMarked(uri.substr(1)) : Node();
+  if (!marked) throw XmlSecurityException("a reference does not name an element of the document.");
+  return marked;
 }
 
-bool Holds(const xmlNode* element, const Node& node) {
+bool Holds(const Node& element, const Node& node) {
   const xmlNode* at = node.Get();
-  while (at != nullptr && at != element) at = at->parent;
+  while (at != nullptr && at != element.Get()) at = at->parent;
   return at != nullptr;
 }
 
@@ -124,7 +118,7 @@ void Signature::Compute(const Key& privateKey) {
     SetText(digestValue, digest);
     reference.digestValue = StringUtil::Base64Encode(digest);
   }
-  const std::string value = MakeSignatureValue(privateKey, method, GetSignedOctets());
+  const std::string value = MakeSignatureValue(privateKey, method, MakeDigestOfSignedInfo(method));
   SetText(FindChild("SignatureValue"), value);
   shape_.value = StringUtil::Base64Encode(value);
 }
@@ -132,7 +126,7 @@ void Signature::Compute(const Key& privateKey) {
 bool Signature::Verify(const Key& key) const {
   const SignatureMethod method = RequireUsable();
   RequireKind(method, key);
-  return IsSignatureValue(key, method, GetSignedOctets(), Decode(shape_.value)) &&
+  return IsSignatureValue(key, method, MakeDigestOfSignedInfo(method), Decode(shape_.value)) &&
          std::all_of(shape_.references.begin(), shape_.references.end(), [this](const Reference& reference) {
            return MakeDigestOf(reference) == Decode(reference.digestValue);
          });
@@ -140,10 +134,10 @@ bool Signature::Verify(const Key& key) const {
 
 Ref<Key> Signature::FindSigner(const std::vector<Ref<Key>>& keys) const {
   const SignatureMethod method = RequireUsable();
-  const std::string octets = GetSignedOctets();
+  const std::string digest = MakeDigestOfSignedInfo(method);
   const std::string value = Decode(shape_.value);
   const auto signer = std::find_if(keys.begin(), keys.end(), [&](const Ref<Key>& key) {
-    return key->IsRsa() == IsRsa(method) && IsSignatureValue(*key, method, octets, value);
+    return key->IsRsa() == IsRsa(method) && IsSignatureValue(*key, method, digest, value);
   });
   return signer != keys.end() ? *signer : nullptr;
 }
@@ -152,8 +146,10 @@ SignatureMethod Signature::RequireUsable() const {
   RequireAcceptedAlgorithms(shape_);
   std::set<const _xmlNode*> targets;
   for (const Reference& reference : shape_.references) {
-    const xmlNode* target = FindTarget(element_, reference.uri);
-    if (!targets.insert(target).second) throw XmlSecurityException("two references name the same element.");
+    const Node target = FindTarget(*element_.GetDocument(), reference.uri);
+    if (!targets.insert(target.Get()).second) {
+      throw XmlSecurityException("two references name the same element.");
+    }
     if (Holds(target, element_) && !reference.IsEnveloped()) {
       throw XmlSecurityException("a reference to what holds the signature is not enveloped.");
     }
@@ -161,27 +157,34 @@ SignatureMethod Signature::RequireUsable() const {
   return *FindSignatureMethod(shape_.method);
 }
 
-std::string Signature::GetSignedOctets() const {
-  const Ref<Writer> octets = CreateStringWriter();
+std::string Signature::MakeDigestOfSignedInfo(SignatureMethod method) const {
+  DigestWriter digest(GetDigest(method));
   Canonicalizer(CanonicalizationMethod::Exclusive, shape_.canonicalization.inclusivePrefixes)
-      .Canonicalize(FindChild("SignedInfo"), *octets);
-  return octets->GetText();
+      .Canonicalize(FindChild("SignedInfo"), digest);
+  return digest.Finish();
 }
 
 std::string Signature::MakeDigestOf(const Reference& reference) const {
-  const Ref<Writer> octets = CreateStringWriter();
+  DigestWriter digest(*FindDigestMethod(reference.digest));
   const Canonicalizer form(CanonicalizationMethod::Exclusive, reference.transforms.back().inclusivePrefixes);
   const Node omitted = reference.IsEnveloped() ? element_ : Node();
+  Document& document = *element_.GetDocument();
   if (reference.uri.empty()) {
-    form.Canonicalize(*element_.GetDocument(), *octets, omitted);
+    form.Canonicalize(document, digest, omitted);
   } else {
-    form.Canonicalize(Node(element_.GetDocument(), FindTarget(element_, reference.uri)), *octets, omitted);
+    form.Canonicalize(FindTarget(document, reference.uri), digest, omitted);
   }
-  return MakeDigest(*FindDigestMethod(reference.digest), octets->GetText());
+  return digest.Finish();
 }
 
 std::vector<Ref<Certificate>> Signature::GetCertificates() const {
   std::vector<Ref<Certificate>> certificates;
+  for (const std::string& der : GetEncodedCertificates()) certificates.push_back(Certificate::FromDer(der));
+  return certificates;
+}
+
+std::vector<std::string> Signature::GetEncodedCertificates() const {
+  std::vector<std::string> certificates;
   const SkipWsAndCommentsFilter filter;
   const Node keyInfo = FindChild("KeyInfo");
   if (!keyInfo) return certificates;
@@ -191,7 +194,7 @@ std::vector<Ref<Certificate>> Signature::GetCertificates() const {
       if (item.Current().IsElement("X509Certificate", kSignatureNamespace)) {
         if (certificates.size() == kMostCertificates) throw XmlSecurityException("too many certificates.");
         const Node text = item.Current().GetFirstChild();
-        certificates.push_back(Certificate::FromBase64(text ? text.GetText() : std::string_view()));
+        certificates.push_back(Certificate::DecodeBase64(text ? text.GetText() : std::string_view()));
       }
     }
   }

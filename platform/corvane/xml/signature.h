@@ -53,6 +53,9 @@ class Signature final : public ObjectImpl {
   // The X.509 certificates of the key info. Whoever wrote the document put them there: a hint, nothing more.
   // Throws XmlSecurityException when one is broken, and for more than kMostCertificates.
   std::vector<Ref<Certificate>> GetCertificates() const;
+  // The same before they are read as certificates: the bytes of each, which should be DER. Throws when one is
+  // no base 64, and for too many.
+  std::vector<std::string> GetEncodedCertificates() const;
 
   // The following three build a new signature.
   // With enveloped, the signature itself is left out of what is referred to.
@@ -76,7 +79,7 @@ class Signature final : public ObjectImpl {
  private:
   Node FindChild(std::string_view name) const;
   SignatureMethod RequireUsable() const;
-  std::string GetSignedOctets() const;
+  std::string MakeDigestOfSignedInfo(SignatureMethod method) const;
   std::string MakeDigestOf(const Reference& reference) const;
 
   Node element_;

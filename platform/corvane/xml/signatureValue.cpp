@@ -12,17 +12,27 @@
 namespace Corvane::Xml::Security {
 namespace {
 
-using ContextPtr = std::unique_ptr<EVP_MD_CTX, OpenSslDeleter<EVP_MD_CTX_free>>;
+using KeyContextPtr = std::unique_ptr<EVP_PKEY_CTX, OpenSslDeleter<EVP_PKEY_CTX_free>>;
 using EcdsaPtr = std::unique_ptr<ECDSA_SIG, OpenSslDeleter<ECDSA_SIG_free>>;
 
+const EVP_MD* Fetch(const char* name) {
+  const EVP_MD* algorithm = EVP_MD_fetch(nullptr, name, nullptr);
+  VERIFY(algorithm != nullptr);
+  return algorithm;
+}
+
+// Looked up once; EVP_sha256 and its like are looked up at each use.
 const EVP_MD* GetAlgorithm(DigestMethod method) {
+  static const EVP_MD* const kSha256 = Fetch("SHA256");
+  static const EVP_MD* const kSha384 = Fetch("SHA384");
+  static const EVP_MD* const kSha512 = Fetch("SHA512");
   switch (method) {
     case DigestMethod::Sha256:
-      return EVP_sha256();
+      return kSha256;
     case DigestMethod::Sha384:
-      return EVP_sha384();
+      return kSha384;
     case DigestMethod::Sha512:
-      return EVP_sha512();
+      return kSha512;
   }
   NOT_REACHED();
 }
@@ -68,39 +78,50 @@ std::optional<std::string> ToDer(const Key& key, std::string_view value) {
 
 }  // namespace
 
-std::string MakeDigest(DigestMethod method, std::string_view octets) {
+DigestWriter::DigestWriter(DigestMethod method) : context_(EVP_MD_CTX_new()) {
+  VERIFY(EVP_DigestInit_ex(context_, GetAlgorithm(method), nullptr) == 1);
+}
+
+DigestWriter::~DigestWriter() {
+  EVP_MD_CTX_free(context_);
+}
+
+void DigestWriter::Write(std::string_view piece) {
+  VERIFY(EVP_DigestUpdate(context_, piece.data(), piece.size()) == 1);
+}
+
+std::string DigestWriter::Finish() {
   std::string digest(EVP_MAX_MD_SIZE, '\0');
   unsigned length = 0;
-  VERIFY(EVP_Digest(octets.data(), octets.size(), Bytes(digest), &length, GetAlgorithm(method), nullptr) ==
-         1);
+  VERIFY(EVP_DigestFinal_ex(context_, Bytes(digest), &length) == 1);
   digest.resize(length);
   return digest;
 }
 
-std::string MakeSignatureValue(const Key& key, SignatureMethod method, std::string_view octets) {
-  const ContextPtr context(EVP_MD_CTX_new());
+std::string MakeSignatureValue(const Key& key, SignatureMethod method, std::string_view digest) {
+  const KeyContextPtr context(EVP_PKEY_CTX_new_from_pkey(nullptr, key.Get(), nullptr));
   std::size_t length = 0;
-  if (EVP_DigestSignInit(context.get(), nullptr, GetAlgorithm(GetDigest(method)), nullptr, key.Get()) != 1 ||
-      EVP_DigestSign(context.get(), nullptr, &length, Bytes(octets), octets.size()) != 1) {
+  if (EVP_PKEY_sign_init(context.get()) != 1 ||
+      EVP_PKEY_CTX_set_signature_md(context.get(), GetAlgorithm(GetDigest(method))) != 1 ||
+      EVP_PKEY_sign(context.get(), nullptr, &length, Bytes(digest), digest.size()) != 1) {
     FailWithOpenSsl("Signing failed");
   }
   std::string value(length, '\0');
-  if (EVP_DigestSign(context.get(), Bytes(value), &length, Bytes(octets), octets.size()) != 1) {
+  if (EVP_PKEY_sign(context.get(), Bytes(value), &length, Bytes(digest), digest.size()) != 1) {
     FailWithOpenSsl("Signing failed");
   }
   value.resize(length);
   return IsRsa(method) ? value : FromDer(key, value);
 }
 
-bool IsSignatureValue(const Key& key, SignatureMethod method, std::string_view octets,
+bool IsSignatureValue(const Key& key, SignatureMethod method, std::string_view digest,
                       std::string_view value) {
   const ErrorScope errors;
-  const ContextPtr context(EVP_MD_CTX_new());
+  const KeyContextPtr context(EVP_PKEY_CTX_new_from_pkey(nullptr, key.Get(), nullptr));
   const auto made = IsRsa(method) ? std::optional(std::string(value)) : ToDer(key, value);
-  return made &&
-         EVP_DigestVerifyInit(context.get(), nullptr, GetAlgorithm(GetDigest(method)), nullptr, key.Get()) ==
-             1 &&
-         EVP_DigestVerify(context.get(), Bytes(*made), made->size(), Bytes(octets), octets.size()) == 1;
+  return made && EVP_PKEY_verify_init(context.get()) == 1 &&
+         EVP_PKEY_CTX_set_signature_md(context.get(), GetAlgorithm(GetDigest(method))) == 1 &&
+         EVP_PKEY_verify(context.get(), Bytes(*made), made->size(), Bytes(digest), digest.size()) == 1;
 }
 
 }  // namespace Corvane::Xml::Security
