@@ -5,7 +5,6 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -16,7 +15,7 @@
 #include <system_error>
 #include <utility>
 
-#include "platform/corvane/mutex.h"
+#include "platform/krell/standin/bell.h"
 #include "platform/krell/standin/descriptor.h"
 #include "platform/krell/standin/libc.h"
 #include "platform/krell/standin/peerLimiter.h"
@@ -24,18 +23,10 @@
 namespace Krell {
 namespace {
 
-constexpr std::uint32_t kQueueMagic = 0x3151564B;
+constexpr std::uint32_t kQueueMagic = 0x3251564B;
+constexpr std::size_t kFirstPage = 4096;
 constexpr std::uint64_t kRingSize = EndpointQueue::kLargestReceiveBuffer;
 static_assert((kRingSize & (kRingSize - 1)) == 0);
-
-struct PacketHeader {
-  std::uint32_t length;
-  std::uint32_t cid;
-  std::uint32_t port;
-  std::uint32_t cartelId;
-  PacketTarget target;
-};
-static_assert(sizeof(PacketHeader) == EndpointQueue::kPacketOverhead);
 
 std::int64_t MonotonicNanoseconds() {
   timespec now{};
@@ -49,48 +40,27 @@ void* Map(int fd, std::size_t size) {
   if (memory == MAP_FAILED) return nullptr;
   // Reading ahead would give room to what is never used, for each of thousands of peers.
   madvise(memory, size, MADV_RANDOM);
+  // Everybody reads and writes the first page: one call costs less than the two faults. Kernels before 5.14
+  // refuse it.
+  madvise(memory, kFirstPage, MADV_POPULATE_WRITE);
   return memory;
 }
+
+std::atomic<std::uint64_t> lastEndpoint{0};
 
 [[noreturn]] void Fail(const char* what) {
   throw std::system_error(errno, std::generic_category(), what);
 }
 
-// The socket that rings the receivers. What it has sent and nobody has read is charged to it, and guests
-// need not read: when it can send no more, a fresh one takes its place.
-class Bell {
- public:
-  // False if nobody receives at this address. An endpoint that takes no more has been rung.
-  bool Ring(const EndpointAddress& address) {
-    const Corvane::MutexLock guard(mutex_);
-    for (int tries = 0; tries < 2; ++tries) {
-      if (Libc::SendTo(fd_, "", 1, MSG_DONTWAIT | MSG_NOSIGNAL,
-                       reinterpret_cast<const sockaddr*>(address.bytes), address.length) >= 0) {
-        return true;
-      }
-      if (errno == ECONNREFUSED || errno == ENOENT) return false;
-      Renew();
-    }
-    return true;
-  }
-
- private:
-  void Renew() CORVANE_REQUIRES(mutex_) {
-    if (fd_ >= 0) Libc::Close(fd_);
-    fd_ = Libc::Socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  }
-
-  Corvane::Mutex mutex_;
-  int fd_ CORVANE_GUARDED_BY(mutex_) = -1;
-};
-
-// Never destroyed, as packets are sent up to the end of the process.
-Bell& GetBell() {
-  static auto& bell = *new Bell;
-  return bell;
-}
-
 }  // namespace
+
+struct EndpointQueue::PacketHeader {
+  std::uint32_t length;
+  std::uint32_t cid;
+  std::uint32_t port;
+  std::uint32_t cartelId;
+  PacketTarget target;
+};
 
 // The file is sparse: what is never used of the peers and of the ring takes no room.
 struct EndpointQueue::Shared {
@@ -103,11 +73,16 @@ struct EndpointQueue::Shared {
   std::atomic<std::int32_t> privilegeMode;
   pthread_mutex_t mutex;
   // Byte positions, counted on without end; both go back to 0 when the queue runs empty, so that a quiet
-  // endpoint stays within its first page.
+  // endpoint stays within its first page, which it shares with the fields here.
   std::uint64_t head;
   std::uint64_t tail;
+  // How many rings have been begun; which one of them may not have been done, or 0. Its process can die
+  // between the lock and the ring.
+  std::uint64_t rings;
+  std::atomic<std::uint64_t> openRing;
+  unsigned char ring[kRingSize];
+  // Never touched in an endpoint without a rate, which a guest's is.
   PeerLimiter peers;
-  alignas(4096) unsigned char ring[kRingSize];
 
   void Write(std::uint64_t position, const void* data, std::size_t size) {
     if (size == 0) return;
@@ -127,7 +102,7 @@ struct EndpointQueue::Shared {
 };
 
 // A process may die while it holds the lock. Head and tail are each moved by one store, after the bytes, so
-// the queue is whole then; only the ring may be missing.
+// the queue is whole then; only a ring may be missing.
 class EndpointQueue::Lock {
  public:
   explicit Lock(Shared& shared) : shared_(shared) {
@@ -148,16 +123,6 @@ class EndpointQueue::Lock {
   Shared& shared_;
   bool recovered_ = false;
 };
-
-EndpointAddress::EndpointAddress(int folder, const std::string& name) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  const std::string path = "/proc/self/fd/" + std::to_string(folder) + "/" + name;
-  std::memcpy(address.sun_path, path.data(), std::min(path.size(), sizeof address.sun_path - 1));
-  static_assert(sizeof address == sizeof bytes);
-  std::memcpy(bytes, &address, sizeof bytes);
-  length = static_cast<unsigned int>(offsetof(sockaddr_un, sun_path) + path.size() + 1);
-}
 
 std::string EndpointQueue::Name(std::uint32_t cid, std::uint32_t port) {
   return std::to_string(cid) + "." + std::to_string(port);
@@ -198,8 +163,8 @@ std::shared_ptr<EndpointQueue> EndpointQueue::Open(int folder, const std::string
   return queue->shared_->magic == kQueueMagic ? queue : nullptr;
 }
 
-EndpointQueue::EndpointQueue(Shared* shared, int folder, std::string name)
-    : shared_(shared), folder_(folder), name_(std::move(name)) {}
+EndpointQueue::EndpointQueue(Shared* shared, int folder, const std::string& name)
+    : shared_(shared), address_(folder, name), number_(++lastEndpoint) {}
 
 EndpointQueue::~EndpointQueue() {
   munmap(shared_, sizeof(Shared));
@@ -224,16 +189,24 @@ void EndpointQueue::SetPrivilegeMode(std::int32_t mode) {
   shared_->privilegeMode = mode;
 }
 
-bool EndpointQueue::Ring() const {
-  return GetBell().Ring(EndpointAddress(folder_, name_));
+// Requires: the lock is held.
+std::uint64_t EndpointQueue::BeginRing() {
+  shared_->openRing = ++shared_->rings;
+  return shared_->rings;
+}
+
+// Requires: the lock is not held, as whoever wakes up takes it at once.
+bool EndpointQueue::Ring(std::uint64_t number) {
+  const bool received = Bell::OfThisProcess().Ring(number_, address_);
+  shared_->openRing.compare_exchange_strong(number, 0);
+  return received;
 }
 
 bool EndpointQueue::HasReceiver() const {
   if (IsClosed()) return false;
   const int probe = Libc::Socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   if (probe < 0) return true;
-  const EndpointAddress address(folder_, name_);
-  const int result = Libc::Connect(probe, reinterpret_cast<const sockaddr*>(address.bytes), address.length);
+  const int result = Libc::Connect(probe, reinterpret_cast<const sockaddr*>(address_.bytes), address_.length);
   Libc::Close(probe);
   return result == 0;
 }
@@ -252,19 +225,26 @@ PacketFate EndpointQueue::Put(const PacketSource& source, std::span<const iovec>
   for (const iovec& part : text) length += part.iov_len;
   const PacketHeader header{static_cast<std::uint32_t>(length), source.cid, source.port, source.cartelId,
                             target};
-
-  const Lock lock(*shared_);
-  if (IsClosed()) return PacketFate::NobodyReceives;
-  const std::uint64_t used = shared_->tail - shared_->head;
+  static_assert(sizeof header == kPacketOverhead);
+  const Placed placed = Place(header, text, rate, now);
   // An endpoint that is rung shows by itself that its process has gone; where packets wait, ask.
-  if (used != 0 && kill(shared_->receiver, 0) != 0 && errno == ESRCH && !HasReceiver()) {
-    return PacketFate::NobodyReceives;
+  const bool received = placed.ring != 0 ? Ring(placed.ring) : !placed.behindOthers || HasLiveReceiver();
+  if (received) return placed.fate;
+  Clear();
+  return PacketFate::NobodyReceives;
+}
+
+EndpointQueue::Placed EndpointQueue::Place(const PacketHeader& header, std::span<const iovec> text,
+                                           std::int32_t rate, std::int64_t now) {
+  const Lock lock(*shared_);
+  if (IsClosed()) return {PacketFate::NobodyReceives};
+  const std::uint64_t used = shared_->tail - shared_->head;
+  const bool behindOthers = used != 0;
+  if (used + sizeof header + header.length > static_cast<std::uint64_t>(shared_->receiveBuffer.load())) {
+    return {PacketFate::NoRoom, behindOthers};
   }
-  if (used + sizeof header + length > static_cast<std::uint64_t>(shared_->receiveBuffer.load())) {
-    return PacketFate::NoRoom;
-  }
-  if (rate > 0 && !shared_->peers.Take(source.cid, rate, now)) return PacketFate::AboveRate;
-  if (used == 0) shared_->head = shared_->tail = 0;
+  if (rate > 0 && !shared_->peers.Take(header.cid, rate, now)) return {PacketFate::AboveRate, behindOthers};
+  if (!behindOthers) shared_->head = shared_->tail = 0;
 
   std::uint64_t end = shared_->tail;
   shared_->Write(end, &header, sizeof header);
@@ -273,12 +253,21 @@ PacketFate EndpointQueue::Put(const PacketSource& source, std::span<const iovec>
     shared_->Write(end, part.iov_base, part.iov_len);
     end += part.iov_len;
   }
+  // Who finds others waiting need not ring, unless one of them may not have.
+  const bool rings = !behindOthers || shared_->openRing != 0 || lock.Recovered();
+  const std::uint64_t ring = rings ? BeginRing() : 0;
   shared_->tail = end;
-  if ((used == 0 || lock.Recovered()) && !Ring()) {
-    shared_->head = shared_->tail = 0;
-    return PacketFate::NobodyReceives;
-  }
-  return PacketFate::Taken;
+  return {PacketFate::Taken, behindOthers, ring};
+}
+
+bool EndpointQueue::HasLiveReceiver() const {
+  return kill(shared_->receiver, 0) == 0 || errno != ESRCH || HasReceiver();
+}
+
+// For nobody: an endpoint that has lost its receiver never gets another one.
+void EndpointQueue::Clear() {
+  const Lock lock(*shared_);
+  shared_->head = shared_->tail = 0;
 }
 
 std::chrono::nanoseconds EndpointQueue::RateDelay(std::uint32_t cid) const {
@@ -286,26 +275,49 @@ std::chrono::nanoseconds EndpointQueue::RateDelay(std::uint32_t cid) const {
   return std::chrono::nanoseconds(rate > 0 ? shared_->peers.Delay(cid, rate, MonotonicNanoseconds()) : 0);
 }
 
-std::optional<TakenPacket> EndpointQueue::Take(std::span<const iovec> buffer, bool peek, int receiver) {
-  const Lock lock(*shared_);
-  std::optional<TakenPacket> packet;
-  if (shared_->head != shared_->tail) {
-    PacketHeader header;
-    shared_->Read(shared_->head, &header, sizeof header);
-    packet = TakenPacket{{header.cid, header.port, true, header.cartelId}, header.target, header.length, 0};
-    const std::uint64_t start = shared_->head + sizeof header;
-    for (const iovec& part : buffer) {
-      const std::size_t size = std::min<std::size_t>(part.iov_len, header.length - packet->copied);
-      shared_->Read(start + packet->copied, part.iov_base, size);
-      packet->copied += size;
-    }
-    if (!peek) shared_->head = start + header.length;
-  }
-  if (shared_->head == shared_->tail) {
+std::optional<TakenPacket> EndpointQueue::Receive(std::span<const iovec> buffer, int flags, int receiver) {
+  bool hasByte = false;
+  for (;;) {
+    if (auto packet = Take(buffer, (flags & MSG_PEEK) != 0, receiver, hasByte)) return packet;
+    // The wait, with its time limits and its interruptions, is that of the real socket.
     char byte = 0;
-    while (Libc::Recv(receiver, &byte, 1, MSG_DONTWAIT) >= 0) {
-    }
+    if (Libc::Recv(receiver, &byte, 1, flags & MSG_DONTWAIT) < 0) return std::nullopt;
+    hasByte = true;
   }
+}
+
+// Whoever has taken the byte and leaves packets sends another one after; whoever takes the last packet and
+// hasn't the byte takes it too.
+std::optional<TakenPacket> EndpointQueue::Take(std::span<const iovec> buffer, bool peek, int receiver,
+                                               bool hasByte) {
+  std::optional<TakenPacket> packet;
+  std::uint64_t ring = 0;
+  {
+    const Lock lock(*shared_);
+    packet = First(buffer, peek);
+    const bool isEmpty = shared_->head == shared_->tail;
+    if (isEmpty && packet && !hasByte) {
+      char byte = 0;
+      Libc::Recv(receiver, &byte, 1, MSG_DONTWAIT);
+    }
+    if (!isEmpty && hasByte) ring = BeginRing();
+  }
+  if (ring != 0) Ring(ring);
+  return packet;
+}
+
+std::optional<TakenPacket> EndpointQueue::First(std::span<const iovec> buffer, bool peek) {
+  if (shared_->head == shared_->tail) return std::nullopt;
+  PacketHeader header;
+  shared_->Read(shared_->head, &header, sizeof header);
+  TakenPacket packet{{header.cid, header.port, true, header.cartelId}, header.target, header.length, 0};
+  const std::uint64_t start = shared_->head + sizeof header;
+  for (const iovec& part : buffer) {
+    const std::size_t size = std::min<std::size_t>(part.iov_len, header.length - packet.copied);
+    shared_->Read(start + packet.copied, part.iov_base, size);
+    packet.copied += size;
+  }
+  if (!peek) shared_->head = start + header.length;
   return packet;
 }
 

@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 
+#include "platform/krell/standin/endpointAddress.h"
 #include "platform/krell/vsockAddress.h"
 
 namespace Krell {
@@ -47,9 +48,11 @@ enum class PacketFate {
 
 // A bound endpoint: the packets that wait for it, the receiver's options and the counters of its peers, in
 // a file that sender and receiver map. Beside it is an AF_UNIX socket of the same name, the
-// descriptor that the receiving program holds: one byte waits in it exactly as long as packets wait here,
-// so that blocking, poll and epoll are the kernel's own. The packets themselves can't go through it, as it
+// descriptor that the receiving program holds: a byte waits in it as long as packets wait here, so that
+// blocking, poll and epoll are the kernel's own. The packets themselves can't go through it, as it
 // counts them (/proc/sys/net/unix/max_dgram_qlen) where a receive buffer counts bytes.
+// The byte follows its packet, outside of the lock. It can be late, and wake a receiver that finds nothing; a
+// packet never waits without one, but where its sender was killed in between: then until the next packet.
 // Objects may be used by any thread.
 class EndpointQueue {
  public:
@@ -75,8 +78,9 @@ class EndpointQueue {
   PacketFate Put(const PacketSource& source, std::span<const iovec> text, const PacketTarget& target = {});
   // How long until a packet of this peer would not be above its rate.
   std::chrono::nanoseconds RateDelay(std::uint32_t cid) const;
-  // The first packet, or nothing; receiver is the receiving descriptor. With peek the packet stays.
-  std::optional<TakenPacket> Take(std::span<const iovec> buffer, bool peek, int receiver);
+  // The next packet, or nothing with errno; receiver is the receiving descriptor, and the flags are recv's.
+  // Waits unless MSG_DONTWAIT or the descriptor tell otherwise; with MSG_PEEK the packet stays.
+  std::optional<TakenPacket> Receive(std::span<const iovec> buffer, int flags, int receiver);
 
   bool IsClosed() const;
   // Whether a live process receives here.
@@ -91,22 +95,29 @@ class EndpointQueue {
 
  private:
   struct Shared;
+  struct PacketHeader;
   class Lock;
 
-  EndpointQueue(Shared* shared, int folder, std::string name);
-  bool Ring() const;
+  struct Placed {
+    PacketFate fate;
+    bool behindOthers = false;
+    // The ring that has to follow, or 0.
+    std::uint64_t ring = 0;
+  };
 
-  Shared* shared_;
-  int folder_;
-  std::string name_;
-};
+  EndpointQueue(Shared* shared, int folder, const std::string& name);
+  Placed Place(const PacketHeader& header, std::span<const iovec> text, std::int32_t rate, std::int64_t now);
+  std::optional<TakenPacket> Take(std::span<const iovec> buffer, bool peek, int receiver, bool hasByte);
+  std::optional<TakenPacket> First(std::span<const iovec> buffer, bool peek);
+  std::uint64_t BeginRing();
+  bool Ring(std::uint64_t number);
+  bool HasLiveReceiver() const;
+  void Clear();
 
-// Address of the AF_UNIX socket of an endpoint. It leads through the folder's descriptor, since the path
-// of a host directory can be longer than a socket address holds.
-struct EndpointAddress {
-  EndpointAddress(int folder, const std::string& name);
-  char bytes[110];
-  unsigned int length;
+  Shared* const shared_;
+  const EndpointAddress address_;
+  // No other object's of this process, before or after: two can have the same address.
+  const std::uint64_t number_;
 };
 
 }  // namespace Krell

@@ -32,6 +32,7 @@ Gateway::Gateway(const Host& host)
   }
   queue_ = EndpointQueue::Create(folder, kName, 0);
   queue_->SetReceiveBuffer(EndpointQueue::kLargestReceiveBuffer);
+  host.EndpointAppeared();
 }
 
 Gateway::~Gateway() {
@@ -46,7 +47,7 @@ Gateway::~Gateway() {
 
 std::optional<Gateway::Packet> Gateway::Take() {
   const iovec room{buffer_.data(), buffer_.size()};
-  const auto packet = queue_->Take({&room, 1}, false, socket_.Get());
+  const auto packet = queue_->Receive({&room, 1}, MSG_DONTWAIT, socket_.Get());
   if (!packet) return std::nullopt;
   return Packet{packet->source.port,
                 packet->target.cid,

@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <limits>
 #include <system_error>
@@ -15,6 +16,9 @@
 
 namespace Krell {
 namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 [[noreturn]] void Fail(const char* call) {
   throw std::system_error(errno, std::generic_category(), call);
@@ -35,6 +39,26 @@ int FamilyOfDevice() {
   }();
   return family;
 }
+
+// What poll takes: milliseconds, or -1 without limit.
+class Deadline {
+ public:
+  explicit Deadline(milliseconds timeout)
+      : isEndless_(timeout.count() < 0),
+        end_(steady_clock::now() + std::clamp(timeout, milliseconds(0), kLongest)) {}
+
+  int Left() const {
+    if (isEndless_) return -1;
+    const auto left = std::chrono::ceil<milliseconds>(end_ - steady_clock::now());
+    return static_cast<int>(std::max(left, milliseconds(0)).count());
+  }
+
+ private:
+  static constexpr milliseconds kLongest{std::numeric_limits<int>::max()};
+
+  const bool isEndless_;
+  const steady_clock::time_point end_;
+};
 
 }  // namespace
 
@@ -84,22 +108,28 @@ void GuestSocket::Send(std::uint32_t hostPort, std::string_view text) {
 }
 
 std::optional<Datagram> GuestSocket::Receive(std::chrono::milliseconds timeout) {
-  const auto limit = static_cast<std::chrono::milliseconds::rep>(std::numeric_limits<int>::max());
-  const auto wait = timeout.count() < 0 ? -1 : static_cast<int>(std::min(timeout.count(), limit));
-  pollfd ready{fd_, POLLIN, 0};
-  if (poll(&ready, 1, wait) < 0 && errno != EINTR) Fail("poll");
-  if ((ready.revents & POLLIN) == 0) return std::nullopt;
-
   // One buffer a thread: programs with thousands of guests receive often, and small texts.
   static thread_local std::vector<char> buffer(NornHesper::kLargestDatagram);
-  VsockAddress source;
-  socklen_t length = sizeof source;
-  const ssize_t size = recvfrom(fd_, buffer.data(), buffer.size(), MSG_DONTWAIT, AsSockaddr(source), &length);
-  if (size < 0) {
-    if (errno == EAGAIN || errno == EINTR) return std::nullopt;
-    Fail("recvfrom");
+  const Deadline deadline(timeout);
+  // It can be readable for nothing: a byte that rings for a packet can come after the packet was taken.
+  while (IsReadable(deadline.Left())) {
+    VsockAddress source;
+    socklen_t length = sizeof source;
+    const ssize_t size =
+        recvfrom(fd_, buffer.data(), buffer.size(), MSG_DONTWAIT, AsSockaddr(source), &length);
+    if (size >= 0) {
+      return Datagram{std::string(buffer.data(), static_cast<std::size_t>(size)), source.cid, source.port};
+    }
+    if (errno == EINTR) break;
+    if (errno != EAGAIN) Fail("recvfrom");
   }
-  return Datagram{std::string(buffer.data(), static_cast<std::size_t>(size)), source.cid, source.port};
+  return std::nullopt;
+}
+
+bool GuestSocket::IsReadable(int timeout) const {
+  pollfd ready{fd_, POLLIN, 0};
+  if (poll(&ready, 1, timeout) < 0 && errno != EINTR) Fail("poll");
+  return (ready.revents & POLLIN) != 0;
 }
 
 }  // namespace Krell

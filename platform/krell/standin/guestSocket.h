@@ -41,6 +41,8 @@ class GuestSocket {
   int Descriptor() const { return fd_; }
 
  private:
+  bool IsReadable(int timeout) const;
+
   int family_ = kStandardVsockFamily;
   int fd_ = -1;
   std::uint32_t cid_;

@@ -89,6 +89,10 @@ class Host {
 
   // Changes whenever a VM starts or stops: what was read before may be kept as long as this stays.
   std::uint64_t Generation() const { return state_->generation.load(std::memory_order_acquire); }
+  // Changes whenever an endpoint appears, for those who remember where there was none.
+  std::uint64_t EndpointGeneration() const { return state_->endpoints.load(std::memory_order_acquire); }
+  // To be called by whoever has bound one, when it can be found.
+  void EndpointAppeared() const { state_->endpoints.fetch_add(1, std::memory_order_acq_rel); }
 
   const std::string& Directory() const { return directory_; }
   // Descriptors of the directory and of the folder of its datagram endpoints.
@@ -112,6 +116,7 @@ class Host {
   struct State {
     std::atomic<std::uint64_t> generation;
     std::atomic<std::uint64_t> nextId;
+    std::atomic<std::uint64_t> endpoints;
   };
 
   std::optional<VirtualMachine> FindByLink(const std::string& link) const;

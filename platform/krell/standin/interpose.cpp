@@ -6,17 +6,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdarg>
-#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <memory>
 #include <system_error>
-#include <unordered_map>
+#include <utility>
 
-#include "platform/corvane/mutex.h"
+#include "platform/krell/standin/descriptorTable.h"
 #include "platform/krell/standin/libc.h"
 #include "platform/krell/standin/vsockKernel.h"
 #include "platform/krell/standin/vsockSocket.h"
@@ -25,67 +23,26 @@
 
 namespace {
 
+using Krell::DescriptorTable;
+using Krell::OpenDescriptor;
 using Krell::VsockKernel;
 using Krell::VsockSocket;
 namespace Libc = Krell::Libc;
 
-constexpr int kMostDescriptors = 1 << 20;
-
-// One bit a descriptor.
-std::atomic<std::uint64_t> ours[kMostDescriptors / 64];
-
-// A socket, or with no socket an open device.
-struct Descriptor {
-  std::shared_ptr<VsockKernel> kernel;
-  std::shared_ptr<VsockSocket> socket;
-};
-
-struct Table {
-  Corvane::Mutex mutex;
-  std::unordered_map<int, Descriptor> descriptors CORVANE_GUARDED_BY(mutex);
-};
-
-// Never destroyed, as descriptors are closed up to the end of the process.
-Table& GetTable() {
-  static auto& table = *new Table;
-  return table;
-}
-
-bool IsOurs(int fd) {
-  return fd >= 0 && fd < kMostDescriptors &&
-         (ours[fd / 64].load(std::memory_order_relaxed) >> (fd % 64) & 1) != 0;
+DescriptorTable& Table() {
+  return DescriptorTable::OfThisProcess();
 }
 
 std::shared_ptr<VsockSocket> FindSocket(int fd) {
-  if (!IsOurs(fd)) return nullptr;
-  Table& table = GetTable();
-  const Corvane::MutexLock guard(table.mutex);
-  const auto entry = table.descriptors.find(fd);
-  return entry == table.descriptors.end() ? nullptr : entry->second.socket;
+  return Table().FindSocket(fd);
 }
 
-bool Register(int fd, Descriptor descriptor) {
-  if (fd >= kMostDescriptors) {
-    Libc::Close(fd);
-    errno = EMFILE;
-    return false;
-  }
-  Table& table = GetTable();
-  const Corvane::MutexLock guard(table.mutex);
-  table.descriptors.insert_or_assign(fd, std::move(descriptor));
-  ours[fd / 64].fetch_or(std::uint64_t{1} << (fd % 64));
-  return true;
-}
-
-Descriptor Unregister(int fd) {
-  Table& table = GetTable();
-  const Corvane::MutexLock guard(table.mutex);
-  ours[fd / 64].fetch_and(~(std::uint64_t{1} << (fd % 64)));
-  const auto entry = table.descriptors.find(fd);
-  if (entry == table.descriptors.end()) return {};
-  Descriptor descriptor = std::move(entry->second);
-  table.descriptors.erase(entry);
-  return descriptor;
+bool Register(int fd, OpenDescriptor descriptor) {
+  if (Table().Insert(fd, std::move(descriptor))) return true;
+  const int error = errno;
+  Libc::Close(fd);
+  errno = error;
+  return false;
 }
 
 // Turns a length or a negative errno into what the C library's calls give.
@@ -127,7 +84,7 @@ int OpenDevice(const char* path, int flags) {
   if (!kernel) return -EACCES;
   if (!kernel->HasDevice() || std::strcmp(path, Krell::kVsockDevice) != 0) return -ENOENT;
   if (const int error = kernel->GetFaults().Next("open")) return -error;
-  const int fd = Libc::Open("/dev/null", O_RDONLY | (flags & O_CLOEXEC), 0);
+  const int fd = kernel->OpenDevice(flags);
   if (fd < 0 || !Register(fd, {kernel, nullptr})) return -errno;
   kernel->DeviceOpened();
   return fd;
@@ -283,26 +240,17 @@ KRELL_EXPORT int ioctl(int fd, unsigned long request, ...) noexcept {
   va_start(arguments, request);
   void* argument = va_arg(arguments, void*);
   va_end(arguments);
-  if (!IsOurs(fd)) return Libc::Ioctl(fd, request, argument);
-  std::shared_ptr<VsockKernel> device;
-  {
-    Table& table = GetTable();
-    const Corvane::MutexLock guard(table.mutex);
-    const auto entry = table.descriptors.find(fd);
-    if (entry != table.descriptors.end() && !entry->second.socket) device = entry->second.kernel;
-  }
+  const auto device = Table().FindDevice(fd);
   if (!device) return Libc::Ioctl(fd, request, argument);
   return Guarded([&] { return -device->DeviceRequest(request, argument); });
 }
 
 KRELL_EXPORT int close(int fd) {
-  if (IsOurs(fd)) {
-    const Descriptor descriptor = Unregister(fd);
-    if (descriptor.socket) {
-      descriptor.socket->Close();
-    } else if (descriptor.kernel) {
-      descriptor.kernel->DeviceClosed();
-    }
+  const OpenDescriptor descriptor = Table().Erase(fd);
+  if (descriptor.socket) {
+    descriptor.socket->Close();
+  } else if (descriptor.kernel) {
+    descriptor.kernel->DeviceClosed();
   }
   return Libc::Close(fd);
 }

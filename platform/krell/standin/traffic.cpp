@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "platform/krell/standin/descriptor.h"
-#include "platform/krell/standin/endpointQueue.h"
+#include "platform/krell/standin/endpointAddress.h"
 #include "platform/krell/standin/host.h"
 
 namespace Krell {

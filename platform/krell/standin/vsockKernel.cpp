@@ -1,22 +1,19 @@
 #include "platform/krell/standin/vsockKernel.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/krell/standin/endpointQueue.h"
-#include "platform/krell/standin/gateway.h"
+#include "platform/corvane/mutex.h"
+#include "platform/krell/standin/libc.h"
 
 namespace Krell {
 namespace {
 
-// Bounds for what is kept of VMs and endpoints that come and go.
-constexpr std::size_t kMostKept = 8192;
-
-std::uint64_t EndpointKey(std::uint32_t cid, std::uint32_t port) {
-  return std::uint64_t{cid} << 32 | port;
-}
+constexpr const char* kInPlaceOfDevice = "/dev/null";
 
 std::atomic<std::uint64_t> lastNumber{0};
 thread_local VsockKernel::Sender lastSender;
@@ -41,7 +38,12 @@ std::shared_ptr<VsockKernel> VsockKernel::Current() {
 }
 
 VsockKernel::VsockKernel(const std::string& directory)
-    : number_(++lastNumber), host_(directory), faults_(host_.DirectoryDescriptor()) {}
+    : number_(++lastNumber),
+      host_(directory),
+      faults_(host_.DirectoryDescriptor()),
+      vms_(host_),
+      endpoints_(host_),
+      device_(Libc::Open(kInPlaceOfDevice, O_RDONLY | O_CLOEXEC, 0)) {}
 
 int VsockKernel::Family() const {
   return faults_.FamilyMode() == Faults::Family::Device ? kDeviceFamily : kStandardVsockFamily;
@@ -59,6 +61,14 @@ bool VsockKernel::HasFamily(int family) const {
   return false;
 }
 
+// A copy of a descriptor costs less than the walk to its file.
+int VsockKernel::OpenDevice(int flags) const {
+  const bool closesOnExec = (flags & O_CLOEXEC) != 0;
+  const int copy = fcntl(device_.Get(), closesOnExec ? F_DUPFD_CLOEXEC : F_DUPFD, 0);
+  if (copy >= 0 || errno != EBADF) return copy;
+  return Libc::Open(kInPlaceOfDevice, O_RDONLY | (flags & O_CLOEXEC), 0);
+}
+
 int VsockKernel::DeviceRequest(unsigned long request, void* argument) {
   if (const int error = faults_.Next("ioctl", request)) return error;
   if (argument == nullptr) return EFAULT;
@@ -68,10 +78,10 @@ int VsockKernel::DeviceRequest(unsigned long request, void* argument) {
   }
   if (request != kIoctlUuidToCid) return ENOTTY;
   auto* mapping = static_cast<UuidToCidRequest*>(argument);
-  const auto vm = host_.FindByBiosUuid(
-      std::string(mapping->uuid.data(), strnlen(mapping->uuid.data(), mapping->uuid.size() - 1)));
-  if (!vm || IsKnownAsAnother(vm->identity.cid, vm->cartelId)) return ENOENT;
-  mapping->cid = vm->identity.cid;
+  const auto vm = UnlessAnother(
+      vms_.FindByBiosUuid({mapping->uuid.data(), strnlen(mapping->uuid.data(), mapping->uuid.size() - 1)}));
+  if (!vm) return ENOENT;
+  mapping->cid = vm->cid;
   return 0;
 }
 
@@ -79,58 +89,14 @@ void VsockKernel::RememberSender(std::uint32_t cid, std::uint32_t cartelId) {
   lastSender = {number_, cid, cartelId};
 }
 
-bool VsockKernel::IsKnownAsAnother(std::uint32_t cid, std::uint32_t cartelId) const {
-  return lastSender.host == number_ && lastSender.cid == cid && lastSender.cartelId != cartelId;
+std::optional<RunningVm> VsockKernel::UnlessAnother(const std::optional<RunningVm>& vm) const {
+  const bool isAnother =
+      vm && lastSender.host == number_ && lastSender.cid == vm->cid && lastSender.cartelId != vm->cartelId;
+  return isAnother ? std::nullopt : vm;
 }
 
-std::optional<VsockKernel::RunningVm> VsockKernel::FindVm(std::uint32_t cid) {
-  auto vm = FindRunning(cid);
-  return vm && IsKnownAsAnother(cid, vm->cartelId) ? std::nullopt : vm;
-}
-
-std::optional<VsockKernel::RunningVm> VsockKernel::FindRunning(std::uint32_t cid) {
-  const Corvane::MutexLock guard(mutex_);
-  const std::uint64_t generation = host_.Generation();
-  if (generation != generation_ || vms_.size() >= kMostKept) {
-    vms_.clear();
-    generation_ = generation;
-  }
-  const auto known = vms_.find(cid);
-  if (known != vms_.end()) return known->second;
-  std::optional<RunningVm> running;
-  if (const auto vm = host_.FindByCid(cid)) running = RunningVm{vm->cartelId, vm->identity.privileged};
-  vms_.emplace(cid, running);
-  return running;
-}
-
-std::shared_ptr<EndpointQueue> VsockKernel::FindEndpoint(std::uint32_t cid, std::uint32_t port) {
-  return Find(EndpointKey(cid, port), EndpointQueue::Name(cid, port));
-}
-
-std::shared_ptr<EndpointQueue> VsockKernel::FindGateway() {
-  return Find(EndpointKey(kAnyCid, kAnyPort), Gateway::kName);
-}
-
-std::shared_ptr<EndpointQueue> VsockKernel::Find(std::uint64_t key, const std::string& name) {
-  const Corvane::MutexLock guard(mutex_);
-  const auto known = endpoints_.find(key);
-  if (known != endpoints_.end()) {
-    if (!known->second->IsClosed()) return known->second;
-    endpoints_.erase(known);
-  }
-  auto endpoint = EndpointQueue::Open(host_.EndpointsDescriptor(), name);
-  if (!endpoint) return nullptr;
-  if (endpoints_.size() >= kMostKept) {
-    std::erase_if(endpoints_, [](const auto& entry) { return entry.second->IsClosed(); });
-    if (endpoints_.size() >= kMostKept) endpoints_.clear();
-  }
-  endpoints_.emplace(key, endpoint);
-  return endpoint;
-}
-
-void VsockKernel::ForgetEndpoint(const std::shared_ptr<EndpointQueue>& endpoint) {
-  const Corvane::MutexLock guard(mutex_);
-  std::erase_if(endpoints_, [&endpoint](const auto& entry) { return entry.second == endpoint; });
+std::optional<RunningVm> VsockKernel::FindVm(std::uint32_t cid) {
+  return UnlessAnother(vms_.FindByCid(cid));
 }
 
 }  // namespace Krell

@@ -80,6 +80,7 @@ int VsockSocket::BindLocked(VsockAddress address) try {
   guest_ = cid != kHostCid;
   bound_ = true;
   ApplyOptions();
+  kernel_->GetHost().EndpointAppeared();
   return 0;
 } catch (const HostError&) {
   return -EACCES;
@@ -215,26 +216,23 @@ std::shared_ptr<EndpointQueue> VsockSocket::Queue() {
 
 ssize_t VsockSocket::Receive(msghdr& message, int flags) {
   if (const int error = Fault("recvmsg")) return -error;
-  const auto queue = Queue();
-  const std::span<const iovec> buffer(message.msg_iov, message.msg_iovlen);
-  for (;;) {
-    if (queue) {
-      if (const auto packet = queue->Take(buffer, (flags & MSG_PEEK) != 0, fd_)) {
-        if (packet->source.cid != kHostCid) {
-          kernel_->RememberSender(packet->source.cid, packet->source.cartelId);
-        }
-        const VsockAddress source{static_cast<std::uint16_t>(kernel_->Family()), 0, packet->source.port,
-                                  packet->source.cid, 0};
-        CopyOut(source, static_cast<sockaddr*>(message.msg_name), &message.msg_namelen);
-        message.msg_controllen = 0;
-        message.msg_flags = packet->copied < packet->length ? MSG_TRUNC : 0;
-        return static_cast<ssize_t>((flags & MSG_TRUNC) != 0 ? packet->length : packet->copied);
-      }
-    }
-    // The wait, with its time limits and its interruptions, is that of the real socket.
+  std::shared_ptr<EndpointQueue> queue;
+  // Nothing comes to a socket without a name, and another thread may give it one.
+  while (!(queue = Queue())) {
     char byte = 0;
     if (Libc::Recv(fd_, &byte, 1, MSG_PEEK | (flags & MSG_DONTWAIT)) < 0) return -errno;
   }
+  const auto packet = queue->Receive({message.msg_iov, message.msg_iovlen}, flags, fd_);
+  if (!packet) return -errno;
+  if (packet->source.cid != kHostCid) {
+    kernel_->RememberSender(packet->source.cid, packet->source.cartelId);
+  }
+  const VsockAddress source{static_cast<std::uint16_t>(kernel_->Family()), 0, packet->source.port,
+                            packet->source.cid, 0};
+  CopyOut(source, static_cast<sockaddr*>(message.msg_name), &message.msg_namelen);
+  message.msg_controllen = 0;
+  message.msg_flags = packet->copied < packet->length ? MSG_TRUNC : 0;
+  return static_cast<ssize_t>((flags & MSG_TRUNC) != 0 ? packet->length : packet->copied);
 }
 
 ssize_t VsockSocket::Send(const msghdr& message) {
@@ -281,13 +279,13 @@ ssize_t VsockSocket::Send(const msghdr& message) {
   }
   // An endpoint kept from before may have had its process killed and be bound anew: look twice.
   for (int tries = 0; tries < 2; ++tries) {
-    auto endpoint = kernel_->FindEndpoint(target.cid, target.port);
+    auto endpoint = kernel_->Endpoints().Find(target.cid, target.port);
     if (endpoint && endpoint->CartelId() != targetCartelId) endpoint = nullptr;
-    if (!endpoint && target.cid != kHostCid) endpoint = kernel_->FindGateway();
+    if (!endpoint && target.cid != kHostCid) endpoint = kernel_->Endpoints().FindGateway();
     if (!endpoint) break;
     const auto fate = endpoint->Put(source, text, {target.cid, target.port});
     if (fate != PacketFate::NobodyReceives) return static_cast<ssize_t>(length);
-    kernel_->ForgetEndpoint(endpoint);
+    kernel_->Endpoints().Forget(endpoint);
   }
   return -ECONNRESET;
 }

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+
+#include "platform/corvane/mutex.h"
+
+namespace Krell {
+
+struct EndpointAddress;
+
+// What wakes receivers: it sends a byte to the socket of an endpoint. May be used by any thread.
+class Bell {
+ public:
+  // Never destroyed, as packets are sent up to the end of the process.
+  static Bell& OfThisProcess();
+
+  // False if nobody receives at the address. An endpoint that takes no more has been rung. The number tells
+  // endpoints of this process apart that have had the same address.
+  bool Ring(std::uint64_t endpoint, const EndpointAddress& address);
+
+ private:
+  bool RingConnected() CORVANE_REQUIRES(mutex_);
+  bool RingAt(const EndpointAddress& address) CORVANE_REQUIRES(mutex_);
+  void ConnectToFrequent(std::uint64_t endpoint, const EndpointAddress& address) CORVANE_REQUIRES(mutex_);
+
+  Corvane::Mutex mutex_;
+  int socket_ CORVANE_GUARDED_BY(mutex_) = -1;
+  // To the one endpoint that is rung again and again, such as the gateway, or the daemon's for a guest: no
+  // walk to its address is needed. Others get none, as descriptors are few and guests are many.
+  int connection_ CORVANE_GUARDED_BY(mutex_) = -1;
+  std::uint64_t connected_ CORVANE_GUARDED_BY(mutex_) = 0;
+  std::uint64_t last_ CORVANE_GUARDED_BY(mutex_) = 0;
+  unsigned inARow_ CORVANE_GUARDED_BY(mutex_) = 0;
+};
+
+}  // namespace Krell
