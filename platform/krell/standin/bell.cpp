@@ -9,12 +9,8 @@ namespace Krell {
 namespace {
 
 constexpr int kSendFlags = MSG_DONTWAIT | MSG_NOSIGNAL;
-// To make a connection costs as much as a few walks.
+// Less often, a connection is not worth its walk.
 constexpr unsigned kFrequent = 8;
-
-int OpenBellSocket() {
-  return Libc::Socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-}
 
 const sockaddr* SocketAddress(const EndpointAddress& address) {
   return reinterpret_cast<const sockaddr*>(address.bytes);
@@ -29,16 +25,14 @@ Bell& Bell::OfThisProcess() {
 
 bool Bell::Ring(std::uint64_t endpoint, const EndpointAddress& address) {
   const Corvane::MutexLock guard(mutex_);
-  if (endpoint == connected_ && RingConnected()) return true;
+  if (RingConnected(endpoint)) return true;
   if (!RingAt(address)) return false;
   ConnectToFrequent(endpoint, address);
   return true;
 }
 
-bool Bell::RingConnected() {
-  if (Libc::Send(connection_, "", 1, kSendFlags) >= 0 || errno == EAGAIN) return true;
-  connected_ = 0;
-  return false;
+bool Bell::RingConnected(std::uint64_t endpoint) {
+  return endpoint == connected_ && Libc::Send(socket_, "", 1, kSendFlags) >= 0;
 }
 
 // What the socket has sent and nobody has read is charged to it, and guests need not read: when it can send
@@ -47,21 +41,25 @@ bool Bell::RingAt(const EndpointAddress& address) {
   for (int tries = 0; tries < 2; ++tries) {
     if (Libc::SendTo(socket_, "", 1, kSendFlags, SocketAddress(address), address.length) >= 0) return true;
     if (errno == ECONNREFUSED || errno == ENOENT) return false;
-    if (socket_ >= 0) Libc::Close(socket_);
-    socket_ = OpenBellSocket();
+    RenewSocket();
   }
   return true;
 }
 
+void Bell::RenewSocket() {
+  if (socket_ >= 0) Libc::Close(socket_);
+  socket_ = Libc::Socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  connected_ = 0;
+}
+
+// A socket is connected once in its life: forked processes share it, each with an opinion of its own.
 void Bell::ConnectToFrequent(std::uint64_t endpoint, const EndpointAddress& address) {
   inARow_ = endpoint == last_ ? inARow_ + 1 : 1;
   last_ = endpoint;
   if (inARow_ < kFrequent) return;
   inARow_ = 0;
-  if (connection_ >= 0) Libc::Close(connection_);
-  connection_ = OpenBellSocket();
-  const bool works = Libc::Connect(connection_, SocketAddress(address), address.length) == 0;
-  connected_ = works ? endpoint : 0;
+  RenewSocket();
+  if (Libc::Connect(socket_, SocketAddress(address), address.length) == 0) connected_ = endpoint;
 }
 
 }  // namespace Krell

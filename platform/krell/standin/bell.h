@@ -19,15 +19,15 @@ class Bell {
   bool Ring(std::uint64_t endpoint, const EndpointAddress& address);
 
  private:
-  bool RingConnected() CORVANE_REQUIRES(mutex_);
+  bool RingConnected(std::uint64_t endpoint) CORVANE_REQUIRES(mutex_);
   bool RingAt(const EndpointAddress& address) CORVANE_REQUIRES(mutex_);
+  void RenewSocket() CORVANE_REQUIRES(mutex_);
   void ConnectToFrequent(std::uint64_t endpoint, const EndpointAddress& address) CORVANE_REQUIRES(mutex_);
 
   Corvane::Mutex mutex_;
   int socket_ CORVANE_GUARDED_BY(mutex_) = -1;
-  // To the one endpoint that is rung again and again, such as the gateway, or the daemon's for a guest: no
-  // walk to its address is needed. Others get none, as descriptors are few and guests are many.
-  int connection_ CORVANE_GUARDED_BY(mutex_) = -1;
+  // The socket is connected to the one endpoint that is rung again and again, such as the gateway, or the
+  // daemon's for a guest: that one needs no walk to its address. To others it sends all the same.
   std::uint64_t connected_ CORVANE_GUARDED_BY(mutex_) = 0;
   std::uint64_t last_ CORVANE_GUARDED_BY(mutex_) = 0;
   unsigned inARow_ CORVANE_GUARDED_BY(mutex_) = 0;
