@@ -1,0 +1,52 @@
+#include "bench/cpuTime.h"
+
+#include <time.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace Bench {
+namespace {
+
+double Ticks() {
+  return static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+}  // namespace
+
+double CpuSeconds(pid_t process) {
+  clockid_t clock{};
+  timespec time{};
+  if (clock_getcpuclockid(process, &clock) != 0 || clock_gettime(clock, &time) != 0) return 0;
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
+}
+
+CpuShares UserAndSystem(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string text;
+  std::getline(file, text);
+  std::istringstream fields(text.substr(text.rfind(')') + 2));
+  std::string skipped;
+  for (int i = 0; i < 11; ++i) fields >> skipped;
+  CpuShares shares;
+  fields >> shares.user >> shares.system;
+  return {shares.user / Ticks(), shares.system / Ticks()};
+}
+
+double BusySeconds() {
+  std::ifstream file("/proc/stat");
+  std::string name;
+  double user = 0;
+  double nice = 0;
+  double system = 0;
+  double idle = 0;
+  double ioWait = 0;
+  double interrupts = 0;
+  double softInterrupts = 0;
+  file >> name >> user >> nice >> system >> idle >> ioWait >> interrupts >> softInterrupts;
+  return (user + nice + system + interrupts + softInterrupts) / Ticks();
+}
+
+}  // namespace Bench
