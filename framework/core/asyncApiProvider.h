@@ -59,8 +59,8 @@ class MethodResult final {
 };
 
 // The untyped answer path of a call. It is fired once. `next` is empty when nothing follows; otherwise the
-// receiver calls it exactly once: with a callback for the next result when it can take that, or with null when
-// it wants no more. It is the pointer to that callback that keeps the call open, and not a copy.
+// receiver calls it exactly once: with a callback for the next result when it can take that, or with null
+// when it wants no more. It is the pointer to that callback that keeps the call open, and not a copy.
 class AsyncApiResultCb {
  public:
   using Next = std::function<void(std::shared_ptr<AsyncApiResultCb>)>;
