@@ -8,6 +8,10 @@ namespace {
 using Com::Tessaly::Norn::Hesper::ApplicationPublishResult;
 using Com::Tessaly::Norn::Hesper::VmIdentifierType;
 
+// Longer ones are a guest's mischief: escaped they are six times as long, in two forms for each of three
+// kinds, and the publication may wait in a queue with many others.
+constexpr std::size_t kLongestKeptNames = 1024;
+
 DataValuePtr AdaptOptional(const std::optional<std::string>& text) {
   static const auto absent = std::make_shared<const OptionalValue>(nullptr);
   if (!text) return absent;
@@ -17,7 +21,8 @@ DataValuePtr AdaptOptional(const std::optional<std::string>& text) {
 DataValuePtr AdaptResult(const ApplicationPublishResult& native, const L10n::RequestLocalizer&,
                          MessageList&) {
   auto value = StructValue::GetInstance(ApplicationPublishResult::kStructureName);
-  value->KeepTexts();  // one element is for all subscribers who use this kind of identifier
+  // One element is for all subscribers who use this kind of identifier.
+  if (native.topic.size() + native.token.size() <= kLongestKeptNames) value->KeepTexts();
   value->AppendField("payload", native.payload);
   value->AppendField("topic", DataValue::Create(native.topic));
   value->AppendField("vm_id_type", DataValue::Create(native.vmIdType.raw));

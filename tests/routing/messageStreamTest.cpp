@@ -80,6 +80,24 @@ TEST_F(MessageStreamTest, ElementCarriesThePublicationAndOneIdentifier) {
   client_.Leave();
 }
 
+TEST_F(MessageStreamTest, SubscribersOfOneKindShareAnElement) {
+  ScriptedClient same;
+  ScriptedClient other;
+  Subscribe("BIOS_UUID");
+  Subscribe(same, "BIOS_UUID");
+  Subscribe(other, "VM_UUID");
+  Publish("a.b");
+  ASSERT_EQ(client_.elements.size(), 1U);
+  EXPECT_EQ(client_.elements[0].get(), same.elements.at(0).get());
+  EXPECT_EQ(TextField(*other.elements.at(0), "vm_uuid"), "uuid-5");
+  EXPECT_NE(client_.elements[0]->KeptTexts(), nullptr);
+  for (auto* client : {&client_, &same, &other}) client->TakeNext();
+  // What a guest can make long is not kept in six texts.
+  Publish(std::string(10000, 'x'));
+  EXPECT_EQ(client_.elements.at(1)->KeptTexts(), nullptr);
+  for (auto* client : {&client_, &same, &other}) client->Leave();
+}
+
 TEST_F(MessageStreamTest, OneElementAtATimeInOrder) {
   Subscribe("MGR_VM_ID");
   Publish("t1");
