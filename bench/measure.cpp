@@ -12,6 +12,8 @@ namespace {
 constexpr double kRunUpSeconds = 0.5;
 constexpr std::size_t kShortText = 256;
 constexpr double kUnhurriedPerSecond = 4000;
+// The second time, what was remembered of the VM is checked for the first time, which takes a look-up.
+constexpr double kIntroductions = 2;
 
 Usage UsageUntilNow(pid_t server, Receiver& receiver) {
   return {CpuSeconds(server), UserAndSystem(server), receiver.CpuSeconds(),
@@ -68,7 +70,8 @@ void Introduce(Guests& guests, const DaemonProcess& daemon) {
   Receiver receiver({}, guests.Descriptors(), kShortText);
   StampedText text(kShortText);
   const auto count = static_cast<double>(guests.Count());
-  const auto sent = Drive({kUnhurriedPerSecond, count / kUnhurriedPerSecond}, receiver,
+  const auto rate = std::min(kUnhurriedPerSecond, count * kAllowedPerSecond);
+  const auto sent = Drive({rate, kIntroductions * count / rate}, receiver,
                           [&] { guests.Send(daemon.vmPort(), text.Stamp()); });
   Settle(receiver, sent, 0);
 }

@@ -43,7 +43,7 @@ struct Outcome {
 Outcome Measure(pid_t server, Receiver& receiver, std::size_t reachedStreams, const Pace& pace,
                 const std::function<void()>& send);
 
-// Each VM publishes once, so that the daemon knows it from then on.
+// Each VM publishes, until the daemon knows all that it will remember of it.
 void Introduce(Guests& guests, const DaemonProcess& daemon);
 
 }  // namespace Bench
