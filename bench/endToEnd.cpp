@@ -23,6 +23,7 @@ constexpr double kMostPerSecond = Bench::kFullHost * Bench::kAllowedPerSecond;
 // As fast as the slowest subscriber takes it: below the daemon's queue, so that nothing is dropped.
 constexpr std::size_t kWindow = 8;
 constexpr std::size_t kIdleSubscribers = 1000;
+constexpr std::size_t kShortText = 256;
 
 struct Case {
   const char* name;
@@ -58,20 +59,22 @@ void Run(const std::string& program, Bench::Guests& guests, const Case& test) {
         Testing::Look(daemon.pid()));
 }
 
-// All VMs known to the daemon, and subscribers that get nothing more.
+// All VMs known to the daemon, and subscribers that get nothing once they are there.
 void RunMemory(const std::string& program, Bench::Guests& guests) {
   const Bench::DaemonProcess daemon(program);
   daemon.AllowMoreConnections();
-  const auto idle = Subscribe(daemon, kIdleSubscribers);
   Bench::Introduce(guests, daemon);
-  std::printf("\n%zu known VMs and %zu subscribers: VmHWM %.1f MiB\n", guests.Count(), idle.size(),
+  Bench::Receiver receiver(Subscribe(daemon, kIdleSubscribers), guests.Descriptors(), kShortText);
+  Bench::StampedText text(kShortText);
+  Bench::AwaitStreams(receiver, [&] { guests.Send(daemon.vmPort(), text.Stamp()); });
+  std::printf("\n%zu known VMs and %zu subscribers: VmHWM %.1f MiB\n", guests.Count(), receiver.Streams(),
               Testing::Look(daemon.pid()).peakMiB);
 }
 
 std::vector<Case> UsualCases() {
   std::vector<Case> cases = {{"intake alone", NornHesper::kLargestDatagram, 0, {kMostPerSecond, 3}},
-                             {"latency", 256, 1, {2000, 5}}};
-  for (const std::size_t size : {256U, 4096U, 65536U}) {
+                             {"latency", kShortText, 1, {2000, 5}}};
+  for (const std::size_t size : {kShortText, std::size_t{4096}, std::size_t{65536}}) {
     for (const std::size_t subscribers : {1U, 10U, 100U}) {
       cases.push_back({"as fast as taken", size, subscribers, {kMostPerSecond, 3, kWindow}});
     }
