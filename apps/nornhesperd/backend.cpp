@@ -85,7 +85,7 @@ void Backend::Start() {
 void Backend::CreateSocket() {
   GlobalContext* context = GlobalContext::Get();
   try {
-    socket_ = std::make_unique<Socket>(context->GetIoService(), vsock::endpoint(Krell::kAnyCid, port_));
+    socket_ = std::make_unique<Socket>(idleContext_, vsock::endpoint(Krell::kAnyCid, port_));
   } catch (const std::exception& exception) {
     HESPER_LOG(3, "Failed to create backend socket, %1", exception.what());
     context->TerminateApplication();

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <boost/asio/io_context.hpp>
 #include <cstdint>
 #include <memory>
 #include <string_view>
@@ -35,6 +36,8 @@ class Backend final : public Corvane::ObjectImpl {
   void Serve(std::string_view text, const vsock::endpoint& sender);
 
   const unsigned port_;
+  // Nobody runs it. On the daemon's own context each datagram would also wake the thread that runs that one.
+  boost::asio::io_context idleContext_;
   std::unique_ptr<Socket> socket_;
   Corvane::Ref<Corvane::System::Thread> thread_;
   std::uint64_t failuresInARow_ = 0;  // of receiving

@@ -57,10 +57,11 @@ std::shared_ptr<const StructValue> MakeElement(const ApplicationPublishResult& r
 
 std::shared_ptr<const StructValue> PublicationElements::Get(const PublicationPtr& publication,
                                                             const VmIdentifierType& vmIdType) {
+  const Corvane::MutexLock lock(mutex_);
   if (vmIdType.value >= elements_.size()) NOT_REACHED();
-  Element& element = elements_[vmIdType.value];
-  std::call_once(element.made, [&] { element.value = MakeElement(MakeResult(*publication, vmIdType)); });
-  return {publication, element.value.get()};
+  auto& element = elements_[vmIdType.value];
+  if (!element) element = MakeElement(MakeResult(*publication, vmIdType));
+  return {publication, element.get()};
 }
 
 const std::string& VmIdentifier(const CidInfo& vm, const VmIdentifierType& type) {

@@ -2,10 +2,10 @@
 
 #include <array>
 #include <memory>
-#include <mutex>
 
 #include "bindings/guestDataTypes.h"
 #include "framework/core/dataValue.h"
+#include "platform/corvane/mutex.h"
 
 namespace NornHesper {
 
@@ -23,12 +23,9 @@ class PublicationElements {
       const PublicationPtr& publication, const Com::Tessaly::Norn::Hesper::VmIdentifierType& vmIdType);
 
  private:
-  struct Element {
-    std::once_flag made;
-    std::shared_ptr<const Mirel::Data::StructValue> value;
-  };
-
-  std::array<Element, 3> elements_;
+  Corvane::Mutex mutex_;
+  // By the kind of identifier; null until made.
+  std::array<std::shared_ptr<const Mirel::Data::StructValue>, 3> elements_ CORVANE_GUARDED_BY(mutex_);
 };
 
 // The VM's identifier of the kind that a subscription speaks in. The service refuses unknown kinds.

@@ -2,9 +2,9 @@
 
 #include <array>
 #include <cstddef>
-#include <mutex>
 
 #include "framework/core/oRange.h"
+#include "platform/corvane/mutex.h"
 
 namespace Mirel {
 
@@ -17,18 +17,22 @@ class TextForms {
   // Calls write(ORange&) unless the form is there.
   template <typename Write>
   const ORange& Get(std::size_t form, Write write) const {
-    const Text& text = texts_.at(form);
-    std::call_once(text.written, [&] { write(text.bytes); });
+    const Corvane::MutexLock lock(mutex_);
+    Text& text = texts_.at(form);
+    if (!text.written) write(text.bytes);
+    text.written = true;
     return text.bytes;
   }
 
  private:
   struct Text {
-    mutable std::once_flag written;
-    mutable ORange bytes;
+    bool written = false;
+    ORange bytes;
   };
 
-  std::array<Text, kForms> texts_;
+  mutable Corvane::Mutex mutex_;
+  // A text that is written doesn't change any more.
+  mutable std::array<Text, kForms> texts_ CORVANE_GUARDED_BY(mutex_);
 };
 
 }  // namespace Mirel
