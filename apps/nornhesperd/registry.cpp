@@ -1,12 +1,12 @@
 #include "apps/nornhesperd/registry.h"
 
-#include <boost/asio/post.hpp>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/publication.h"
+#include "framework/transport/connection/turn.h"
 
 namespace NornHesper {
 
@@ -19,7 +19,9 @@ PublishOutcome Registry::Publish(const char* text, std::size_t length, const Cid
   outcome.hasSequence = publication->hasSequence;
   outcome.sequence = publication->sequence;
   if (!outcome.errors.HasErrors()) {
-    boost::asio::post(GlobalContext::Get()->GetIoService(), [this, publication] { Dispatch(publication); });
+    Mirel::Asio::Turn::Of(GlobalContext::Get()->GetIoService()).Post([this, publication] {
+      Dispatch(publication);
+    });
   }
   return outcome;
 }

@@ -1,6 +1,5 @@
 #include "framework/transport/answer/writeTurn.h"
 
-#include <boost/asio/defer.hpp>
 #include <utility>
 
 #include "framework/transport/answer/response.h"
@@ -14,12 +13,12 @@ WriteTurn& WriteTurn::Of(boost::asio::io_context& context) {
 }
 
 WriteTurn::WriteTurn(boost::asio::execution_context& context)
-    : service(context), context_(static_cast<boost::asio::io_context&>(context)) {}
+    : service(context), turn_(Asio::Turn::Of(static_cast<boost::asio::io_context&>(context))) {}
 
 void WriteTurn::Add(std::shared_ptr<Response> response) {
   const Corvane::MutexLock lock(mutex_);
   waiting_.push_back(std::move(response));
-  if (waiting_.size() == 1) boost::asio::defer(context_, [this] { Run(); });
+  if (waiting_.size() == 1) turn_.PutOff([this] { Run(); });
 }
 
 void WriteTurn::Run() {

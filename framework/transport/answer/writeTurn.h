@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "framework/transport/connection/turn.h"
 #include "platform/corvane/mutex.h"
 
 namespace Mirel::Transport::Http {
@@ -29,7 +30,7 @@ class WriteTurn final : public boost::asio::execution_context::service {
   void Run();
   void shutdown() override;
 
-  boost::asio::io_context& context_;
+  Asio::Turn& turn_;
   Corvane::Mutex mutex_;
   Responses waiting_ CORVANE_GUARDED_BY(mutex_);
   // Empty; its room is used again.

@@ -1,0 +1,96 @@
+#include "framework/transport/connection/turn.h"
+
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/defer.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/system/system_error.hpp>
+#include <cerrno>
+#include <iterator>
+#include <utility>
+
+namespace Mirel::Asio {
+namespace {
+
+int MakeEvent() {
+  const int descriptor = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (descriptor < 0) throw boost::system::system_error(errno, boost::system::system_category(), "eventfd");
+  return descriptor;
+}
+
+}  // namespace
+
+boost::asio::execution_context::id Turn::id;
+
+Turn& Turn::Of(boost::asio::io_context& context) {
+  return boost::asio::use_service<Turn>(context);
+}
+
+Turn::Turn(boost::asio::execution_context& context)
+    : service(context),
+      context_(static_cast<boost::asio::io_context&>(context)),
+      wake_(context_, MakeEvent()) {}
+
+void Turn::Post(Job job) {
+  {
+    const Corvane::MutexLock lock(mutex_);
+    posted_.push_back(std::move(job));
+    if (posted_.size() > 1) return;
+    if (!std::exchange(isAwaited_, true)) Await();
+  }
+  eventfd_write(wake_.native_handle(), 1);
+}
+
+void Turn::PutOff(Job job) {
+  const Corvane::MutexLock lock(mutex_);
+  if (isUnderWay_) {
+    putOff_.push_back(std::move(job));
+  } else {
+    boost::asio::defer(context_, std::move(job));
+  }
+}
+
+void Turn::Await() {
+  wake_.async_read_some(boost::asio::buffer(&wakes_, sizeof wakes_),
+                        [this](const boost::system::error_code& error, std::size_t) {
+                          if (!error) Run();
+                        });
+}
+
+void Turn::Run() {
+  for (const auto& job : Begin()) job();
+  for (const auto& job : TakePutOff()) job();
+  const Corvane::MutexLock lock(mutex_);
+  if (posted_.empty()) {
+    Await();
+  } else {
+    boost::asio::post(context_, [this] { Run(); });
+  }
+}
+
+Turn::Jobs Turn::Begin() {
+  const Corvane::MutexLock lock(mutex_);
+  isUnderWay_ = true;
+  const auto end = posted_.begin() + static_cast<std::ptrdiff_t>(std::min(posted_.size(), kMostJobs));
+  Jobs jobs(std::make_move_iterator(posted_.begin()), std::make_move_iterator(end));
+  posted_.erase(posted_.begin(), end);
+  return jobs;
+}
+
+Turn::Jobs Turn::TakePutOff() {
+  const Corvane::MutexLock lock(mutex_);
+  isUnderWay_ = false;
+  return std::exchange(putOff_, {});
+}
+
+void Turn::shutdown() {
+  std::deque<Job> posted;
+  Jobs putOff;
+  const Corvane::MutexLock lock(mutex_);
+  posted.swap(posted_);
+  putOff.swap(putOff_);
+}
+
+}  // namespace Mirel::Asio

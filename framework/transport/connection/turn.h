@@ -1,0 +1,57 @@
+#pragma once
+
+#include <boost/asio/execution_context.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <vector>
+
+#include "platform/corvane/mutex.h"
+
+namespace Mirel::Asio {
+
+// What other threads give an I/O context to do, and what that puts off. Jobs that are there together are one
+// handler of the context and wake its thread once, outside of every lock: asio's own post holds the lock
+// that the woken thread needs first. Once a job was posted, the context's run() doesn't end by itself. May be
+// used by any thread.
+class Turn final : public boost::asio::execution_context::service {
+ public:
+  using Job = std::function<void()>;
+
+  // More of them wait for the next turn, so that what they have put off, and other handlers, come in between.
+  static constexpr std::size_t kMostJobs = 16;
+
+  static Turn& Of(boost::asio::io_context& context);
+  // Throws boost::system::system_error without a free descriptor.
+  explicit Turn(boost::asio::execution_context& context);
+
+  // Runs the job on the context, never inside the call; jobs run in the order of posting.
+  void Post(Job job);
+  // Runs the job behind those of the turn that is under way, or else as a handler of the context.
+  void PutOff(Job job);
+
+  static boost::asio::execution_context::id id;
+
+ private:
+  using Jobs = std::vector<Job>;
+
+  void Await();
+  void Run();
+  Jobs Begin();
+  Jobs TakePutOff();
+  void shutdown() override;
+
+  boost::asio::io_context& context_;
+  boost::asio::posix::stream_descriptor wake_;  // an eventfd
+  std::uint64_t wakes_ = 0;
+  Corvane::Mutex mutex_;
+  std::deque<Job> posted_ CORVANE_GUARDED_BY(mutex_);
+  Jobs putOff_ CORVANE_GUARDED_BY(mutex_);
+  bool isAwaited_ CORVANE_GUARDED_BY(mutex_) = false;
+  bool isUnderWay_ CORVANE_GUARDED_BY(mutex_) = false;
+};
+
+}  // namespace Mirel::Asio
