@@ -73,12 +73,15 @@ class PieceCursor {
 // Removes so many bytes from the beginning.
 void Consume(Buffers& buffers, std::size_t bytes);
 
-// The chunked output of one response (RFC 9112, 7.1): chunks of at most kMaxChunk bytes, each with one write
-// on the stream. Requires: one body at a time, whose bytes and list the caller keeps until it has ended.
+// The chunked output of one response (RFC 9112, 7.1): chunks of at most kMaxChunk bytes, kChunksAWrite of them
+// with one write on the stream. Requires: one body at a time, whose bytes and list the caller keeps until it
+// has ended.
 template <typename Stream>
 class OutChunkedBodyStrm {
  public:
   static constexpr std::size_t kMaxChunk = 65536;
+  // The longest publication is two chunks.
+  static constexpr std::size_t kChunksAWrite = 2;
 
   explicit OutChunkedBodyStrm(std::shared_ptr<Stream> stream) : stream_(std::move(stream)) {}
 
@@ -89,12 +92,12 @@ class OutChunkedBodyStrm {
                 boost::system::error_code& error) {
     left_ = PieceCursor(bytes);
     while (!left_.AtEnd()) {
-      NextChunk();
-      Consume(chunk_, written);
+      NextChunks();
+      Consume(chunks_, written);
       written = 0;
-      Consume(chunk_, stream_->WriteNow(chunk_, followed || !left_.AtEnd(), error));
+      Consume(chunks_, stream_->WriteNow(chunks_, followed || !left_.AtEnd(), error));
       if (error) return true;
-      if (!chunk_.empty()) return false;
+      if (!chunks_.empty()) return false;
     }
     return true;
   }
@@ -103,12 +106,12 @@ class OutChunkedBodyStrm {
   template <typename Handler>
   void AsyncWriteRest(Handler handler) {
     boost::asio::async_write(
-        *stream_, std::span<const boost::asio::const_buffer>(chunk_),
+        *stream_, std::span<const boost::asio::const_buffer>(chunks_),
         [this, handler = std::move(handler)](const boost::system::error_code& error, std::size_t) mutable {
           if (error || left_.AtEnd()) {
             handler(error);
           } else {
-            NextChunk();
+            NextChunks();
             AsyncWriteRest(std::move(handler));
           }
         });
@@ -123,16 +126,21 @@ class OutChunkedBodyStrm {
   }
 
  private:
-  void NextChunk() {
-    chunk_.assign(1, boost::asio::const_buffer());
-    chunk_.front() = size_.Set(left_.Take(kMaxChunk, chunk_));
-    chunk_.emplace_back(kCrLf.data(), kCrLf.size());
+  void NextChunks() {
+    chunks_.clear();
+    for (auto& size : sizes_) {
+      if (left_.AtEnd()) return;
+      const auto begin = chunks_.size();
+      chunks_.emplace_back();
+      chunks_[begin] = size.Set(left_.Take(kMaxChunk, chunks_));
+      chunks_.emplace_back(kCrLf.data(), kCrLf.size());
+    }
   }
 
   std::shared_ptr<Stream> stream_;
-  Buffers chunk_;
-  SizeLine size_;
-  // What isn't in chunk_ yet of the bytes that are being written.
+  Buffers chunks_;
+  std::array<SizeLine, kChunksAWrite> sizes_;
+  // What isn't in chunks_ yet of the bytes that are being written.
   PieceCursor left_;
 };
 
