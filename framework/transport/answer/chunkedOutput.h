@@ -73,9 +73,9 @@ class PieceCursor {
 // Removes so many bytes from the beginning.
 void Consume(Buffers& buffers, std::size_t bytes);
 
-// The chunked output of one response (RFC 9112, 7.1): chunks of at most kMaxChunk bytes, kChunksAWrite of them
-// with one write on the stream. Requires: one body at a time, whose bytes and list the caller keeps until it
-// has ended.
+// The chunked output of one response (RFC 9112, 7.1): chunks of at most kMaxChunk bytes, kChunksAWrite of
+// them with one write on the stream. Requires: one body at a time, whose bytes and list the caller keeps
+// until it has ended.
 template <typename Stream>
 class OutChunkedBodyStrm {
  public:
