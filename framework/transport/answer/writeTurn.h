@@ -12,8 +12,8 @@ namespace Mirel::Transport::Http {
 
 class Response;
 
-// The responses of an I/O context that have a result to write. Their writes come together, behind the work in
-// which the results were given, as one handler of the context. May be used by any thread.
+// The responses of an I/O context that have a result to write. Their writes come together, put off behind the
+// work in which the results were given. May be used by any thread.
 class WriteTurn final : public boost::asio::execution_context::service {
  public:
   static WriteTurn& Of(boost::asio::io_context& context);
