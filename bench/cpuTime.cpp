@@ -35,18 +35,4 @@ CpuShares UserAndSystem(pid_t process) {
   return {shares.user / Ticks(), shares.system / Ticks()};
 }
 
-double BusySeconds() {
-  std::ifstream file("/proc/stat");
-  std::string name;
-  double user = 0;
-  double nice = 0;
-  double system = 0;
-  double idle = 0;
-  double ioWait = 0;
-  double interrupts = 0;
-  double softInterrupts = 0;
-  file >> name >> user >> nice >> system >> idle >> ioWait >> interrupts >> softInterrupts;
-  return (user + nice + system + interrupts + softInterrupts) / Ticks();
-}
-
 }  // namespace Bench

@@ -13,7 +13,5 @@ struct CpuShares {
 };
 // In seconds; the kernel tells them apart by samples.
 CpuShares UserAndSystem(pid_t process);
-// For which the machine's processors were not idle, interrupts and the kernel's own threads included.
-double BusySeconds();
 
 }  // namespace Bench

@@ -1,7 +1,5 @@
 #include "bench/measure.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 
 #include "bench/stampedText.h"
@@ -16,16 +14,14 @@ constexpr double kUnhurriedPerSecond = 4000;
 constexpr double kIntroductions = 2;
 
 Usage UsageUntilNow(pid_t server, Receiver& receiver) {
-  return {CpuSeconds(server), UserAndSystem(server), receiver.CpuSeconds(),
-          BusySeconds() - CpuSeconds(getpid())};
+  return {CpuSeconds(server), UserAndSystem(server), receiver.CpuSeconds()};
 }
 
 Usage Difference(const Usage& before, const Usage& after) {
   return {after.server - before.server,
           {after.serverShares.user - before.serverShares.user,
            after.serverShares.system - before.serverShares.system},
-          after.reader - before.reader,
-          after.machine - before.machine};
+          after.reader - before.reader};
 }
 
 double MicrosEach(double seconds, std::uint64_t count) {

@@ -17,8 +17,7 @@ namespace Bench {
 struct Usage {
   double server = 0;
   CpuShares serverShares;
-  double reader = 0;   // the receiver
-  double machine = 0;  // everything but this process
+  double reader = 0;  // the receiver
 };
 
 // What a load did to a server.

@@ -118,6 +118,8 @@ SerialVm::~SerialVm() {
 GuestStream SerialVm::Connect(std::uint32_t) {
   auto socket = AcceptAt(publish_);
   if (!socket.IsOpen()) throw std::runtime_error("nobody connects to " + path());
+  // A request is dropped while its line isn't there.
+  AcceptHistoryLine();
   GuestStream stream(std::move(socket), std::make_unique<Wire::CobsFraming>());
   stream.SendBytes(Wire::CobsFraming().Prologue());
   return stream;
@@ -137,8 +139,12 @@ void SerialVm::StopListening() {
 }
 
 std::optional<std::string> SerialVm::ReceiveRequest() {
-  if (!requests_) requests_.emplace(AcceptAt(history_), std::make_unique<Wire::CobsFraming>());
+  AcceptHistoryLine();
   return requests_->Receive();
+}
+
+void SerialVm::AcceptHistoryLine() {
+  if (!requests_) requests_.emplace(AcceptAt(history_), std::make_unique<Wire::CobsFraming>());
 }
 
 }  // namespace Testing

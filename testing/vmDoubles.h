@@ -65,7 +65,7 @@ class SerialVm final : public DoubleVm {
   explicit SerialVm(const VmChoice& choice);
   ~SerialVm();
 
-  // The guest opens its port for publications, as soon as the host has it. Throws if it never has.
+  // The guest opens its port for publications, as soon as the host has both. Throws if it never has.
   GuestStream Connect(std::uint32_t port = 0);
   void Listen();
   // The VMM's sockets go away. The host's connection to the first one is the stream that Connect gave.
@@ -74,6 +74,8 @@ class SerialVm final : public DoubleVm {
   std::optional<std::string> ReceiveRequest();
 
  private:
+  void AcceptHistoryLine();
+
   const std::string historyPath_;
   Corvane::FileDescriptor publish_;
   Corvane::FileDescriptor history_;

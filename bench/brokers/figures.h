@@ -26,10 +26,8 @@ Figures Medians(const std::vector<Figures>& runs);
 struct HostLoad {
   double perSecond = 0;
   double lost = 0;
-  // Cores.
-  double user = 0;
-  double system = 0;
-  double machine = 0;  // whatever was busy, except for the guests and the subscriber
+  double cores = 0;   // the daemon's, the kernel's work for it included
+  double system = 0;  // the kernel's part, by samples
 };
 
 HostLoad MeasureHostLoad(const Stage& stage, double seconds);

@@ -114,10 +114,8 @@ void PrintTables(const std::vector<RowResult>& results, const std::vector<std::s
 
 void PrintHostLoad(const HostLoad& load) {
   std::printf("\nA full host, one subscriber of all of it; in cores:\n");
-  PrintHead("publications/s",
-            {"lost", "daemon: user", "system", "both", "machine, without guests and subscriber"});
-  std::printf("| %.0f | %.0f | %.3f | %.3f | %.3f | %.3f |\n", load.perSecond, load.lost, load.user,
-              load.system, load.user + load.system, load.machine);
+  PrintHead("publications/s", {"lost", "daemon", "of that the kernel, by samples"});
+  std::printf("| %.0f | %.0f | %.3f | %.3f |\n", load.perSecond, load.lost, load.cores, load.system);
 }
 
 void PrintDifferences() {
