@@ -1,6 +1,7 @@
 #include "bench/picture.h"
 
 #include <sstream>
+#include <stdexcept>
 
 namespace Bench {
 namespace {
@@ -47,6 +48,14 @@ std::string Picture::Svg(double width, double height) const {
       << "\" font-family=\"system-ui, sans-serif\" font-size=\"12\" fill=\"#7d8590\">\n"
       << body_ << "</svg>\n";
   return svg.str();
+}
+
+std::ofstream OpenPicture(const std::string& path) {
+  std::ofstream file;
+  if (path.empty()) return file;
+  file.open(path);
+  if (!file) throw std::runtime_error("can't write to " + path);
+  return file;
 }
 
 }  // namespace Bench

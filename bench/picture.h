@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,5 +33,9 @@ class Picture {
  private:
   std::string body_;
 };
+
+// The file of a picture that takes long to measure, opened before that; without a path one that takes
+// nothing. Throws std::runtime_error for a path that can't be written.
+std::ofstream OpenPicture(const std::string& path);
 
 }  // namespace Bench

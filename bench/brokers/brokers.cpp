@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -14,6 +13,7 @@
 #include "bench/brokers/figures.h"
 #include "bench/brokers/report.h"
 #include "bench/brokers/rows.h"
+#include "bench/picture.h"
 #include "bench/tcp.h"
 #include "tools/arguments.h"
 
@@ -85,6 +85,7 @@ RowResult RunRow(const Row& row, const std::vector<Entry>& entries, const Wanted
 
 void Compare(const Wanted& wanted, const std::vector<Entry>& entries, const std::vector<Row>& rows) {
   Bench::RaiseDescriptorLimit();
+  auto picture = Bench::OpenPicture(wanted.svg);
   Bench::Guests guests;
   std::vector<std::string> names;
   for (const auto& entry : entries) names.emplace_back(entry.name);
@@ -93,7 +94,7 @@ void Compare(const Wanted& wanted, const std::vector<Entry>& entries, const std:
   if (!results.empty()) {
     PrintTables(results, names);
     PrintDifferences();
-    if (!wanted.svg.empty()) std::ofstream(wanted.svg) << DrawBars(results, names);
+    picture << DrawBars(results, names);
   }
   if (wanted.host) PrintHostLoad(MeasureHostLoad({wanted.daemon, guests, 1}, wanted.seconds));
 }

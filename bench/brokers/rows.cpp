@@ -4,9 +4,26 @@
 #include <cstdio>
 #include <iterator>
 
+#include "lib/public/api/guestLimits.h"
 #include "tools/arguments.h"
 
 namespace Brokers {
+namespace {
+
+constexpr std::size_t kShortestText = 256;
+// As the daemon's soft limit of descriptors leaves.
+constexpr std::size_t kMostSubscribers = 900;
+
+Row Checked(const Row& row, bool paced) {
+  const bool isPossible = row.bytes >= kShortestText && row.bytes <= NornHesper::kLargestDatagram &&
+                          row.subscribers >= 1 && row.subscribers <= kMostSubscribers &&
+                          (!paced || row.perSecond >= 1);
+  if (isPossible) return row;
+  throw Tools::UsageFault(
+      "a row has 256 to 69608 bytes, 1 to 900 subscribers, and a publication a second or more");
+}
+
+}  // namespace
 
 std::string Row::Name() const {
   const auto name = std::to_string(bytes) + "x" + std::to_string(subscribers) + "@";
@@ -27,8 +44,8 @@ std::vector<Row> FindRows(const std::string& name) {
   const int read = std::sscanf(name.c_str(), "%zux%zu%n@%lf%n", &wanted.bytes, &wanted.subscribers, &length,
                                &wanted.perSecond, &length);
   const auto rest = name.substr(std::min(name.size(), static_cast<std::size_t>(length)));
-  if (read == 3 && rest.empty()) return {wanted};
-  if (read == 2 && rest == "@max") return {wanted};
+  if (read == 3 && rest.empty()) return {Checked(wanted, true)};
+  if (read == 2 && rest == "@max") return {Checked(wanted, false)};
   std::vector<Row> rows;
   if (read == 2 && rest.empty()) {
     std::copy_if(UsualRows().begin(), UsualRows().end(), std::back_inserter(rows), [&](const Row& row) {

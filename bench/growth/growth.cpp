@@ -4,11 +4,11 @@
 #include <cmath>
 #include <cstdio>
 #include <exception>
-#include <fstream>
 #include <string>
 
 #include "bench/growth/chart.h"
 #include "bench/growth/series.h"
+#include "bench/picture.h"
 #include "bench/tcp.h"
 #include "tools/arguments.h"
 
@@ -47,11 +47,12 @@ int main(int argc, char** argv) try {
   top.Value("--svg", svg, "File for a picture");
   if (const auto status = line.Parse(argc, argv)) return *status;
   Bench::RaiseDescriptorLimit();
+  auto picture = Bench::OpenPicture(svg);
   const auto all = MeasureAll(choice);
   std::printf("| what grows | how many | CPU us a publication | a delivery | exponent | lost |\n");
   std::printf("| --- | --- | --- | --- | --- | --- |\n");
   for (const auto& series : all) Print(series);
-  if (!svg.empty()) std::ofstream(svg) << Draw(all);
+  picture << Draw(all);
   return 0;
 } catch (const std::exception& error) {
   std::fprintf(stderr, "growth: %s\n", error.what());
