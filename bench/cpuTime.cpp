@@ -8,13 +8,6 @@
 #include <string>
 
 namespace Bench {
-namespace {
-
-double Ticks() {
-  return static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
-}  // namespace
 
 double CpuSeconds(pid_t process) {
   clockid_t clock{};
@@ -23,16 +16,16 @@ double CpuSeconds(pid_t process) {
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-CpuShares UserAndSystem(pid_t process) {
+double SystemSeconds(pid_t process) {
   std::ifstream file("/proc/" + std::to_string(process) + "/stat");
   std::string text;
   std::getline(file, text);
   std::istringstream fields(text.substr(text.rfind(')') + 2));
   std::string skipped;
-  for (int i = 0; i < 11; ++i) fields >> skipped;
-  CpuShares shares;
-  fields >> shares.user >> shares.system;
-  return {shares.user / Ticks(), shares.system / Ticks()};
+  for (int i = 0; i < 12; ++i) fields >> skipped;
+  double ticks = 0;
+  fields >> ticks;
+  return ticks / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
 }  // namespace Bench

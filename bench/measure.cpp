@@ -14,13 +14,11 @@ constexpr double kUnhurriedPerSecond = 4000;
 constexpr double kIntroductions = 2;
 
 Usage UsageUntilNow(pid_t server, Receiver& receiver) {
-  return {CpuSeconds(server), UserAndSystem(server), receiver.CpuSeconds()};
+  return {CpuSeconds(server), SystemSeconds(server), receiver.CpuSeconds()};
 }
 
 Usage Difference(const Usage& before, const Usage& after) {
-  return {after.server - before.server,
-          {after.serverShares.user - before.serverShares.user,
-           after.serverShares.system - before.serverShares.system},
+  return {after.server - before.server, after.serverSystem - before.serverSystem,
           after.reader - before.reader};
 }
 

@@ -16,7 +16,7 @@ namespace Bench {
 // CPU time, in seconds.
 struct Usage {
   double server = 0;
-  CpuShares serverShares;
+  double serverSystem = 0;
   double reader = 0;  // the receiver
 };
 

@@ -13,7 +13,7 @@
 #include <stdexcept>
 
 #include "apps/nornhesperd/logMessage.h"
-#include "framework/transport/connection/turn.h"
+#include "framework/transport/connection/inbox.h"
 #include "platform/corvane/exception.h"
 #include "platform/corvane/files.h"
 #include "platform/corvane/paths.h"
@@ -74,7 +74,7 @@ GlobalContext* GlobalContext::Get() {
 Result GlobalContext::InitializeApplication(const char* configPath) {
   OutliveOthers();
   OccupyStandardDescriptors();
-  Mirel::Asio::Turn::Of(ioService_);  // whose descriptor nobody can have taken yet
+  Mirel::Asio::Inbox::Of(ioService_);  // whose descriptor nobody can have taken yet
   Result result;
   configPath_ = configPath != nullptr ? configPath : Corvane::Paths::kDefaultConfigFile;
   try {

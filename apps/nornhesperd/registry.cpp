@@ -6,7 +6,7 @@
 
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/publication.h"
-#include "framework/transport/connection/turn.h"
+#include "framework/transport/connection/inbox.h"
 
 namespace NornHesper {
 
@@ -19,7 +19,7 @@ PublishOutcome Registry::Publish(const char* text, std::size_t length, const Cid
   outcome.hasSequence = publication->hasSequence;
   outcome.sequence = publication->sequence;
   if (!outcome.errors.HasErrors()) {
-    Mirel::Asio::Turn::Of(GlobalContext::Get()->GetIoService()).Post([this, publication] {
+    Mirel::Asio::Inbox::Of(GlobalContext::Get()->GetIoService()).Post([this, publication] {
       Dispatch(publication);
     });
   }

@@ -60,7 +60,7 @@ HostLoad MeasureHostLoad(const Stage& stage, double seconds) {
   DaemonBroker daemon(stage);
   const auto outcome = Run(daemon, NornHesper::kLargestDatagram, 1, {kMostPerSecond, seconds});
   return {static_cast<double>(outcome.deliveries) / outcome.seconds, static_cast<double>(outcome.lost),
-          outcome.used.server / outcome.seconds, outcome.used.serverShares.system / outcome.seconds};
+          outcome.used.server / outcome.seconds, outcome.used.serverSystem / outcome.seconds};
 }
 
 }  // namespace Brokers

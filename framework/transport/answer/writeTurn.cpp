@@ -13,12 +13,12 @@ WriteTurn& WriteTurn::Of(boost::asio::io_context& context) {
 }
 
 WriteTurn::WriteTurn(boost::asio::execution_context& context)
-    : service(context), turn_(Asio::Turn::Of(static_cast<boost::asio::io_context&>(context))) {}
+    : service(context), inbox_(Asio::Inbox::Of(static_cast<boost::asio::io_context&>(context))) {}
 
 void WriteTurn::Add(std::shared_ptr<Response> response) {
   const Corvane::MutexLock lock(mutex_);
   waiting_.push_back(std::move(response));
-  if (waiting_.size() == 1) turn_.PutOff([this] { Run(); });
+  if (waiting_.size() == 1) inbox_.PutOff([this] { Run(); });
 }
 
 void WriteTurn::Run() {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "framework/transport/connection/turn.h"
+#include "framework/transport/connection/inbox.h"
 #include "platform/corvane/mutex.h"
 
 namespace Mirel::Transport::Http {
@@ -30,7 +30,7 @@ class WriteTurn final : public boost::asio::execution_context::service {
   void Run();
   void shutdown() override;
 
-  Asio::Turn& turn_;
+  Asio::Inbox& inbox_;
   Corvane::Mutex mutex_;
   Responses waiting_ CORVANE_GUARDED_BY(mutex_);
   // Empty; its room is used again.

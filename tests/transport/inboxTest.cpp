@@ -1,4 +1,4 @@
-#include "framework/transport/connection/turn.h"
+#include "framework/transport/connection/inbox.h"
 
 #include <gtest/gtest.h>
 
@@ -13,20 +13,20 @@
 namespace Mirel::Asio {
 namespace {
 
-struct TurnTest : ::testing::Test {
+struct InboxTest : ::testing::Test {
   boost::asio::io_context io;
-  Turn& turn = Turn::Of(io);
+  Inbox& inbox = Inbox::Of(io);
   std::string events;
   bool isPutOff = false;
 };
 
-TEST_F(TurnTest, PutsOffBehindAFewJobsAndLetsOthersIn) {
-  const int jobs = 2 * static_cast<int>(Turn::kMostJobs) + 3;
+TEST_F(InboxTest, PutsOffBehindAFewJobsAndLetsOthersIn) {
+  const int jobs = 2 * static_cast<int>(Inbox::kMostJobs) + 3;
   for (int i = 0; i < jobs; ++i) {
-    turn.Post([&] {
+    inbox.Post([&] {
       events += 'j';
       if (std::exchange(isPutOff, true)) return;
-      turn.PutOff([&] {
+      inbox.PutOff([&] {
         isPutOff = false;
         events += 'p';
         boost::asio::post(io, [&] { events += 'o'; });
@@ -35,17 +35,17 @@ TEST_F(TurnTest, PutsOffBehindAFewJobsAndLetsOthersIn) {
   }
   EXPECT_EQ(events, "");  // never inside the call
   io.poll();
-  const std::string whole(Turn::kMostJobs, 'j');
+  const std::string whole(Inbox::kMostJobs, 'j');
   EXPECT_EQ(events, whole + "po" + whole + "po" + "jjjpo");
 }
 
-TEST_F(TurnTest, WhatIsPutOffOutsideOrTwiceIsAHandlerOfItsOwn) {
-  turn.PutOff([&] { events += 'a'; });
-  turn.Post([&] {
-    turn.PutOff([&] {
+TEST_F(InboxTest, WhatIsPutOffOutsideOrTwiceIsAHandlerOfItsOwn) {
+  inbox.PutOff([&] { events += 'a'; });
+  inbox.Post([&] {
+    inbox.PutOff([&] {
       events += 'b';
-      turn.PutOff([&] { events += 'c'; });
-      turn.Post([&] { events += 'd'; });
+      inbox.PutOff([&] { events += 'c'; });
+      inbox.Post([&] { events += 'd'; });
       events += 'e';
     });
   });
@@ -56,13 +56,13 @@ TEST_F(TurnTest, WhatIsPutOffOutsideOrTwiceIsAHandlerOfItsOwn) {
 }
 
 // A job that finds the thread asleep, busy, or about to fall asleep.
-TEST_F(TurnTest, EveryJobOfAnotherThreadWakesTheContext) {
+TEST_F(InboxTest, EveryJobOfAnotherThreadWakesTheContext) {
   constexpr int kJobs = 20000;
   int done = 0;
   const auto work = boost::asio::make_work_guard(io);
   std::thread other([&] {
     for (int i = 0; i < kJobs; ++i) {
-      turn.Post([&done, i] { done += done == i; });
+      inbox.Post([&done, i] { done += done == i; });
       if (i % 64 == 0) std::this_thread::sleep_for(std::chrono::microseconds(i % 200));
     }
   });

@@ -1,4 +1,4 @@
-#include "framework/transport/connection/turn.h"
+#include "framework/transport/connection/inbox.h"
 
 #include <sys/eventfd.h>
 
@@ -22,18 +22,18 @@ int MakeEvent() {
 
 }  // namespace
 
-boost::asio::execution_context::id Turn::id;
+boost::asio::execution_context::id Inbox::id;
 
-Turn& Turn::Of(boost::asio::io_context& context) {
-  return boost::asio::use_service<Turn>(context);
+Inbox& Inbox::Of(boost::asio::io_context& context) {
+  return boost::asio::use_service<Inbox>(context);
 }
 
-Turn::Turn(boost::asio::execution_context& context)
+Inbox::Inbox(boost::asio::execution_context& context)
     : service(context),
       context_(static_cast<boost::asio::io_context&>(context)),
       wake_(context_, MakeEvent()) {}
 
-void Turn::Post(Job job) {
+void Inbox::Post(Job job) {
   {
     const Corvane::MutexLock lock(mutex_);
     posted_.push_back(std::move(job));
@@ -43,7 +43,7 @@ void Turn::Post(Job job) {
   eventfd_write(wake_.native_handle(), 1);
 }
 
-void Turn::PutOff(Job job) {
+void Inbox::PutOff(Job job) {
   const Corvane::MutexLock lock(mutex_);
   if (isUnderWay_) {
     putOff_.push_back(std::move(job));
@@ -52,14 +52,14 @@ void Turn::PutOff(Job job) {
   }
 }
 
-void Turn::Await() {
+void Inbox::Await() {
   wake_.async_read_some(boost::asio::buffer(&wakes_, sizeof wakes_),
                         [this](const boost::system::error_code& error, std::size_t) {
                           if (!error) Run();
                         });
 }
 
-void Turn::Run() {
+void Inbox::Run() {
   for (const auto& job : Begin()) job();
   for (const auto& job : TakePutOff()) job();
   const Corvane::MutexLock lock(mutex_);
@@ -70,7 +70,7 @@ void Turn::Run() {
   }
 }
 
-Turn::Jobs Turn::Begin() {
+Inbox::Jobs Inbox::Begin() {
   const Corvane::MutexLock lock(mutex_);
   isUnderWay_ = true;
   const auto end = posted_.begin() + static_cast<std::ptrdiff_t>(std::min(posted_.size(), kMostJobs));
@@ -79,13 +79,13 @@ Turn::Jobs Turn::Begin() {
   return jobs;
 }
 
-Turn::Jobs Turn::TakePutOff() {
+Inbox::Jobs Inbox::TakePutOff() {
   const Corvane::MutexLock lock(mutex_);
   isUnderWay_ = false;
   return std::exchange(putOff_, {});
 }
 
-void Turn::shutdown() {
+void Inbox::shutdown() {
   std::deque<Job> posted;
   Jobs putOff;
   const Corvane::MutexLock lock(mutex_);

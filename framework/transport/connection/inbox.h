@@ -17,20 +17,21 @@ namespace Mirel::Asio {
 // handler of the context and wake its thread once, outside of every lock: asio's own post holds the lock
 // that the woken thread needs first. Once a job was posted, the context's run() doesn't end by itself. May be
 // used by any thread.
-class Turn final : public boost::asio::execution_context::service {
+class Inbox final : public boost::asio::execution_context::service {
  public:
   using Job = std::function<void()>;
 
-  // More of them wait for the next turn, so that what they have put off, and other handlers, come in between.
+  // More of them wait for the next batch, so that what they have put off, and other handlers, come in
+  // between.
   static constexpr std::size_t kMostJobs = 16;
 
-  static Turn& Of(boost::asio::io_context& context);
+  static Inbox& Of(boost::asio::io_context& context);
   // Throws boost::system::system_error without a free descriptor.
-  explicit Turn(boost::asio::execution_context& context);
+  explicit Inbox(boost::asio::execution_context& context);
 
   // Runs the job on the context, never inside the call; jobs run in the order of posting.
   void Post(Job job);
-  // Runs the job behind those of the turn that is under way, or else as a handler of the context.
+  // Runs the job behind those of the batch that is under way, or else as a handler of the context.
   void PutOff(Job job);
 
   static boost::asio::execution_context::id id;
