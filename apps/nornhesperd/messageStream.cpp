@@ -6,7 +6,7 @@
 #include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/logMessage.h"
 #include "apps/nornhesperd/publicationElements.h"
-#include "apps/nornhesperd/topicFilter.h"
+#include "lib/public/api/topicFilter.h"
 #include "platform/corvane/system.h"
 
 namespace Com::Tessaly::Norn::Hesper::GuestDataSvc {

@@ -11,8 +11,8 @@
 #include <stdexcept>
 
 #include "guest/lib/hesperguest.h"
+#include "guest/link/wayOptions.h"
 #include "guest/tools/historyServer.h"
-#include "guest/tools/wayOptions.h"
 #include "lib/public/api/guestLimits.h"
 #include "tools/arguments.h"
 
@@ -25,14 +25,14 @@ constexpr int kSystemError = 71;
 constexpr unsigned kMostPort = 0xFFFFFFFEU;
 
 struct Options {
-  GuestTools::Ports ports;
+  GuestLink::Ports ports;
   std::string payloadFile;
   bool raw = false;
   bool serveHistory = false;
   bool lines = false;
   double timeout = 5;
   std::uint64_t sequence = 1;
-  GuestTools::Publication publication;
+  GuestLink::Publication publication;
 };
 
 class DataError final : public std::runtime_error {
@@ -54,10 +54,10 @@ std::string ReadPayload(const Options& options) {
 
 std::string DatagramText(const Options& options) {
   if (options.raw) return ReadAll(std::cin);
-  GuestTools::Publication publication = options.publication;
+  GuestLink::Publication publication = options.publication;
   publication.payload = ReadPayload(options);
-  if (publication.createTime.empty()) publication.createTime = GuestTools::CurrentTime();
-  std::string text = GuestTools::PublicationText(publication, options.sequence);
+  if (publication.createTime.empty()) publication.createTime = GuestLink::CurrentTime();
+  std::string text = GuestLink::PublicationText(publication, options.sequence);
   if (text.size() > NornHesper::kLargestDatagram) {
     throw DataError("the publication's text has " + std::to_string(text.size()) + " bytes, the largest is " +
                     std::to_string(NornHesper::kLargestDatagram));
@@ -69,7 +69,7 @@ std::chrono::milliseconds Timeout(const Options& options) {
   return std::chrono::milliseconds(static_cast<std::int64_t>(options.timeout * 1000));
 }
 
-int PublishOnce(const Options& options, GuestTools::Way& way) {
+int PublishOnce(const Options& options, GuestLink::Way& way) {
   const std::string text = DatagramText(options);
   const auto channel = way.OpenPublications(options.ports);
   const auto deadline = std::chrono::steady_clock::now() + Timeout(options);
@@ -98,7 +98,7 @@ int PublishOnce(const Options& options, GuestTools::Way& way) {
   }
 }
 
-int ServeHistory(const Options& options, GuestTools::Way& way) {
+int ServeHistory(const Options& options, GuestLink::Way& way) {
   // Read before signals are blocked: until there is something to publish, a signal simply ends the program.
   const std::optional<std::string> payload =
       options.lines ? std::nullopt : std::optional<std::string>(ReadPayload(options));
@@ -160,7 +160,7 @@ int main(int argc, char** argv) try {
   Options options;
   options.publication.category = "data";
   Tools::CommandLine commandLine("hesper-publish", "Publishes data from the VM that it runs in.");
-  GuestTools::WayOptions wayOptions(commandLine.Top());
+  GuestLink::WayOptions wayOptions(commandLine.Top());
   const auto topic = AddOptions(commandLine.Top(), options);
   commandLine.Top().OnParsed([&] {
     if (!options.raw && !topic.IsGiven()) throw Tools::UsageFault("--topic or --raw is required");

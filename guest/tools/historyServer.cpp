@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <ctime>
 #include <system_error>
 #include <utility>
 
@@ -38,18 +37,6 @@ int StopSignals() {
 
 }  // namespace
 
-std::string CurrentTime() {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  tm utc{};
-  gmtime_r(&now.tv_sec, &utc);
-  char seconds[32];
-  std::strftime(seconds, sizeof seconds, "%Y-%m-%dT%H:%M:%S", &utc);
-  char text[48];
-  std::snprintf(text, sizeof text, "%s.%03ldZ", seconds, now.tv_nsec / 1000000);
-  return text;
-}
-
 HistoryServer::HistoryServer(Settings settings, std::unique_ptr<Channel> publications,
                              std::unique_ptr<Channel> requests)
     : settings_(std::move(settings)),
@@ -59,7 +46,7 @@ HistoryServer::HistoryServer(Settings settings, std::unique_ptr<Channel> publica
 
 void HistoryServer::Publish(std::string payload) {
   Publication publication = settings_.common;
-  if (publication.createTime.empty()) publication.createTime = CurrentTime();
+  if (publication.createTime.empty()) publication.createTime = GuestLink::CurrentTime();
   publication.payload = std::move(payload);
   // Before all history that waits, after what is on its way.
   const auto place = std::find_if(queue_.begin(), queue_.end(), [](const Sending& sending) {
@@ -118,7 +105,7 @@ bool HistoryServer::SendFirst(Clock::time_point now) {
   if (first.attempts == 0) first.sequence = nextSequence_++;
   std::vector<std::uint64_t> subscribers;
   if (first.subscriber) subscribers.push_back(*first.subscriber);
-  const std::string text = PublicationText(first.publication, first.sequence, subscribers);
+  const std::string text = GuestLink::PublicationText(first.publication, first.sequence, subscribers);
   if (text.size() > NornHesper::kLargestDatagram) {
     Report("a publication of " + std::to_string(text.size()) + " bytes is larger than " +
            std::to_string(NornHesper::kLargestDatagram) + " and was not sent");
@@ -186,7 +173,7 @@ void HistoryServer::TakeAcknowledgements() {
 
 void HistoryServer::TakeRequests() {
   while (const auto text = requests_->Receive(std::chrono::milliseconds(0))) {
-    const auto request = ReadHistoryRequest(*text);
+    const auto request = GuestLink::ReadHistoryRequest(*text);
     if (!request) {
       Report("a history request is no valid JSON and was left unanswered");
       continue;

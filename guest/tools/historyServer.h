@@ -8,10 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "guest/tools/channel.h"
-#include "guest/tools/publicationText.h"
+#include "guest/link/channel.h"
+#include "guest/link/publicationText.h"
 
 namespace GuestTools {
+
+using GuestLink::Channel;
+using GuestLink::Publication;
 
 // A guest that publishes, keeps what it published, and publishes it again for the subscriptions that ask.
 // It sends one text at a time, no faster than the daemon's acknowledgement says, and once more if it hears
@@ -70,8 +73,5 @@ class HistoryServer {
   unsigned rateLimit_ = 2;
   int status_ = 0;
 };
-
-// The present, in the text form of RFC 3339.
-std::string CurrentTime();
 
 }  // namespace GuestTools

@@ -8,12 +8,12 @@
 #include <utility>
 
 #include "guest/lib/hesperguest.h"
-#include "guest/tools/publicationText.h"
+#include "guest/link/publicationText.h"
 #include "testing/testHost.h"
 
 namespace {
 
-using GuestTools::ReadHistoryRequest;
+using GuestLink::ReadHistoryRequest;
 using Testing::PlainSocket;
 using Testing::TestHost;
 
@@ -50,9 +50,12 @@ TEST(HistoryRequestTest, IsReadAndMatchesWholeComponents) {
   EXPECT_EQ(request->id, 5U);
   EXPECT_TRUE(request->Takes("a.b") && request->Takes("a.b.x") && request->Takes("c"));
   EXPECT_FALSE(request->Takes("a") || request->Takes("a.bc") || request->Takes("x.c"));
+  // The host takes no "a.d" for "a" and "a.c", so it isn't sent.
+  EXPECT_FALSE(ReadHistoryRequest(R"({"pastSeconds":1,"id":0,"topicPrefixes":["a.c","a"]})")->Takes("a.d"));
   EXPECT_TRUE(ReadHistoryRequest(R"({ "pastSeconds": 1, "id": 0 })")->Takes("anything"));
   EXPECT_FALSE(ReadHistoryRequest(R"({ "pastSeconds": 1, "id": 5, "topicPrefixes": [ "a"b" ] })"));
   EXPECT_FALSE(ReadHistoryRequest(R"({ "pastSeconds": -1, "id": 5 })"));
+  EXPECT_FALSE(ReadHistoryRequest(R"({"pastSeconds":1,"id":5,"topicPrefixes":)" + std::string(500000, '[')));
 }
 
 // A program with its standard input and output on pipes.

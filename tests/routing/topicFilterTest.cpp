@@ -1,4 +1,4 @@
-#include "apps/nornhesperd/topicFilter.h"
+#include "lib/public/api/topicFilter.h"
 
 #include <gtest/gtest.h>
 

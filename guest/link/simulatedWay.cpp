@@ -1,4 +1,4 @@
-#include "guest/tools/simulatedWay.h"
+#include "guest/link/simulatedWay.h"
 
 #include <cerrno>
 #include <string>
@@ -7,7 +7,7 @@
 #include "platform/krell/standin/guestSocket.h"
 #include "platform/krell/standin/host.h"
 
-namespace GuestTools {
+namespace GuestLink {
 namespace {
 
 class Socket final : public Channel {
@@ -61,4 +61,4 @@ std::unique_ptr<Way> MakeSimulatedWay(std::uint32_t cid) {
   return std::make_unique<SimulatedWay>(cid);
 }
 
-}  // namespace GuestTools
+}  // namespace GuestLink

@@ -4,10 +4,10 @@
 #include <memory>
 #include <string>
 
-#include "guest/tools/channel.h"
+#include "guest/link/channel.h"
 #include "tools/arguments.h"
 
-namespace GuestTools {
+namespace GuestLink {
 
 // The options by which a guest's program is told its way to the host. There are two definitions: the program
 // for guests knows only the VM that it runs in, the one for hosts can stand for a simulated VM too.
@@ -25,4 +25,4 @@ class WayOptions {
   std::string transport_;
 };
 
-}  // namespace GuestTools
+}  // namespace GuestLink

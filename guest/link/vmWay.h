@@ -3,11 +3,11 @@
 #include <memory>
 #include <string>
 
-#include "guest/tools/channel.h"
+#include "guest/link/channel.h"
 
-namespace GuestTools {
+namespace GuestLink {
 
 // Of a program inside a real VM: "vsock", "serial", or either with an empty word.
 std::unique_ptr<Way> MakeVmWay(const std::string& transport);
 
-}  // namespace GuestTools
+}  // namespace GuestLink

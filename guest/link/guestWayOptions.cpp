@@ -1,7 +1,7 @@
-#include "guest/tools/vmWay.h"
-#include "guest/tools/wayOptions.h"
+#include "guest/link/vmWay.h"
+#include "guest/link/wayOptions.h"
 
-namespace GuestTools {
+namespace GuestLink {
 
 WayOptions::WayOptions(Tools::Command& command) {
   command.Value("--transport", transport_, "how to reach the host (default: vsock, or else serial)")
@@ -12,4 +12,4 @@ std::unique_ptr<Way> WayOptions::Choose() const {
   return MakeVmWay(transport_);
 }
 
-}  // namespace GuestTools
+}  // namespace GuestLink

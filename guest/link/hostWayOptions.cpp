@@ -1,8 +1,8 @@
-#include "guest/tools/simulatedWay.h"
-#include "guest/tools/vmWay.h"
-#include "guest/tools/wayOptions.h"
+#include "guest/link/simulatedWay.h"
+#include "guest/link/vmWay.h"
+#include "guest/link/wayOptions.h"
 
-namespace GuestTools {
+namespace GuestLink {
 
 WayOptions::WayOptions(Tools::Command& command) {
   auto transport =
@@ -20,4 +20,4 @@ std::unique_ptr<Way> WayOptions::Choose() const {
   return cid_ != 0 ? MakeSimulatedWay(cid_) : MakeVmWay(transport_);
 }
 
-}  // namespace GuestTools
+}  // namespace GuestLink

@@ -1,4 +1,4 @@
-#include "guest/tools/vmWay.h"
+#include "guest/link/vmWay.h"
 
 #include <cerrno>
 #include <deque>
@@ -6,7 +6,7 @@
 
 #include "guest/lib/hesperguest.h"
 
-namespace GuestTools {
+namespace GuestLink {
 namespace {
 
 // For the host to take what is sent, should it hold the guest back.
@@ -130,4 +130,4 @@ std::unique_ptr<Way> MakeVmWay(const std::string& transport) {
                                                          : HESPER_VSOCK_OR_SERIAL);
 }
 
-}  // namespace GuestTools
+}  // namespace GuestLink

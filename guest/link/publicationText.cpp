@@ -1,4 +1,4 @@
-#include "guest/tools/publicationText.h"
+#include "guest/link/publicationText.h"
 
 #include <openssl/evp.h>
 #include <rapidjson/document.h>
@@ -7,7 +7,10 @@
 
 #include <algorithm>
 
-namespace GuestTools {
+#include "lib/public/api/topicFilter.h"
+#include "platform/corvane/dateTime.h"
+
+namespace GuestLink {
 namespace {
 
 using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
@@ -31,6 +34,10 @@ const rapidjson::Value* Find(const rapidjson::Document& document, const char* na
 }
 
 }  // namespace
+
+std::string CurrentTime() {
+  return Corvane::System::GetUtcDateTime().ToShortStringBias();
+}
 
 std::string PublicationText(const Publication& publication, std::uint64_t sequence,
                             const std::vector<std::uint64_t>& subscribers) {
@@ -61,15 +68,15 @@ std::string PublicationText(const Publication& publication, std::uint64_t sequen
 }
 
 bool HistoryRequest::Takes(std::string_view topic) const {
-  if (topicPrefixes.empty()) return true;
-  return std::any_of(topicPrefixes.begin(), topicPrefixes.end(), [&](const std::string& prefix) {
-    return topic.starts_with(prefix) && (topic.size() == prefix.size() || topic[prefix.size()] == '.');
-  });
+  return topicPrefixes.empty() || NornHesper::TopicMatches(topic, topicPrefixes);
 }
 
 std::optional<HistoryRequest> ReadHistoryRequest(const std::string& text) {
   rapidjson::Document document;
-  if (document.Parse(text.data(), text.size()).HasParseError() || !document.IsObject()) return std::nullopt;
+  // A subscriber's words may open any number of lists, which must not take the stack.
+  if (document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size()).HasParseError() ||
+      !document.IsObject())
+    return std::nullopt;
   const auto* pastSeconds = Find(document, "pastSeconds");
   const auto* id = Find(document, "id");
   if (pastSeconds == nullptr || !pastSeconds->IsUint64() || id == nullptr || !id->IsUint64()) {
@@ -82,8 +89,9 @@ std::optional<HistoryRequest> ReadHistoryRequest(const std::string& text) {
       if (!prefix.IsString()) return std::nullopt;
       request.topicPrefixes.emplace_back(prefix.GetString(), prefix.GetStringLength());
     }
+    std::sort(request.topicPrefixes.begin(), request.topicPrefixes.end());
   }
   return request;
 }
 
-}  // namespace GuestTools
+}  // namespace GuestLink

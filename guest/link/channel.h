@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace GuestTools {
+namespace GuestLink {
 
 // Texts between a guest's software and its host. Failures throw std::system_error.
 class Channel {
@@ -40,4 +40,4 @@ class Way {
   virtual std::unique_ptr<Channel> OpenRequests(const Ports& ports) = 0;
 };
 
-}  // namespace GuestTools
+}  // namespace GuestLink
