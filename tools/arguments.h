@@ -60,7 +60,8 @@ class Command {
   explicit Command(CLI::App* app) : app_(app) {}
 
   // T: std::string, std::vector<std::string>, double, unsigned, std::int64_t, std::uint64_t, or
-  // std::optional<std::int64_t>.
+  // std::optional<std::int64_t>. A name without dashes is an operand's, which is given by its place among the
+  // words that are no options; behind "--" all words are operands.
   template <typename T>
   Option Value(const char* name, T& value, const char* purpose);
   Option Flag(const char* name, bool& given, const char* purpose);

@@ -1,5 +1,5 @@
 /* libhesperguest: publishes from inside a VM to the guest data publisher of its host, and serves the host's
-   requests for history.
+   requests for history, or hands data to the agent of the VM, which does both for all of its programs.
 
    The library starts no threads and installs no handlers. An object is for one thread at a time. After open
    nothing is allocated but the room that a text needs. Functions return 0 or a negative errno; times are
@@ -41,6 +41,8 @@ struct hesper_options {
      /dev/virtio-ports/com.tessaly.norn.hesper.publish and .history. */
   const char* publish_device;
   const char* history_device;
+  /* Milliseconds for the host to answer a vsock connection; 0 stands for the kernel's two seconds. */
+  uint32_t connect_timeout;
 };
 
 /* One connection to the host. */
@@ -100,6 +102,49 @@ int hesper_history_serve(hesper_history* history, hesper_request_handler* handle
                          int timeout);
 /* For poll, with POLLIN: readable when hesper_history_serve may have something. */
 int hesper_history_descriptor(const hesper_history* history);
+
+/* The way to the agent of this VM, hesper-guestd. */
+typedef struct hesper_agent hesper_agent;
+
+/* What is handed over. Texts are UTF-8; a null pointer or a zero stands for what is usual. */
+struct hesper_item {
+  const char* topic;
+  const void* payload;
+  size_t length;
+  /* Not 0: a newer one takes the place of one that waits to be sent. */
+  int latest;
+  /* Passed on to subscribers; usually empty. */
+  const char* token;
+  /* Usually "data". */
+  const char* category;
+  /* RFC 3339; usually the present. */
+  const char* create_time;
+};
+
+/* Connects to the agent's socket; null stands for /run/hesper/guest.sock. -ENOENT, -ECONNREFUSED: there is no
+   agent. The object goes to *agent. */
+int hesper_agent_open(hesper_agent** agent, const char* socket_path);
+void hesper_agent_close(hesper_agent* agent);
+
+/* Hands over one item and waits until the agent has it on disk. Its number goes to *sequence, which may be
+   null. The agent refuses it:
+   -EINVAL: no such topic can be, or a text is no UTF-8;
+   -EACCES: the process's user may not publish under the topic;
+   -EMSGSIZE: the publication's text would be above HESPER_LARGEST_TEXT;
+   -ENOBUFS: too much waits to be sent;
+   -EAGAIN: too much was handed over in too little time;
+   -EPROTO: it is no item to the agent, as with a wrong create_time.
+   Or it may have the item or not, and a program that can't bear a loss hands it over again:
+   -ETIMEDOUT: no answer came in time, or the agent's socket was full until then;
+   -EBADMSG: what came is no answer.
+   -ENOENT, -ECONNREFUSED: there is no agent any more. The object stays of use after each of them: it finds an
+   agent that was started anew, and takes no late answer for another item's. */
+int hesper_agent_emit(hesper_agent* agent, const struct hesper_item* item, int timeout, uint64_t* sequence);
+/* Of the last item: the kind of its refusal ("request", "topic", "permission", "size", "full", "rate", or
+   what a newer agent says), which is null if it was not refused; and why, for people, which may be empty. A
+   stranger may have chosen some of the characters. Valid until the next call. */
+const char* hesper_agent_refusal(const hesper_agent* agent);
+const char* hesper_agent_diagnosis(const hesper_agent* agent);
 
 /* NOLINTEND(readability-identifier-naming,modernize-*) */
 

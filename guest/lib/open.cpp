@@ -5,6 +5,7 @@
 #include <sys/ioctl.h>
 #include <sys/random.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 
 #include <cerrno>
 #include <utility>
@@ -67,6 +68,12 @@ int SetNonBlocking(int descriptor) {
   return fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) | O_NONBLOCK) == 0 ? 0 : -errno;
 }
 
+int SetConnectTimeout(int descriptor, std::uint32_t milliseconds) {
+  if (milliseconds == 0) return 0;
+  const timeval time{static_cast<time_t>(milliseconds / 1000), static_cast<suseconds_t>(milliseconds % 1000 * 1000)};
+  return setsockopt(descriptor, AF_VSOCK, SO_VM_SOCKETS_CONNECT_TIMEOUT, &time, sizeof time) == 0 ? 0 : -errno;
+}
+
 int ConnectByVsock(const hesper_options& options, std::unique_ptr<Stream>& stream) {
   Corvane::FileDescriptor connected(socket(AF_VSOCK, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (!connected.IsOpen()) return -errno;
@@ -76,7 +83,7 @@ int ConnectByVsock(const hesper_options& options, std::unique_ptr<Stream>& strea
           : BindAsPrivileged(connected.Get(), OrDefault(options.history_port, kDefaultHistoryPort));
   if (error != 0) return error;
   const auto host = Address(VMADDR_CID_HOST, OrDefault(options.host_port, kDefaultHostPort));
-  // It waits for as long as the kernel does, which is two seconds.
+  if (const int failure = SetConnectTimeout(connected.Get(), options.connect_timeout)) return failure;
   if (connect(connected.Get(), reinterpret_cast<const sockaddr*>(&host), sizeof host) != 0) return -errno;
   if (const int failure = SetNonBlocking(connected.Get())) return failure;
   stream = std::make_unique<Stream>(std::move(connected), Stream::Kind::Socket);

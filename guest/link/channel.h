@@ -22,11 +22,15 @@ class Channel {
   virtual int Descriptor() const = 0;
 };
 
-// The ports at both ends.
-struct Ports {
-  std::uint32_t own = 0;  // the guest's; 0 stands for one that is chosen
+// How the two ends of a way are set up.
+struct LinkOptions {
+  std::uint32_t own = 0;  // the guest's port; 0 stands for one that is chosen
   std::uint32_t host = 7777;
   std::uint32_t history = 766;
+  // For the host to answer a connection; 0 stands for what is usual.
+  std::chrono::milliseconds connectPatience{0};
+  // For the host to take what is sent, should it hold the guest back.
+  std::chrono::milliseconds sendPatience{60'000};
 };
 
 // The ways of a program to its host: as the real VM that it runs in, or as one that a host directory of this
@@ -35,9 +39,9 @@ class Way {
  public:
   virtual ~Way() = default;
 
-  virtual std::unique_ptr<Channel> OpenPublications(const Ports& ports) = 0;
+  virtual std::unique_ptr<Channel> OpenPublications(const LinkOptions& options) = 0;
   // Where the host's requests for history come. Nothing is sent there.
-  virtual std::unique_ptr<Channel> OpenRequests(const Ports& ports) = 0;
+  virtual std::unique_ptr<Channel> OpenRequests(const LinkOptions& options) = 0;
 };
 
 }  // namespace GuestLink

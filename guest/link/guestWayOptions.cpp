@@ -8,8 +8,8 @@ WayOptions::WayOptions(Tools::Command& command) {
       .OneOf({"vsock", "serial"});
 }
 
-std::unique_ptr<Way> WayOptions::Choose() const {
-  return MakeVmWay(transport_);
+std::unique_ptr<Way> WayOptions::Choose(const std::string& transport) const {
+  return MakeVmWay(transport_.empty() ? transport : transport_);
 }
 
 }  // namespace GuestLink

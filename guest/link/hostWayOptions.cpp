@@ -16,8 +16,9 @@ WayOptions::WayOptions(Tools::Command& command) {
       .Excludes(transport);
 }
 
-std::unique_ptr<Way> WayOptions::Choose() const {
-  return cid_ != 0 ? MakeSimulatedWay(cid_) : MakeVmWay(transport_);
+std::unique_ptr<Way> WayOptions::Choose(const std::string& transport) const {
+  if (cid_ != 0) return MakeSimulatedWay(cid_);
+  return MakeVmWay(transport_.empty() ? transport : transport_);
 }
 
 }  // namespace GuestLink

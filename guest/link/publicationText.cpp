@@ -1,12 +1,12 @@
 #include "guest/link/publicationText.h"
 
-#include <openssl/evp.h>
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include <algorithm>
 
+#include "guest/link/base64.h"
 #include "lib/public/api/topicFilter.h"
 #include "platform/corvane/dateTime.h"
 
@@ -18,14 +18,6 @@ using JsonWriter = rapidjson::Writer<rapidjson::StringBuffer>;
 void Member(JsonWriter& writer, const char* name, const std::string& value) {
   writer.Key(name);
   writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
-}
-
-std::string Base64(const std::string& bytes) {
-  // OpenSSL writes a NUL behind the text, which falls on the string's own.
-  std::string text((bytes.size() + 2) / 3 * 4, '\0');
-  EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
-                  reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<int>(bytes.size()));
-  return text;
 }
 
 const rapidjson::Value* Find(const rapidjson::Document& document, const char* name) {
@@ -61,7 +53,7 @@ std::string PublicationText(const Publication& publication, std::uint64_t sequen
   writer.Key("payload");
   writer.StartObject();
   Member(writer, "category", publication.category);
-  Member(writer, "base64", Base64(publication.payload));
+  Member(writer, "base64", EncodeBase64(publication.payload));
   writer.EndObject();
   writer.EndObject();
   return {text.GetString(), text.GetSize()};

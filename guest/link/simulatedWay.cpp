@@ -40,11 +40,11 @@ class SimulatedWay final : public Way {
  public:
   explicit SimulatedWay(std::uint32_t cid) : cid_(cid) {}
 
-  std::unique_ptr<Channel> OpenPublications(const Ports& ports) override {
-    return std::make_unique<Socket>(cid_, ports.own == 0 ? Krell::kAnyPort : ports.own, ports.host);
+  std::unique_ptr<Channel> OpenPublications(const LinkOptions& options) override {
+    return std::make_unique<Socket>(cid_, options.own == 0 ? Krell::kAnyPort : options.own, options.host);
   }
-  std::unique_ptr<Channel> OpenRequests(const Ports& ports) override {
-    return std::make_unique<Socket>(cid_, ports.history, ports.host);
+  std::unique_ptr<Channel> OpenRequests(const LinkOptions& options) override {
+    return std::make_unique<Socket>(cid_, options.history, options.host);
   }
 
  private:

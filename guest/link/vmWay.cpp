@@ -9,9 +9,6 @@
 namespace GuestLink {
 namespace {
 
-// For the host to take what is sent, should it hold the guest back.
-constexpr int kSendPatience = 60'000;
-
 struct Closer {
   void operator()(hesper_guest* guest) const { hesper_close(guest); }
   void operator()(hesper_history* history) const { hesper_history_close(history); }
@@ -29,7 +26,7 @@ bool IsAway(int error) {
 
 class Publications final : public Channel {
  public:
-  explicit Publications(const hesper_options& options) : options_(options) {
+  Publications(const hesper_options& options, int patience) : options_(options), patience_(patience) {
     const int error = Open();
     if (!IsAway(error)) Check(error, "connection to the host");
   }
@@ -38,10 +35,11 @@ class Publications final : public Channel {
     // A connection that has ended since shows it only now.
     for (int tries = 0; tries < 2; ++tries) {
       int error = guest_ ? 0 : Open();
-      if (error == 0) error = hesper_send(guest_.get(), text.data(), text.size(), kSendPatience);
+      if (error == 0) error = hesper_send(guest_.get(), text.data(), text.size(), patience_);
       if (error == 0) return true;
       guest_ = nullptr;
       if (!IsAway(error)) Check(error, "connection to the host");
+      if (error == -ETIMEDOUT) break;
     }
     return false;
   }
@@ -69,6 +67,7 @@ class Publications final : public Channel {
   }
 
   const hesper_options options_;
+  const int patience_;
   std::unique_ptr<hesper_guest, Closer> guest_;
 };
 
@@ -107,16 +106,22 @@ class VmWay final : public Way {
  public:
   explicit VmWay(hesper_transport transport) : transport_(transport) {}
 
-  std::unique_ptr<Channel> OpenPublications(const Ports& ports) override {
-    return std::make_unique<Publications>(Options(ports));
+  std::unique_ptr<Channel> OpenPublications(const LinkOptions& options) override {
+    return std::make_unique<Publications>(Options(options), static_cast<int>(options.sendPatience.count()));
   }
-  std::unique_ptr<Channel> OpenRequests(const Ports& ports) override {
-    return std::make_unique<Requests>(Options(ports));
+  std::unique_ptr<Channel> OpenRequests(const LinkOptions& options) override {
+    return std::make_unique<Requests>(Options(options));
   }
 
  private:
-  hesper_options Options(const Ports& ports) const {
-    return {transport_, ports.host, ports.own, ports.history, nullptr, nullptr};
+  hesper_options Options(const LinkOptions& options) const {
+    return {transport_,
+            options.host,
+            options.own,
+            options.history,
+            nullptr,
+            nullptr,
+            static_cast<uint32_t>(options.connectPatience.count())};
   }
 
   const hesper_transport transport_;

@@ -18,7 +18,8 @@ class WayOptions {
   WayOptions(const WayOptions&) = delete;
   WayOptions& operator=(const WayOptions&) = delete;
 
-  std::unique_ptr<Way> Choose() const;
+  // The transport stands for one that isn't given: "vsock", "serial", or either with an empty word.
+  std::unique_ptr<Way> Choose(const std::string& transport = "") const;
 
  private:
   std::uint32_t cid_ = 0;

@@ -25,7 +25,7 @@ constexpr int kSystemError = 71;
 constexpr unsigned kMostPort = 0xFFFFFFFEU;
 
 struct Options {
-  GuestLink::Ports ports;
+  GuestLink::LinkOptions ports;
   std::string payloadFile;
   bool raw = false;
   bool serveHistory = false;

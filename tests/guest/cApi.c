@@ -1,4 +1,5 @@
-/* A guest's program in C: publishes one text, then serves one request for history. */
+/* Guests' programs in C: one publishes a text and serves a request for history, one hands an item to the
+ * agent. */
 
 #include <string.h>
 
@@ -28,5 +29,16 @@ int publish_and_serve(const struct hesper_options* options, const char* text, ch
   if (result == 0) result = hesper_history_serve(history, take, &taken, 20000);
   hesper_history_close(history);
   hesper_close(guest);
+  return result;
+}
+
+int hand_over(const char* socket_path, const char* topic, const char* payload, uint64_t* sequence) {
+  const struct hesper_item item = {.topic = topic, .payload = payload, .length = strlen(payload)};
+  hesper_agent* agent = NULL;
+  int result = hesper_agent_open(&agent, socket_path);
+  if (result == 0) result = hesper_agent_emit(agent, &item, 20000, sequence);
+  if (result == 0 && (hesper_agent_refusal(agent) != NULL || *hesper_agent_diagnosis(agent) != '\0'))
+    result = 1;
+  hesper_agent_close(agent);
   return result;
 }

@@ -74,7 +74,7 @@ class GuestLibraryTest : public testing::Test {
   const std::string timedOut_ = std::to_string(-ETIMEDOUT);
   SerialLine line_;
   SerialLine historyLine_;
-  hesper_options options_{HESPER_SERIAL, 0, 0, 0, line_.Device(), historyLine_.Device()};
+  hesper_options options_{HESPER_SERIAL, 0, 0, 0, line_.Device(), historyLine_.Device(), 0};
   std::unique_ptr<hesper_guest, Closer> guest_;
   std::unique_ptr<hesper_history, Closer> history_;
   hesper_acknowledgement acknowledgement_{};
@@ -125,7 +125,7 @@ TEST_F(GuestLibraryTest, LargeTextsPassInParts) {
 TEST_F(GuestLibraryTest, ErrorsTellWhatIsWrong) {
   for (const auto& [path, error] :
        {std::pair("/dev/virtio-ports/none", -ENODEV), std::pair("/tmp", -EISDIR)}) {
-    const hesper_options options{HESPER_SERIAL, 0, 0, 0, path, path};
+    const hesper_options options{HESPER_SERIAL, 0, 0, 0, path, path, 0};
     hesper_guest* guest = nullptr;
     hesper_history* history = nullptr;
     EXPECT_EQ(hesper_open(&guest, &options), error);

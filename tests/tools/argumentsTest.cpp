@@ -89,6 +89,43 @@ TEST(ArgumentsTest, AWrongCallIsOneLineAndAStatusOfItsOwn) {
   }
 }
 
+TEST(ArgumentsTest, OperandsAreTakenByTheirPlaceAsTheyAre) {
+  struct Call {
+    std::vector<std::string> words;
+    std::string text;
+    bool isGiven = true;
+  };
+  const std::vector<Call> calls = {
+      {{"a", "-x", "two words"}, "two words"},
+      {{"-x", "a", "", "-y"}, ""},
+      {{"a"}, "", false},
+      {{"a", "--", "--x"}, "--x"},
+      {{"a", "[1,2]"}, "[1,2]"},
+      {{"a", "{\"b\":\"c\"}"}, "{\"b\":\"c\"}"},
+      {{"a", "\"b\""}, "\"b\""},
+      {{"a", "@b=%c\n"}, "@b=%c\n"},
+  };
+  for (const auto& call : calls) {
+    CommandLine line("sample", "A sample.");
+    std::string topic;
+    std::string text;
+    bool isX = false;
+    bool isY = false;
+    line.Top().Value("TOPIC", topic, "a topic").Required();
+    const auto operand = line.Top().Value("TEXT", text, "a text");
+    line.Top().Flag("-x", isX, "x");
+    line.Top().Flag("-y", isY, "y");
+    auto words = call.words;
+    words.insert(words.begin(), "sample");
+    std::vector<char*> arguments;
+    for (auto& word : words) arguments.push_back(word.data());
+    EXPECT_EQ(line.Parse(static_cast<int>(arguments.size()), arguments.data()), std::nullopt);
+    EXPECT_EQ(topic, "a");
+    EXPECT_EQ(text, call.text);
+    EXPECT_EQ(operand.IsGiven(), call.isGiven) << call.text;
+  }
+}
+
 TEST(ArgumentsTest, HelpIsNoFault) {
   Sample sample;
   testing::internal::CaptureStdout();
