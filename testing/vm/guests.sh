@@ -61,3 +61,13 @@ start_publisher() {
 }
 publish_line() { in_vm "$1" "echo '$2' >&4" > /dev/null; }
 acknowledged() { [ "$(in_vm "$1" "grep -c status.:.ok /tmp/acknowledgements")" = "$2" ]; }
+
+# Starts the agent in a guest, as its package would. usage: start_agent NAME
+start_agent() {
+  in_vm "$1" "mkdir -p /run/hesper /var/lib/hesper/guest /var/lib/hesper/textfile; hesper-guestd >> /tmp/agent.log 2>&1 & echo \$! > /tmp/agent.pid" > /dev/null
+  await "the agent's start" in_vm "$1" "test -S /run/hesper/guest.sock"
+}
+kill_agent() { in_vm "$1" "kill -9 \$(cat /tmp/agent.pid)" > /dev/null; }
+# emit NAME TOPIC TEXT: hands data to the agent.
+emit() { in_vm "$1" "hesper-emit $2 '$3'"; }
+emit_unprivileged() { in_vm "$1" "su nobody -c \"hesper-emit $2 '$3'\""; }

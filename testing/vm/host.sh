@@ -27,7 +27,8 @@ start_bridge() {
   await "the bridge's start" grep -q "Carries packets" "$work/bridge.log"
 }
 restart_bridge() { kill -9 "$bridge"; wait "$bridge" 2> /dev/null || true; start_bridge "${bridge_options[@]}"; }
-restart_daemon() { kill -9 "$daemon"; wait "$daemon" 2> /dev/null || true; start_daemon; }
+stop_daemon() { kill -9 "$daemon"; wait "$daemon" 2> /dev/null || true; }
+restart_daemon() { stop_daemon; start_daemon; }
 
 # Starts a subscriber whose elements come into $work/NAME.received, and waits until it is one: a simulated VM publishes
 # until something comes. usage: subscribe NAME [OPTION...]
@@ -47,6 +48,10 @@ elements() {
   jq -r 'select(.topic != "lab.probe") | "\(if .history then "history" else "live" end) \(.mgr_vm_id // .bios_uuid) \(.topic) \(.payload | @base64d)"' \
     "$work/$1.received"
 }
+# The same under one topic and below it, each once, sorted; whether live or history. usage: contents NAME TOPIC
+contents() { elements "$1" | cut -d ' ' -f 2- | grep -E "^[^ ]+ ${2//./\\.}[. ]" | sort -u; }
+# True if a subscriber has something under the topic. usage: has_topic NAME TOPIC
+has_topic() { jq -e --arg topic "$2" 'select(.topic == $topic)' "$work/$1.received" > /dev/null; }
 # True if a subscriber has exactly these elements, each an argument. usage: has_exactly NAME ELEMENT...
 has_exactly() { diff <(elements "$1") <(printf '%s\n' "${@:2}"); }
 

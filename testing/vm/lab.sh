@@ -4,7 +4,7 @@
 lab=$(dirname "$(readlink -f "${BASH_SOURCE[0]}")")
 tree=$(readlink -f "$lab/../..")
 # The programs of guests.
-guest_files=("$tree/build/guest/bin/hesper-publish")
+guest_files=("$tree"/build/guest/bin/hesper-{publish,guestd,emit})
 vm_acceleration=${vm_acceleration:-tcg}
 . "$tree/tools/demo-common"
 # A serial port is a terminal too, but not one that anybody looks at.

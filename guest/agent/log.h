@@ -1,0 +1,11 @@
+#pragma once
+
+#include <string>
+
+namespace GuestAgent {
+
+// One line on standard error, with the priority in front as journald reads it (sd-daemon(3)).
+void LogWarning(const std::string& text);
+void LogNotice(const std::string& text);
+
+}  // namespace GuestAgent
