@@ -70,8 +70,10 @@ int SetNonBlocking(int descriptor) {
 
 int SetConnectTimeout(int descriptor, std::uint32_t milliseconds) {
   if (milliseconds == 0) return 0;
-  const timeval time{static_cast<time_t>(milliseconds / 1000), static_cast<suseconds_t>(milliseconds % 1000 * 1000)};
-  return setsockopt(descriptor, AF_VSOCK, SO_VM_SOCKETS_CONNECT_TIMEOUT, &time, sizeof time) == 0 ? 0 : -errno;
+  const timeval time{static_cast<time_t>(milliseconds / 1000),
+                     static_cast<suseconds_t>(milliseconds % 1000 * 1000)};
+  return setsockopt(descriptor, AF_VSOCK, SO_VM_SOCKETS_CONNECT_TIMEOUT, &time, sizeof time) == 0 ? 0
+                                                                                                  : -errno;
 }
 
 int ConnectByVsock(const hesper_options& options, std::unique_ptr<Stream>& stream) {
