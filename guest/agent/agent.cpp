@@ -1,9 +1,7 @@
 #include "guest/agent/agent.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/random.h>
-#include <sys/signalfd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -18,6 +16,7 @@
 #include "guest/agent/sending/courier.h"
 #include "guest/agent/sending/liveSource.h"
 #include "guest/agent/sending/pastSource.h"
+#include "guest/link/stopSignals.h"
 
 namespace GuestAgent {
 namespace {
@@ -34,16 +33,6 @@ std::uint32_t Seed() {
   std::uint32_t seed = 0;
   if (getrandom(&seed, sizeof seed, GRND_NONBLOCK) < 0) seed = 0;
   return seed;
-}
-
-int StopSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
-  const int descriptor = signalfd(-1, &signals, SFD_CLOEXEC);
-  if (descriptor < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
-  return descriptor;
 }
 
 GuestLink::LinkOptions Impatient(GuestLink::LinkOptions options) {
@@ -104,7 +93,7 @@ class Agent {
 
 Agent::Agent(const Configuration& configuration, GuestLink::Way& way, const Clock& clock)
     : clock_(clock),
-      stop_(StopSignals()),
+      stop_(GuestLink::OpenStopSignals()),
       socket_(configuration.socketPath),
       store_(configuration.storePath, configuration.bounds, clock, LogWarning),
       permissions_(configuration.rules, LogWarning),

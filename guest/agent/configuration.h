@@ -2,11 +2,11 @@
 
 #include <chrono>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "guest/agent/configurationFault.h"
 #include "guest/agent/intake/allowance.h"
 #include "guest/agent/intake/permissions.h"
 #include "guest/agent/keeping/store.h"
@@ -31,13 +31,8 @@ struct Configuration {
   std::vector<Rule> rules = StandardRules();
 };
 
-// What is wrong with a configuration, with its file and line, on one line.
-class ConfigurationFault final : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-// Reads a TOML 1.0 text; name is that of its file. Whatever it doesn't know is a fault.
+// Reads a TOML 1.0 text; name is that of its file. Whatever it doesn't know is a fault. Throws
+// ConfigurationFault.
 Configuration ReadConfiguration(std::string_view text, const std::string& name);
 // Reads a file.
 Configuration LoadConfiguration(const std::string& path);

@@ -1,6 +1,5 @@
 // hesper-guestd: takes data from the programs of a VM, keeps it, and publishes it to the VM's host.
 
-#include <signal.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -11,6 +10,7 @@
 
 #include "guest/agent/agent.h"
 #include "guest/agent/configuration.h"
+#include "guest/link/stopSignals.h"
 #include "guest/link/wayOptions.h"
 #include "tools/arguments.h"
 
@@ -40,15 +40,6 @@ GuestAgent::Configuration Load(const std::string& path) {
   return GuestAgent::LoadConfiguration(kConfigurationFile);
 }
 
-// Blocked before anything waits, so that a signal that comes at once isn't lost.
-void BlockStopSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
-  sigprocmask(SIG_BLOCK, &signals, nullptr);
-}
-
 }  // namespace
 
 int main(int argc, char** argv) try {
@@ -61,7 +52,7 @@ int main(int argc, char** argv) try {
   if (const auto status = commandLine.Parse(argc, argv)) return *status;
   const auto configuration = Load(path);
   const auto way = wayOptions.Choose(configuration.transport);
-  BlockStopSignals();
+  GuestLink::BlockStopSignals();
   const KernelClock clock;
   GuestAgent::Serve(configuration, *way, clock);
   return 0;

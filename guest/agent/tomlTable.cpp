@@ -1,6 +1,6 @@
 #include "guest/agent/tomlTable.h"
 
-#include "guest/agent/configuration.h"
+#include "guest/agent/configurationFault.h"
 #include "platform/corvane/textEscape.h"
 
 namespace GuestAgent {

@@ -121,7 +121,7 @@ class VmWay final : public Way {
             options.history,
             nullptr,
             nullptr,
-            static_cast<uint32_t>(options.connectPatience.count())};
+            static_cast<std::uint32_t>(options.connectPatience.count())};
   }
 
   const hesper_transport transport_;

@@ -1,6 +1,5 @@
 // hesper-publish: publishes from a VM, and can answer requests for history.
 
-#include <signal.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -11,6 +10,7 @@
 #include <stdexcept>
 
 #include "guest/lib/hesperguest.h"
+#include "guest/link/stopSignals.h"
 #include "guest/link/wayOptions.h"
 #include "guest/tools/historyServer.h"
 #include "lib/public/api/guestLimits.h"
@@ -102,12 +102,7 @@ int ServeHistory(const Options& options, GuestLink::Way& way) {
   // Read before signals are blocked: until there is something to publish, a signal simply ends the program.
   const std::optional<std::string> payload =
       options.lines ? std::nullopt : std::optional<std::string>(ReadPayload(options));
-  // Blocked before anything waits, so that a signal that comes at once is not lost.
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
-  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  GuestLink::BlockStopSignals();
   GuestTools::HistoryServer server({Timeout(options), options.sequence, options.publication},
                                    way.OpenPublications(options.ports), way.OpenRequests(options.ports));
   if (!payload) return server.Run(STDIN_FILENO);

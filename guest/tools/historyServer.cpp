@@ -1,8 +1,6 @@
 #include "guest/tools/historyServer.h"
 
 #include <poll.h>
-#include <signal.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +10,7 @@
 #include <utility>
 
 #include "guest/lib/hesperguest.h"
+#include "guest/link/stopSignals.h"
 #include "lib/public/api/guestLimits.h"
 
 namespace GuestTools {
@@ -23,16 +22,6 @@ constexpr int kMostAttempts = 2;
 
 void Report(const std::string& text) {
   std::fprintf(stderr, "hesper-publish: %s\n", text.c_str());
-}
-
-int StopSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
-  const int fd = signalfd(-1, &signals, SFD_CLOEXEC);
-  if (fd < 0) throw std::system_error(errno, std::generic_category(), "signalfd");
-  return fd;
 }
 
 }  // namespace
@@ -56,7 +45,7 @@ void HistoryServer::Publish(std::string payload) {
 }
 
 int HistoryServer::Run(int input) {
-  const int stop = StopSignals();
+  const int stop = GuestLink::OpenStopSignals();
   for (;;) {
     Advance(Clock::now());
     pollfd events[] = {{stop, POLLIN, 0},

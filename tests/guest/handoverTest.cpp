@@ -12,7 +12,8 @@
 #include "testing/agentDouble.h"
 #include "tests/guest/serialLine.h"
 
-extern "C" int hand_over(const char* socketPath, const char* topic, const char* payload, uint64_t* sequence);
+extern "C" int hand_over(const char* socketPath, const char* topic, const char* payload,
+                         std::uint64_t* sequence);
 
 namespace {
 

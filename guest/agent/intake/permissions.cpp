@@ -1,5 +1,7 @@
 #include "guest/agent/intake/permissions.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 
 #include "lib/public/api/topicFilter.h"

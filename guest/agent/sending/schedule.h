@@ -6,7 +6,6 @@
 #include <list>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <unordered_map>
 
 #include "guest/agent/keeping/item.h"
