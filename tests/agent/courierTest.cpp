@@ -67,7 +67,7 @@ class CourierTest : public ::testing::Test {
     return most;
   }
 
-  TestClock clock_;
+  ClockDouble clock_;
   HostDouble host_{clock_};
   GuestAgent::Counters counters_;
   std::vector<std::string> told_;

@@ -10,27 +10,14 @@
 #include <utility>
 #include <vector>
 
-#include "guest/agent/keeping/store.h"
+#include "guest/agent/keeping/item.h"
 #include "guest/link/channel.h"
+#include "testing/clockDouble.h"
 
 namespace Testing {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
-
-// A clock that goes on only when a test says so.
-class TestClock final : public GuestAgent::Clock {
- public:
-  milliseconds BootTime() const override { return boot; }
-  milliseconds WallTime() const override { return wall; }
-  void Advance(milliseconds time) {
-    boot += time;
-    wall += time;
-  }
-
-  milliseconds boot{1'000'000};
-  milliseconds wall{1'800'000'000'000};
-};
 
 // What the host does with what is sent to it, and what it was sent.
 struct HostDouble {
@@ -40,7 +27,7 @@ struct HostDouble {
   };
   enum class Mood { Accepts, Refuses, IsSilent, HangsUp, IsAway };
 
-  explicit HostDouble(const TestClock& itsClock) : clock(itsClock) {}
+  explicit HostDouble(const ClockDouble& itsClock) : clock(itsClock) {}
 
   // The way to it, as the agent opens it.
   std::unique_ptr<GuestLink::Channel> Open();
@@ -49,7 +36,7 @@ struct HostDouble {
   // The texts that arrived after the last call.
   std::vector<Arrival> TakeArrivals() { return std::exchange(arrivals, {}); }
 
-  const TestClock& clock;
+  const ClockDouble& clock;
   Mood mood = Mood::Accepts;
   unsigned rate = 2;
   int opened = 0;

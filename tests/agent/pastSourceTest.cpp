@@ -31,7 +31,7 @@ class PastSourceTest : public ::testing::Test {
     return all;
   }
 
-  TestClock clock_;
+  ClockDouble clock_;
   GuestAgent::Counters counters_;
   GuestAgent::Store store_{"", {seconds(3600), 64 << 20, 32 << 20}, clock_, [](const std::string&) {}};
   PastSource past_{store_, counters_};
@@ -40,7 +40,7 @@ class PastSourceTest : public ::testing::Test {
 TEST_F(PastSourceTest, GivesWhatIsAskedForTheOldestFirst) {
   KeepSent("a.b");
   KeepSent("a.bc");
-  clock_.Advance(seconds(60));
+  clock_.Pass(seconds(60));
   KeepSent("c");
   KeepSent("a.b.x");
   Ask(R"({ "pastSeconds": 3600, "id": 5 })");
@@ -70,7 +70,7 @@ TEST_F(PastSourceTest, ThoseWhoAskTogetherHaveItInOne) {
 
 TEST_F(PastSourceTest, OneWhoAsksForLittleDoesNotWaitForOneWhoAsksForMuch) {
   for (int i = 0; i < 100; ++i) KeepSent("much");
-  clock_.Advance(seconds(60));
+  clock_.Pass(seconds(60));
   KeepSent("little");
   KeepSent("little");
   Ask(R"({"pastSeconds":3600,"id":5})");

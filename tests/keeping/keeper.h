@@ -10,25 +10,12 @@
 #include <vector>
 
 #include "guest/agent/keeping/store.h"
+#include "testing/clockDouble.h"
 #include "testing/temporaryFolder.h"
 
 namespace Testing {
 
 using std::chrono::milliseconds;
-
-// Two clocks that stand still until somebody sets them.
-class ClockDouble final : public GuestAgent::Clock {
- public:
-  milliseconds BootTime() const override { return boot; }
-  milliseconds WallTime() const override { return wall; }
-  void Pass(milliseconds time) {
-    boot += time;
-    wall += time;
-  }
-
-  milliseconds boot{5000};
-  milliseconds wall{1'800'000'000'000};
-};
 
 inline GuestAgent::Item MakeItem(const std::string& topic, std::size_t bytes = 2, bool isLatest = false) {
   return {{"2026-11-25T19:00:00Z", topic, "", "data", std::string(bytes, 'x')}, isLatest, 1000};
