@@ -66,8 +66,9 @@ Rule TakeRule(TomlTable& table) {
   if (rule.user.empty() == rule.group.empty()) table.Fail("a rule has to have one of user and group");
   if (rule.topics.empty()) table.Fail("a rule has to have topics");
   for (const auto& topic : rule.topics) {
-    if (topic != "*" && !IsTopic(topic))
+    if (topic != "*" && !IsTopic(topic)) {
       table.Fail("no topic can be under " + Corvane::Detail::EscapeName(topic));
+    }
   }
   return rule;
 }
@@ -90,8 +91,9 @@ Configuration TakeAll(TomlTable& top) {
     });
   });
   std::vector<Rule> rules;
-  if (top.TakeTables("allow", [&](TomlTable& table) { rules.push_back(TakeRule(table)); }))
+  if (top.TakeTables("allow", [&](TomlTable& table) { rules.push_back(TakeRule(table)); })) {
     configuration.rules = std::move(rules);
+  }
   top.RefuseOthers();
   return configuration;
 }

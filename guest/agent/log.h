@@ -4,7 +4,7 @@
 
 namespace GuestAgent {
 
-// One line on standard error, with the priority in front as journald reads it (sd-daemon(3)).
+// One line on standard error; for journald with the priority in front (sd-daemon(3)).
 void LogWarning(const std::string& text);
 void LogNotice(const std::string& text);
 

@@ -99,8 +99,9 @@ std::variant<Item, Refusal> Reception::Judge(const LocalSocket::Datagram& datagr
     return Refusal{Fault::Rate,
                    "user " + std::to_string(datagram.user) + " hands over too much in too little time"};
   }
-  if (!schedule_.Reserve(item->owner, SizeOf(*item)))
+  if (!schedule_.Reserve(item->owner, SizeOf(*item))) {
     return Refusal{Fault::Full, "too much waits to be sent"};
+  }
   return outcome;
 }
 

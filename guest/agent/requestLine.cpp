@@ -28,8 +28,9 @@ std::optional<RequestLine::Milliseconds> RequestLine::Step(Milliseconds now) {
   } catch (const std::exception& error) {
     channel_ = nullptr;
     retry_ = now + backoff_.Next();
-    if (!std::exchange(isClosed_, true))
+    if (!std::exchange(isClosed_, true)) {
       tell_(std::string("requests for history can't be heard: ") + error.what());
+    }
     return retry_;
   }
 }

@@ -67,8 +67,9 @@ std::optional<HistoryRequest> ReadHistoryRequest(const std::string& text) {
   rapidjson::Document document;
   // A subscriber's words may open any number of lists, which must not take the stack.
   if (document.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size()).HasParseError() ||
-      !document.IsObject())
+      !document.IsObject()) {
     return std::nullopt;
+  }
   const auto* pastSeconds = Find(document, "pastSeconds");
   const auto* id = Find(document, "id");
   if (pastSeconds == nullptr || !pastSeconds->IsUint64() || id == nullptr || !id->IsUint64()) {

@@ -51,8 +51,9 @@ void AgentProgram::Kill() {
 }
 
 QuickHost::QuickHost() {
-  if (const int error = socket_.Bind(7777))
+  if (const int error = socket_.Bind(7777)) {
     throw std::system_error(error, std::generic_category(), "port 7777");
+  }
   socket_.SetReceiveBuffer(8 << 20);
   thread_ = std::thread([this] { Receive(); });
 }

@@ -150,8 +150,9 @@ TEST_F(CourierTest, AWayThatCannotBeOpenedIsTriedAgain) {
   SourceDouble live(1, 1);
   Courier courier(
       [&]() -> std::unique_ptr<GuestLink::Channel> {
-        if (failures++ < 3)
+        if (failures++ < 3) {
           throw std::system_error(ENODEV, std::generic_category(), "connection to the host");
+        }
         return host_.Open();
       },
       live, nothing_, counters_, [this](const std::string& line) { told_.push_back(line); }, 1);

@@ -231,7 +231,7 @@ TEST_F(AgentProgramTest, LosesNothingWhenItIsKilledAThousandTimes) {
       std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - before);
   agent.Kill();
   // Some kills come during the start, most after it.
-  std::uniform_int_distribution<std::int64_t> moments(0, 2 * start.count() + 30000);
+  std::uniform_int_distribution<std::int64_t> moments(0, start.count() * 3 / 2 + 20000);
   std::minstd_rand random(1);
   for (int i = 0; i < kKills; ++i) {
     agent.Start(false);

@@ -26,8 +26,9 @@ constexpr std::size_t kNameOffset = offsetof(sockaddr_un, sun_path);
 sockaddr_un AddressOf(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path)
+  if (path.size() >= sizeof address.sun_path) {
     throw std::runtime_error(path + " is too long for a socket's name");
+  }
   std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
   return address;
 }

@@ -39,12 +39,14 @@ void Permissions::Resolve() {
     Resolved resolved{std::nullopt, std::nullopt, rule.topics};
     if (!rule.user.empty()) {
       resolved.user = FindUser(files_.passwd, rule.user);
-      if (!resolved.user)
+      if (!resolved.user) {
         tell_("no user " + Corvane::Detail::EscapeName(rule.user) + " is in " + files_.passwd);
+      }
     } else {
       resolved.group = FindGroup(files_.passwd, files_.group, rule.group);
-      if (!resolved.group)
+      if (!resolved.group) {
         tell_("no group " + Corvane::Detail::EscapeName(rule.group) + " is in " + files_.group);
+      }
     }
     resolved_.push_back(std::move(resolved));
   }

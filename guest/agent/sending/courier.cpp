@@ -53,8 +53,9 @@ void Courier::Take(const std::string& text) {
   backoff_.Reset();
   if (std::exchange(isAway_, false)) tell_("the host answers again");
   // One that comes late, for an earlier publication, isn't taken for this one's.
-  if (!deadline_ || (acknowledgement.has_sequence != 0 && acknowledgement.sequence != parcel_->sequence))
+  if (!deadline_ || (acknowledgement.has_sequence != 0 && acknowledgement.sequence != parcel_->sequence)) {
     return;
+  }
   Source& source = *sources_[current_];
   if (acknowledgement.accepted != 0) {
     source.Accepted();
@@ -102,8 +103,9 @@ void Courier::Fail(Milliseconds now, const std::string& reason) {
   channel_ = nullptr;
   deadline_ = std::nullopt;
   retry_ = now + backoff_.Next();
-  if (!std::exchange(isAway_, true))
+  if (!std::exchange(isAway_, true)) {
     tell_("the host can't be reached: " + reason + "; it is tried again and again");
+  }
 }
 
 }  // namespace GuestAgent
