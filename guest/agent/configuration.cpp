@@ -5,6 +5,7 @@
 
 #include "guest/agent/intake/topic.h"
 #include "guest/agent/tomlTable.h"
+#include "guest/agent/tomlText.h"
 #include "platform/corvane/textEscape.h"
 
 namespace GuestAgent {
@@ -101,13 +102,7 @@ Configuration TakeAll(TomlTable& top) {
 }  // namespace
 
 Configuration ReadConfiguration(std::string_view text, const std::string& name) {
-  toml::table parsed;
-  try {
-    parsed = toml::parse(text, name);
-  } catch (const toml::parse_error& error) {
-    throw ConfigurationFault(name + ":" + std::to_string(error.source().begin.line) + ": " +
-                             Corvane::Detail::EscapeLine(error.description()));
-  }
+  const auto parsed = ParseToml(text, name);
   TomlTable top(parsed, name, "");
   return TakeAll(top);
 }

@@ -97,6 +97,14 @@ TEST(ConfigurationTest, WhatIsWrongIsToldWithItsLine) {
   EXPECT_EQ(FaultIn("[[allow]]\nuser = -1\ntopics = [\"a\"]\n"),
             "guestd.toml:2: allow.user has to be a whole number from 0 to 4294967294");
   EXPECT_EQ(FaultIn("[store\n").substr(0, 15), "guestd.toml:1: ");
+  for (const char* text : {"\n\xc3\xbc = 1\n", "\n[socket] \xc8\xbd\n", "\nx = \"a\\\"\" \xc3\xbc\n",
+                           "\nx = 'a\\' \xc3\xbc\n"}) {
+    EXPECT_EQ(FaultIn(text),
+              "guestd.toml:2: outside of comments, letters beyond ASCII are written as \\u00fc")
+        << text;
+  }
+  EXPECT_EQ(FaultIn("x = \"\"\"\n"), "guestd.toml:1: a text has to end on its line");
+  EXPECT_EQ(FaultIn("# \xc3\xbc\n[socket]\npath = \"/\\u00fc \\\" # \" # \xc3\xbc\n"), "");
   EXPECT_THROW(LoadConfiguration("/does/not/exist"), ConfigurationFault);
 }
 
