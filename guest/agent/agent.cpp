@@ -1,13 +1,14 @@
 #include "guest/agent/agent.h"
 
 #include <poll.h>
-#include <sys/random.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
+#include <random>
 #include <system_error>
 
+#include "guest/agent/interval.h"
 #include "guest/agent/log.h"
 #include "guest/agent/notify.h"
 #include "guest/agent/reception.h"
@@ -29,36 +30,11 @@ constexpr std::chrono::seconds kBetweenTidying{60};
 constexpr Milliseconds kConnectPatience{500};
 constexpr Milliseconds kSendPatience{1000};
 
-std::uint32_t Seed() {
-  std::uint32_t seed = 0;
-  if (getrandom(&seed, sizeof seed, GRND_NONBLOCK) < 0) seed = 0;
-  return seed;
-}
-
 GuestLink::LinkOptions Impatient(GuestLink::LinkOptions options) {
   options.connectPatience = kConnectPatience;
   options.sendPatience = kSendPatience;
   return options;
 }
-
-// Something that is done at intervals.
-class Interval {
- public:
-  explicit Interval(Milliseconds length) : length_(length) {}
-
-  template <typename Do>
-  Milliseconds Step(Milliseconds now, Do work) {
-    if (now >= due_) {
-      due_ = now + length_;
-      work();
-    }
-    return due_;
-  }
-
- private:
-  const Milliseconds length_;
-  Milliseconds due_{0};
-};
 
 class Agent {
  public:
@@ -106,9 +82,9 @@ Agent::Agent(const Configuration& configuration, GuestLink::Way& way, const Cloc
           schedule_, store_, counters_, [this](std::uint64_t sequence) { past_.LeftLive(sequence); },
           LogWarning),
       courier_([&way, options = Impatient(configuration.link)] { return way.OpenPublications(options); },
-               live_, past_, counters_, LogNotice, Seed()),
+               live_, past_, counters_, LogNotice, std::random_device()()),
       requests_([&way, options = configuration.link] { return way.OpenRequests(options); },
-                [this](const std::string& text) { Ask(text); }, LogWarning, Seed()),
+                [this](const std::string& text) { Ask(text); }, LogWarning, std::random_device()()),
       reporter_(
           configuration,
           [this](const std::string& topic, std::string text) { reception_.Publish(topic, std::move(text)); },

@@ -1,7 +1,6 @@
 #include "guest/agent/configuration.h"
 
 #include <fstream>
-#include <iterator>
 
 #include "guest/agent/intake/topic.h"
 #include "guest/agent/tomlTable.h"
@@ -109,7 +108,9 @@ Configuration ReadConfiguration(std::string_view text, const std::string& name) 
 
 Configuration LoadConfiguration(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  std::string text(std::istreambuf_iterator<char>(file), {});
+  std::string text(kLongestFile + 1, '\0');
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  text.resize(static_cast<std::size_t>(file.gcount()));
   if (!file.is_open() || file.bad()) throw ConfigurationFault("cannot read " + path);
   if (text.size() > kLongestFile) throw ConfigurationFault(path + " is too long");
   return ReadConfiguration(text, path);

@@ -15,12 +15,6 @@ namespace {
 // At a time: as many of the longest take some memory until they are kept.
 constexpr std::size_t kBatch = 32;
 
-std::size_t SizeOf(const Item& item) {
-  const auto& publication = item.publication;
-  return publication.topic.size() + publication.token.size() + publication.category.size() +
-         publication.payload.size();
-}
-
 using AnswerWriter = rapidjson::Writer<rapidjson::StringBuffer>;
 
 std::string Answer(const Refusal& refusal) {
@@ -90,16 +84,16 @@ std::variant<Item, Refusal> Reception::Judge(const LocalSocket::Datagram& datagr
     return Refusal{Fault::Permission, "user " + std::to_string(datagram.user) + " may not publish under " +
                                           item->publication.topic};
   }
+  if (!allowance_.Take(item->owner, BytesOf(*item), boot)) {
+    return Refusal{Fault::Rate,
+                   "user " + std::to_string(datagram.user) + " hands over too much in too little time"};
+  }
   const auto size = PublicationText(item->publication, store_.NextSequence() + before).size();
   if (size > NornHesper::kLargestDatagram) {
     return Refusal{Fault::Size, "the publication's text has " + std::to_string(size) +
                                     " bytes, the largest is " + std::to_string(NornHesper::kLargestDatagram)};
   }
-  if (!allowance_.Take(item->owner, SizeOf(*item), boot)) {
-    return Refusal{Fault::Rate,
-                   "user " + std::to_string(datagram.user) + " hands over too much in too little time"};
-  }
-  if (!schedule_.Reserve(item->owner, SizeOf(*item))) {
+  if (!schedule_.Reserve(item->owner, BytesOf(*item))) {
     return Refusal{Fault::Full, "too much waits to be sent"};
   }
   return outcome;
@@ -122,7 +116,7 @@ void Reception::Keep(std::vector<Case>& cases) {
       one.sequence = (*first)++;
       Enqueue(*item, one.sequence);
     } else {
-      schedule_.Release(item->owner, SizeOf(*item));
+      schedule_.Release(item->owner, BytesOf(*item));
       one.outcome = Refusal{Fault::Full, "there is no room to keep it"};
     }
   }
@@ -131,7 +125,7 @@ void Reception::Keep(std::vector<Case>& cases) {
 void Reception::Enqueue(const Item& item, std::uint64_t sequence) {
   ++counters_.kept;
   const auto replaced = schedule_.Add(item.owner, item.publication.topic,
-                                      {sequence, SizeOf(item), item.isLatest, store_.Now()});
+                                      {sequence, BytesOf(item), item.isLatest, store_.Now()});
   if (!replaced) return;
   ++counters_.replaced;
   store_.Remove(replaced->entry.sequence);
@@ -139,11 +133,11 @@ void Reception::Enqueue(const Item& item, std::uint64_t sequence) {
 
 void Reception::Publish(const std::string& topic, std::string text) {
   const Item item{{GuestLink::CurrentTime(), topic, "", "data", std::move(text)}, true, kAgentItself};
-  if (!schedule_.Reserve(item.owner, SizeOf(item))) return;
+  if (!schedule_.Reserve(item.owner, BytesOf(item))) return;
   if (const auto sequence = store_.Keep({&item, 1})) {
     Enqueue(item, *sequence);
   } else {
-    schedule_.Release(item.owner, SizeOf(item));
+    schedule_.Release(item.owner, BytesOf(item));
   }
 }
 

@@ -8,20 +8,13 @@ Reporter::Reporter(const Configuration& configuration, Publish publish, Stats st
     : publish_(std::move(publish)),
       stats_(std::move(stats)),
       hasNode_(configuration.nodeMetrics),
-      metricsInterval_(configuration.metricsInterval),
-      statsInterval_(configuration.statsInterval),
-      files_(configuration.textFolder, std::move(tell)) {}
+      files_(configuration.textFolder, std::move(tell)),
+      metrics_(configuration.metricsInterval),
+      ownStats_(configuration.statsInterval) {}
 
 Reporter::Milliseconds Reporter::Step(Milliseconds now) {
-  if (now >= metricsDue_) {
-    metricsDue_ = now + metricsInterval_;
-    PublishMetrics(now);
-  }
-  if (now >= statsDue_) {
-    statsDue_ = now + statsInterval_;
-    publish_("hesper.guest.stats", stats_());
-  }
-  return std::min(metricsDue_, statsDue_);
+  const auto metrics = metrics_.Step(now, [&] { PublishMetrics(now); });
+  return std::min(metrics, ownStats_.Step(now, [this] { publish_("hesper.guest.stats", stats_()); }));
 }
 
 void Reporter::PublishMetrics(Milliseconds now) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "guest/agent/configuration.h"
+#include "guest/agent/interval.h"
 #include "guest/agent/keeping/counters.h"
 #include "guest/agent/metrics/nodeMetrics.h"
 #include "guest/agent/metrics/textFiles.h"
@@ -33,12 +34,10 @@ class Reporter {
   const Publish publish_;
   const Stats stats_;
   const bool hasNode_;
-  const Milliseconds metricsInterval_;
-  const Milliseconds statsInterval_;
   NodeMetrics node_;
   TextFiles files_;
-  Milliseconds metricsDue_{0};
-  Milliseconds statsDue_{0};
+  Interval metrics_;
+  Interval ownStats_;
 };
 
 // Of the agent itself, as OpenMetrics text.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "guest/link/publicationText.h"
@@ -17,5 +18,12 @@ struct Item {
   bool isLatest = false;
   Owner owner = kAgentItself;
 };
+
+// What counts for the bounds: its texts and its payload.
+inline std::size_t BytesOf(const Item& item) {
+  const auto& publication = item.publication;
+  return publication.topic.size() + publication.token.size() + publication.category.size() +
+         publication.payload.size();
+}
 
 }  // namespace GuestAgent

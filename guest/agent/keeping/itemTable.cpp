@@ -49,13 +49,8 @@ std::unique_ptr<Database> WithTables(std::unique_ptr<Database> database) {
   return database;
 }
 
-std::uint64_t BytesOf(const GuestLink::Publication& publication) {
-  return publication.topic.size() + publication.token.size() + publication.category.size() +
-         publication.payload.size();
-}
-
 std::uint64_t RowBytes(const Item& item) {
-  return BytesOf(item.publication) + item.publication.createTime.size() + kRowOverhead;
+  return BytesOf(item) + item.publication.createTime.size() + kRowOverhead;
 }
 
 // No more than as many: a row that isn't short has a page of its own, and shares none of the others.
@@ -131,7 +126,7 @@ void ItemTable::WriteState(std::uint64_t next, const StoreTime::Mark& time) {
 
 void ItemTable::Insert(const Row& row, const Item& item) {
   const auto& publication = item.publication;
-  Query(insert_, row.sequence, row.kept.count(), item.owner, item.isLatest, row.isSent, BytesOf(publication),
+  Query(insert_, row.sequence, row.kept.count(), item.owner, item.isLatest, row.isSent, BytesOf(item),
         publication.topic, publication.createTime, publication.token, publication.category,
         Blob{publication.payload})
       .Run();

@@ -9,8 +9,8 @@
 
 namespace GuestAgent {
 
-// As much of the D-Bus specification's messages as a question for one property takes. They are in this
-// machine's byte order, and so has to be the answer of a service on the same machine.
+// Messages of D-Bus, as far as a question for one property takes them. They are in this machine's byte order,
+// and so has to be the answer of a service on the same machine.
 
 struct BusMethod {
   std::string_view destination;

@@ -51,7 +51,6 @@ class Schedule {
   std::optional<Taken> Take();
   bool HasLatest(const std::string& topic) const;
 
-  bool IsEmpty() const { return shares_.empty(); }
   // With what is reserved and taken.
   std::size_t Items() const { return items_; }
   std::uint64_t Bytes() const { return bytes_; }
