@@ -59,7 +59,7 @@ class Host:
         for name in list(self.children):
             self.stop(name)
         if kind is not None:
-            self._show_logs()
+            self.show_logs()
         shutil.rmtree(self.folder, ignore_errors=True)
 
     def _set_up(self):
@@ -112,7 +112,8 @@ class Host:
 
     def start_exporter(self):
         self.start("hesper-exporter", self.programs / "hesper-exporter", "--port", self.port,
-                   "--token-file", self.token_file, "--listen", f"127.0.0.1:{self.exporter_port}", *self.exporter_options)
+                   "--token-file", self.token_file, "--listen", f"127.0.0.1:{self.exporter_port}",
+                   *self.exporter_options)
         self.wait_for_start("hesper-exporter", self.accepts(self.exporter_port))
 
     def wait_for_start(self, name, condition):
@@ -160,7 +161,8 @@ class Host:
             raise RuntimeError(f"/metrics: {status} {page}")
         return page
 
-    def _show_logs(self):
+    def show_logs(self):
+        """The last lines of each program, for a test that has failed."""
         for file in sorted(self.folder.glob("*.log")):
             lines = file.read_text(errors="replace").splitlines()[-15:]
             print(f"-- {file.name}", *lines, sep="\n", file=sys.stderr)
