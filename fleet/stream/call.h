@@ -34,12 +34,12 @@ class CallFault final : public std::runtime_error {
     Interrupted,  // no connection, or the daemon has ended it: it may come back
     Refused,      // the daemon has said no, or the port isn't a daemon's: the same call fails again
   };
-  CallFault(Kind kind, const std::string& text) : std::runtime_error(text), kind(kind) {}
+  CallFault(Kind which, const std::string& text) : std::runtime_error(text), kind(which) {}
   const Kind kind;
 };
 
 // One subscription: gives each element to `take` on the calling thread until that returns false or a stop is
-// asked for, which is seen within a second. `onOpen` runs when the daemon has accepted the connection and the
+// asked for, which is seen at once. `onOpen` runs when the daemon has accepted the connection and the
 // call was sent. Throws CallFault for every other end.
 void Subscribe(const Caller& caller, const Wanted& wanted, const std::stop_token& stop,
                const std::function<void()>& onOpen, const std::function<bool(Element&&)>& take);
