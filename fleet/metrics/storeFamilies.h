@@ -1,0 +1,30 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "fleet/metrics/metricForm.h"
+#include "fleet/metrics/textRefused.h"
+
+namespace Fleet {
+
+using RefusalCounts = std::array<std::uint64_t, kRefusalNames.size()>;
+
+// What the store has to tell of a VM.
+struct VmFigures {
+  std::string vmLabel;
+  RefusalCounts refused{};
+  std::size_t series = 0;
+  std::optional<std::chrono::milliseconds> age;  // of its newest text; nothing if there was none
+};
+
+// Appends the families hesper_vm_..., by name, and in each the VMs in their order here. A cause that no text
+// was refused for has no sample.
+void AppendStoreFamilies(std::string& page, MetricForm form, std::span<const VmFigures> vms);
+
+}  // namespace Fleet
