@@ -171,13 +171,19 @@ bool Backend::KeepsFailing(ssize_t received) {
 
 void Backend::Serve(std::string_view text, const vsock::endpoint& sender) {
   GlobalContext* context = GlobalContext::Get();
+  IntakeCounters& counters = context->GetCounters().intake;
   CidInfoPtr vm;
   if (context->GetCidCache().Lookup(vm, sender.cid()).HasErrors()) {
+    counters.unknownCids.Add();
     HESPER_LOG(6, "Cannot retrieve cid info for endpoint %1", sender.cid());
     return;
   }
-  std::string answer = MakeAcknowledgement(context->GetRegistry().Publish(text.data(), text.size(), vm));
+  const auto outcome = context->GetRegistry().Publish(text.data(), text.size(), vm);
+  counters.Texts(outcome.fault).Add();
+  (outcome.fault == PublicationFault::None ? counters.acceptedBytes : counters.refusedBytes).Add(text.size());
+  std::string answer = MakeAcknowledgement(outcome);
   if (Send(socket_->native_handle(), answer, sender) < 0) {
+    counters.acknowledgementsFailed.Add();
     HESPER_LOG(6, "Cannot send response: %1", std::strerror(errno));
   }
 }

@@ -19,7 +19,11 @@ Result CidCache::Lookup(CidInfoPtr& info, unsigned int cid) {
   const std::int64_t now = clock_();
   const Synchronized lock(this);
   TrimCache(now);
-  if (ValidateCid(info, cid, now)) return {};
+  if (ValidateCid(info, cid, now)) {
+    counts_.hits.Add();
+    return {};
+  }
+  counts_.misses.Add();
   Result result = RetrieveCidInfo(info, cid);
   if (result.HasErrors()) {
     HESPER_FAIL(result, kErrorCidLookup, "failed to retrieve info for cid %1", cid);
@@ -62,11 +66,14 @@ void CidCache::InsertEntry(const CidInfoPtr& info, unsigned int cid, std::int64_
   }
   entries_.push_front({info, now});
   index_[cid] = entries_.begin();
+  counts_.entries.Set(entries_.size());
 }
 
 void CidCache::RemoveEntry(Index::iterator position) {
   entries_.erase(position->second);
   index_.erase(position);
+  counts_.entries.Set(entries_.size());
+  counts_.evictions.Add();
 }
 
 Result CidCache::Collect(std::vector<std::shared_ptr<CidInfo>>& infos) {

@@ -10,6 +10,7 @@
 
 #include "apps/nornhesperd/cidInfo.h"
 #include "apps/nornhesperd/result.h"
+#include "framework/core/counter.h"
 #include "platform/corvane/object.h"
 #include "platform/corvane/system.h"
 
@@ -35,6 +36,17 @@ class CidCache final : public Corvane::System::LockableObjectImpl {
   // those that the cache knows under the same identity. VMs that can't be identified are left out; the
   // outcome is that of the last VM of the kernel's list alone.
   Result Collect(std::vector<std::shared_ptr<CidInfo>>& infos);
+
+  // Hits are look-ups that the cache could answer, misses all others. Entries are now in it; all that were
+  // removed, for whatever reason, are evictions.
+  struct Counts {
+    Mirel::Counter entries;
+    Mirel::Counter hits;
+    Mirel::Counter misses;
+    Mirel::Counter evictions;
+  };
+  // Reading doesn't wait for a look-up.
+  const Counts& GetCounts() const { return counts_; }
 
  private:
   struct CidCacheEntry {
@@ -70,6 +82,8 @@ class CidCache final : public Corvane::System::LockableObjectImpl {
   std::uint32_t maxEntries_ CORVANE_GUARDED_BY(this) = 3000;
   std::uint32_t expirationSeconds_ CORVANE_GUARDED_BY(this) = 600;
   const Clock clock_;
+  // Changed under the lock.
+  alignas(Mirel::kCounterAlignment) Counts counts_;
 };
 
 }  // namespace NornHesper

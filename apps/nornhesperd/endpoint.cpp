@@ -76,6 +76,7 @@ void NornHesperApi::Start() {
   config.readTimeout = kReadTimeout;
   config.writeTimeout = kWriteTimeout;
   config.httpBodySizeLimitInBytes = kBodySizeLimit;
+  config.connections = GlobalContext::Get()->GetConnections();
   config.spec.localizer = Mirel::L10n::LocalizerHelpers::GetDefaultLocalizer();
   config.spec.httpBodySizeLimitInBytes = kBodySizeLimit;
   server_ = std::make_shared<Server>(io, Server::Endpoint(make_address("127.0.0.1"), port_),

@@ -10,7 +10,9 @@ namespace NornHesper {
 Corvane::Ref<Corvane::System::AuthTokenHelper> Authenticate(const std::string& user,
                                                             const std::string& password) {
   Corvane::Ref<Corvane::System::AuthTokenHelper> token;
-  Corvane::System::AuthenticateUser(user, password, token);
+  if (!Corvane::System::AuthenticateUser(user, password, token)) {
+    GlobalContext::Get()->GetCounters().api.refusedPasswords.Add();
+  }
   return token;
 }
 
@@ -18,6 +20,7 @@ bool EndpointAuthn::UserPassCustomizeAuthDataCb(Corvane::System::AuthTokenHelper
                                                 const Mirel::Data::StructValuePtr& authData) {
   const auto& name = token->GetUserName();
   if (name != "root") {
+    GlobalContext::Get()->GetCounters().api.refusedUsers.Add();
     HESPER_LOG(6, "User %1, permission denied", name);
     return false;
   }

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <ctime>
@@ -13,6 +14,7 @@
 #include <stdexcept>
 
 #include "apps/nornhesperd/logMessage.h"
+#include "framework/transport/connection/connectionTable.h"
 #include "framework/transport/connection/inbox.h"
 #include "platform/corvane/exception.h"
 #include "platform/corvane/files.h"
@@ -34,6 +36,11 @@ std::string LocalTime() {
   }
   std::array<char, 32> text{};
   return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts)};
+}
+
+Mirel::DateTime UtcNow() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return Mirel::DateTime::Create(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
 }
 
 Result LimitOpenFiles() {
@@ -70,6 +77,9 @@ GlobalContext* GlobalContext::Get() {
   if (instance == nullptr) instance = new GlobalContext;
   return instance;
 }
+
+GlobalContext::GlobalContext()
+    : connections_(std::make_shared<Mirel::Asio::ConnectionTable>()), startTime_(UtcNow()) {}
 
 Result GlobalContext::InitializeApplication(const char* configPath) {
   OutliveOthers();

@@ -1,15 +1,22 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
+#include <memory>
 #include <string>
 
 #include "apps/nornhesperd/cidCache.h"
 #include "apps/nornhesperd/configInfo.h"
+#include "apps/nornhesperd/counters.h"
 #include "apps/nornhesperd/publicationSchema.h"
 #include "apps/nornhesperd/registry.h"
 #include "apps/nornhesperd/result.h"
+#include "framework/core/dateTime.h"
 #include "platform/corvane/app.h"
 #include "platform/corvane/log.h"
+
+namespace Mirel::Asio {
+class ConnectionTable;
+}
 
 namespace NornHesper {
 
@@ -45,9 +52,13 @@ class GlobalContext {
   Corvane::Service::Logger* GetLogger() const { return logger_.get(); }
   Corvane::Service::Application* GetApp() const { return app_.get(); }
   boost::asio::io_context& GetIoService() { return ioService_; }
+  Counters& GetCounters() { return counters_; }
+  // Those of the API.
+  const std::shared_ptr<Mirel::Asio::ConnectionTable>& GetConnections() const { return connections_; }
+  const Mirel::DateTime& GetStartTime() const { return startTime_; }
 
  private:
-  GlobalContext() = default;
+  GlobalContext();
   ~GlobalContext() = default;
 
   static Result CreatePidFile();
@@ -61,6 +72,9 @@ class GlobalContext {
   Corvane::Ref<Corvane::Service::Application> app_;
   Corvane::Ref<Corvane::Service::Logger> logger_;
   boost::asio::io_context ioService_;
+  Counters counters_;
+  std::shared_ptr<Mirel::Asio::ConnectionTable> connections_;
+  Mirel::DateTime startTime_;
 };
 
 }  // namespace NornHesper

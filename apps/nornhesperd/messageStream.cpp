@@ -89,7 +89,7 @@ void MessageStream::EnquePublication(const PublicationPtr& publication, std::uin
   if (times > room) {
     const std::uint64_t drops = (times - room - 1) / capacity + 1;
     kept = times - room - (drops - 1) * capacity;
-    DropQueue(drops);
+    DropQueue(drops, queued_ + times - kept);
   }
   Push(publication, kept);
   TRACE_PUBLICATION("Pushed", publication, "in Mirel client queue for", subscriptionId_);
@@ -103,7 +103,10 @@ void MessageStream::Push(const PublicationPtr& publication, std::uint64_t times)
 
 // A guest can have a queue dropped thousands of times by one publication. These are one line, and a count of
 // the others that is logged at most once a second.
-void MessageStream::DropQueue(std::uint64_t times) {
+void MessageStream::DropQueue(std::uint64_t times, std::uint64_t publications) {
+  auto& counters = GlobalContext::Get()->GetCounters().api;
+  counters.droppedQueues.Add(times);
+  counters.droppedPublications.Add(publications);
   std::deque<Run> dropped;
   dropped.swap(queue_);
   queued_ = 0;
@@ -132,6 +135,9 @@ void MessageStream::StartSend() {
 
 void MessageStream::Send(PublicationPtr publication) {
   sending_ = std::move(publication);
+  auto& counters = GlobalContext::Get()->GetCounters().api;
+  counters.deliveries.Add();
+  counters.deliveredBytes.Add(sending_->text.size());
   TRACE_PUBLICATION("Sending", sending_, "to", subscriptionId_);
   const Corvane::Ref<MessageStream> self(this);
   resultCb_->result({sending_->elements.Get(sending_, vmIdType_), this},

@@ -51,7 +51,8 @@ class MessageStream final : public Corvane::System::LockableObjectImpl, private 
   bool TakesTopic(std::string_view topic) const;
 
   void Push(const NornHesper::PublicationPtr& publication, std::uint64_t times) CORVANE_REQUIRES(this);
-  void DropQueue(std::uint64_t times) CORVANE_REQUIRES(this);
+  // So many drops, of so many publications in all.
+  void DropQueue(std::uint64_t times, std::uint64_t publications) CORVANE_REQUIRES(this);
   // Sends the front of the queue.
   void StartSend() CORVANE_REQUIRES(this);
   void Send(NornHesper::PublicationPtr publication) CORVANE_REQUIRES(this);

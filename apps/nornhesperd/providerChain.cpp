@@ -8,9 +8,13 @@
 
 #include "apps/nornhesperd/auditCallable.h"
 #include "apps/nornhesperd/endpointAuthn.h"
+#include "apps/nornhesperd/globalContext.h"
 #include "apps/nornhesperd/guestDataImpl.h"
+#include "apps/nornhesperd/loginCounting.h"
 #include "apps/nornhesperd/messageCatalogue.h"
+#include "apps/nornhesperd/statsImpl.h"
 #include "bindings/guestDataService.h"
+#include "bindings/statsService.h"
 #include "framework/authz/asyncAuthzFilter.h"
 #include "framework/authz/authzInfo.h"
 #include "framework/authz/loadAuthzInfoMetadata.h"
@@ -72,7 +76,15 @@ std::list<std::shared_ptr<Mirel::Authn::AuthnHandler>> MakeAuthnHandlers() {
   return {std::make_shared<SarnMirel::Authn::UserPassHandler>(
               &Authenticate, Logger::sDefaultLogger->CreateLogger("NornHesperUserPassHandler"),
               &EndpointAuthn::UserPassCustomizeAuthDataCb),
-          std::make_shared<Norn::Authn::TokenHandler>(MakeWrappedLogger("NornHesperJWTHandler"))};
+          std::make_shared<CountingAuthnHandler>(
+              std::make_shared<Norn::Authn::TokenHandler>(MakeWrappedLogger("NornHesperJWTHandler")),
+              GlobalContext::Get()->GetCounters().api.refusedTokens)};
+}
+
+std::shared_ptr<const Mirel::Authz::EntitlementChecker> MakeEntitlementChecker(const LoggerPtr& logger) {
+  return std::make_shared<CountingEntitlementChecker>(
+      std::make_shared<NornToken::Authz::JwtEntitlementCheckerImpl>(logger),
+      GlobalContext::Get()->GetCounters().api.refusedEntitlements);
 }
 
 }  // namespace
@@ -89,6 +101,8 @@ ProviderPtr CreateLocalProvider(const Enqueuer& enqueuer,
   std::list<std::shared_ptr<const Mirel::Provider::AsyncApiInterface>> interfaces;
   interfaces.push_back(
       AsyncServiceBinder::BindImplementation(std::make_shared<GuestDataImpl>(), MakeServiceLocalizer()));
+  interfaces.push_back(
+      Com::Tessaly::Norn::Hesper::StatsSvc::BindImplementation(std::make_shared<const StatsImpl>()));
   interfaces.splice(interfaces.end(), ProviderHelper::CliInterfaces(cli));
   interfaces.splice(interfaces.end(), ProviderHelper::MetamodelInterfaces(metamodel));
   interfaces.splice(interfaces.end(), ProviderHelper::AuthnInterfaces(authn));
@@ -100,8 +114,7 @@ ProviderPtr CreateLocalProvider(const Enqueuer& enqueuer,
   const auto authzLogger = MakeWrappedLogger("AuthzHandler");
   const auto authzInfo = LoadAuthzInfo(Corvane::Paths::kMetadataFile, authzLogger);
   ProviderPtr head = std::make_shared<Mirel::Authz::Filter::AsyncAuthzFilter>(
-      enqueuer, provider, authzInfo,
-      std::make_shared<NornToken::Authz::JwtEntitlementCheckerImpl>(authzLogger), authzLogger);
+      enqueuer, provider, authzInfo, MakeEntitlementChecker(authzLogger), authzLogger);
   // Each filter wraps what is there so far, so that the list's first handler is asked first.
   const auto handlers = MakeAuthnHandlers();
   for (auto handler = handlers.rbegin(); handler != handlers.rend(); ++handler) {

@@ -51,17 +51,25 @@ Publication::Publication(const char* bytes, std::size_t length, const CidInfoPtr
       document(&parsePool_, kParseStackBytes) {}
 
 Result Publication::Parse() {
-  std::string fault = ReadText();
-  if (fault.empty()) fault = ReadHeader();
-  if (fault.empty()) fault = CheckSchema();
-  if (fault.empty()) fault = ReadFields();
+  struct Step {
+    PublicationFault fault;
+    std::string (Publication::*read)();
+  };
+  constexpr Step kSteps[] = {{PublicationFault::Json, &Publication::ReadText},
+                             {PublicationFault::Header, &Publication::ReadHeader},
+                             {PublicationFault::Schema, &Publication::CheckSchema},
+                             {PublicationFault::Time, &Publication::ReadTime},
+                             {PublicationFault::Payload, &Publication::ReadRest}};
   Result result;
-  if (fault.empty()) {
-    KeepWhatIsReadLater();
-    parsed = true;
-  } else {
-    HESPER_FAIL(result, kErrorPublication, "%1", fault);
+  for (const Step& step : kSteps) {
+    const std::string diagnosis = (this->*step.read)();
+    if (diagnosis.empty()) continue;
+    fault = step.fault;
+    HESPER_FAIL(result, kErrorPublication, "%1", diagnosis);
+    return result;
   }
+  KeepWhatIsReadLater();
+  parsed = true;
   return result;
 }
 
@@ -101,19 +109,22 @@ std::string Publication::ReadSubscribers(const rapidjson::Value& header) {
   return {};
 }
 
-std::string Publication::CheckSchema() const {
+std::string Publication::CheckSchema() {
   const auto mismatch = GlobalContext::Get()->GetPublicationSchema().Check(document);
   return mismatch ? ASPrintInternal("unmatched schema: %1(%2), doc: %3", mismatch->schemaPlace,
                                     mismatch->keyword, mismatch->documentPlace)
                   : std::string();
 }
 
-// Behind the schema: every member looked up here is there and is a string.
-std::string Publication::ReadFields() {
+// Behind the schema: every member looked up here and below is there and is a string.
+std::string Publication::ReadTime() {
+  const rapidjson::Value& time = *Find(*Find(document, "header"), "createTime");
+  if (Mirel::DateTime::Create(std::string(ToView(time)), createTime)) return {};
+  return ASPrintInternal("invalid createTime field in %1", text);
+}
+
+std::string Publication::ReadRest() {
   const rapidjson::Value& header = *Find(document, "header");
-  if (!Mirel::DateTime::Create(std::string(ToView(*Find(header, "createTime"))), createTime)) {
-    return ASPrintInternal("invalid createTime field in %1", text);
-  }
   if (!DecodePayload(ToView(*Find(*Find(document, "payload"), "base64")))) {
     return ASPrintInternal("invalid base64 encoding in %1", text);
   }

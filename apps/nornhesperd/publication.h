@@ -12,6 +12,7 @@
 
 #include "apps/nornhesperd/cidInfo.h"
 #include "apps/nornhesperd/publicationElements.h"
+#include "apps/nornhesperd/publicationFault.h"
 #include "apps/nornhesperd/result.h"
 #include "framework/core/dateTime.h"
 
@@ -55,6 +56,7 @@ class Publication {
   std::uint64_t sequence = 0;
   std::vector<std::uint64_t> subscribers;  // ids of subscriptions; empty for a live publication
   bool parsed = false;                     // Parse found no fault
+  PublicationFault fault = PublicationFault::None;
   Mirel::DateTime createTime;
   std::vector<unsigned char> payload;  // decoded
   PublicationElements elements;
@@ -64,8 +66,9 @@ class Publication {
   std::string ReadText();
   std::string ReadHeader();
   std::string ReadSubscribers(const rapidjson::Value& header);
-  std::string CheckSchema() const;
-  std::string ReadFields();
+  std::string CheckSchema();
+  std::string ReadTime();
+  std::string ReadRest();
 
   bool DecodePayload(std::string_view base64);
   void NormalizeLastGroup(std::string_view base64, const std::vector<unsigned char>& bytes);

@@ -18,6 +18,7 @@ PublishOutcome Registry::Publish(const char* text, std::size_t length, const Cid
   outcome.errors = publication->Parse();
   outcome.hasSequence = publication->hasSequence;
   outcome.sequence = publication->sequence;
+  outcome.fault = publication->fault;
   if (!outcome.errors.HasErrors()) {
     Mirel::Asio::Inbox::Of(GlobalContext::Get()->GetIoService()).Post([this, publication] {
       Dispatch(publication);
@@ -43,6 +44,11 @@ void Registry::Unregister(std::uint64_t id) {
   const Synchronized lock(this);
   removed = subscriptions_.extract(id);
   outdated.swap(snapshot_);
+}
+
+Registry::Counts Registry::GetCounts() {
+  const Synchronized lock(this);
+  return {subscriptions_.size(), nextSubscriptionId_};
 }
 
 // The callables are run outside of the lock, as they take their streams' locks and may end up here again.

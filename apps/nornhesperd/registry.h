@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "apps/nornhesperd/cidInfo.h"
+#include "apps/nornhesperd/publicationFault.h"
 #include "apps/nornhesperd/result.h"
 #include "platform/corvane/object.h"
 
@@ -27,6 +28,7 @@ struct PublishOutcome {
   Result errors;             // no records: accepted
   bool hasSequence = false;  // also for texts with a fault after their sequence
   std::uint64_t sequence = 0;
+  PublicationFault fault = PublicationFault::None;
 };
 
 // The table of live subscriptions, and the way of publications to them.
@@ -49,6 +51,12 @@ class Registry final : public Corvane::System::LockableObjectImpl {
 
   // An unknown id is no fault. A publication that is being dispatched can still reach the callable.
   void Unregister(std::uint64_t id);
+
+  struct Counts {
+    std::uint64_t current;
+    std::uint64_t opened;
+  };
+  Counts GetCounts();
 
  private:
   struct Subscription {

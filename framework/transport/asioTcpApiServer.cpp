@@ -91,7 +91,8 @@ AsioTcpApiServer::AsioTcpApiServer(boost::asio::io_context& io, std::optional<st
   config.spec.bodyBudget = Http::BodyBudget::Make(io.get_executor(), config.bodyBudgetInBytes);
   config.spec.turns = std::make_shared<Http::Turns>(io.get_executor());
 
-  const auto connections = std::make_shared<Asio::ConnectionTable>();
+  const auto connections =
+      config.connections ? config.connections : std::make_shared<Asio::ConnectionTable>();
   const StreamTuner tuner{config.keepAlive, connections};
   const auto admission = std::make_shared<Admission>(config.descriptorReserve, connections, logger_);
   family4_.endpoint = endpoint4;

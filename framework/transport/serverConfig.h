@@ -4,10 +4,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <string>
 
 #include "framework/transport/answer/protocolHandlerSpec.h"
 #include "framework/transport/connection/keepAlive.h"
+
+namespace Mirel::Asio {
+class ConnectionTable;
+}
 
 namespace Mirel::Transport::PicoHttp {
 
@@ -22,6 +27,8 @@ struct ServerConfig {
   // What the bodies of all requests in flight may take together.
   std::uint64_t bodyBudgetInBytes = std::uint64_t{64} << 20;
   Asio::KeepAlive keepAlive;
+  // Where the connections are entered; the server makes a table of its own if it's null.
+  std::shared_ptr<Asio::ConnectionTable> connections;
   Http::ProtocolHandlerSpec spec;
 };
 

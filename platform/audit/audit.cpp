@@ -84,3 +84,7 @@ void TessalyAudit_LogList(const char* eventId, const char* subject, const char* 
   line += "}\n";
   File().Append(line);
 }
+
+std::uint64_t TessalyAudit_RecordsLost() {
+  return File().Lost();
+}

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 // One more fact about an audited event. A list of them ends with an item of two null pointers.
 struct TessalyAuditItem {
   const char* key;
@@ -17,3 +19,6 @@ void TessalyAudit_Open();
 // once, until records can be written again. From any thread.
 void TessalyAudit_LogList(const char* eventId, const char* subject, const char* object, bool result,
                           const TessalyAuditItem* items);
+
+// How many records this process has lost. From any thread; waits for a record that is being written.
+std::uint64_t TessalyAudit_RecordsLost();

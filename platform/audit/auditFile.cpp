@@ -72,10 +72,16 @@ bool AuditFile::Append(std::string_view line) {
   const Corvane::MutexLock lock(mutex_);
   if (!EnsureOpen() || !Write(line)) {
     ++lost_;
+    ++lostInAll_;
     return false;
   }
   NoteSuccess();
   return true;
+}
+
+std::uint64_t AuditFile::Lost() const {
+  const Corvane::MutexLock lock(mutex_);
+  return lostInAll_;
 }
 
 bool AuditFile::Open() {

@@ -25,6 +25,8 @@ class AuditFile {
   // Appends the line, which ends with a line feed, with one write. Gives false when it is lost; the first
   // loss and the end of a row of losses are logged.
   bool Append(std::string_view line);
+  // How many lines were lost in all.
+  std::uint64_t Lost() const;
 
  private:
   bool EnsureOpen() CORVANE_REQUIRES(mutex_);
@@ -38,13 +40,14 @@ class AuditFile {
   void NoteSuccess() CORVANE_REQUIRES(mutex_);
 
   const std::string path_;
-  Corvane::Mutex mutex_;
+  mutable Corvane::Mutex mutex_;
   int descriptor_ CORVANE_GUARDED_BY(mutex_) = -1;
   // The file ends within a line, as after a write that was cut short.
   bool endsWithinLine_ CORVANE_GUARDED_BY(mutex_) = false;
   // It's not what the path leads to any more, which can't be opened.
   bool isOutdated_ CORVANE_GUARDED_BY(mutex_) = false;
-  std::uint64_t lost_ CORVANE_GUARDED_BY(mutex_) = 0;
+  std::uint64_t lost_ CORVANE_GUARDED_BY(mutex_) = 0;  // in a row, up to now
+  std::uint64_t lostInAll_ CORVANE_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace Tessaly::Audit

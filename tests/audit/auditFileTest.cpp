@@ -99,6 +99,7 @@ TEST(AuditFileTest, AFullDiskIsToldOnceAndTheEndOfIt) {
                          }),
               1);
     EXPECT_EQ(ReadFile(path), "kept\nkept\n");
+    EXPECT_EQ(file.Lost(), 3U * (static_cast<unsigned>(episode) + 1));
   }
 }
 

@@ -1,10 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "testing/daemon.h"
 #include "testing/subscriber.h"
+#include "tests/daemon/kernelFaults.h"
 #include "tests/daemon/liveSubscriber.h"
 
 namespace {
@@ -93,20 +91,6 @@ TEST(GuestTest, IsAskedForHistoryIfItPublishedLatelyAndIsWanted) {
   EXPECT_FALSE(silent.Receive(milliseconds(0)));
   EXPECT_FALSE(unwanted.Receive(milliseconds(0)));
 }
-
-// What the daemons that are started meanwhile meet; guests and programs of this process don't.
-class KernelFaults {
- public:
-  explicit KernelFaults(const std::string& lines) {
-    std::ofstream(Path()) << "program nornhesperd\n" << lines;
-  }
-  KernelFaults(const KernelFaults&) = delete;
-  KernelFaults& operator=(const KernelFaults&) = delete;
-  ~KernelFaults() { std::filesystem::remove(Path()); }
-
- private:
-  static std::string Path() { return SharedHost().Directory() + "/faults"; }
-};
 
 std::size_t Count(const std::string& text, const std::string& part) {
   std::size_t times = 0;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "bindings/guestDataAdapter.h"
+#include "bindings/statsAdapter.h"
 #include "bindings/subscriptionSpecReader.h"
 #include "framework/core/stdErrors.h"
 #include "framework/provider/errorFactory.h"
@@ -68,6 +69,27 @@ TEST_F(WireAgreementTest, Elements) {
   const auto& kinds = ById(At(file, "/metamodel/enumerations"), "com.tessaly.norn.hesper.VmIdentifierType");
   EXPECT_EQ(Collect(kinds["values"], "value"), Texts(std::begin(VmIdentifierType::Strings::values),
                                                      std::end(VmIdentifierType::Strings::values)));
+}
+
+TEST_F(WireAgreementTest, Numbers) {
+  using namespace Mirel::Data;
+  Mirel::MessageList messages;
+  const auto value = AdaptMethod<Stats>::Get()(Stats(), Mirel::L10n::MakeDefaultRequestLocalizer(), messages);
+  const auto& stats = dynamic_cast<const CompoundValue&>(*value);
+  const auto& structures = At(file, "/metamodel/structures");
+  for (const auto& field : ById(structures, stats.name())["fields"].GetArray()) {
+    const auto part = stats.GetField(field["name"].GetString());
+    ASSERT_NE(part, nullptr) << field["name"].GetString();
+    if (part->type() == DataType::String) continue;
+    const auto& numbers = dynamic_cast<const CompoundValue&>(*part);
+    EXPECT_EQ(field["type"]["structure"].GetString(), numbers.name());
+    EXPECT_EQ(Fields(part), Fields(numbers.name()));
+    for (const auto& number : ById(structures, numbers.name())["fields"].GetArray()) {
+      EXPECT_STREQ(number["type"]["builtin"].GetString(), "LONG");
+    }
+    for (const auto& [name, number] : numbers.fields()) EXPECT_EQ(number->type(), DataType::Integer) << name;
+  }
+  EXPECT_EQ(Fields(value), Fields(stats.name()));
 }
 
 TEST_F(WireAgreementTest, ErrorsAndMessages) {

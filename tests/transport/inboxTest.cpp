@@ -55,6 +55,29 @@ TEST_F(InboxTest, WhatIsPutOffOutsideOrTwiceIsAHandlerOfItsOwn) {
   EXPECT_EQ(events.size(), 5U);
 }
 
+TEST_F(InboxTest, TellsHowManyJobsWaitAndHowLongOneHasWaited) {
+  constexpr auto kHold = std::chrono::milliseconds(20);
+  const int jobs = static_cast<int>(Inbox::kMostJobs) + 2;
+  for (int i = 0; i < jobs; ++i) {
+    inbox.Post([&] {
+      if (events.empty()) {
+        EXPECT_EQ(inbox.GetCounts().waiting, 2U);
+      }
+      events += 'j';
+    });
+  }
+  EXPECT_EQ(inbox.GetCounts().waiting, static_cast<std::size_t>(jobs));
+  EXPECT_EQ(inbox.GetCounts().longestWait.count(), 0);  // none has begun
+  std::this_thread::sleep_for(kHold);
+  io.poll();
+  const auto counts = inbox.GetCounts();
+  EXPECT_EQ(counts.waiting, 0U);
+  EXPECT_GE(counts.longestWait, kHold);
+  inbox.Post([] {});
+  io.poll();
+  EXPECT_EQ(inbox.GetCounts().longestWait, counts.longestWait);  // the longest one ever
+}
+
 // A job that finds the thread asleep, busy, or about to fall asleep.
 TEST_F(InboxTest, EveryJobOfAnotherThreadWakesTheContext) {
   constexpr int kJobs = 20000;

@@ -109,6 +109,8 @@ TEST(StrangersTest, MakeTheServerPauseOnlyWhereAllConnectionsServe) {
   slots[0]->Enter(Stage::AwaitsHead);
   slots.erase(slots.begin(), slots.begin() + 2);
   EXPECT_FALSE(table->CloseOne()) << "what is closed isn't closed again";
+  EXPECT_EQ(table->GetCounts().current, 3U);
+  EXPECT_EQ(table->GetCounts().accepted, 5U);
 }
 
 TEST(StrangersTest, GiveTheirDescriptorBackWhenTheyHaveGone) {

@@ -18,6 +18,11 @@ bool ConnectionTable::CloseOne() {
   return true;
 }
 
+ConnectionTable::Counts ConnectionTable::GetCounts() const {
+  const Corvane::MutexLock lock(mutex_);
+  return counts_;
+}
+
 ConnectionTable::Entries* ConnectionTable::OldestSince(Clock::time_point latest) {
   for (const auto stage : {Stage::AwaitsHead, Stage::AwaitsBody, Stage::AnswersStranger}) {
     auto& entries = In(stage);
@@ -27,14 +32,18 @@ ConnectionTable::Entries* ConnectionTable::OldestSince(Clock::time_point latest)
 }
 
 ConnectionTable::Slot::~Slot() {
-  if (!entry_) return;
+  if (!table_) return;
   const Corvane::MutexLock lock(table_->mutex_);
-  table_->In((*entry_)->closed ? Stage::Serves : stage_).erase(*entry_);
+  --table_->counts_.current;
+  if (entry_) table_->In((*entry_)->closed ? Stage::Serves : stage_).erase(*entry_);
 }
 
 void ConnectionTable::Slot::Join(std::shared_ptr<ConnectionTable> table, std::function<void()> close) {
   table_ = std::move(table);
   close_ = std::move(close);
+  const Corvane::MutexLock lock(table_->mutex_);
+  ++table_->counts_.current;
+  ++table_->counts_.accepted;
 }
 
 void ConnectionTable::Slot::Enter(Stage stage) {

@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <list>
 #include <memory>
@@ -33,6 +34,14 @@ class ConnectionTable {
   // has just come only when there is no other. Gives false when all of them serve.
   bool CloseOne();
 
+  // The connections that a slot has joined for: those that are there, also when their peer has gone
+  // unnoticed, and all that ever were.
+  struct Counts {
+    std::size_t current = 0;
+    std::uint64_t accepted = 0;
+  };
+  Counts GetCounts() const;
+
  private:
   using Clock = std::chrono::steady_clock;
   struct Entry {
@@ -49,7 +58,8 @@ class ConnectionTable {
   Entries* OldestSince(Clock::time_point latest) CORVANE_REQUIRES(mutex_);
   Entries& In(Stage stage) CORVANE_REQUIRES(mutex_) { return stages_[static_cast<std::size_t>(stage)]; }
 
-  Corvane::Mutex mutex_;
+  mutable Corvane::Mutex mutex_;
+  Counts counts_ CORVANE_GUARDED_BY(mutex_);
   // Invariants:
   // 1. An entry is in the list of its slot's stage, or, once it is closed, in that of Stage::Serves.
   // 2. Each list but that of Stage::Serves is ordered by `since`, the oldest in front.

@@ -7,8 +7,9 @@
 #include <vector>
 
 namespace Mirel::Asio {
+namespace {
 
-std::size_t DescriptorsLeft() {
+std::size_t CountDescriptors(bool open) {
   constexpr rlim_t kMost = 65536;
   rlimit limit{};
   if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
@@ -18,7 +19,17 @@ std::size_t DescriptorsLeft() {
   if (::poll(descriptors.data(), descriptors.size(), 0) < 0) return 0;
   return static_cast<std::size_t>(
       std::count_if(descriptors.begin(), descriptors.end(),
-                    [](const pollfd& one) { return (one.revents & POLLNVAL) != 0; }));
+                    [open](const pollfd& one) { return ((one.revents & POLLNVAL) == 0) == open; }));
+}
+
+}  // namespace
+
+std::size_t DescriptorsLeft() {
+  return CountDescriptors(false);
+}
+
+std::size_t DescriptorsInUse() {
+  return CountDescriptors(true);
 }
 
 }  // namespace Mirel::Asio

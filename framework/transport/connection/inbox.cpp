@@ -8,7 +8,6 @@
 #include <boost/asio/post.hpp>
 #include <boost/system/system_error.hpp>
 #include <cerrno>
-#include <iterator>
 #include <utility>
 
 namespace Mirel::Asio {
@@ -34,9 +33,10 @@ Inbox::Inbox(boost::asio::execution_context& context)
       wake_(context_, MakeEvent()) {}
 
 void Inbox::Post(Job job) {
+  const auto now = Clock::now();
   {
     const Corvane::MutexLock lock(mutex_);
-    posted_.push_back(std::move(job));
+    posted_.push_back({std::move(job), now});
     if (posted_.size() > 1) return;
     if (!std::exchange(isAwaited_, true)) Await();
   }
@@ -71,12 +71,21 @@ void Inbox::Run() {
 }
 
 Inbox::Jobs Inbox::Begin() {
+  Jobs jobs;
+  jobs.reserve(kMostJobs);
+  const auto now = Clock::now();
   const Corvane::MutexLock lock(mutex_);
   isUnderWay_ = true;
+  if (!posted_.empty()) longestWait_ = std::max(longestWait_, now - posted_.front().since);
   const auto end = posted_.begin() + static_cast<std::ptrdiff_t>(std::min(posted_.size(), kMostJobs));
-  Jobs jobs(std::make_move_iterator(posted_.begin()), std::make_move_iterator(end));
+  for (auto post = posted_.begin(); post != end; ++post) jobs.push_back(std::move(post->job));
   posted_.erase(posted_.begin(), end);
   return jobs;
+}
+
+Inbox::Counts Inbox::GetCounts() {
+  const Corvane::MutexLock lock(mutex_);
+  return {posted_.size(), std::chrono::duration_cast<std::chrono::microseconds>(longestWait_)};
 }
 
 Inbox::Jobs Inbox::TakePutOff() {
@@ -86,7 +95,7 @@ Inbox::Jobs Inbox::TakePutOff() {
 }
 
 void Inbox::shutdown() {
-  std::deque<Job> posted;
+  std::deque<Posted> posted;
   Jobs putOff;
   const Corvane::MutexLock lock(mutex_);
   posted.swap(posted_);

@@ -3,6 +3,7 @@
 #include <boost/asio/execution_context.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -34,10 +35,21 @@ class Inbox final : public boost::asio::execution_context::service {
   // Runs the job behind those of the batch that is under way, or else as a handler of the context.
   void PutOff(Job job);
 
+  struct Counts {
+    std::size_t waiting = 0;                   // posted and not begun
+    std::chrono::microseconds longestWait{0};  // of a job that has begun, since the start
+  };
+  Counts GetCounts();
+
   static boost::asio::execution_context::id id;
 
  private:
+  using Clock = std::chrono::steady_clock;
   using Jobs = std::vector<Job>;
+  struct Posted {
+    Job job;
+    Clock::time_point since;
+  };
 
   void Await();
   void Run();
@@ -49,8 +61,9 @@ class Inbox final : public boost::asio::execution_context::service {
   boost::asio::posix::stream_descriptor wake_;  // an eventfd
   std::uint64_t wakes_ = 0;
   Corvane::Mutex mutex_;
-  std::deque<Job> posted_ CORVANE_GUARDED_BY(mutex_);
+  std::deque<Posted> posted_ CORVANE_GUARDED_BY(mutex_);
   Jobs putOff_ CORVANE_GUARDED_BY(mutex_);
+  Clock::duration longestWait_ CORVANE_GUARDED_BY(mutex_){0};
   bool isAwaited_ CORVANE_GUARDED_BY(mutex_) = false;
   bool isUnderWay_ CORVANE_GUARDED_BY(mutex_) = false;
 };
