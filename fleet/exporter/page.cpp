@@ -1,0 +1,55 @@
+#include "fleet/exporter/page.h"
+
+#include <openssl/evp.h>
+
+#include <array>
+#include <span>
+
+#include "fleet/exporter/pageFiles.h"
+#include "platform/corvane/stringUtil.h"
+
+namespace Fleet {
+namespace {
+
+struct File {
+  std::string_view path;
+  const char* type;
+  std::string_view content;
+  std::string tag;
+};
+
+std::string TagOf(std::string_view content) {
+  constexpr std::size_t kTagBytes = 16;
+  std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
+  EVP_Digest(content.data(), content.size(), digest.data(), nullptr, EVP_sha256(), nullptr);
+  return '"' + Corvane::StringUtil::HexEncode(std::span(digest).first(kTagBytes)) + '"';
+}
+
+File MakeFile(std::string_view path, const char* type, std::string_view content) {
+  return {path, type, content, TagOf(content)};
+}
+
+const std::array<File, 3>& Files() {
+  static const std::array<File, 3> files = {
+      MakeFile("/", "text/html; charset=utf-8", PageFiles::kIndexHtml),
+      MakeFile("/page.css", "text/css; charset=utf-8", PageFiles::kPageCss),
+      MakeFile("/page.js", "text/javascript; charset=utf-8", PageFiles::kPageJs)};
+  return files;
+}
+
+}  // namespace
+
+std::optional<Answer> Page::Get(const Request& request) {
+  for (const auto& file : Files()) {
+    if (file.path != request.path) continue;
+    Answer answer{
+        .headers = {{"ETag", file.tag}, {"Cache-Control", "no-cache"}, {"Content-Type", file.type}}};
+    const auto known = request.Header("If-None-Match");
+    answer.status = known && known->find(file.tag) != std::string_view::npos ? 304 : 200;
+    if (answer.status == 200) answer.body = file.content;
+    return answer;
+  }
+  return std::nullopt;
+}
+
+}  // namespace Fleet
