@@ -103,7 +103,7 @@ std::string StatsRequest() {
   return Request("com.tessaly.norn.hesper.stats.get", [](JsonWriter&) {});
 }
 
-Answer::Answer(std::string_view json) {
+DaemonAnswer::DaemonAnswer(std::string_view json) {
   document_.Parse<rapidjson::kParseIterativeFlag>(json.data(), json.size());
   if (document_.HasParseError() || !document_.IsObject()) Refuse("an answer is no JSON object");
   const rapidjson::Value& members = document_;

@@ -15,9 +15,9 @@ std::string StatsRequest();
 
 // One answer of the daemon: its "result". Throws a CallFault with the daemon's own words if it is an error,
 // or if it is no answer.
-class Answer final {
+class DaemonAnswer final {
  public:
-  explicit Answer(std::string_view json);
+  explicit DaemonAnswer(std::string_view json);
 
   const rapidjson::Value& Result() const { return *result_; }
 

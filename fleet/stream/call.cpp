@@ -287,7 +287,7 @@ long Exchange::Status() const {
 }
 
 Element TakeElement(const std::string& frame) {
-  const Answer answer(frame);
+  const DaemonAnswer answer(frame);
   try {
     auto element = ElementOf(answer.Result());
     element.json = JsonOf(answer.Result());
@@ -325,7 +325,7 @@ std::string FetchStats(const Caller& caller, const std::optional<std::string>& b
     if (text.size() > kLargestAnswer) throw CallFault(Kind::Refused, "the daemon's answer is too long");
     return true;
   });
-  const Answer answer(text);
+  const DaemonAnswer answer(text);
   return JsonOf(answer.Result());
 }
 

@@ -35,7 +35,7 @@ class CallFault final : public std::runtime_error {
     Refused,      // the daemon has said no, or the port isn't a daemon's: the same call fails again
   };
   CallFault(Kind which, const std::string& text) : std::runtime_error(text), kind(which) {}
-  const Kind kind;
+  Kind kind;
 };
 
 // One subscription: gives each element to `take` on the calling thread until that returns false or a stop is

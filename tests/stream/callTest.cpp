@@ -9,7 +9,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdio>
 #include <optional>
 #include <stop_token>
 #include <string>
@@ -19,6 +18,7 @@
 #include "testing/daemon.h"
 #include "testing/eventually.h"
 #include "tests/stream/callerSupport.h"
+#include "tests/stream/daemonDouble.h"
 #include "tests/stream/listenerDouble.h"
 
 namespace {
@@ -45,16 +45,6 @@ std::pair<Kind, std::string> FirstFault(const Fleet::Caller& caller) {
 
 std::string Http(const std::string& body, const std::string& status = "200 OK") {
   return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-}
-
-std::string Frame(const std::string& text) {
-  char size[16];
-  std::snprintf(size, sizeof size, "%zx\r\n", text.size());
-  return size + text + "\r\n";
-}
-
-std::string EndlessHttp() {
-  return "HTTP/1.1 200 OK\r\n\r\n";
 }
 
 // A process of the user nobody that takes one call and keeps all that it is sent.
@@ -210,8 +200,8 @@ TEST(CallTest, BoundsAHostileAnswer) {
     std::string endless;
   };
   for (const auto& [answer, endless] :
-       {Case{EndlessHttp(), std::string(4096, '1')}, Case{EndlessHttp() + "1000001\r\n", "{"},
-        Case{EndlessHttp() + "1000000\r\n", std::string(1 << 20, '{')},
+       {Case{std::string(kHead), std::string(4096, '1')}, Case{std::string(kHead) + "1000001\r\n", "{"},
+        Case{std::string(kHead) + "1000000\r\n", std::string(1 << 20, '{')},
         Case{"HTTP/1.1 200 OK\r\n", "X: " + std::string(4000, 'y') + "\r\n"},
         Case{"HTTP/1.1 503 Away\r\n\r\n", std::string(4096, 'x')}, Case{Http(Frame("[]")), ""},
         Case{Http(Frame("{}")), ""}, Case{Http(Frame(R"({"result":{}})")), ""},
@@ -223,7 +213,7 @@ TEST(CallTest, BoundsAHostileAnswer) {
     EXPECT_LE(fault.second.size(), 2000);
     EXPECT_LE(server.Repeated(), kAllThatFitsOnTheWay);
   }
-  AnsweringServer stats(EndlessHttp(), std::string(1 << 16, ' '));
+  AnsweringServer stats(std::string(kHead), std::string(1 << 16, ' '));
   EXPECT_EQ(FaultOf([&] { Fleet::FetchStats(CallerOf(stats.port())); }).first, Kind::Refused);
   EXPECT_LE(stats.Repeated(), kAllThatFitsOnTheWay);
 }
@@ -234,7 +224,7 @@ TEST(CallTest, GivesTheDaemonsOwnWords) {
   AnsweringServer http(Http("go away", "400 Bad Request"));
   EXPECT_EQ(FirstFault(CallerOf(http.port())).second,
             "the daemon has answered with HTTP status 400: go away");
-  AnsweringServer cut(EndlessHttp() + "30\r\n{");
+  AnsweringServer cut(std::string(kHead) + "30\r\n{");
   EXPECT_EQ(FirstFault(CallerOf(cut.port())).first, Kind::Interrupted);
   AnsweringServer stats(Http(R"({"id":1,"result":{"a":{"b":7}}})"));
   EXPECT_EQ(Fleet::FetchStats(CallerOf(stats.port())), R"({"a":{"b":7}})");
