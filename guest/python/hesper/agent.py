@@ -12,15 +12,13 @@ from datetime import datetime
 from types import TracebackType
 from typing import Any, Dict, Optional, Type, Union
 
+from hesper.errors import BadAnswer, Error
+
 Payload = Union[str, bytes, bytearray, memoryview]
 
 _SOCKET = "/run/hesper/guest.sock"
 _LARGEST_TEXT = 69608
 _LONGEST_ANSWER = 4096
-
-
-class Error(Exception):
-    """An item was not kept, or may not have been."""
 
 
 class NoAgent(Error):
@@ -29,10 +27,6 @@ class NoAgent(Error):
 
 class NoAnswer(Error):
     """None came in time: the item may have been kept or not."""
-
-
-class BadAnswer(Error):
-    """What came is no answer: the item may have been kept or not."""
 
 
 class Refused(Error):
