@@ -35,10 +35,11 @@ class SlidingRate final {
 
   void Advance(Time now) {
     const auto slot = static_cast<std::uint64_t>(now.time_since_epoch() / kSlot);
-    for (std::size_t i = 0; i < kSlots && slot_ < slot; ++i) {
-      if (i + 1 == kSlots) slot_ = slot - 1;
-      slots_[++slot_ % kSlots] = 0;
+    if (slot - slot_ >= kSlots) {
+      slots_.fill(0);
+      slot_ = slot;
     }
+    while (slot_ < slot) slots_[++slot_ % kSlots] = 0;
   }
 
   std::array<std::uint32_t, kSlots> slots_{};
