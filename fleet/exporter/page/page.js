@@ -42,9 +42,10 @@ function shorten(text, most) {
 
 // A name as a button that does something with it; the name itself never becomes an attribute.
 function wordButton(className, word, label, action) {
-  const button = make('button', `word ${className}`, visible(shorten(word, 120)));
+  const text = visible(shorten(word, 120));
+  const button = make('button', `word ${className}`, text);
   button.type = 'button';
-  button.title = label;
+  button.title = `${text}\n${label}`;
   button.addEventListener('click', action);
   return button;
 }
@@ -131,7 +132,7 @@ $('theme').addEventListener('click', () => {
 // --- Login -------------------------------------------------------------------------------------------------------
 
 const REFUSALS = {
-  401: 'The daemon refuses this token: it has expired, isn’t its own, or lacks the entitlement GUEST_DATA_ACCESS.',
+  401: 'The daemon refuses this token: it has expired, is another host’s, or lacks GUEST_DATA_ACCESS.',
   403: 'The exporter takes no login from this address. Open the page by the address that it listens on.',
   413: 'This is too long for a token.',
   421: 'The exporter doesn’t answer to this host name. Its option --host allows one.',
@@ -338,17 +339,17 @@ const COUNTS = [
     ['no JSON', 'publications', 'refused_json'], ['header', 'publications', 'refused_header'],
     ['schema', 'publications', 'refused_schema'], ['create time', 'publications', 'refused_time'],
     ['base64', 'publications', 'refused_payload']]],
-  ['Lost between guest and host', [
+  ['Guests unknown or not reached', [
     ['unknown cids', 'publications', 'unknown_cids'],
-    ['failed acknowledgements', 'publications', 'acknowledgements_failed'],
-    ['failed history requests', 'history', 'requests_failed']]],
-  ['Slow subscribers', [
-    ['dropped queues', 'subscriptions', 'dropped_queues'],
+    ['acknowledgements', 'publications', 'acknowledgements_failed'],
+    ['history requests', 'history', 'requests_failed']]],
+  ['Dropped for slow subscribers', [
+    ['queues', 'subscriptions', 'dropped_queues'],
     ['publications in them', 'subscriptions', 'dropped_publications']]],
   ['Refused logins', [
     ['password', 'logins', 'refused_password'], ['user', 'logins', 'refused_user'],
     ['token', 'logins', 'refused_token'], ['entitlement', 'logins', 'refused_entitlement']]],
-  ['Audit', [['lost records', 'audit', 'records_lost']]],
+  ['Lost for the audit', [['records', 'audit', 'records_lost']]],
 ];
 const countCells = [];
 
@@ -382,7 +383,7 @@ function showCounts() {
 
 const vmRows = new Map(); // the rows in the document, by VM
 const unfolded = new Set(); // VMs of which all topics are shown
-const TOPICS = 3;
+const TOPICS = 1;
 let sortKey = 'vm';
 let sortDown = false;
 let shownVms = SLICE;
@@ -411,8 +412,7 @@ function wantedVms() {
 function makeVmRow(name) {
   const row = { tr: make('tr'), cells: {}, topics: '' };
   for (const key of ['name', 'last', 'perMinute', 'publications', 'refusedTexts', 'topics']) {
-    const number = ['perMinute', 'publications', 'refusedTexts'].includes(key);
-    row.cells[key] = make(key === 'name' ? 'th' : 'td', key === 'last' ? 'last' : number ? 'number' : '');
+    row.cells[key] = make(key === 'name' ? 'th' : 'td', key);
     row.tr.append(row.cells[key]);
   }
   row.cells.name.scope = 'row';
@@ -432,7 +432,7 @@ function fillVmRow(row, one) {
   setText(row.cells.perMinute, rateText(one.perMinute));
   setText(row.cells.publications, count(one.publications));
   setText(row.cells.refusedTexts, count(one.refusedTexts));
-  row.cells.refusedTexts.className = `number${one.refusedTexts > 0 ? ' refused' : ''}`;
+  row.cells.refusedTexts.classList.toggle('above', one.refusedTexts > 0);
   const topics = JSON.stringify([one.topics, unfolded.has(one.vm)]);
   if (row.topics !== topics) {
     row.topics = topics;
@@ -441,7 +441,7 @@ function fillVmRow(row, one) {
 }
 
 function topicList(one) {
-  const list = make('div', 'topics');
+  const list = make('div', unfolded.has(one.vm) ? 'topic-list unfolded' : 'topic-list');
   const most = unfolded.has(one.vm) ? one.topics.length : TOPICS;
   // By name, as the newest first would have them change places all the time.
   for (const topic of [...one.topics].sort().slice(0, most)) {
@@ -658,7 +658,7 @@ function payloadView(item) {
   const details = make('details', 'payload', undefined, make('summary', '', undefined, ...content));
   details.addEventListener('toggle', () => {
     if (details.childElementCount > 1) return;
-    details.append(make('pre', 'word', bytes ? hexDump(bytes) : visibleLines(item.text)));
+    details.append(make('pre', bytes ? 'word dump' : 'word', bytes ? hexDump(bytes) : visibleLines(item.text)));
     if (item.cut) details.append(make('p', 'cut', `The beginning of ${sizeText(item.bytes)}.`));
   });
   return details;
