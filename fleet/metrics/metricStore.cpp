@@ -6,7 +6,10 @@
 #include <utility>
 
 #include "fleet/metrics/familyLines.h"
+#include "fleet/metrics/keptText.h"
 #include "fleet/metrics/metricText.h"
+#include "fleet/metrics/storeFamilies.h"
+#include "fleet/metrics/vmFamilies.h"
 #include "platform/corvane/textEscape.h"
 
 namespace Fleet {

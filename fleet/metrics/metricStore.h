@@ -12,14 +12,15 @@
 #include <variant>
 #include <vector>
 
-#include "fleet/metrics/keptText.h"
 #include "fleet/metrics/metricForm.h"
-#include "fleet/metrics/storeFamilies.h"
 #include "fleet/metrics/textRefused.h"
-#include "fleet/metrics/vmFamilies.h"
 #include "platform/corvane/mutex.h"
 
 namespace Fleet {
+
+class KeptText;
+struct VmFigures;
+struct VmTexts;
 
 // Whatever guests write, the page stays within these.
 struct MetricBounds {

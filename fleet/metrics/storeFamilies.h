@@ -1,9 +1,7 @@
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -12,8 +10,6 @@
 #include "fleet/metrics/textRefused.h"
 
 namespace Fleet {
-
-using RefusalCounts = std::array<std::uint64_t, kRefusalNames.size()>;
 
 // What the store has to tell of a VM.
 struct VmFigures {

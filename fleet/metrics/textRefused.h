@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <string_view>
 
@@ -20,6 +21,7 @@ enum class Refusal {
 
 inline constexpr std::array<std::string_view, 7> kRefusalNames = {
     "characters", "syntax", "reserved", "type", "duplicate", "too_long", "too_many"};
+using RefusalCounts = std::array<std::uint64_t, kRefusalNames.size()>;
 
 // A guest's text isn't taken, as a whole.
 class TextRefused final : public std::exception {
