@@ -61,11 +61,16 @@ class StreamReader final {
       Interrupt(natsStatus_GetText(status));
       subscription_.reset();
     }
-    if (!handle || !position_.Take(natsMsg_GetSequence(message))) return nullptr;
-    return handle;
+    return handle && IsNew(message) ? std::move(handle) : nullptr;
   }
 
  private:
+  bool IsNew(natsMsg* message) {
+    jsMsgMetaData* made = nullptr;
+    if (natsMsg_GetMetaData(&made, message) != NATS_OK) return false;
+    return position_.Take(MetaDataHandle(made)->Sequence.Stream);
+  }
+
   LinkEvents Events() {
     return {.onDisconnected = [this](const std::string& reason) { Interrupt(reason); },
             .onReconnected = [this] { stale_ = true; },
