@@ -63,16 +63,17 @@ class GlobalContext {
 
   static Result CreatePidFile();
 
+  // In front, as they fill whole cache lines.
+  Counters counters_;
+  CidCache cidCache_;
   std::string configPath_;
   ConfigInfo configInfo_;
   Registry registry_;
   PublicationSchema publicationSchema_;
-  CidCache cidCache_;
   bool loggerReady_ = false;
   Corvane::Ref<Corvane::Service::Application> app_;
   Corvane::Ref<Corvane::Service::Logger> logger_;
   boost::asio::io_context ioService_;
-  Counters counters_;
   std::shared_ptr<Mirel::Asio::ConnectionTable> connections_;
   Mirel::DateTime startTime_;
 };

@@ -51,29 +51,23 @@ Publication::Publication(const char* bytes, std::size_t length, const CidInfoPtr
       document(&parsePool_, kParseStackBytes) {}
 
 Result Publication::Parse() {
-  struct Step {
-    PublicationFault fault;
-    std::string (Publication::*read)();
-  };
-  constexpr Step kSteps[] = {{PublicationFault::Json, &Publication::ReadText},
-                             {PublicationFault::Header, &Publication::ReadHeader},
-                             {PublicationFault::Schema, &Publication::CheckSchema},
-                             {PublicationFault::Time, &Publication::ReadTime},
-                             {PublicationFault::Payload, &Publication::ReadRest}};
+  std::string diagnosis = ReadText();
+  if (diagnosis.empty()) diagnosis = ReadHeader();
+  if (diagnosis.empty()) diagnosis = CheckSchema();
+  if (diagnosis.empty()) diagnosis = ReadFields();
   Result result;
-  for (const Step& step : kSteps) {
-    const std::string diagnosis = (this->*step.read)();
-    if (diagnosis.empty()) continue;
-    fault = step.fault;
+  if (diagnosis.empty()) {
+    KeepWhatIsReadLater();
+    fault = PublicationFault::None;
+    parsed = true;
+  } else {
     HESPER_FAIL(result, kErrorPublication, "%1", diagnosis);
-    return result;
   }
-  KeepWhatIsReadLater();
-  parsed = true;
   return result;
 }
 
 std::string Publication::ReadText() {
+  fault = PublicationFault::Json;
   parseText_ = CopyForParser(text);
   // The parser's recursive form would let a guest choose how deep this thread's stack gets.
   document.ParseInsitu<rapidjson::kParseIterativeFlag>(parseText_.get());
@@ -82,6 +76,7 @@ std::string Publication::ReadText() {
 
 // By hand and ahead of the schema, so that a guest gets its sequence back with whatever is wrong after it.
 std::string Publication::ReadHeader() {
+  fault = PublicationFault::Header;
   const rapidjson::Value* header = Find(document, "header");
   if (header == nullptr) return ASPrintInternal("missing header, %1", text);
   if (!header->IsObject()) return ASPrintInternal("header not an object, %1", text);
@@ -110,21 +105,21 @@ std::string Publication::ReadSubscribers(const rapidjson::Value& header) {
 }
 
 std::string Publication::CheckSchema() {
+  fault = PublicationFault::Schema;
   const auto mismatch = GlobalContext::Get()->GetPublicationSchema().Check(document);
   return mismatch ? ASPrintInternal("unmatched schema: %1(%2), doc: %3", mismatch->schemaPlace,
                                     mismatch->keyword, mismatch->documentPlace)
                   : std::string();
 }
 
-// Behind the schema: every member looked up here and below is there and is a string.
-std::string Publication::ReadTime() {
-  const rapidjson::Value& time = *Find(*Find(document, "header"), "createTime");
-  if (Mirel::DateTime::Create(std::string(ToView(time)), createTime)) return {};
-  return ASPrintInternal("invalid createTime field in %1", text);
-}
-
-std::string Publication::ReadRest() {
+// Behind the schema: every member looked up here is there and is a string.
+std::string Publication::ReadFields() {
+  fault = PublicationFault::Time;
   const rapidjson::Value& header = *Find(document, "header");
+  if (!Mirel::DateTime::Create(std::string(ToView(*Find(header, "createTime"))), createTime)) {
+    return ASPrintInternal("invalid createTime field in %1", text);
+  }
+  fault = PublicationFault::Payload;
   if (!DecodePayload(ToView(*Find(*Find(document, "payload"), "base64")))) {
     return ASPrintInternal("invalid base64 encoding in %1", text);
   }

@@ -62,13 +62,12 @@ class Publication {
   PublicationElements elements;
 
  private:
-  // Each gives the text of the fault that it found, or nothing.
+  // Each gives the text of the fault that it found, or nothing, and sets `fault` to what it looks for.
   std::string ReadText();
   std::string ReadHeader();
   std::string ReadSubscribers(const rapidjson::Value& header);
   std::string CheckSchema();
-  std::string ReadTime();
-  std::string ReadRest();
+  std::string ReadFields();
 
   bool DecodePayload(std::string_view base64);
   void NormalizeLastGroup(std::string_view base64, const std::vector<unsigned char>& bytes);

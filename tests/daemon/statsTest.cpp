@@ -258,8 +258,8 @@ TEST(StatsTest, TellOfConnectionsAndDescriptors) {
   const auto descriptors = Section(daemon, "process").at("descriptors");
   const auto accepted = connections("accepted");
   {
-    std::vector<Connection> more;
-    for (int i = 0; i < 3; ++i) more.emplace_back(daemon.port());
+    const Connection more[] = {Connection(daemon.port()), Connection(daemon.port()),
+                               Connection(daemon.port())};
     EXPECT_TRUE(Eventually([&] { return connections("current") == 4; }));
     EXPECT_TRUE(Eventually([&] { return Section(daemon, "process").at("descriptors") == descriptors + 3; }));
   }
