@@ -5,6 +5,7 @@ const MOST_POLL = 30000; // while it can't be had
 const SILENT = 5 * 60 * 1000;
 const SLICE = 200; // rows of the VM table, and as many more on each demand
 const MOST_LIVE = 200; // rows of publications
+const LIVE_PAUSE = 250; // ms between two changes of them
 const PREVIEW = 300; // characters of a payload's first line
 const SAMPLES = 60; // of the rate
 
@@ -342,14 +343,14 @@ const COUNTS = [
   ['Guests unknown or not reached', [
     ['unknown cids', 'publications', 'unknown_cids'],
     ['acknowledgements', 'publications', 'acknowledgements_failed'],
-    ['history requests', 'history', 'requests_failed']]],
-  ['Dropped for slow subscribers', [
-    ['queues', 'subscriptions', 'dropped_queues'],
-    ['publications in them', 'subscriptions', 'dropped_publications']]],
+    ['history', 'history', 'requests_failed']]],
+  ['Slow subscribers', [
+    ['dropped queues', 'subscriptions', 'dropped_queues'],
+    ['publications', 'subscriptions', 'dropped_publications']]],
   ['Refused logins', [
     ['password', 'logins', 'refused_password'], ['user', 'logins', 'refused_user'],
     ['token', 'logins', 'refused_token'], ['entitlement', 'logins', 'refused_entitlement']]],
-  ['Lost for the audit', [['records', 'audit', 'records_lost']]],
+  ['Audit', [['lost records', 'audit', 'records_lost']]],
 ];
 const countCells = [];
 
@@ -531,7 +532,8 @@ let liveItems = []; // the newest first: { item } or { skipped }, with the row o
 let fresh = 0; // of them, how many came while paused
 let replaced = false; // the rows in the document are of an earlier stream
 let paused = false;
-let frame = 0;
+let liveTimer = 0;
+let shownAt = 0;
 
 function openEvents() {
   closeEvents();
@@ -603,20 +605,24 @@ function addSkipped(number) {
   scheduleLive();
 }
 
-// At most one change of the document for each frame, however many publications come.
+// At once, and then after a moment again, however many publications come: each change has the list laid out anew.
 function scheduleLive() {
-  if (!frame) frame = requestAnimationFrame(showLive);
+  if (liveTimer) return;
+  liveTimer = setTimeout(showLive, Math.max(0, shownAt + LIVE_PAUSE - Date.now()));
 }
 
 function showLive() {
-  frame = 0;
+  liveTimer = 0;
+  shownAt = Date.now();
   setText($('pause'), paused ? `Go on${fresh ? ` (${count(fresh)} new)` : ''}` : 'Pause');
   if (!paused) {
     const rows = $('live-rows');
     if (replaced) rows.replaceChildren();
     const first = liveItems.findIndex((entry) => entry.row);
     const added = first < 0 ? liveItems : liveItems.slice(0, first);
-    for (const entry of added) entry.row = makeLiveRow(entry, !replaced);
+    // A light on new rows helps as long as they are few.
+    const fades = !replaced && added.length <= 3;
+    for (const entry of added) entry.row = makeLiveRow(entry, fades);
     rows.prepend(...added.map((entry) => entry.row));
     while (rows.childElementCount > MOST_LIVE) rows.lastElementChild.remove();
     replaced = false;

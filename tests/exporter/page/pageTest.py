@@ -279,7 +279,7 @@ def take_screenshots(programs, folder):
         host.publish("queue", "metrics.queue", "this is no metric")
         browser.wait("a refused text", lambda: "1" in browser.texts("td.refusedTexts"))
         browser.wait("a refused publication", lambda: browser.texts(".counts .above small"))
-        browser.size(1280, 600)
+        browser.size(1280, 540)
         for scheme in ("light", "dark"):
             browser.scheme(scheme)
             browser.driver.save_screenshot(str(folder / f"exporter-{scheme}.png"))
