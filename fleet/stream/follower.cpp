@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "fleet/stream/callEvents.h"
+#include "fleet/stream/duration.h"
 #include "fleet/stream/lateVms.h"
 #include "fleet/stream/retryDelay.h"
 #include "fleet/stream/seen.h"
@@ -121,7 +122,7 @@ Following::Following(const Caller& caller, const Wanted& wanted, const std::stop
       seen_(settings.remembered),
       late_(settings.gathering),
       delay_(settings.firstWait, settings.longestWait),
-      begin_(Wall::now() - std::chrono::seconds(wanted.pastSeconds)),
+      begin_(Wall::now() - std::clamp(std::chrono::seconds(wanted.pastSeconds), {}, kLongestDuration)),
       gapBegin_(begin_) {}
 
 void Following::Run() {
