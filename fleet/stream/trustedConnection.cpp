@@ -77,13 +77,19 @@ PeerSocket WaitUntilAccepted(int socket, unsigned port, const std::stop_token& s
   }
 }
 
+bool IsTrusted(uid_t user) {
+  // What stands for all users that have no name in this process's namespace.
+  constexpr uid_t kOverflow = 65534;
+  return user == 0 || (user == geteuid() && user != kOverflow);
+}
+
 }  // namespace
 
 Corvane::FileDescriptor ConnectTrusted(unsigned port, const std::stop_token& stop,
                                        std::chrono::steady_clock::time_point deadline) try {
   auto connection = Connect(port, stop, deadline);
   const auto peer = WaitUntilAccepted(connection.Get(), port, stop, deadline);
-  if (peer.user != 0 && peer.user != geteuid()) {
+  if (!IsTrusted(peer.user)) {
     throw CallFault(CallFault::Kind::Refused,
                     Place(port) + " is a program's of user " + std::to_string(peer.user) +
                         ", neither root's nor the caller's own: nothing was sent to it");

@@ -169,6 +169,17 @@ TEST(CallTest, TellsARefusalFromAnInterruption) {
   EXPECT_EQ(fault.first, Kind::Interrupted) << fault.second;
 }
 
+TEST(CallTest, GetsTheDaemonsNumbersAsWhoeverAsks) {
+  const Daemon daemon;
+  const auto caller = CallerOf(daemon.port());
+  const auto stats = Fleet::FetchStats(caller);
+  EXPECT_EQ(stats.front(), '{');
+  EXPECT_NE(stats.find(R"("publications":{)"), std::string::npos) << stats;
+  const auto refused = FaultOf([&] { Fleet::FetchStats(caller, "some.other.token"); });
+  EXPECT_EQ(refused.first, Kind::Refused);
+  EXPECT_NE(refused.second.find("nauthenticated"), std::string::npos) << refused.second;
+}
+
 TEST(CallTest, SendsNothingToAStrangersListener) {
   if (geteuid() != 0) GTEST_SKIP() << "needs to be root to have another user's process";
   StrangersServer server;
