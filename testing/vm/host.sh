@@ -9,7 +9,7 @@ start_host() {
   start_daemon
   start_bridge "$@"
   "$bin/hesper-host" add --cid "$probe_cid" --bios-uuid probe --vm-uuid probe --mgr-vm-id probe
-  "$bin/hesper-host" token --subject lab --entitlement GUEST_DATA_ACCESS > "$work/token"
+  "$bin/hesper-host" token --subject lab --entitlement GUEST_DATA_ACCESS --out "$work/token"
 }
 
 # The logs are emptied, so that what is awaited is from this start.
