@@ -42,6 +42,7 @@ class StreamReader final {
     jetStream_ = link_.JetStream(&settings);
     try {
       Open();
+      OnOpen();
     } catch (const NatsFault& fault) {
       // A call without permission looks like one that nobody answers.
       const std::lock_guard lock(mutex_);
@@ -83,9 +84,9 @@ class StreamReader final {
 
   void Interrupt(const std::string& reason) {
     const std::lock_guard lock(mutex_);
-    reason_ = reason;
+    reason_ = reason.empty() ? "the connection is lost" : reason;
     if (std::exchange(interrupted_, true)) return;
-    LogInternal(Logger::sDefaultLogger.get(), 4, "The stream %1 is interrupted: %2", stream_, reason);
+    LogInternal(Logger::sDefaultLogger.get(), 4, "The stream %1 is interrupted: %2", stream_, reason_);
   }
 
   void Open() {
@@ -106,6 +107,12 @@ class StreamReader final {
     natsSubscription_SetPendingLimits(made, kMostPending, kMostPendingBytes);
   }
 
+  void OnOpen() {
+    const std::lock_guard lock(mutex_);
+    reason_.clear();
+    interrupted_ = false;
+  }
+
   bool Reopen() {
     const auto now = std::chrono::steady_clock::now();
     if (now < nextTry_ || !link_.IsConnected()) {
@@ -119,11 +126,8 @@ class StreamReader final {
       Interrupt(fault.what());
       return false;
     }
-    const std::lock_guard lock(mutex_);
-    reason_.clear();
-    if (std::exchange(interrupted_, false)) {
-      LogInternal(Logger::sDefaultLogger.get(), 6, "The stream %1 goes on", stream_);
-    }
+    OnOpen();
+    LogInternal(Logger::sDefaultLogger.get(), 6, "The stream %1 goes on", stream_);
     return true;
   }
 
@@ -132,7 +136,7 @@ class StreamReader final {
   StreamPosition position_;
   std::mutex mutex_;
   std::string reason_;
-  bool interrupted_ = false;
+  bool interrupted_ = true;  // before the beginning there is nothing to tell
   std::atomic<bool> stale_ = false;
   std::chrono::steady_clock::time_point nextTry_{};
   // Destroyed from the last to the first.

@@ -125,14 +125,13 @@ std::string PublicationSubject(std::string_view prefix, std::string_view host, s
   std::string subject(prefix);
   subject.append(".").append(EscapeToken(host)).append(".").append(EscapeToken(vm));
   const auto components = Split(topic, kMostComponents + 1);
-  bool tooLong = components.size() > kMostComponents;
+  std::size_t taken = 0;
   std::size_t cut = subject.size();
-  for (std::size_t i = 0; i < std::min(components.size(), kMostComponents) && !tooLong; ++i) {
-    subject.append(".").append(EscapeToken(components[i]));
-    tooLong = subject.size() > kLongestSubject;
+  while (taken < std::min(components.size(), kMostComponents) && subject.size() <= kLongestSubject) {
+    subject.append(".").append(EscapeToken(components[taken++]));
     if (subject.size() + kHashRoom <= kLongestSubject) cut = subject.size();
   }
-  if (!tooLong) return subject;
+  if (taken == components.size() && subject.size() <= kLongestSubject) return subject;
   subject.resize(cut);
   return subject.append(".").append(HashToken(topic));
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <fstream>
 #include <set>
 #include <string>
@@ -17,8 +18,10 @@ using namespace Testing;
 // One host of a fleet, whose stream has to end up with each publication once.
 class Fleet1 {
  public:
-  explicit Fleet1(std::uint32_t number, std::vector<std::string> options = {}, std::uint32_t vms = 5)
-      : daemon(9800 + number),
+  explicit Fleet1(std::uint32_t number, std::vector<std::string> options = {}, std::uint32_t vms = 5,
+                  const std::string& configuration = {})
+      : server(configuration),
+        daemon(9800 + number),
         guests(daemon.vmPort(), 2000 + 200 * number, vms),
         forwarder(daemon.port(), WithServer(std::move(options))) {
     server.MakeStream();
@@ -52,6 +55,8 @@ TEST(ForwardTest, StoresEachPublicationOnceThoughTheServerIsAwayForAWhile) {
   ASSERT_TRUE(fleet.forwarder.StartAndWait());
   fleet.guests.Publish(2);
   ASSERT_TRUE(fleet.guests.WaitUntilPublished());
+  const FleetCollector reader(fleet.server.Options());
+  ASSERT_TRUE(reader.WaitFor(fleet.guests.Topics()));
   fleet.guests.Publish(6);
   fleet.server.Kill();
   ASSERT_TRUE(fleet.forwarder.process().WaitForLog("NATS takes nothing now"));
@@ -60,6 +65,10 @@ TEST(ForwardTest, StoresEachPublicationOnceThoughTheServerIsAwayForAWhile) {
   ASSERT_TRUE(fleet.forwarder.process().WaitForLog("NATS takes publications again"));
   fleet.guests.Publish(1);
   fleet.ExpectEachOnce();
+  EXPECT_TRUE(reader.WaitFor(fleet.guests.Topics()));
+  const auto counts = reader.Counts();
+  EXPECT_TRUE(std::ranges::all_of(counts, [](const auto& count) { return count.second == 1; }))
+      << "the reader was given something twice";
 }
 
 TEST(ForwardTest, FillsTheGapOfItsOwnEnd) {
@@ -89,6 +98,88 @@ TEST(ForwardTest, FillsTheGapOfTheDaemonsEnd) {
   ASSERT_TRUE(fleet.forwarder.process().WaitForLog("Subscribed again"));
   fleet.guests.Publish(1);
   fleet.ExpectEachOnce();
+}
+
+// More than the sockets in between hold.
+TEST(ForwardTest, AsksForWhatTheDaemonHasDropped) {
+  SKIP_WITHOUT_NATS();
+  Fleet1 fleet(3, {}, 40);
+  ASSERT_TRUE(fleet.forwarder.StartAndWait());
+  fleet.forwarder.process().Signal(SIGSTOP);
+  fleet.guests.Publish(5, "app", std::string(68'000, 'Q'));
+  ASSERT_TRUE(fleet.guests.WaitUntilPublished());
+  fleet.forwarder.process().Signal(SIGCONT);
+  ASSERT_TRUE(fleet.forwarder.process().WaitForLog("The daemon has dropped a subscriber's queue"));
+  ASSERT_TRUE(fleet.forwarder.process().WaitForLog("guests are asked for the last"));
+  fleet.ExpectEachOnce();
+}
+
+TEST(ForwardTest, TakesHostileTopicsAndTellsOfWhatIsTooLarge) {
+  SKIP_WITHOUT_NATS();
+  Fleet1 fleet(4, {}, 2, "max_payload: 100000");
+  ASSERT_TRUE(fleet.forwarder.StartAndWait());
+  for (const std::string topic : {"*", ">", "..", " a b ", "app.>", "%", "$JS.API", "hesper.host-b.x"})
+    fleet.guests.Publish(1, topic);
+  fleet.guests.Publish(1, std::string(60'000, 'x'));
+  fleet.guests.Publish(1, std::string(20'000, '.'));
+  ASSERT_TRUE(fleet.guests.WaitUntilPublished());
+  fleet.ExpectEachOnce();
+  // Bytes that are no UTF-8 become three.
+  fleet.guests.Publish(1, "large." + std::string(20'000, '\xff'), std::string(46'000, 'Q'));
+  ASSERT_TRUE(fleet.guests.WaitUntilPublished());
+  // They are sent in order, so that this one comes behind.
+  const auto before = fleet.server.Messages();
+  fleet.guests.Publish(1);
+  EXPECT_TRUE(Eventually([&] { return fleet.server.Messages() >= before + 2; }));
+  fleet.forwarder.process().Signal(SIGTERM);
+  EXPECT_EQ(fleet.forwarder.process().Wait(), 0);
+  EXPECT_TRUE(fleet.forwarder.process().WaitForLog("given up as too large 2"))
+      << fleet.forwarder.process().Log();
+}
+
+TEST(ForwardTest, AsksForTheLongestGapIfItsStateIsGarbage) {
+  SKIP_WITHOUT_NATS();
+  Fleet1 fleet(5);
+  fleet.guests.Publish(2);
+  ASSERT_TRUE(fleet.guests.WaitUntilPublished());
+  std::ofstream(fleet.forwarder.StateFile()) << "stored unt";
+  ASSERT_TRUE(fleet.forwarder.StartAndWait());
+  EXPECT_TRUE(fleet.forwarder.process().WaitForLog("guests are asked for the longest gap"));
+  fleet.ExpectEachOnce();
+}
+
+TEST(ForwardTest, TellsOfAMissingPermissionOnceAndGoesOnWhenItIsGiven) {
+  SKIP_WITHOUT_NATS();
+  const std::string rights = R"(no_auth_user: all
+authorization { users: [
+  { user: all, password: x }
+  { user: host, password: secret, permissions: { subscribe: ["_INBOX_hesper.host-a.>"], publish: ["SUBJECT"] } }
+] })";
+  const auto With = [&rights](const std::string& subject) {
+    auto text = rights;
+    return text.replace(text.find("SUBJECT"), 7, subject);
+  };
+  const TemporaryFolder folder;
+  Fleet1 fleet(6, {"--credentials", folder.Write("credentials", "host:secret\n")}, 3,
+               With("hesper.host-b.>"));
+  ASSERT_TRUE(fleet.forwarder.StartAndWait());
+  fleet.guests.Publish(1);
+  ASSERT_TRUE(fleet.forwarder.process().WaitForLog("Permissions Violation"));
+  fleet.guests.Publish(6);
+  ASSERT_TRUE(fleet.guests.WaitUntilPublished());
+  EXPECT_EQ(fleet.forwarder.process().Logged("NATS takes nothing now"), 1U)
+      << fleet.forwarder.process().Log();
+  fleet.server.Reload(With("hesper.host-a.>"));
+  fleet.ExpectEachOnce();
+}
+
+TEST(ForwardTest, EndsWithALineWhenTheDaemonRefuses) {
+  const ReturningDaemon daemon(9899);
+  const TemporaryFolder folder;
+  ChildProcess forwarder({HESPER_FORWARD_PROGRAM, "--port", std::to_string(daemon.port()), "--token-file",
+                          ForwarderProcess::TokenFile(folder, "OTHER"), "--state", folder / "state"});
+  EXPECT_EQ(forwarder.Wait(), 77) << forwarder.Log();
+  EXPECT_EQ(forwarder.Logged("hesper-forward: "), 1U) << forwarder.Log();
 }
 
 }  // namespace

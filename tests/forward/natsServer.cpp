@@ -21,7 +21,9 @@ NatsServer::NatsServer(std::string configuration) : port_(FreePort()) {
 }
 
 void NatsServer::WriteConfiguration(const std::string& configuration) const {
-  folder_.Write("conf", configuration + "\njetstream { store_dir: \"" + (folder_ / "store") + "\" }\n");
+  const bool whole = configuration.find("store_dir") != std::string::npos;
+  folder_.Write(
+      "conf", configuration + (whole ? "" : "\njetstream { store_dir: \"" + (folder_ / "store") + "\" }\n"));
 }
 
 void NatsServer::Start() {
