@@ -35,6 +35,7 @@ MessageStream::MessageStream(const VmIdentifierType& vmIdType,
       vmIds_(vmIds),
       topicPrefixes_(topicPrefixes),
       pastSeconds_(pastSeconds),
+      counters_(GlobalContext::Get()->GetCounters().api),
       resultCb_(std::make_shared<ResultCb>(result)) {}
 
 void MessageStream::RegisterSubscription() {
@@ -104,9 +105,8 @@ void MessageStream::Push(const PublicationPtr& publication, std::uint64_t times)
 // A guest can have a queue dropped thousands of times by one publication. These are one line, and a count of
 // the others that is logged at most once a second.
 void MessageStream::DropQueue(std::uint64_t times, std::uint64_t publications) {
-  auto& counters = GlobalContext::Get()->GetCounters().api;
-  counters.droppedQueues.Add(times);
-  counters.droppedPublications.Add(publications);
+  counters_.droppedQueues.Add(times);
+  counters_.droppedPublications.Add(publications);
   std::deque<Run> dropped;
   dropped.swap(queue_);
   queued_ = 0;
@@ -135,9 +135,8 @@ void MessageStream::StartSend() {
 
 void MessageStream::Send(PublicationPtr publication) {
   sending_ = std::move(publication);
-  auto& counters = GlobalContext::Get()->GetCounters().api;
-  counters.deliveries.Add();
-  counters.deliveredBytes.Add(sending_->text.size());
+  counters_.deliveries.Add();
+  counters_.deliveredBytes.Add(sending_->text.size());
   TRACE_PUBLICATION("Sending", sending_, "to", subscriptionId_);
   const Corvane::Ref<MessageStream> self(this);
   resultCb_->result({sending_->elements.Get(sending_, vmIdType_), this},

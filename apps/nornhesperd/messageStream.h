@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "apps/nornhesperd/cidInfo.h"
+#include "apps/nornhesperd/counters.h"
 #include "apps/nornhesperd/historyRequestor.h"
 #include "apps/nornhesperd/publication.h"
 #include "bindings/guestDataService.h"
@@ -64,6 +65,7 @@ class MessageStream final : public Corvane::System::LockableObjectImpl, private 
   // Sorted bytewise, duplicates kept.
   const NornHesper::OptionalStringVector topicPrefixes_;
   const std::int64_t pastSeconds_;
+  NornHesper::ApiCounters& counters_;
   // Invariants:
   // 1. At most one publication is on its way: sending_ is set from Send to UpdateResultCb.
   // 2. With no sending_ the queue is empty.
