@@ -16,6 +16,7 @@ from unittest import mock
 import hesper
 from hesper.follower import Mailbox
 from hesper.owner import check_owner
+from hesper.publication import read_publication, read_time
 from subscribing import PATIENCE, Reader, SubscriberCase, eventually
 
 TOKEN = "very-secret-token"
@@ -136,7 +137,7 @@ class HostileTest(DoubleCase):
             HEAD + b"zz\r\n",
             HEAD + chunk(b"no frame at all"),
             HEAD + chunk(b"-1\r\n{}\r\n"),
-            HEAD + chunk(b"2\r\n{}no end"),
+            HEAD + element("").replace(b"}\r\n\r\n", b"}xx\r\n"),
             HEAD + chunk(b"ffffffff\r\n"),
             HEAD + chunk(frame(b"no JSON")),
             HEAD + chunk(frame(b"[1]")),
@@ -210,17 +211,20 @@ class FollowTest(DoubleCase):
             again = self.accept_all(2)
             stream = next(each for each in again if len(each.spec["vm_filter"]) == 3)
             self.assertGreater(stream.spec["past_seconds"], 100)
-            stream.send(HEAD, element("b", mgr_vm_id="b", history=True), element("2"), element("3", mgr_vm_id="b"))
+            # Whose past comes isn't asked again, whatever comes first of a VM.
+            live_first = element("3", mgr_vm_id="b") + element("b", mgr_vm_id="b", history=True)
+            past_first = element("c", mgr_vm_id="c", history=True) + element("5", mgr_vm_id="c")
+            stream.send(HEAD + element("2") + live_first + past_first)
             late = self.double.accept()
             self.assertEqual(late.spec["vm_filter"], [{"mgr_vm_id": "a"}])
             self.assertGreater(late.spec["past_seconds"], 100)
             late.send(HEAD, element("1", history=True), element("live"), element("lost", history=True))
-            reader.wait_for(["3", "lost"])
+            reader.wait_for(["5", "lost"])
             # It ends by itself, the stream goes on.
             late.wait_for_end()
             stream.send(element("4"))
             reader.wait_for("4")
-        self.assertEqual(sorted(reader.texts()), ["1", "2", "3", "4", "b", "lost"])
+        self.assertEqual(sorted(reader.texts()), ["1", "2", "3", "4", "5", "b", "c", "lost"])
         self.assertIn("stands again", "".join(log.output))
 
     def accept_all(self, most):
@@ -229,6 +233,19 @@ class FollowTest(DoubleCase):
         while len(accepted) < most and len(accepted[-1].spec["vm_filter"]) < 3:
             accepted.append(self.double.accept())
         return accepted
+
+    def test_the_past_that_cannot_be_had(self):
+        with mock.patch.multiple("hesper.past", _GATHERING=0.01):
+            reader = self.read(past=100, **self.caller)
+            self.double.accept().send(HEAD, element("1"))
+            # Once the connection is cut, once the caller is refused.
+            self.double.accept().close()
+            late = self.double.accept()
+            self.assertEqual(late.spec["vm_filter"], [{"mgr_vm_id": "a"}])
+            message = b'{"error":{"message":"com.tessaly.mirel.std.errors.unauthenticated"}}'
+            late.send(HEAD, chunk(frame(message)))
+            reader.join(PATIENCE)
+        self.assertEqual((reader.texts(), type(reader.error)), (["1"], hesper.NotAuthenticated))
 
     def test_a_stream_that_was_steady_has_a_short_gap(self):
         with mock.patch.multiple("hesper.past", _QUIET=0.0), self.assertLogs("hesper"):
@@ -356,9 +373,14 @@ class ArgumentTest(unittest.TestCase):
                 hesper.subscribe(**wrong)
             self.assertNotIn(TOKEN, repr(caught.exception))
 
-    def test_what_is_no_time_is_the_text(self):
-        from hesper.publication import read_time
+    def test_copies_have_the_identity_that_they_have_elsewhere(self):
+        values = {"bios_uuid": "web", "topic": "a.b", "create_time": "2026-11-24T21:15:00Z", "token": "t"}
+        for history in (False, True):
+            copy = read_publication({**values, "payload": "AAH/", "history": history}, "bios")
+            # As fleet/stream computes it.
+            self.assertEqual(copy.identity, "7a879ee91526e25ce9fe6052edf1cbb6")
 
+    def test_what_is_no_time_is_the_text(self):
         for text in ("", "now", "2026-01-01T00:00:60Z", "2026-02-30T00:00:00Z", "2026-01-01T00:00:00+24:00", "٢" * 4):
             self.assertEqual(read_time(text), text)
         self.assertEqual(read_time("2026-01-01t00:00:00.5z").isoformat(), "2026-01-01T00:00:00.500000+00:00")

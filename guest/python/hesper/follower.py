@@ -28,7 +28,7 @@ _MOST_WAITING = 256
 
 @dataclass(frozen=True)
 class Gap:
-    """The stream stands again, after it didn't from begin to end. What the guests keep of that time comes as history."""
+    """The stream stands again, and may have missed what came from begin to end; the guests are asked for it."""
 
     begin: datetime
     end: datetime
@@ -104,6 +104,7 @@ class Follower:
         self._follow = follow
         self._stop = Stop()
         self._past = Past(daemon, wanted, self._stop, self.mailbox.put, self._fail)
+        # Why the stream ended, until it stands again.
         self._reason = ""
         self._thread = threading.Thread(target=self._run, name="hesper-subscribe", daemon=True)
         self._thread.start()
@@ -137,11 +138,12 @@ class Follower:
             except (NoDaemon, StreamEnded) as fault:
                 if not self._follow or self._stop.is_set():
                     raise
-                self._reason = str(fault)
+                reason = str(fault)
+                self._reason = self._reason or reason
             if now() - begin > _STEADY:
                 pause = _FIRST_PAUSE
             wait = pause * random.uniform(0.5, 1.0)
-            _log.log(logging.WARNING if pause == _FIRST_PAUSE else logging.DEBUG, "%s; trying again", self._reason)
+            _log.log(logging.WARNING if pause == _FIRST_PAUSE else logging.DEBUG, "%s; trying again", reason)
             self._stop.pause(wait)
             pause = min(2 * pause, _LONGEST_PAUSE)
 
@@ -172,3 +174,4 @@ class Follower:
         if self.interruptions > 0:
             end = datetime.now(timezone.utc)
             self.mailbox.put(Gap(end - timedelta(seconds=gap), end, self._reason))
+            self._reason = ""

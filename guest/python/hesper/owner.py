@@ -35,7 +35,7 @@ def check_owner(port: int, own_port: int) -> None:
     """Requires: a connection from own_port to port, both of 127.0.0.1.
 
     The listeners are looked at before the connection. Who has taken it and no longer listens is found in the entry of
-    the connection; that of one nobody has taken yet names root, but such a one ends with its listener.
+    the connection; that of one nobody has taken yet may name root, but such a one ends with its listener.
     """
     try:
         listeners = [_listeners(table, port) for table in ("tcp", "tcp6")]

@@ -14,7 +14,7 @@ from hesper.stop import Stop
 
 # What was on its way through the daemon when it ended is older than its end.
 _SLACK = 10.0
-# VMs that the daemon couldn't ask are asked together, when those that it could have had time to answer.
+# VMs that the daemon couldn't ask are asked together, after those that it could ask had time to answer.
 _GATHERING = 5.0
 # Guests send two publications a second at most, and nobody tells the end of their past.
 _QUIET = 60.0
@@ -78,12 +78,12 @@ class Past:
         self._thread: Optional[threading.Thread] = None
 
     def gap(self) -> float:
-        """For how many seconds the stream may have given less than there was."""
+        """For how many seconds there may be something that the stream hasn't given."""
         return now() - max(self._begin, self._started)
 
     def seconds(self) -> int:
         """How much of the past an opening has to ask for."""
-        return math.ceil(now() - self._begin + _SLACK) if self._interrupted else self._wanted.past
+        return math.ceil(now() - self._begin) if self._interrupted else self._wanted.past
 
     def opened(self) -> None:
         with self._lock:
@@ -103,7 +103,7 @@ class Past:
                 return
             settled = not self._asking and alive_at - self._last_sign > _QUIET
             if settled or not self._asked:
-                self._begin = max(self._begin, alive_at)
+                self._begin = max(self._begin, alive_at - _SLACK)
 
     def heard(self, publication: Publication) -> None:
         """Of each that came by the stream itself."""
