@@ -14,8 +14,9 @@ namespace {
 
 std::string MakeSecret() {
   std::array<unsigned char, 32> bytes{};
-  if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1)
+  if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1) {
     throw std::runtime_error("no randomness");
+  }
   return Corvane::StringUtil::HexEncode(bytes);
 }
 

@@ -45,7 +45,8 @@ class EventsTest : public ::testing::Test {
 
   rapidjson::Document Overview() const {
     rapidjson::Document document;
-    document.Parse(exporter_.Get("/api/overview", cookie_).body.c_str());
+    const auto body = exporter_.Get("/api/overview", cookie_).body;
+    document.Parse(body.data(), body.size());
     return document;
   }
 
@@ -90,7 +91,8 @@ TEST_F(EventsTest, GuestsWordsStayData) {
   EXPECT_EQ(event.find("\n\n"), event.size() - 2);
   EXPECT_EQ(event.find('\r'), std::string::npos);
   rapidjson::Document data;
-  data.Parse(event.c_str() + event.find("data: ") + 6);
+  const auto json = event.substr(event.find("data: ") + 6);
+  data.Parse(json.data(), json.size());
   ASSERT_FALSE(data.HasParseError()) << event;
   EXPECT_EQ(data["text"].GetString(), attack);
   EXPECT_STREQ(data["topic"].GetString(), "metrics.a<b>");

@@ -33,14 +33,15 @@ rapidjson::Document JsonOf(const VmTable& table, VmTable::Time now) {
   JsonWriter writer(buffer);
   table.WriteJson(writer, now, [](const std::string&) { return 0; });
   rapidjson::Document document;
-  document.Parse(buffer.GetString());
+  document.Parse(buffer.GetString(), buffer.GetSize());
   return document;
 }
 
 TEST(VmTableTest, ForgetsWhoIsLongestSilent) {
   VmTable table;
-  for (std::size_t i = 0; i < kMostVms; ++i)
+  for (std::size_t i = 0; i < kMostVms; ++i) {
     table.Count(EventOf("vm-" + std::to_string(i), "t"), kStart + milliseconds(i));
+  }
   table.Count(EventOf("vm-0", "t"), kStart + seconds(10));
   table.Count(EventOf("new", "t"), kStart + seconds(11));
   auto vms = JsonOf(table, kStart + seconds(12));
@@ -66,8 +67,9 @@ TEST(VmTableTest, TopicsAreTheNewestWithinTheirBounds) {
   EXPECT_STREQ(topics[0].GetString(), "t.90");
   EXPECT_STREQ(topics[1].GetString(), "t.99");
   VmTable longTopics;
-  for (int i = 0; i < 40; ++i)
+  for (int i = 0; i < 40; ++i) {
     longTopics.Count(EventOf("vm", std::to_string(i) + std::string(60'000, 'x')), kStart);
+  }
   rapidjson::StringBuffer buffer;
   JsonWriter writer(buffer);
   longTopics.WriteJson(writer, kStart, [](const std::string&) { return 0; });
@@ -145,8 +147,9 @@ TEST(Utf8Test, ShortTextsAreCutAtCharacters) {
   EXPECT_EQ(ShortText("a\xc3\xa4", 3), "a\xc3\xa4");
   EXPECT_EQ(ShortText("\xff\xc3", 9), "\xef\xbf\xbd\xef\xbf\xbd");
   EXPECT_EQ(CutUtf8("\xf0\x9f\x98\x80", 3), "");
-  for (const char* bad : {"\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xe2\x82", "\x80"})
+  for (const char* bad : {"\xc0\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80", "\xe2\x82", "\x80"}) {
     EXPECT_FALSE(IsUtf8(bad));
+  }
   EXPECT_TRUE(IsUtf8("\xf0\x9f\x98\x80 \xe2\x82\xac"));
   EXPECT_TRUE(IsUtf8(std::string_view("\0a", 2)));
 }

@@ -32,7 +32,8 @@ class RestartTest : public ::testing::Test {
 
   rapidjson::Document Overview(const ExporterProcess& exporter, const std::string& cookie) {
     rapidjson::Document document;
-    document.Parse(exporter.Get("/api/overview", cookie).body.c_str());
+    const auto body = exporter.Get("/api/overview", cookie).body;
+    document.Parse(body.data(), body.size());
     return document;
   }
 
@@ -87,7 +88,8 @@ TEST_F(RestartTest, HangingDaemonDoesNotBlockThePage) {
   EXPECT_NE(viewer.head().find(" 200 "), std::string::npos);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
   rapidjson::Document overview;
-  overview.Parse(ReadAnswer(asking).body.c_str());
+  const auto body = ReadAnswer(asking).body;
+  overview.Parse(body.data(), body.size());
   EXPECT_TRUE(overview["daemon"].IsNull());
   daemon_->Signal(SIGCONT);
 }
