@@ -20,8 +20,8 @@ std::optional<std::chrono::seconds> ReadDuration(std::string_view text) {
   const char* const end = text.data() + text.size();
   const auto [unit, fault] = std::from_chars(text.data(), end, number);
   const auto seconds = SecondsOf({unit, end});
-  if (fault != std::errc() || seconds == 0 || number > kLongestDuration.count() / seconds)
-    return std::nullopt;
+  if (fault != std::errc() || seconds == 0) return std::nullopt;
+  if (number > kLongestDuration.count() / seconds) return std::nullopt;
   return std::chrono::seconds(number * seconds);
 }
 

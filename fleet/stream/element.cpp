@@ -62,9 +62,9 @@ std::string Payload(const rapidjson::Value& object) {
 
 bool History(const rapidjson::Value& object) {
   const auto* value = Find(object, "history");
-  if (value != nullptr && !value->IsBool())
-    throw std::runtime_error("an element's \"history\" is no boolean");
-  return value != nullptr && value->GetBool();
+  if (value == nullptr) return false;
+  if (!value->IsBool()) throw std::runtime_error("an element's \"history\" is no boolean");
+  return value->GetBool();
 }
 
 class Sha256 final {
