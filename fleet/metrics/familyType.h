@@ -31,9 +31,7 @@ class Suffixes final {
 
   constexpr void Add(Suffix suffix) { bits_ = static_cast<std::uint16_t>(bits_ | Bit(suffix)); }
   constexpr void Add(Suffixes others) { bits_ = static_cast<std::uint16_t>(bits_ | others.bits_); }
-  constexpr void Remove(Suffixes others) { bits_ = static_cast<std::uint16_t>(bits_ & ~others.bits_); }
   constexpr bool Has(Suffix suffix) const { return (bits_ & Bit(suffix)) != 0; }
-  constexpr bool HasAny(Suffixes others) const { return (bits_ & others.bits_) != 0; }
 
  private:
   static constexpr unsigned Bit(Suffix suffix) { return 1U << static_cast<unsigned>(suffix); }

@@ -1,8 +1,8 @@
 #include "fleet/metrics/vmFamilies.h"
 
-#include <algorithm>
+#include <array>
 #include <cstddef>
-#include <iterator>
+#include <cstdint>
 #include <map>
 #include <string_view>
 
@@ -14,49 +14,70 @@ namespace {
 
 constexpr std::string_view kHelp = "Published by VMs.";
 
-// The family of one text.
-struct Part {
-  std::size_t vm = 0;
-  const KeptText* text = nullptr;
-  const KeptText::Family* family = nullptr;
+// What stands together on the page under one name and type.
+struct PageFamily {
+  FamilyType type = FamilyType::Unknown;
+  std::size_t bytes = 0;  // of its samples
+  std::size_t end = 0;    // of those that are written, on the page
 };
+using PageFamilies = std::map<std::string, PageFamily>;
 
 // One name of a family, in all texts.
 struct NamedFamily {
   FamilyType type = FamilyType::Unknown;
   bool isDisputed = false;
   Suffixes possible;  // by the types that it has been given
-  Suffixes present;
-  std::vector<Part> parts;  // VMs in their order
+  // Of its samples, by their suffix.
+  std::array<std::size_t, kAllSuffixes.size()> bytes{};
+  std::array<PageFamily*, kAllSuffixes.size()> places{};
 };
 using NamedFamilies = std::map<std::string_view, NamedFamily>;
 
-void AddPart(NamedFamily& named, const Part& part) {
-  if (named.parts.empty()) named.type = part.family->type;
-  if (named.type != part.family->type) named.isDisputed = true;
-  named.possible.Add(SuffixesOf(part.family->type));
-  named.present.Add(part.family->suffixes);
-  named.parts.push_back(part);
-}
+// Finds the families of a text, in their order. VMs are much alike, and families sorted: the next one is
+// mostly the one behind the last one.
+class NamedFinder final {
+ public:
+  explicit NamedFinder(NamedFamilies& families) : families_(families), last_(families.end()) {}
 
-// VMs are much alike, and their families sorted: the next one is mostly the one behind the last one.
-NamedFamily& FindNamed(NamedFamilies& families, NamedFamilies::iterator& last, std::string_view name) {
-  if (last != families.end()) ++last;
-  if (last == families.end() || last->first != name) last = families.try_emplace(name).first;
-  return last->second;
-}
+  NamedFamily& Find(std::string_view name) {
+    if (last_ != families_.end()) ++last_;
+    if (last_ == families_.end() || last_->first != name) last_ = families_.try_emplace(name).first;
+    return last_->second;
+  }
 
-NamedFamilies Gather(std::span<const VmTexts> vms) {
-  NamedFamilies families;
-  for (std::size_t vm = 0; vm < vms.size(); ++vm) {
-    for (const auto& text : vms[vm].texts) {
-      auto last = families.end();
+ private:
+  NamedFamilies& families_;
+  NamedFamilies::iterator last_;
+};
+
+// Calls it with each family of each text: its text, itself, the family of its name, and the VM's label.
+template <typename Visit>
+void ForEachFamily(std::span<const VmTexts> vms, NamedFamilies& families, Visit visit) {
+  for (const auto& vm : vms) {
+    for (const auto& text : vm.texts) {
+      NamedFinder finder(families);
       for (const auto& family : text->Families()) {
-        AddPart(FindNamed(families, last, text->NameOf(family)), {vm, text.get(), &family});
+        visit(*text, family, finder.Find(text->NameOf(family)), vm.vmLabel);
       }
     }
   }
-  return families;
+}
+
+// The parts of a sample's line.
+std::array<std::string_view, 4> LineOf(const KeptText& text, const KeptText::Family& family,
+                                       std::uint32_t sample, std::string_view vmLabel) {
+  return {text.NameOf(family), SuffixText(text.At(sample).suffix), vmLabel, text.TailOf(sample)};
+}
+
+void Gather(const KeptText& text, const KeptText::Family& family, NamedFamily& named,
+            std::string_view vmLabel) {
+  if (named.possible == Suffixes()) named.type = family.type;
+  if (named.type != family.type) named.isDisputed = true;
+  named.possible.Add(SuffixesOf(family.type));
+  for (std::uint32_t i = family.firstSample; i < family.endSample; ++i) {
+    auto& bytes = named.bytes[static_cast<std::size_t>(text.At(i).suffix)];
+    for (const auto part : LineOf(text, family, i, vmLabel)) bytes += part.size();
+  }
 }
 
 // A name of a sample is one family's only if its name without the suffix is no other family that has the
@@ -72,122 +93,97 @@ void DisputeCommonNames(NamedFamilies& families) {
   }
 }
 
-// What stands together on the page under one name and type.
-struct PageFamily {
-  struct Source {
-    std::string_view name;  // of its samples, without their suffixes
-    const NamedFamily* named = nullptr;
-    Suffixes suffixes;  // of the samples that belong here
-  };
+// How a family looks on the page: which of its samples belong to it, and what its type and the end of its
+// name are.
+struct Shape {
+  Suffixes suffixes;
   FamilyType type = FamilyType::Unknown;
-  std::vector<Source> sources;
-};
-using PageFamilies = std::map<std::string, PageFamily>;
-
-// How a type looks in the old form: which samples are the family, and what its name and type are. A gauge
-// histogram is nothing there.
-struct OldForm {
-  FamilyType type = FamilyType::Gauge;
-  Suffix suffixOfName = Suffix::None;
-  Suffixes suffixes{Suffix::None};
+  Suffix endOfName = Suffix::None;
 };
 
-OldForm OldFormOf(FamilyType type) {
+// A gauge histogram is nothing in the old form.
+Shape OldShapeOf(FamilyType type) {
   switch (type) {
     case FamilyType::Counter:
-      return {FamilyType::Counter, Suffix::Total, {Suffix::Total}};
+      return {{Suffix::Total}, FamilyType::Counter, Suffix::Total};
     case FamilyType::Info:
-      return {FamilyType::Gauge, Suffix::Info, {Suffix::Info}};
+      return {{Suffix::Info}, FamilyType::Gauge, Suffix::Info};
     case FamilyType::Histogram:
-      return {type, Suffix::None, {Suffix::Bucket, Suffix::Count, Suffix::Sum}};
+      return {{Suffix::Bucket, Suffix::Count, Suffix::Sum}, type};
     case FamilyType::Summary:
-      return {type, Suffix::None, {Suffix::None, Suffix::Count, Suffix::Sum}};
-    case FamilyType::GaugeHistogram:
-      return {type, Suffix::None, {}};
-    case FamilyType::Unknown:
-      return {type, Suffix::None, {Suffix::None}};
+      return {{Suffix::None, Suffix::Count, Suffix::Sum}, type};
     case FamilyType::Gauge:
     case FamilyType::StateSet:
+      return {{Suffix::None}, FamilyType::Gauge};
+    case FamilyType::GaugeHistogram:
+    case FamilyType::Unknown:
       break;
   }
   return {};
 }
 
-class Arrangement final {
- public:
-  explicit Arrangement(MetricForm form) : form_(form) {}
-
-  void Add(std::string_view name, const NamedFamily& named) {
-    auto left = named.present;
-    if (!named.isDisputed) left.Remove(AddTyped(name, named));
-    for (const Suffix suffix : kAllSuffixes) {
-      if (left.Has(suffix)) AddTo(name, suffix, FamilyType::Unknown, {name, &named, {suffix}});
-    }
-  }
-
-  const PageFamilies& Families() const { return families_; }
-
- private:
-  // Gives the suffixes of the samples that have found their place.
-  Suffixes AddTyped(std::string_view name, const NamedFamily& named) {
-    if (form_ == MetricForm::OpenMetrics) {
-      AddTo(name, Suffix::None, named.type, {name, &named, named.present});
-      return named.present;
-    }
-    const auto old = OldFormOf(named.type);
-    if (named.present.HasAny(old.suffixes)) {
-      AddTo(name, old.suffixOfName, old.type, {name, &named, old.suffixes});
-    }
-    return old.suffixes;
-  }
-
-  void AddTo(std::string_view name, Suffix suffix, FamilyType type, const PageFamily::Source& source) {
-    auto& family = families_[std::string(name).append(SuffixText(suffix))];
-    family.type = type;
-    family.sources.push_back(source);
-  }
-
-  MetricForm form_;
-  PageFamilies families_;
-};
-
-struct Slice {
-  const Part* part = nullptr;
-  const PageFamily::Source* source = nullptr;
-};
-
-std::vector<Slice> SlicesOf(const PageFamily& family) {
-  std::vector<Slice> slices;
-  for (const auto& source : family.sources) {
-    for (const auto& part : source.named->parts) slices.push_back({&part, &source});
-  }
-  if (family.sources.size() > 1) {
-    std::stable_sort(slices.begin(), slices.end(),
-                     [](const Slice& left, const Slice& right) { return left.part->vm < right.part->vm; });
-  }
-  return slices;
+Shape ShapeOf(const NamedFamily& named, MetricForm form) {
+  if (named.isDisputed) return {};
+  return form == MetricForm::OpenMetrics ? Shape{SuffixesOf(named.type), named.type} : OldShapeOf(named.type);
 }
 
-void AppendSlice(std::string& page, const Slice& slice, std::string_view vmLabel) {
-  const auto& [vm, text, family] = *slice.part;
-  for (std::uint32_t i = family->firstSample; i < family->endSample; ++i) {
-    const Suffix suffix = text->At(i).suffix;
-    if (!slice.source->suffixes.Has(suffix)) continue;
-    page.append(slice.source->name).append(SuffixText(suffix)).append(vmLabel).append(text->TailOf(i));
+PageFamily* FindPlace(PageFamilies& page, std::string_view name, Suffix endOfName, FamilyType type) {
+  auto& place = page[std::string(name).append(SuffixText(endOfName))];
+  place.type = type;
+  return &place;
+}
+
+// Samples that don't belong to their family are an unknown one under their own name, which several families
+// may have in common.
+PageFamilies Arrange(NamedFamilies& families, MetricForm form) {
+  PageFamilies page;
+  for (auto& [name, named] : families) {
+    const auto shape = ShapeOf(named, form);
+    for (const Suffix suffix : kAllSuffixes) {
+      const auto index = static_cast<std::size_t>(suffix);
+      if (named.bytes[index] == 0) continue;
+      auto* place = shape.suffixes.Has(suffix) ? FindPlace(page, name, shape.endOfName, shape.type)
+                                               : FindPlace(page, name, suffix, FamilyType::Unknown);
+      named.places[index] = place;
+      place->bytes += named.bytes[index];
+    }
+  }
+  return page;
+}
+
+// Leaves room for the samples.
+void WriteHeads(std::string& page, MetricForm form, PageFamilies& families) {
+  constexpr std::size_t kMostOfHead = 512;
+  const std::size_t begin = page.size();
+  std::size_t bytes = 0;
+  for (const auto& [name, family] : families) bytes += kMostOfHead + family.bytes;
+  page.reserve(begin + bytes);
+  for (auto& [name, family] : families) {
+    AppendFamilyHead(page, form, name, family.type, kHelp);
+    family.end = page.size();
+    page.append(family.bytes, '\n');
+  }
+}
+
+void WriteSamples(std::string& page, const KeptText& text, const KeptText::Family& family,
+                  const NamedFamily& named, std::string_view vmLabel) {
+  for (std::uint32_t i = family.firstSample; i < family.endSample; ++i) {
+    auto& end = named.places[static_cast<std::size_t>(text.At(i).suffix)]->end;
+    for (const auto part : LineOf(text, family, i, vmLabel)) end += part.copy(page.data() + end, part.size());
   }
 }
 
 }  // namespace
 
+// The page gets its size at once and is filled VM after VM, not family after family: fresh memory costs more
+// than the text in it, and what one VM has lies together.
 void AppendVmFamilies(std::string& page, MetricForm form, std::span<const VmTexts> vms) {
-  auto families = Gather(vms);
-  DisputeCommonNames(families);
-  Arrangement arrangement(form);
-  for (const auto& [name, family] : families) arrangement.Add(name, family);
-  for (const auto& [name, family] : arrangement.Families()) {
-    AppendFamilyHead(page, form, name, family.type, kHelp);
-    for (const auto& slice : SlicesOf(family)) AppendSlice(page, slice, vms[slice.part->vm].vmLabel);
-  }
+  NamedFamilies named;
+  ForEachFamily(vms, named, Gather);
+  DisputeCommonNames(named);
+  auto families = Arrange(named, form);
+  WriteHeads(page, form, families);
+  ForEachFamily(vms, named, [&](const auto&... sample) { WriteSamples(page, sample...); });
 }
 
 }  // namespace Fleet

@@ -123,17 +123,20 @@ TEST(MetricFormTest, WhatTheTypeCannotHoldIsUnknown) {
   };
   for (const auto& [text, name] : texts) {
     const auto page = PageOfText("# TYPE a " + text);
-    EXPECT_NE(page.find("# TYPE " + name + " unknown\n" + name + "{vm=\"v\""), std::string::npos)
-        << text << page;
+    EXPECT_NE(page.find("# TYPE " + name + " unknown\n"), std::string::npos) << text << page;
+    EXPECT_NE(page.find("\n" + name + "{vm=\"v\""), std::string::npos) << text << page;
     EXPECT_EQ(LinesWith(LinesWith(page, "# TYPE"), " unknown", false), "") << text;
   }
 }
 
 TEST(MetricFormTest, AGaugeWithAnotherTypesSuffixIsUnknown) {
-  for (const std::string suffix : {"total", "bucket", "count", "sum", "created", "info", "gsum", "gcount"}) {
-    for (const std::string type : {"gauge", "untyped", "unknown"}) {
-      EXPECT_EQ(PageOfText("# TYPE a_" + suffix + " " + type + "\na_" + suffix + " -1\n"),
-                "# TYPE a_" + suffix + " unknown\na_" + suffix + "{vm=\"v\"} -1\n");
+  for (const char* suffix : {"total", "bucket", "count", "sum", "created", "info", "gsum", "gcount"}) {
+    for (const char* type : {"gauge", "untyped", "unknown"}) {
+      const auto name = std::string("a_").append(suffix);
+      const auto typeLine = std::string("# TYPE ").append(name).append(" ");
+      const auto text = std::string(typeLine).append(type).append("\n").append(name).append(" -1\n");
+      EXPECT_EQ(PageOfText(text),
+                std::string(typeLine).append("unknown\n").append(name).append("{vm=\"v\"} -1\n"));
     }
   }
 }

@@ -67,9 +67,10 @@ TEST(MetricPageTest, TheOrderOfArrivalIsNotSeen) {
   Texts texts;
   for (int vm = 0; vm < 30; ++vm) {
     const auto number = std::to_string(vm);
-    texts.emplace_back("vm" + number, "# TYPE b counter\nb_total{i=\"" + number +
-                                          "\"} 1\n# TYPE a gauge\na 1\n" +
-                                          (vm % 7 == 0 ? "b_created 1\nz" : "y") + number + " 1\n");
+    auto text = "# TYPE b counter\nb_total{i=\"" + number + "\"} 1\n# TYPE a gauge\na 1\n";
+    if (vm % 7 == 0) text.append("b_created 1\n");
+    text.append(vm % 2 == 0 ? "y" : "z").append(number).append(" 1\n");
+    texts.emplace_back("vm" + number, text);
   }
   const auto page = PartOf(texts);
   std::mt19937 random(1);

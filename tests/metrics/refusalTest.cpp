@@ -161,8 +161,9 @@ TEST(MetricRefusalTest, Lengths) {
     for (int i = 0; i < count; ++i) text += "l" + std::to_string(i) + "=\"\",";
     return text + "} 1\n";
   };
-  for (const auto& text : {metric(200), name(128), value(256), labels(16)})
+  for (const auto& text : {metric(200), name(128), value(256), labels(16)}) {
     EXPECT_NE(PageOfText(text), "refused");
+  }
   ExpectRefused("too_long",
                 {metric(201), name(129), value(257), "# TYPE " + std::string(201, 'm') + " gauge\n"});
   ExpectRefused("too_many", {labels(17), "b 1 # " + labels(17).substr(1)});
