@@ -22,7 +22,7 @@ struct ExporterSettings {
   std::string vmIdType = "mgr";
   std::string listen = "127.0.0.1:9940";
   std::vector<std::string> hosts;  // further names for the Host header
-  unsigned maxAge = 300;           // seconds
+  unsigned maxAge = 660;           // seconds
   unsigned series = 1000;          // of one VM
 };
 

@@ -51,10 +51,11 @@ MetricStore::Reading MetricStore::Read(std::string_view text) const {
 }
 
 std::optional<Refusal> MetricStore::Put(Vm& vm, std::string_view topic, std::shared_ptr<const KeptText> kept,
-                                        Time now) const {
+                                        Time now) {
   std::erase_if(vm.texts, [&](const auto& text) { return IsOld(text.second.came, now); });
   if (const auto fault = FaultBeside(vm, topic, *kept)) return fault;
-  vm.texts.insert_or_assign(std::string(topic), Text{std::move(kept), now});
+  ByteShare share(bytes_, topic.size() + kept->Bytes());
+  vm.texts.insert_or_assign(std::string(topic), Text{std::move(kept), now, std::move(share)});
   vm.accepted = now;
   return {};
 }
@@ -65,17 +66,21 @@ std::optional<Refusal> MetricStore::FaultBeside(const Vm& vm, std::string_view t
   std::size_t texts = 1;
   std::size_t series = kept.Series();
   std::size_t bytes = topic.size() + kept.Bytes();
+  std::size_t before = 0;  // that the VM has now
   bool overlaps = false;
   for (const auto& [otherTopic, other] : vm.texts) {
+    before += other.share.Bytes();
     if (otherTopic == topic) continue;
     ++texts;
     series += other.kept->Series();
-    bytes += otherTopic.size() + other.kept->Bytes();
+    bytes += other.share.Bytes();
     overlaps = overlaps || kept.Overlaps(*other.kept);
   }
   if (texts > bounds_.textsPerVm || series > bounds_.seriesPerVm || bytes > bounds_.bytesPerVm) {
     return Refusal::TooMany;
   }
+  // A crowd of VMs can fill the store, but not take from the others what each has.
+  if (bytes > bounds_.bytesAlways && bytes_ - before + bytes > bounds_.bytes) return Refusal::TooMany;
   return overlaps ? std::optional(Refusal::Duplicate) : std::nullopt;
 }
 

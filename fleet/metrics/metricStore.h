@@ -12,6 +12,7 @@
 #include <variant>
 #include <vector>
 
+#include "fleet/metrics/byteShare.h"
 #include "fleet/metrics/metricForm.h"
 #include "fleet/metrics/textRefused.h"
 #include "platform/corvane/mutex.h"
@@ -28,7 +29,9 @@ struct MetricBounds {
   std::size_t textsPerVm = 16;  // topics
   std::size_t seriesPerVm = 1000;
   std::size_t bytesPerVm = 256 << 10;  // in memory; a line of the page has the names of metric and VM besides
-  std::chrono::seconds maxAge{300};    // of a text, from when it came
+  std::size_t bytes = 128 << 20;       // of all VMs; those with less than bytesAlways each come on top
+  std::size_t bytesAlways = 32 << 10;  // a VM may have whatever others do
+  std::chrono::seconds maxAge{660};    // of a text, from when it came; the agent repeats a file each 300
 };
 
 // The newest metrics of each VM, from the texts that guests publish under "metrics.". From any thread.
@@ -58,6 +61,7 @@ class MetricStore final {
   struct Text {
     std::shared_ptr<const KeptText> kept;
     Time came;
+    ByteShare share;
   };
   struct Vm {
     std::map<std::string, Text, std::less<>> texts;  // by topic
@@ -73,13 +77,15 @@ class MetricStore final {
   bool IsForgotten(const Vm& vm, Time now) const;
   void ForgetOld(Time now) CORVANE_REQUIRES(mutex_);
   Vm& FindVm(std::string_view name) CORVANE_REQUIRES(mutex_);
-  std::optional<Refusal> Put(Vm& vm, std::string_view topic, std::shared_ptr<const KeptText> kept,
-                             Time now) const;
-  std::optional<Refusal> FaultBeside(const Vm& vm, std::string_view topic, const KeptText& kept) const;
+  std::optional<Refusal> Put(Vm& vm, std::string_view topic, std::shared_ptr<const KeptText> kept, Time now)
+      CORVANE_REQUIRES(mutex_);
+  std::optional<Refusal> FaultBeside(const Vm& vm, std::string_view topic, const KeptText& kept) const
+      CORVANE_REQUIRES(mutex_);
   void Snapshot(Time now, std::vector<VmFigures>& figures, std::vector<VmTexts>& texts) const;
 
   const MetricBounds bounds_;
   mutable Corvane::Mutex mutex_;
+  std::size_t bytes_ CORVANE_GUARDED_BY(mutex_) = 0;  // of all texts; outlives their shares
   Vms vms_ CORVANE_GUARDED_BY(mutex_);
   std::uint64_t refused_ CORVANE_GUARDED_BY(mutex_) = 0;
   std::optional<Time> lastForgetting_ CORVANE_GUARDED_BY(mutex_);

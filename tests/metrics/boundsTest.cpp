@@ -69,6 +69,28 @@ TEST(MetricBoundsTest, AVmsMemoryHasABound) {
   EXPECT_EQ(store.Refused("w"), 1U);
 }
 
+TEST(MetricBoundsTest, ACrowdOfVmsHasABoundAndTakesNothingFromOthers) {
+  MetricBounds bounds;
+  bounds.bytes = 16 << 10;
+  bounds.bytesAlways = 1 << 10;
+  MetricStore store(bounds);
+  const auto large = Series("a", 40);  // some 2 KiB in memory
+  store.Take("modest", "x", "m 1\n", kNow);
+  for (int i = 0; i < 20; ++i) store.Take("greedy" + std::to_string(i), "x", large, kNow);
+  const auto refused = store.Refused();
+  EXPECT_GT(refused, 5U);
+  EXPECT_LT(refused, 20U);
+  store.Take("modest", "x", "m 2\n", kNow);
+  store.Take("new", "x", "m 3\n", kNow);
+  store.Take("greedy0", "x", large, kNow);  // what it has is its own
+  EXPECT_EQ(store.Refused(), refused);
+  // What has gone makes room.
+  const auto later = kNow + bounds.maxAge + seconds(61);
+  store.Take("modest", "x", "m 4\n", later);
+  store.Take("greedy19", "x", large, later);
+  EXPECT_EQ(store.Refused(), refused);
+}
+
 TEST(MetricBoundsTest, TheVmThatWasSilentForLongestGoes) {
   MetricBounds bounds;
   bounds.vms = 3;
@@ -87,7 +109,9 @@ TEST(MetricBoundsTest, TheVmThatWasSilentForLongestGoes) {
 }
 
 TEST(MetricBoundsTest, AnOldTextGoesAndItsVmLater) {
-  MetricStore store({});
+  MetricBounds bounds;
+  bounds.maxAge = seconds(300);
+  MetricStore store(bounds);
   store.Take("v", "old", Series("a", 2), kNow);
   store.Take("v", "new", "b 1\n", kNow + seconds(100));
   store.Take("v", "new", "refused", kNow + milliseconds(100500));
