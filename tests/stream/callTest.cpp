@@ -47,7 +47,7 @@ std::string Http(const std::string& body, const std::string& status = "200 OK") 
   return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
-// A process of the user nobody that takes one call and keeps all that it is sent.
+// A process of the user nobody that takes one call, and tells what it is sent first.
 class StrangersServer {
  public:
   StrangersServer() {
@@ -68,7 +68,7 @@ class StrangersServer {
   }
 
   std::uint16_t port() const { return port_; }
-  // All that came until the caller closed.
+  // Nothing if the caller closed without a word.
   std::string Heard() const {
     std::string text;
     char part[4096];
@@ -87,9 +87,8 @@ class StrangersServer {
     if (write(output, &port, sizeof port) != sizeof port) _exit(1);
     const auto connection = listening.Accept();
     char part[4096];
-    for (ssize_t size = 0; (size = recv(connection.Get(), part, sizeof part, 0)) > 0;) {
-      if (write(output, part, static_cast<std::size_t>(size)) != size) _exit(1);
-    }
+    const ssize_t size = recv(connection.Get(), part, sizeof part, 0);
+    if (size > 0 && write(output, part, static_cast<std::size_t>(size)) != size) _exit(1);
     _exit(0);
   }
 
