@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <utility>
 
 #include "platform/corvane/log.h"
@@ -15,8 +16,10 @@ using std::chrono::milliseconds;
 
 constexpr SendQueue::Fill kLargestBatch{.items = 512, .bytes = 2 << 20};
 constexpr milliseconds kIdle{200};
+// From one batch to the next unless it was a full one. Each costs several changes of threads.
+constexpr milliseconds kGathering{10};
 constexpr milliseconds kFirstDelay{100};
-constexpr milliseconds kLongestDelay{5000};
+constexpr milliseconds kLongestDelay{2000};
 constexpr milliseconds kFirstSlowDelay{5000};
 constexpr milliseconds kLongestSlowDelay{30'000};
 
@@ -42,8 +45,12 @@ void Sender::Run(const std::stop_token& stop) {
       if (stop.stop_requested()) return;
       continue;
     }
+    const bool full = batch_.size() == kLargestBatch.items;
     TryBatch();
-    if (wait_ == milliseconds(0)) continue;
+    if (wait_ == milliseconds(0)) {
+      if (!full) std::this_thread::sleep_for(kGathering);
+      continue;
+    }
     if (stop.stop_requested()) return;
     SleepUnlessStopped(wait_, stop);
   }

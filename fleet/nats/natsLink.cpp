@@ -18,7 +18,7 @@ constexpr std::int64_t kWriteMilliseconds = 10'000;
 constexpr std::int64_t kPingMilliseconds = 10'000;
 constexpr int kMostPingsOut = 2;
 constexpr std::int64_t kShortestWaitMilliseconds = 250;
-constexpr std::int64_t kLongestWaitMilliseconds = 8000;
+constexpr std::int64_t kLongestWaitMilliseconds = 2000;
 // What is published while there is no connection fails instead of being kept in here as well.
 constexpr int kReconnectBytes = 64 << 10;
 constexpr int kMostPendingMessages = 8192;
@@ -87,7 +87,7 @@ void OnError(natsConnection* connection, natsSubscription*, natsStatus status, v
 // come back at the same moment.
 std::int64_t ReconnectDelay(natsConnection*, int attempts, void*) {
   thread_local std::minstd_rand random{std::random_device{}()};
-  const auto longest = std::min(kLongestWaitMilliseconds, kShortestWaitMilliseconds << std::min(attempts, 5));
+  const auto longest = std::min(kLongestWaitMilliseconds, kShortestWaitMilliseconds << std::min(attempts, 3));
   return std::uniform_int_distribution<std::int64_t>(longest / 2, longest)(random);
 }
 
@@ -121,8 +121,8 @@ void SetTls(::natsOptions* options, const NatsOptions& wanted) {
 }
 
 void SetServers(::natsOptions* options, const std::vector<std::string>& servers) {
-  std::vector<const char*> urls;
-  for (const auto& server : servers) urls.push_back(server.c_str());
+  std::vector<const char*> urls(servers.size());
+  std::ranges::transform(servers, urls.begin(), [](const std::string& server) { return server.c_str(); });
   if (urls.empty()) urls.push_back("nats://127.0.0.1:4222");
   CheckNats(natsOptions_SetServers(options, urls.data(), static_cast<int>(urls.size())), "servers");
 }
@@ -140,7 +140,7 @@ void SetBounds(::natsOptions* options) {
 }
 
 void SetEvents(::natsOptions* options, std::uintptr_t id) {
-  auto* const closure = reinterpret_cast<void*>(id);
+  auto* const closure = reinterpret_cast<void*>(id);  // NOLINT(performance-no-int-to-ptr): it's a number
   natsOptions_SetDisconnectedCB(options, &OnDisconnected, closure);
   natsOptions_SetReconnectedCB(options, &OnReconnected, closure);
   natsOptions_SetErrorHandler(options, &OnError, closure);

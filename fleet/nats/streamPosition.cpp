@@ -19,9 +19,7 @@ void StreamPosition::LookAt(const jsStreamInfo& stream) {
   const auto end = stream.State.LastSeq + 1;
   if (anew) {
     next_ = 1;
-  } else if (first && !beginTime_) {
-    next_ = end;
-  } else if (next_ > end) {
+  } else if ((first && !beginTime_) || next_ > end) {
     next_ = end;
   }
 }

@@ -78,8 +78,8 @@ void CheckPrefix(std::string_view prefix) {
       prefix.size() <= kLongestPrefix && std::ranges::all_of(tokens, [](std::string_view token) {
         return !token.empty() && std::ranges::all_of(token, IsPlain);
       });
-  if (!good)
-    throw std::invalid_argument("the prefix has to be letters, digits, \"_\", \"-\" and single dots");
+  if (good) return;
+  throw std::invalid_argument("the prefix has to be letters, digits, \"_\", \"-\" and single dots");
 }
 
 std::string EscapeToken(std::string_view text) {
