@@ -38,7 +38,8 @@ rapidjson::Document Stats(const Daemon& daemon) {
   const auto begin = answer.find(R"({"jsonrpc":"2.0","id":1,"result":{"start_time":")");
   rapidjson::Document document;
   if (begin == std::string::npos) throw std::runtime_error("no stats: " + answer);
-  document.Parse(answer.substr(begin, answer.rfind('}') + 1 - begin).c_str());
+  // By its length: a text that ends with its NUL is read up to 15 bytes further.
+  document.Parse(answer.data() + begin, answer.rfind('}') + 1 - begin);
   return document;
 }
 
