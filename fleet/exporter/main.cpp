@@ -9,6 +9,7 @@
 #include <string>
 
 #include "fleet/exporter/exporter.h"
+#include "fleet/stream/callerOptions.h"
 #include "platform/corvane/log.h"
 #include "platform/corvane/system.h"
 #include "platform/corvane/textEscape.h"
@@ -18,26 +19,8 @@ namespace {
 
 using Corvane::Service::LogInternal;
 
-void AddCallerOptions(Tools::Command& command, Fleet::ExporterSettings& settings) {
-  auto& caller = settings.caller;
-  command.Value("--port", caller.port, "the daemon's API port on the loopback address")
-      .Within(1U, 65535U)
-      .ShowDefault();
-  command.Value("--vm-id-type", settings.vmIdType, "the kind of identifier that VMs are named by")
-      .OneOf({"mgr", "bios", "vm"})
-      .ShowDefault();
-  const auto token =
-      command.Value("--token-file", caller.tokenFile, "a file that holds a token").ExistingFile();
-  auto user = command.Value("--user", caller.user, "user name").Excludes(token);
-  const auto password =
-      command.Value("--password-file", caller.passwordFile, "a file that holds the password")
-          .ExistingFile()
-          .Needs(user);
-  user.Needs(password);
-}
-
 void AddOptions(Tools::Command& command, Fleet::ExporterSettings& settings) {
-  AddCallerOptions(command, settings);
+  Fleet::AddCallerOptions(command, settings.caller, settings.vmIdType);
   command.Value("--listen", settings.listen, "the address and port to serve at").ShowDefault();
   command.Value("--host", settings.hosts, "a further name that callers know this server by (repeat for more)")
       .Repeatable();

@@ -5,7 +5,9 @@
 
 #include <stdexcept>
 
+#include "fleet/nats/clientOptions.h"
 #include "fleet/nats/subject.h"
+#include "fleet/stream/callerOptions.h"
 #include "fleet/stream/duration.h"
 #include "tools/arguments.h"
 
@@ -53,20 +55,7 @@ void Check(ForwardOptions& options, const DurationTexts& durations) {
 }
 
 void AddDaemonOptions(Tools::Command& command, ForwardOptions& options) {
-  command.Value("--port", options.caller.port, "the daemon's port").Within(1U, 65535U).ShowDefault();
-  const auto token =
-      command.Value("--token-file", options.caller.tokenFile, "file with the token of the caller")
-          .ExistingFile();
-  auto user =
-      command.Value("--user", options.caller.user, "user of the host, instead of a token").Excludes(token);
-  auto password =
-      command.Value("--password-file", options.caller.passwordFile, "file with the user's password")
-          .ExistingFile()
-          .Needs(user);
-  user.Needs(password);
-  command.Value("--vm-id-type", options.wanted.vmIdType, "kind of identifier that VMs are named by")
-      .OneOf({"mgr", "bios", "vm"})
-      .ShowDefault();
+  AddCallerOptions(command, options.caller, options.wanted.vmIdType);
   command.Value("--topic", options.wanted.topics, "forward this topic and those below it alone").Repeatable();
   command.Value("--past", options.wanted.pastSeconds, "seconds of history that the first start asks for")
       .Within(std::int64_t{0}, std::int64_t{kLongestDuration.count()})
@@ -76,15 +65,7 @@ void AddDaemonOptions(Tools::Command& command, ForwardOptions& options) {
 void AddNatsOptions(Tools::Command& command, ForwardOptions& options) {
   command.Value("--nats", options.nats.servers, "URL of a NATS server (default: nats://127.0.0.1:4222)")
       .Repeatable();
-  command.Value("--credentials", options.nats.credentials, "a .creds file, or one with USER:PASSWORD")
-      .ExistingFile();
-  command.Value("--tls-ca", options.nats.tlsCa, "certificates that the server's has to lead to")
-      .ExistingFile();
-  auto certificate =
-      command.Value("--tls-cert", options.nats.tlsCert, "this client's certificate").ExistingFile();
-  auto key =
-      command.Value("--tls-key", options.nats.tlsKey, "its private key").ExistingFile().Needs(certificate);
-  certificate.Needs(key);
+  AddClientOptions(command, options.nats);
   command.Value("--prefix", options.prefix, "first part of the subjects").ShowDefault();
 }
 

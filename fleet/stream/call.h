@@ -31,8 +31,9 @@ struct Wanted {
 class CallFault final : public std::runtime_error {
  public:
   enum class Kind {
-    Interrupted,  // no connection, or the daemon has ended it: it may come back
-    Refused,      // the daemon has said no, or the port isn't a daemon's: the same call fails again
+    Interrupted,  // no daemon is there, or a stranger is in its place, or it has ended the call: it may come
+                  // back
+    Refused,      // the daemon has said no, or what came isn't a daemon's answer: the same call fails again
   };
   CallFault(Kind which, const std::string& text) : std::runtime_error(text), kind(which) {}
   Kind kind;

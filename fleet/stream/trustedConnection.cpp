@@ -90,9 +90,8 @@ Corvane::FileDescriptor ConnectTrusted(unsigned port, const std::stop_token& sto
   auto connection = Connect(port, stop, deadline);
   const auto peer = WaitUntilAccepted(connection.Get(), port, stop, deadline);
   if (!IsTrusted(peer.user)) {
-    throw CallFault(CallFault::Kind::Refused,
-                    Place(port) + " is a program's of user " + std::to_string(peer.user) +
-                        ", neither root's nor the caller's own: nothing was sent to it");
+    Interrupt(port, "a program of user " + std::to_string(peer.user) +
+                        " is there, neither root's nor the caller's own: nothing was sent to it");
   }
   return connection;
 } catch (const CallFault&) {

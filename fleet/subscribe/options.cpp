@@ -2,7 +2,9 @@
 
 #include <stdexcept>
 
+#include "fleet/nats/clientOptions.h"
 #include "fleet/nats/subject.h"
+#include "fleet/stream/callerOptions.h"
 #include "fleet/stream/duration.h"
 #include "tools/arguments.h"
 
@@ -15,18 +17,6 @@ struct Texts {
   std::string since;
   std::optional<std::int64_t> past;
 };
-
-Tools::Option AddCallerOptions(Tools::Command& command, Caller& caller) {
-  const auto token =
-      command.Value("--token-file", caller.tokenFile, "a file that holds a token").ExistingFile();
-  auto user = command.Value("--user", caller.user, "user name").Excludes(token);
-  const auto password =
-      command.Value("--password-file", caller.passwordFile, "a file that holds the password")
-          .ExistingFile()
-          .Needs(user);
-  user.Needs(password);
-  return token;
-}
 
 void AddWantedOptions(Tools::Command& command, SubscribeOptions& options, Texts& texts) {
   command.Value("--vm", options.wanted.vms, "a VM to take publications from (repeat for more; default all)")
@@ -48,26 +38,12 @@ void AddFleetOptions(Tools::Command& command, SubscribeOptions& options, const T
   needsFleet(command.Value("--stream", options.stream, "the stream's name")).ShowDefault();
   needsFleet(command.Value("--host", options.hosts, "a host to read of (repeat for more; default all)"))
       .Repeatable();
-  needsFleet(command.Value("--credentials", options.nats.credentials, "a file with NATS credentials"))
-      .ExistingFile();
-  needsFleet(command.Value("--tls-ca", options.nats.tlsCa, "certificates that the server's is checked by"))
-      .ExistingFile();
-  auto certificate =
-      needsFleet(command.Value("--tls-cert", options.nats.tlsCert, "the client's certificate"));
-  auto key = needsFleet(command.Value("--tls-key", options.nats.tlsKey, "the key of that certificate"));
-  certificate.ExistingFile().Needs(key);
-  key.ExistingFile().Needs(certificate);
+  for (const auto& option : AddClientOptions(command, options.nats)) needsFleet(option);
 }
 
 void AddOptions(Tools::Command& command, SubscribeOptions& options, Texts& texts) {
-  command.Value("--port", options.caller.port, "the daemon's API port on the loopback address")
-      .Within(1, 65535)
-      .ShowDefault();
-  command.Value("--vm-id-type", options.wanted.vmIdType, "the kind of identifier that VMs are named by")
-      .OneOf({"mgr", "bios", "vm"})
-      .ShowDefault();
+  const auto token = AddCallerOptions(command, options.caller, options.wanted.vmIdType);
   AddWantedOptions(command, options, texts);
-  const auto token = AddCallerOptions(command, options.caller);
   command.Value("--count", options.count, "end after that many publications (default: never)");
   command.Flag("--follow", options.follow,
                "subscribe again after each interruption, and ask for what came between");
