@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <exception>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -43,27 +44,48 @@ void Await(const char* what, const std::function<bool()>& condition) {
   if (!Testing::Eventually(condition, kPatience)) throw std::runtime_error(std::string("no ") + what);
 }
 
-// With the store on this machine's disk.
+// One server, or three that all keep the stream; with the stores on this machine's disk.
 class Engine {
  public:
-  explicit Engine(std::string program) : program_(std::move(program)), port_(Testing::FreePort()) {
-    folder_.Write("conf", "jetstream { store_dir: \"" + (folder_ / "store") + "\" }\n");
+  explicit Engine(std::string program, std::size_t nodes = 1) : program_(std::move(program)) {
+    for (std::size_t i = 0; i < nodes; ++i) {
+      ports_.push_back(Testing::FreePort());
+      routes_ +=
+          "\"nats://127.0.0.1:" + std::to_string(routePorts_.emplace_back(Testing::FreePort())) + "\", ";
+    }
+    for (std::size_t i = 0; i < nodes; ++i) folder_.Write(Name(i), Configuration(i));
     Start();
     Fleet::StreamShape shape;
-    shape.replicas = 1;
-    Fleet::MakeStream(Options(), "hesper", shape);
+    shape.replicas = static_cast<std::int64_t>(nodes);
+    // A cluster needs a moment until it has a leader.
+    Await("stream", [&] {
+      try {
+        Fleet::MakeStream(Options(), "hesper", shape);
+        return true;
+      } catch (const Fleet::NatsFault&) {
+        return false;
+      }
+    });
     Connect();
   }
 
   void Start() {
-    process_.emplace(std::vector<std::string>{program_, "-c", folder_ / "conf", "-a", "127.0.0.1", "-p",
-                                              std::to_string(port_)});
-    if (!process_->WaitForLog("Server is ready")) throw std::runtime_error(process_->Log());
+    for (std::size_t i = 0; i < ports_.size(); ++i) {
+      auto& process =
+          *processes_.emplace_back(std::make_unique<Testing::ChildProcess>(std::vector<std::string>{
+              program_, "-c", folder_ / Name(i), "-a", "127.0.0.1", "-p", std::to_string(ports_[i])}));
+      if (!process.WaitForLog("Server is ready")) throw std::runtime_error(process.Log());
+    }
   }
-  void Kill() { process_.reset(); }
-  pid_t pid() const { return process_->pid(); }
+  void Kill() { processes_.clear(); }
+  // Of all its servers.
+  double CpuSeconds() const {
+    double sum = 0;
+    for (const auto& process : processes_) sum += Bench::CpuSeconds(process->pid());
+    return sum;
+  }
 
-  std::string Url() const { return "nats://127.0.0.1:" + std::to_string(port_); }
+  std::string Url() const { return "nats://127.0.0.1:" + std::to_string(ports_.front()); }
   Fleet::NatsOptions Options() const { return {.servers = {Url()}}; }
 
   void Connect() {
@@ -78,10 +100,21 @@ class Engine {
   }
 
  private:
+  static std::string Name(std::size_t node) { return "node" + std::to_string(node); }
+  std::string Configuration(std::size_t node) const {
+    std::string text = "server_name: " + Name(node) + "\njetstream { store_dir: \"" +
+                       (folder_ / "store" + Name(node)) + "\" }\n";
+    if (ports_.size() == 1) return text;
+    return text + "cluster { name: load, listen: \"127.0.0.1:" + std::to_string(routePorts_[node]) +
+           "\", routes: [" + routes_ + "] }\n";
+  }
+
   const std::string program_;
-  const std::uint16_t port_;
   const Testing::TemporaryFolder folder_;
-  std::optional<Testing::ChildProcess> process_;
+  std::vector<std::uint16_t> ports_;
+  std::vector<std::uint16_t> routePorts_;
+  std::string routes_;
+  std::vector<std::unique_ptr<Testing::ChildProcess>> processes_;
   std::optional<Fleet::NatsLink> link_;
   Fleet::JetStreamHandle jetStream_;
 };
@@ -169,15 +202,15 @@ class Forwarder {
 };
 
 // From a full queue on, without a daemon.
-void MeasureSender(const Engine& engine) {
-  constexpr std::size_t kItems = 100'000;
+void MeasureSender(const char* stream, const Engine& engine, std::size_t bytes) {
+  constexpr std::size_t kItems = 50'000;
   Fleet::SendQueue queue({.items = kItems, .bytes = std::size_t{1} << 30});
   for (std::size_t i = 0; i < kItems; ++i) {
     Fleet::Element element;
     element.vm = "vm-" + std::to_string(i % Bench::kFullHost);
     element.topic = "app.load";
-    element.token = std::to_string(i);
-    element.json = std::string(kPayload + 180, 'x');
+    element.token = std::to_string(bytes) + " " + std::to_string(i);
+    element.json = std::string(bytes, 'x');
     queue.Put(Fleet::MakeOutgoing({.prefix = "hesper", .host = "alone", .vmIdType = "mgr"}, element, {}), {},
               0ms);
   }
@@ -186,19 +219,23 @@ void MeasureSender(const Engine& engine) {
   Fleet::Sender sender(queue, publisher, counters);
   const auto begin = Clock::now();
   const double cpu = Bench::CpuSeconds(getpid());
+  const double engineCpu = engine.CpuSeconds();
   {
     const std::jthread thread([&sender](const std::stop_token& stop) { sender.Run(stop); });
     queue.WaitUntilEmpty({});
   }
-  std::printf("sender alone: %.0f a second, %.1f us of CPU each, %llu sent once more\n",
-              kItems / SecondsSince(begin), (Bench::CpuSeconds(getpid()) - cpu) / kItems * 1e6,
-              static_cast<unsigned long long>(counters.retries.load()));
+  std::printf(
+      "sender alone, %s, %zu bytes: %.0f a second; us of CPU each: sender %.1f, NATS %.1f; %llu sent once "
+      "more\n",
+      stream, bytes, kItems / SecondsSince(begin), (Bench::CpuSeconds(getpid()) - cpu) / kItems * 1e6,
+      (engine.CpuSeconds() - engineCpu) / kItems * 1e6,
+      static_cast<unsigned long long>(counters.retries.load()));
 }
 
 void MeasureRate(Bench::Guests& guests, const Daemon& daemon, const Forwarder& forwarder,
                  const Engine& engine, double perSecond) {
   const auto storedBefore = engine.Stored();
-  const double before[] = {Bench::CpuSeconds(forwarder.pid()), Bench::CpuSeconds(engine.pid()),
+  const double before[] = {Bench::CpuSeconds(forwarder.pid()), engine.CpuSeconds(),
                            Bench::CpuSeconds(daemon.pid())};
   const auto begin = Clock::now();
   const auto sent = SendFor(guests, perSecond, kLoad);
@@ -206,7 +243,7 @@ void MeasureRate(Bench::Guests& guests, const Daemon& daemon, const Forwarder& f
   Testing::Eventually([&] { return engine.Stored() - storedBefore >= sent; }, 10s);
   const double seconds = SecondsSince(begin);
   const auto stored = static_cast<double>(engine.Stored() - storedBefore);
-  const double after[] = {Bench::CpuSeconds(forwarder.pid()), Bench::CpuSeconds(engine.pid()),
+  const double after[] = {Bench::CpuSeconds(forwarder.pid()), engine.CpuSeconds(),
                           Bench::CpuSeconds(daemon.pid())};
   std::printf(
       "%6.0f a second: %.0f of %llu stored in %.1f s; us of CPU each: forwarder %.1f, nats-server %.1f, "
@@ -233,14 +270,19 @@ void MeasureReturn(const char* what, Bench::Guests& guests, const Engine& engine
 
 void Run(const std::string& daemonProgram, const std::string& forwardProgram,
          const std::string& natsProgram) {
+  for (const std::size_t nodes : {1, 3}) {
+    const Engine engine(natsProgram, nodes);
+    for (const std::size_t bytes : {440, 7000})
+      MeasureSender(nodes == 1 ? "one server" : "three servers", engine, bytes);
+  }
   Engine engine(natsProgram);
-  MeasureSender(engine);
   Bench::Guests guests;
   Daemon daemon(daemonProgram);
   Forwarder forwarder(forwardProgram, daemon, engine);
   SendFor(guests, 1000, 4s);
-  for (const double rate : {100.0, 1000.0, 3000.0, 6000.0})
+  for (const double rate : {100.0, 1000.0, 3000.0, 6000.0}) {
     MeasureRate(guests, daemon, forwarder, engine, rate);
+  }
   for (int i = 0; i < 3; ++i) {
     MeasureReturn("nats-server", guests, engine, [&] {
       engine.Kill();

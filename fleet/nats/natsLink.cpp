@@ -1,6 +1,7 @@
 #include "fleet/nats/natsLink.h"
 
 #include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -22,6 +23,7 @@ constexpr std::int64_t kLongestWaitMilliseconds = 2000;
 // What is published while there is no connection fails instead of being kept in here as well.
 constexpr int kReconnectBytes = 64 << 10;
 constexpr int kMostPendingMessages = 8192;
+constexpr std::size_t kLongestError = 255;  // of the library's
 
 // Who listens to which link. The library may call once more after a connection has been destroyed; it has the
 // number alone, which then leads to nobody.
@@ -57,10 +59,17 @@ void Tell(void* closure, const Call& call) {
   if (found != all.events.end()) call(found->second);
 }
 
+// The library puts its own file and line in front: "(conn.c:2088): ".
+std::string_view WithoutPlace(std::string_view text) {
+  const auto end = text.find("): ");
+  return text.starts_with('(') && end != std::string_view::npos ? text.substr(end + 3) : text;
+}
+
+// The library's own buffer, which the next error may overwrite meanwhile: the text is for people alone.
 std::string LastError(natsConnection* connection) {
   const char* text = nullptr;
   natsConnection_GetLastError(connection, &text);
-  return text != nullptr ? text : "";
+  return text != nullptr ? std::string(text, strnlen(text, kLongestError)) : "";
 }
 
 void OnDisconnected(natsConnection* connection, void* closure) {
@@ -169,8 +178,10 @@ void CheckNats(natsStatus status, const std::string& action) {
   if (status == NATS_OK) return;
   natsStatus last = NATS_OK;
   const char* const detail = nats_GetLastError(&last);
-  std::string text = action + ": " + natsStatus_GetText(status);
-  if (last == status && detail != nullptr && *detail != '\0') text.append(" (").append(detail).append(")");
+  const std::string general = natsStatus_GetText(status);
+  const auto special = last == status ? WithoutPlace(detail != nullptr ? detail : "") : "";
+  std::string text = action + ": " + general;
+  if (!special.empty() && special != general) text.append(" (").append(special).append(")");
   throw NatsFault(status, text);
 }
 

@@ -118,8 +118,9 @@ TEST(ForwardTest, TakesHostileTopicsAndTellsOfWhatIsTooLarge) {
   SKIP_WITHOUT_NATS();
   Fleet1 fleet(4, {}, 2, "max_payload: 100000");
   ASSERT_TRUE(fleet.forwarder.StartAndWait());
-  for (const std::string topic : {"*", ">", "..", " a b ", "app.>", "%", "$JS.API", "hesper.host-b.x"})
+  for (const std::string topic : {"*", ">", "..", " a b ", "app.>", "%", "$JS.API", "hesper.host-b.x"}) {
     fleet.guests.Publish(1, topic);
+  }
   fleet.guests.Publish(1, std::string(60'000, 'x'));
   fleet.guests.Publish(1, std::string(20'000, '.'));
   ASSERT_TRUE(fleet.guests.WaitUntilPublished());
@@ -155,13 +156,13 @@ authorization { users: [
   { user: all, password: x }
   { user: host, password: secret, permissions: { subscribe: ["_INBOX_hesper.host-a.>"], publish: ["SUBJECT"] } }
 ] })";
-  const auto With = [&rights](const std::string& subject) {
+  const auto with = [&rights](const std::string& subject) {
     auto text = rights;
     return text.replace(text.find("SUBJECT"), 7, subject);
   };
   const TemporaryFolder folder;
   Fleet1 fleet(6, {"--credentials", folder.Write("credentials", "host:secret\n")}, 3,
-               With("hesper.host-b.>"));
+               with("hesper.host-b.>"));
   ASSERT_TRUE(fleet.forwarder.StartAndWait());
   fleet.guests.Publish(1);
   ASSERT_TRUE(fleet.forwarder.process().WaitForLog("Permissions Violation"));
@@ -169,7 +170,7 @@ authorization { users: [
   ASSERT_TRUE(fleet.guests.WaitUntilPublished());
   EXPECT_EQ(fleet.forwarder.process().Logged("NATS takes nothing now"), 1U)
       << fleet.forwarder.process().Log();
-  fleet.server.Reload(With("hesper.host-a.>"));
+  fleet.server.Reload(with("hesper.host-a.>"));
   fleet.ExpectEachOnce();
 }
 

@@ -15,7 +15,7 @@ bool HasNatsServer() {
   return access(kNatsServer, X_OK) == 0;
 }
 
-NatsServer::NatsServer(std::string configuration) : port_(FreePort()) {
+NatsServer::NatsServer(const std::string& configuration) : port_(FreePort()) {
   WriteConfiguration(configuration);
   Start();
 }

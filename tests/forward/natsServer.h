@@ -24,7 +24,7 @@ bool HasNatsServer();
 class NatsServer final {
  public:
   // More of the configuration file.
-  explicit NatsServer(std::string configuration = "");
+  explicit NatsServer(const std::string& configuration = "");
 
   void Start();
   void Kill();

@@ -21,12 +21,12 @@ using Fleet::Outcome;
 class Certificates {
  public:
   Certificates() {
-    Run("req -x509 -nodes -subj /CN=ca -days 2 -keyout ca.key -out ca.pem" + kKey);
-    for (const std::string name : {"server", "rack1-01", "rack1-02", "reader", "admin", "stranger"}) {
-      Run("req -nodes -subj /CN=" + name + " -keyout " + name + ".key -out " + name + ".csr" + kKey);
-      folder_.Write("extension", "subjectAltName=IP:127.0.0.1");
-      Run("x509 -req -days 2 -CA ca.pem -CAkey ca.key -CAcreateserial -in " + name + ".csr -out " + name +
-          ".pem" + (name == "server" ? " -extfile extension" : ""));
+    folder_.Write("extension", "subjectAltName=IP:127.0.0.1");
+    Run("NAME=ca; openssl req -x509 -days 2 -out ca.pem " + Key());
+    for (const char* name : {"server", "rack1-01", "rack1-02", "reader", "admin", "stranger"}) {
+      Run(std::string("NAME=").append(name).append("; openssl req ").append(Key()) +
+          " | openssl x509 -req -days 2 -CA ca.pem -CAkey ca.key -CAcreateserial -extfile extension -out "
+          "$NAME.pem");
     }
   }
 
@@ -39,11 +39,13 @@ class Certificates {
   }
 
  private:
-  const std::string kKey = " -newkey ec -pkeyopt ec_paramgen_curve:P-256";
+  static std::string Key() {
+    return "-nodes -newkey ec -pkeyopt ec_paramgen_curve:P-256 -subj /CN=$NAME -keyout $NAME.key";
+  }
 
-  void Run(const std::string& arguments) {
-    const auto command = "cd " + Folder() + " && openssl " + arguments + " 2>> openssl.log";
-    if (std::system(command.c_str()) != 0) throw std::runtime_error(ReadFile(folder_ / "openssl.log"));
+  void Run(const std::string& commands) {
+    const auto all = "cd " + Folder() + " && { " + commands + "; } 2>> openssl.log";
+    if (std::system(all.c_str()) != 0) throw std::runtime_error(ReadFile(folder_ / "openssl.log"));
   }
 
   const TemporaryFolder folder_;

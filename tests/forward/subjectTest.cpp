@@ -49,8 +49,9 @@ std::vector<std::string> Topics() {
     deep += ".d";
     topics.push_back(deep);
   }
-  for (std::size_t size = 900; size < 1030; ++size)
+  for (std::size_t size = 900; size < 1030; ++size) {
     topics.push_back("app." + std::string(size / 4, '>') + std::string(size % 4, 'x'));
+  }
   return topics;
 }
 
