@@ -17,7 +17,7 @@ using Fleet::MetricForm;
 using Fleet::MetricStore;
 using Testing::MetricPage;
 
-constexpr Fleet::MetricBounds kBounds{2, 2, 40, 6 << 10, std::chrono::seconds(300)};
+constexpr Fleet::MetricBounds kBounds{.vms = 2, .textsPerVm = 2, .seriesPerVm = 40, .bytesPerVm = 6 << 10};
 // Beside its own bytes: each series' name and label vm, the two lines before it if it is a family of its own,
 // and the store's lines.
 constexpr std::size_t kMostPerVm = (6 << 10) + 40 * (200 + 20 + 2 * 230) + 2000;

@@ -272,8 +272,9 @@ void Run(const std::string& daemonProgram, const std::string& forwardProgram,
          const std::string& natsProgram) {
   for (const std::size_t nodes : {1, 3}) {
     const Engine engine(natsProgram, nodes);
-    for (const std::size_t bytes : {440, 7000})
+    for (const std::size_t bytes : {440, 7000}) {
       MeasureSender(nodes == 1 ? "one server" : "three servers", engine, bytes);
+    }
   }
   Engine engine(natsProgram);
   Bench::Guests guests;
