@@ -1,10 +1,9 @@
 #include "fleet/forward/sender.h"
 
-#include <condition_variable>
-#include <mutex>
 #include <thread>
 #include <utility>
 
+#include "fleet/stream/sleepUnlessStopped.h"
 #include "platform/corvane/log.h"
 
 namespace Fleet {
@@ -22,12 +21,6 @@ constexpr milliseconds kFirstDelay{100};
 constexpr milliseconds kLongestDelay{2000};
 constexpr milliseconds kFirstSlowDelay{5000};
 constexpr milliseconds kLongestSlowDelay{30'000};
-
-void SleepUnlessStopped(milliseconds time, const std::stop_token& stop) {
-  std::mutex mutex;
-  std::unique_lock lock(mutex);
-  std::condition_variable_any().wait_for(lock, stop, time, [] { return false; });
-}
 
 }  // namespace
 

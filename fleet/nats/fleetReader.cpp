@@ -10,6 +10,7 @@
 #include "fleet/nats/natsLink.h"
 #include "fleet/nats/streamPosition.h"
 #include "fleet/nats/subject.h"
+#include "lib/public/api/topicFilter.h"
 #include "platform/corvane/log.h"
 
 namespace Fleet {
@@ -153,7 +154,8 @@ bool EmptyOrAny(const Range& range, const Match& match) {
 bool IsWanted(const FleetWanted& wanted, const std::string& host, const Element& element) {
   return EmptyOrAny(wanted.hosts, [&](const auto& name) { return name == host; }) &&
          EmptyOrAny(wanted.vms, [&](const auto& vm) { return vm == element.vm; }) &&
-         EmptyOrAny(wanted.topics, [&](const auto& prefix) { return IsBelow(element.topic, prefix); });
+         EmptyOrAny(wanted.topics,
+                    [&](const auto& prefix) { return NornHesper::IsUnder(element.topic, prefix); });
 }
 
 struct FromHost {

@@ -166,10 +166,6 @@ std::optional<std::string> HostOf(std::string_view prefix, std::string_view subj
   return UnescapeToken(subject.substr(0, dot));
 }
 
-bool IsBelow(std::string_view topic, std::string_view prefix) {
-  return topic.starts_with(prefix) && (topic.size() == prefix.size() || topic[prefix.size()] == '.');
-}
-
 std::string HeaderValue(std::string_view text) {
   std::string value;
   for (const char c : text) {

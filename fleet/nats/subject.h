@@ -34,9 +34,6 @@ std::string FilterSubject(std::string_view prefix, const std::vector<std::string
 // The host of a publication's subject, as it calls itself; nothing if the subject isn't one.
 std::optional<std::string> HostOf(std::string_view prefix, std::string_view subject);
 
-// Whether the topic is that prefix or below it, in whole components.
-bool IsBelow(std::string_view topic, std::string_view prefix);
-
 // A value for a header of a message: printable ASCII without blanks and "%" as it is, other bytes as %XX. At
 // most 512 bytes; the rest is cut off.
 std::string HeaderValue(std::string_view text);

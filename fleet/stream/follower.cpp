@@ -1,10 +1,8 @@
 #include "fleet/stream/follower.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstdint>
 #include <exception>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -16,6 +14,7 @@
 #include "fleet/stream/lateVms.h"
 #include "fleet/stream/retryDelay.h"
 #include "fleet/stream/seen.h"
+#include "fleet/stream/sleepUnlessStopped.h"
 
 namespace Fleet {
 namespace {
@@ -62,12 +61,6 @@ class RunningCall final {
   CallEvents& events_;
   std::jthread thread_;
 };
-
-void Sleep(std::chrono::milliseconds time, const std::stop_token& stop) {
-  std::mutex mutex;
-  std::unique_lock lock(mutex);
-  std::condition_variable_any().wait_for(lock, stop, time, [] { return false; });
-}
 
 class Following final {
  public:
@@ -133,7 +126,7 @@ void Following::Run() {
     OnInterruption();
     const auto wait = delay_.Next();
     listener_.OnInterrupted(fault->what(), wait);
-    Sleep(wait, stop_);
+    SleepUnlessStopped(wait, stop_);
   }
 }
 
