@@ -219,6 +219,8 @@ function leave() {
   vmRows.clear();
   $('vm-rows').replaceChildren();
   forgetPublications();
+  // Not with the next change of the list, which never comes while it is paused.
+  $('live-rows').replaceChildren();
 }
 
 async function poll() {

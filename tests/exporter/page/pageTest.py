@@ -206,6 +206,9 @@ class PageTest(unittest.TestCase):
         [cookie] = self.browser.driver.get_cookies()
         headers = {"Cookie": f"{cookie['name']}={cookie['value']}"}
         self.assertEqual(self.host.get("/api/overview", headers)[0], 200)
+        self.browser.wait("rows to forget", self.rows)
+        # What is paused changes no more, but has to go as well.
+        self.browser.keys("p")
         self.browser["logout"].click()
         self.browser.wait("the login view", self.browser["token"].is_displayed)
         self.assertEqual(self.host.get("/api/overview", headers)[0], 401)
