@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <filesystem>
+#include <stop_token>
 #include <thread>
 
 #include "lib/public/api/guestLimits.h"
@@ -66,6 +66,20 @@ std::vector<HostileText> HostileTexts() {
   };
 }
 
+// The good guest is heard, and its publication delivered. Its rate is as limited as everybody's: an unheard
+// one is sent again, so it may be answered and delivered once more while the next one is waited for.
+void ExpectServed(Krell::GuestSocket& guest, const Daemon& daemon, Subscriber& subscriber,
+                  std::uint64_t sequence) {
+  const auto topic = "good." + std::to_string(sequence);
+  std::string answer;
+  for (int tries = 0; tries < 100 && answer != GoodAcknowledgement(sequence); ++tries) {
+    answer = Publish(guest, daemon, PublicationText(sequence, topic, ""), std::chrono::milliseconds(600));
+  }
+  ASSERT_EQ(answer, GoodAcknowledgement(sequence));
+  while (subscriber.Next().find('"' + topic + '"') == std::string::npos) {
+  }
+}
+
 TEST(HostileGuestTest, DisturbsNobodyElse) {
   Daemon daemon({.settings = kAskAll});
   Beacon beacon(21);
@@ -74,17 +88,6 @@ TEST(HostileGuestTest, DisturbsNobodyElse) {
   Vm good(22);
   Krell::GuestSocket goodGuest(good.cid());
   std::uint64_t sequence = 100;
-  const auto goodGuestIsServed = [&] {
-    ++sequence;
-    // Its rate is as limited as everybody's: an unheard one is sent again.
-    std::string answer;
-    while (answer.empty()) {
-      answer = Publish(goodGuest, daemon, PublicationText(sequence, "good." + std::to_string(sequence), ""),
-                       std::chrono::milliseconds(500));
-    }
-    EXPECT_EQ(answer, GoodAcknowledgement(sequence));
-    EXPECT_NE(subscriber.Next().find("\"good." + std::to_string(sequence) + "\""), std::string::npos);
-  };
 
   std::uint32_t cid = 1000;
   for (const auto& hostile : HostileTexts()) {
@@ -96,7 +99,7 @@ TEST(HostileGuestTest, DisturbsNobodyElse) {
         << answer.substr(0, 200);
     EXPECT_TRUE(answer.ends_with("\n\"rateLimit\":2\n}"));
     EXPECT_LE(answer.size(), kLargest);
-    goodGuestIsServed();
+    ExpectServed(goodGuest, daemon, subscriber, ++sequence);
   }
   EXPECT_TRUE(daemon.IsRunning());
 
@@ -112,23 +115,15 @@ TEST(HostileGuestTest, FloodIsKeptOffByTheKernel) {
   auto subscriber = beacon.Subscribe(daemon, R"(,"topic_prefixes":["good"])");
   Vm flooder(24);
   Vm good(25);
-  std::atomic<bool> stop{false};
-  std::thread flood([&] {
+  std::jthread flood([&](const std::stop_token& stop) {
     Krell::GuestSocket socket(flooder.cid());
     const std::string text(kLargest, '[');
-    while (!stop) socket.Send(daemon.vmPort(), text);
+    while (!stop.stop_requested()) socket.Send(daemon.vmPort(), text);
   });
   Krell::GuestSocket guest(good.cid());
   for (std::uint64_t sequence = 1; sequence <= 4; ++sequence) {
-    std::string answer;
-    while (answer.empty()) {
-      answer = Publish(guest, daemon, PublicationText(sequence, "good", ""), std::chrono::milliseconds(600));
-    }
-    EXPECT_EQ(answer, GoodAcknowledgement(sequence));
-    EXPECT_NE(subscriber.Next().find("\"good\""), std::string::npos);
+    ExpectServed(guest, daemon, subscriber, sequence);
   }
-  stop = true;
-  flood.join();
 }
 
 TEST(HostileGuestTest, BadTextsDoNotFillTheDisk) {
