@@ -4,9 +4,12 @@
 
 namespace SsoClient {
 
+// The HTTP status of a SOAP fault (SOAP 1.1, section 6.2).
+inline constexpr int kFaultStatus = 500;
+
 // What a token service answered.
 struct SoapAnswer {
-  int status = 0;  // of HTTP: 200, or 500 for what should be a SOAP fault
+  int status = 0;  // of HTTP: 200, or kFaultStatus for what should be a SOAP fault
   std::string text;
 };
 

@@ -21,7 +21,6 @@ namespace {
 constexpr std::string_view kScheme = "https://";
 constexpr std::size_t kLargestHead = 65536;
 constexpr int kOk = 200;
-constexpr int kServerError = 500;  // SOAP 1.1, section 6.2: the status of a fault
 
 using Handle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 using Headers = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
@@ -120,7 +119,7 @@ int CheckedStatus(CURL* curl) {
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
   curl_easy_getinfo(curl, CURLINFO_CONTENT_TYPE, &contentType);
   const bool isXml = IsXml(contentType);
-  if (status != kOk && !(status == kServerError && isXml)) {
+  if (status != kOk && !(status == kFaultStatus && isXml)) {
     Fail("the answer has the HTTP status " + std::to_string(status));
   }
   if (!isXml) {

@@ -9,7 +9,6 @@
 namespace SsoClient {
 namespace {
 
-constexpr int kServerError = 500;
 // More than any mechanism needs; otherwise a service could keep its client in a negotiation for ever.
 constexpr int kMostLegs = 16;
 
@@ -94,7 +93,7 @@ SecurityTokenService::TokenPtr SecurityTokenService::RenewToken(const SamlToken&
 std::string SecurityTokenService::Send(std::string request, const std::string& soapAction) {
   const Corvane::WipedString secret(std::move(request));
   auto answer = exchange_->Post(soapAction, secret.text());
-  if (answer.status == kServerError) {
+  if (answer.status == kFaultStatus) {
     handler_.ReadFault(answer.text);
     throw CommunicationException("Token service: the answer has the HTTP status 500 and no SOAP fault");
   }

@@ -10,7 +10,7 @@
 namespace Bridge {
 namespace {
 
-constexpr std::chrono::seconds kRetryDelay{1};
+constexpr std::chrono::seconds kReconnectDelay{1};
 // The lines have no ports; these numbers tell them apart.
 constexpr std::uint32_t kPublishLine = 1;
 constexpr std::uint32_t kHistoryLine = 2;
@@ -34,7 +34,7 @@ class SerialTransport::Line final : public std::enable_shared_from_this<Line> {
 
   void StartLater() {
     if (isClosed_) return;
-    timer_.expires_after(kRetryDelay);
+    timer_.expires_after(kReconnectDelay);
     timer_.async_wait([self = shared_from_this()](const boost::system::error_code& error) {
       if (!error) self->Start();
     });

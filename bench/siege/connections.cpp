@@ -10,8 +10,8 @@
 namespace Siege {
 namespace {
 
-constexpr std::size_t kAll = 5000;
-constexpr std::size_t kAtOnce = 1200;  // more than there are descriptors
+constexpr std::size_t kConnections = 5000;
+constexpr std::size_t kOpenAtOnce = 1200;  // more than there are descriptors
 
 // Opens them all, evenly over the time but for the first ones, and holds what isn't closed. `add` makes one.
 template <typename Add>
@@ -20,7 +20,7 @@ void Open(const Assault& assault, Add add) {
   const auto length = static_cast<std::size_t>((assault.end - assault.begin).count());
   for (std::size_t made = 0; assault.GoesOn();) {
     const auto passed = static_cast<std::size_t>((Clock::now() - assault.begin).count());
-    for (const auto due = kAtOnce + (kAll - kAtOnce) * passed / length; made < due; ++made) {
+    for (const auto due = kOpenAtOnce + (kConnections - kOpenAtOnce) * passed / length; made < due; ++made) {
       add(crowd, made);
       assault.Count();
     }

@@ -16,8 +16,8 @@
 namespace Siege {
 namespace {
 
-constexpr std::size_t kAll = 1000;
-constexpr std::size_t kAtOnce = 20;  // how many are there when the first one goes
+constexpr std::size_t kLeavers = 1000;
+constexpr std::size_t kPresent = 20;  // how many are there when the first one goes
 
 enum class Leaving { Reset, InOrder, Vanished };
 
@@ -46,16 +46,17 @@ void Leave(int fd, Leaving how) {
 void Leavers(const Assault& assault) {
   const auto request = Testing::CallRequest(
       kSubscribe, R"({"spec":{"vm_id_type":"MGR_VM_ID","topic_prefixes":["never"]}})", kStreaming);
-  const auto pause = std::chrono::duration_cast<milliseconds>(assault.end - assault.begin) * 9 / 10 / kAll;
+  const auto pause =
+      std::chrono::duration_cast<milliseconds>(assault.end - assault.begin) * 9 / 10 / kLeavers;
   std::deque<int> there;
-  for (std::size_t number = 0; number < kAll + kAtOnce; ++number) {
-    if (number < kAll && assault.GoesOn()) {
+  for (std::size_t number = 0; number < kLeavers + kPresent; ++number) {
+    if (number < kLeavers && assault.GoesOn()) {
       there.push_back(Subscribe(assault.port, request));
       assault.Count();
       Sleep(pause);
     }
     assault.Hold(there.size());
-    if (number < kAtOnce || there.empty()) continue;
+    if (number < kPresent || there.empty()) continue;
     Leave(there.front(), static_cast<Leaving>(number % 3));
     there.pop_front();
   }

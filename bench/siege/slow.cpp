@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::size_t kTricklers = 200;
 constexpr std::size_t kReaders = 60;
-constexpr std::uint32_t kGuests = 10;
+constexpr std::uint32_t kLargeGuests = 10;
 constexpr int kSmallBuffer = 4096;
 constexpr auto kBytePause = milliseconds(200);
 constexpr auto kRound = milliseconds(500);
@@ -37,7 +37,7 @@ void SlowClients(const Assault& assault) {
   Crowd crowd(assault.port);
   for (std::size_t i = 0; i < kTricklers; ++i) crowd.Add(trickle, kBytePause);
   std::vector<Krell::GuestSocket> guests;
-  for (std::uint32_t i = 0; i < kGuests; ++i) guests.emplace_back(kFirstLargeCid + i);
+  for (std::uint32_t i = 0; i < kLargeGuests; ++i) guests.emplace_back(kFirstLargeCid + i);
   const auto text = Testing::PublicationText(1, "siege", std::string(60'000, 'Q'));
   assault.Hold(subscribers.size() + crowd.Size());
   for (auto due = Clock::now(); assault.GoesOn();) {

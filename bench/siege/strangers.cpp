@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kForgers = 4;
 constexpr auto kForgersPause = milliseconds(2);
-constexpr int kAtOnce = 20;  // connections, then a pause
+constexpr int kConnectionsAtOnce = 20;  // connections, then a pause
 constexpr auto kChurnPause = milliseconds(5);
 
 // One byte in the middle of the signature is another one.
@@ -28,7 +28,7 @@ std::string Forged(std::string authorization) {
 
 void Churn(const Assault& assault) {
   while (assault.GoesOn()) {
-    for (int i = 0; i < kAtOnce; ++i) {
+    for (int i = 0; i < kConnectionsAtOnce; ++i) {
       if (i % 2 == 0) Testing::Connection(assault.port).Reset();
       if (i % 2 == 1) CanConnect(assault.port);
       assault.Count();

@@ -76,7 +76,7 @@ std::optional<Corvane::WipedString> TokenIn(const std::string& body) {
   rapidjson::Document document;
   document.Parse<rapidjson::kParseIterativeFlag>(body.data(), body.size());
   if (document.HasParseError() || !document.IsObject()) return std::nullopt;
-  const auto token = document.FindMember("token");
+  const rapidjson::Value::ConstMemberIterator token = document.FindMember("token");
   if (token == document.MemberEnd() || !token->value.IsString()) return std::nullopt;
   return Corvane::WipedString(std::string_view(token->value.GetString(), token->value.GetStringLength()));
 }
