@@ -1,11 +1,10 @@
 #include "fleet/exporter/hostStream.h"
 
-#include <condition_variable>
-#include <mutex>
 #include <utility>
 
 #include "fleet/exporter/publicationEvent.h"
 #include "fleet/exporter/utf8.h"
+#include "fleet/stream/sleepUnlessStopped.h"
 
 namespace Fleet {
 namespace {
@@ -14,13 +13,6 @@ using Corvane::Service::LogInternal;
 
 constexpr std::chrono::seconds kAfterRefusal{5};
 constexpr std::size_t kMostReason = 512;
-
-void WaitFor(std::chrono::seconds time, const std::stop_token& stop) {
-  std::mutex mutex;
-  std::condition_variable_any stopped;
-  std::unique_lock lock(mutex);
-  stopped.wait_for(lock, stop, time, [] { return false; });
-}
 
 std::int64_t NowInMilliseconds() {
   return Milliseconds(std::chrono::system_clock::now());
@@ -42,7 +34,7 @@ void HostStream::Run(const std::stop_token& stop) {
     } catch (const std::exception& fault) {
       Lose(fault.what());
       LogInternal(log_, 3, "the daemon takes no subscription: %1", fault.what());
-      WaitFor(kAfterRefusal, stop);
+      SleepUnlessStopped(kAfterRefusal, stop);
     }
   }
 }

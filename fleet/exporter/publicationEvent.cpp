@@ -3,6 +3,7 @@
 #include "fleet/exporter/bounds.h"
 #include "fleet/exporter/jsonText.h"
 #include "fleet/exporter/utf8.h"
+#include "lib/public/api/topicFilter.h"
 #include "platform/corvane/stringUtil.h"
 
 namespace Fleet {
@@ -55,9 +56,7 @@ std::string SkippedText(std::uint64_t count) {
 
 bool EventFilter::Matches(const PublicationEvent& event) const {
   if (!vm.empty() && vm != event.vm) return false;
-  if (topic.empty()) return true;
-  return event.topic.starts_with(topic) &&
-         (event.topic.size() == topic.size() || event.topic[topic.size()] == '.');
+  return topic.empty() || NornHesper::IsUnder(event.topic, topic);
 }
 
 }  // namespace Fleet

@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 
 constexpr SendQueue::Fill kLargestBatch{.items = 512, .bytes = 2 << 20};
 constexpr milliseconds kIdle{200};
-// From one batch to the next unless it was a full one. Each costs several changes of threads.
+// From one batch to the next unless a full one waits. Each costs several changes of threads.
 constexpr milliseconds kGathering{10};
 constexpr milliseconds kFirstDelay{100};
 constexpr milliseconds kLongestDelay{2000};
@@ -38,9 +38,10 @@ void Sender::Run(const std::stop_token& stop) {
       if (stop.stop_requested()) return;
       continue;
     }
-    const bool full = batch_.size() == kLargestBatch.items;
     TryBatch();
     if (wait_ == milliseconds(0)) {
+      const auto waiting = queue_.fill();
+      const bool full = waiting.items >= kLargestBatch.items || waiting.bytes >= kLargestBatch.bytes;
       if (!full) std::this_thread::sleep_for(kGathering);
       continue;
     }
