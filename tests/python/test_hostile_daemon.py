@@ -268,6 +268,37 @@ class FollowTest(DoubleCase):
             self.assertFalse(reader.is_alive())
             self.assertIsNone(reader.error)
 
+    def test_what_a_close_cuts_off_is_no_error(self):
+        reader = self.read(**self.caller)
+        self.double.accept()
+        with self.outrun(reader):
+            reader.subscription.close()
+        self.assertIsNone(reader.error)
+
+    def test_what_an_error_cuts_off_is_no_other_error(self):
+        reader = self.read(**self.caller)
+        self.double.accept()
+        with self.outrun(reader):
+            # As the thread that asks for the past would.
+            reader.subscription._follower._fail(hesper.NotAuthenticated("refused"))
+        self.assertIs(type(reader.error), hesper.NotAuthenticated)
+
+    @contextmanager
+    def outrun(self, reader):
+        """The test, when it stops the follower, gets on only after that and the reader have ended."""
+        stop = reader.subscription._follower._stop
+        set_stop = stop.set
+
+        def set_and_wait():
+            set_stop()
+            if threading.current_thread() is threading.main_thread():
+                reader.subscription._follower._thread.join(PATIENCE)
+                reader.join(PATIENCE)
+
+        with mock.patch.object(stop, "set", set_and_wait):
+            yield
+        self.assertFalse(reader.is_alive())
+
     def test_a_subscription_that_nobody_has_ends(self):
         subscription = hesper.subscribe(**self.caller)
         connection = self.double.accept()

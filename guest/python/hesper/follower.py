@@ -110,8 +110,9 @@ class Follower:
         self._thread.start()
 
     def stop(self) -> None:
-        self._stop.set()
+        # In this order: the errors of calls that are cut off by it are nobody's.
         self.mailbox.close()
+        self._stop.set()
 
     def join(self) -> None:
         # In this order: it is this thread that starts those of the past.
@@ -126,8 +127,9 @@ class Follower:
             self._fail(error)
 
     def _fail(self, error: BaseException) -> None:
-        self._stop.set()
+        # In this order, for the same reason.
         self.mailbox.end(error)
+        self._stop.set()
 
     def _keep_open(self) -> None:
         pause = _FIRST_PAUSE
