@@ -4,6 +4,8 @@
 
 #include <array>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "fleet/exporter/pageFiles.h"
 #include "platform/corvane/stringUtil.h"
@@ -12,8 +14,8 @@ namespace Fleet {
 namespace {
 
 struct File {
-  std::string_view path;
-  const char* type;
+  std::string path;
+  std::string type;
   std::string_view content;
   std::string tag;
 };
@@ -25,15 +27,22 @@ std::string TagOf(std::string_view content) {
   return '"' + Corvane::StringUtil::HexEncode(std::span(digest).first(kTagBytes)) + '"';
 }
 
-File MakeFile(std::string_view path, const char* type, std::string_view content) {
-  return {path, type, content, TagOf(content)};
+std::string TypeOf(std::string_view name) {
+  if (name.ends_with(".html")) return "text/html; charset=utf-8";
+  return name.ends_with(".css") ? "text/css; charset=utf-8" : "text/javascript; charset=utf-8";
 }
 
-const std::array<File, 3>& Files() {
-  static const std::array<File, 3> files = {
-      MakeFile("/", "text/html; charset=utf-8", PageFiles::kIndexHtml),
-      MakeFile("/page.css", "text/css; charset=utf-8", PageFiles::kPageCss),
-      MakeFile("/page.js", "text/javascript; charset=utf-8", PageFiles::kPageJs)};
+std::vector<File> MakeFiles() {
+  std::vector<File> files;
+  for (const auto& [name, content] : PageFiles()) {
+    const std::string path = name == "index.html" ? "/" : '/' + std::string(name);
+    files.push_back({path, TypeOf(name), content, TagOf(content)});
+  }
+  return files;
+}
+
+const std::vector<File>& Files() {
+  static const auto files = MakeFiles();
   return files;
 }
 

@@ -1,12 +1,16 @@
 #pragma once
 
+#include <span>
 #include <string_view>
 
-// The bytes of page/, put here by the build (embed.cmake).
-namespace Fleet::PageFiles {
+namespace Fleet {
 
-extern const std::string_view kIndexHtml;
-extern const std::string_view kPageCss;
-extern const std::string_view kPageJs;
+struct PageFile {
+  std::string_view name;
+  std::string_view content;
+};
 
-}  // namespace Fleet::PageFiles
+// The files of page/, put here by the build (embed.cmake).
+std::span<const PageFile> PageFiles();
+
+}  // namespace Fleet

@@ -201,18 +201,24 @@ class PageTest(unittest.TestCase):
         self.browser.keys("db", Keys.ENTER)
         self.browser.wait("publications of db", lambda: self.rows() and all("db" in row for row in self.rows()))
 
-    def test_logout_ends_the_session(self):
+    def test_logout_ends_the_session_and_leaves_nothing(self):
         self.log_in()
         [cookie] = self.browser.driver.get_cookies()
         headers = {"Cookie": f"{cookie['name']}={cookie['value']}"}
         self.assertEqual(self.host.get("/api/overview", headers)[0], 200)
-        self.browser.wait("rows to forget", self.rows)
+        self.wait_for_row("web starts")
+        self.browser.wait("counts to forget", lambda: set(self.browser.texts("#counts dd")) != {"–"})
         # What is paused changes no more, but has to go as well.
         self.browser.keys("p")
+        self.browser["vm-filter"].send_keys("words of the reader")
         self.browser["logout"].click()
-        self.browser.wait("the login view", self.browser["token"].is_displayed)
+        self.browser.wait("the login view", lambda: self.browser.texts("#login:not([hidden])"))
         self.assertEqual(self.host.get("/api/overview", headers)[0], 401)
-        self.assertEqual(self.browser.texts("#live-rows li, #vm-rows tr"), [])
+        self.assertEqual(set(self.browser.texts("#counts dd")), {"–"})
+        left = self.browser.js("""return document.documentElement.outerHTML +
+            [...document.querySelectorAll('input')].map((one) => one.value)""")
+        for words in ("web", "starts", "words of the reader"):
+            self.assertNotIn(words, left)
 
     def test_readable_and_narrow(self):
         self.log_in()
