@@ -24,6 +24,7 @@ export function takeVms(news) {
 export function forgetVms() {
   overview = null;
   vmRows.clear();
+  unfolded.clear();
   $('vm-rows').replaceChildren();
 }
 
