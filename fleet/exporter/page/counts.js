@@ -49,7 +49,3 @@ export function takeCounts(daemon) {
     cell.lastElementChild.replaceChildren(text, ...(news > 0 ? [make('small', '', `+${count(news)}`)] : []));
   }
 }
-
-export function forgetCounts() {
-  opening = null;
-}

@@ -20,8 +20,6 @@ const post = (path, body) => fetch(path, {
 });
 
 export function showLogin(why) {
-  $('work').hidden = true;
-  $('help').close();
   $('login').hidden = false;
   $('login-host').textContent = `on ${location.host}`;
   $('login-fault').textContent = why;

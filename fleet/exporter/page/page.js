@@ -1,74 +1,63 @@
 // The page's life: a session begins and ends, and in between the overview is asked for while somebody can see it.
 
-import { forgetCounts, takeCounts } from './counts.js';
+import { takeCounts } from './counts.js';
 import { $ } from './dom.js';
 import './keys.js';
 import { showLogin, startLogin } from './login.js';
 import { clockText } from './numbers.js';
-import { closeEvents, forgetPublications, openEvents } from './publications.js';
-import { announceState, forgetStatus, showFault, takeStatus } from './status.js';
-import { forgetVms, takeVms } from './vms.js';
+import { closeEvents, openEvents } from './publications.js';
+import { announceState, showFault, takeStatus } from './status.js';
+import './theme.js';
+import { takeVms } from './vms.js';
 
 const POLL = 2000; // ms between two looks at the overview
 const MOST_POLL = 30000; // while it can't be had
+const PATIENCE = 10000; // with one of them
+
+// Why the document before this one was left, if that is worth a word.
+const arrival = history.state ?? '';
+history.replaceState(null, '');
 
 let entered = false;
 let hadSession = false;
 let seenAt = 0; // when the exporter made the overview that is shown
 let pollTimer = 0;
 let pollWait = POLL;
-let polling = null; // the request under way
+let polling = false;
 
 async function enter(loggedIn) {
-  leave();
   entered = true;
   hadSession = loggedIn;
   await poll();
 }
 
-// Ends what runs for a session, and forgets what it has shown.
-function leave() {
-  entered = false;
-  hadSession = false;
-  clearTimeout(pollTimer);
-  polling?.abort();
-  polling = null;
-  seenAt = 0;
-  forgetStatus();
-  forgetCounts();
-  forgetVms();
-  forgetPublications();
-}
-
 async function poll() {
   clearTimeout(pollTimer);
   if (!entered || polling || document.hidden) return;
-  const request = new AbortController();
-  polling = request;
-  const timeout = setTimeout(() => request.abort(), 10000);
+  polling = true;
   let news = null;
   let fault = '';
   try {
-    const answer = await fetch('/api/overview', { signal: request.signal });
+    const answer = await fetch('/api/overview', { signal: AbortSignal.timeout(PATIENCE) });
     if (answer.ok) news = await answer.json();
     else fault = `status ${answer.status}`;
   } catch {
     fault = 'no answer';
   }
-  clearTimeout(timeout);
-  // Somebody has left, or entered anew, meanwhile.
-  if (polling !== request) return;
-  polling = null;
+  polling = false;
   if (fault === 'status 401') return refuse();
   if (news) takeOverview(news);
   else missOverview(fault);
   pollTimer = setTimeout(poll, pollWait);
 }
 
+// What has shown something is left for a new document, which knows nothing of it but why it is there.
 function refuse() {
-  const why = hadSession ? 'The session has ended. Log in again.' : '';
-  leave();
-  showLogin(why);
+  entered = false;
+  const why = hadSession ? 'The session has ended. Log in again.' : arrival;
+  if ($('work').hidden) return showLogin(why);
+  history.replaceState(why, '');
+  location.reload();
 }
 
 function takeOverview(overview) {

@@ -78,13 +78,6 @@ function forgetEarlier() {
   scheduleLive();
 }
 
-export function forgetPublications() {
-  closeEvents();
-  forgetEarlier();
-  // Not with the next change of the list, which never comes while it is paused.
-  $('live-rows').replaceChildren();
-}
-
 function addItem(entry) {
   liveItems.unshift(entry);
   if (liveItems.length > MOST_LIVE) liveItems.length = MOST_LIVE;

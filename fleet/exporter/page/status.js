@@ -28,11 +28,6 @@ export function takeStatus(overview) {
   showStatus(overview);
 }
 
-export function forgetStatus() {
-  previous = null;
-  samples = [];
-}
-
 function addSample(news) {
   const accepted = (one) => one?.daemon?.publications?.accepted;
   if (!news.daemon) return;

@@ -21,13 +21,6 @@ export function takeVms(news) {
   showVms();
 }
 
-export function forgetVms() {
-  overview = null;
-  vmRows.clear();
-  unfolded.clear();
-  $('vm-rows').replaceChildren();
-}
-
 const SORT_VALUES = {
   vm: (one) => one.vm,
   last: (one) => -(one.last || 0), // "ascending" is the newest first, as the age is what the column shows

@@ -91,6 +91,16 @@ class PageTest(unittest.TestCase):
     def log_in(self):
         self.browser.log_in(self.host.token)
 
+    def wait_for_login_view(self):
+        # In a new document, which may not be there yet.
+        self.browser.wait("the login view", lambda: self.browser.texts("#login:not([hidden])"))
+
+    def assert_nothing_left(self, *words):
+        self.assertEqual(set(self.browser.texts("#counts dd")), {"–"})
+        left = self.browser.js("""return document.documentElement.outerHTML +
+            [...document.querySelectorAll('input')].map((one) => one.value)""")
+        self.assertEqual([word for word in words if word in left], [])
+
     def rows(self):
         return self.browser.texts("#live-rows li")
 
@@ -212,13 +222,9 @@ class PageTest(unittest.TestCase):
         self.browser.keys("p")
         self.browser["vm-filter"].send_keys("words of the reader")
         self.browser["logout"].click()
-        self.browser.wait("the login view", lambda: self.browser.texts("#login:not([hidden])"))
+        self.wait_for_login_view()
         self.assertEqual(self.host.get("/api/overview", headers)[0], 401)
-        self.assertEqual(set(self.browser.texts("#counts dd")), {"–"})
-        left = self.browser.js("""return document.documentElement.outerHTML +
-            [...document.querySelectorAll('input')].map((one) => one.value)""")
-        for words in ("web", "starts", "words of the reader"):
-            self.assertNotIn(words, left)
+        self.assert_nothing_left("web", "starts", "words of the reader")
 
     def test_readable_and_narrow(self):
         self.log_in()
@@ -252,8 +258,9 @@ class PageTest(unittest.TestCase):
         self.browser.wait("words on the page's stream", lambda: "interrupted" in self.browser["state-live"].text)
         self.host.start_exporter()
         # Its sessions were in memory alone.
-        self.browser.wait("the login view", self.browser["token"].is_displayed)
+        self.wait_for_login_view()
         self.assertIn("session has ended", self.browser["login-fault"].text)
+        self.assert_nothing_left("after the interruption")
 
     def test_rows_are_bounded(self):
         self.log_in()
